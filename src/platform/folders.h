@@ -1,0 +1,16 @@
+#pragma once
+// Where the program keeps its own files on Linux. $VANTOREL_DATA_DIR, when set, holds all of
+// them (tests and portable use); otherwise the XDG folders are used.
+
+#include <filesystem>
+
+namespace vantorel {
+
+// VantorelDebug.txt, error_log.txt and the copy of the sample database live here.
+std::filesystem::path DataFolder();
+// Vantorel.cfg lives here.
+std::filesystem::path ConfigFolder();
+// The folder of the running executable; the display styles are found beside it.
+std::filesystem::path ProgramFolder();
+
+}  // namespace vantorel

@@ -1,0 +1,31 @@
+#pragma once
+// A port for tests: it records every notice and question and answers questions from a script,
+// so that a test can assert on the exact caption and text the user would have seen.
+
+#include <deque>
+#include <vector>
+
+#include "platform/user_port.h"
+
+namespace vantorel {
+
+class RecordingPort : public UserPort {
+public:
+    // Answers for the coming questions, in order. A question with no scripted answer is
+    // answered No and counted in unscriptedQuestions.
+    void ScriptAnswers(std::initializer_list<bool> answers);
+
+    void tell(const Notice& notice) override;
+    bool ask(const Notice& question) override;
+    void progress(int processed, int total) override;
+
+    std::vector<Notice> notices;    // what was told, in order
+    std::vector<Notice> questions;  // what was asked, in order
+    std::vector<std::pair<int, int>> progressSteps;
+    int unscriptedQuestions = 0;
+
+private:
+    std::deque<bool> m_answers;
+};
+
+}  // namespace vantorel

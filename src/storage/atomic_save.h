@@ -1,0 +1,36 @@
+#pragma once
+// Saving that never tears a document. The new text is written to a temporary file in the
+// document's own folder, synced, and renamed over the old document; the folder is synced
+// last. A reader therefore sees the old document or the new one, never a mixture, and a
+// failure at any step leaves the old document as it was and removes the temporary file.
+
+#include <chrono>
+#include <filesystem>
+#include <string_view>
+
+#include "storage/file_layer.h"
+#include "storage/io_result.h"
+
+namespace vantorel {
+
+// Temporary files of saves start with this; no item name can (item identifiers never begin
+// with a dot), so no walk of the tree mistakes one for an item.
+inline constexpr std::string_view kSaveTempPrefix = ".vtsave-";
+
+// Replaces (or creates) the file at target with content. On failure nothing at target has
+// changed and the message names the target.
+IoResult SaveWholeFile(const std::filesystem::path& target, std::string_view content,
+                       FileLayer& files = SystemFiles());
+
+// The rewrite of a document in its standard form: tries the save up to 50 times, 40 ms apart,
+// for a file another program holds at that moment, and gives up quietly after that.
+bool RewriteWithRetries(const std::filesystem::path& target, std::string_view content,
+                        FileLayer& files = SystemFiles());
+
+// A process killed in the middle of a save leaves its temporary file behind. Removes, below
+// root, every such file older than maxAge (younger ones may belong to a save still running on
+// another computer). Returns how many were removed.
+int SweepStaleSaves(const std::filesystem::path& root,
+                    std::chrono::seconds maxAge = std::chrono::minutes(5));
+
+}  // namespace vantorel

@@ -1,0 +1,38 @@
+#pragma once
+// Opening an item for editing, the protocol every item editor follows: take the item's lock;
+// when someone holds it, say who and offer to unlock it by force; release the lock when the
+// editor closes, saved or cancelled.
+
+#include <filesystem>
+#include <memory>
+
+#include "platform/identity.h"
+#include "platform/user_port.h"
+
+namespace vantorel {
+
+inline constexpr char kUnlockAdvice[] =
+    "\nTo unlock the file select 'Unlock File' and click 'OK', only do this if you are sure the "
+    "file is not being edited";
+
+// Holds an item's lock for as long as it lives; releasing removes only a lock of our own.
+class EditLock {
+public:
+    // Takes the lock of the item, talking to the user through port when it is held or can't be
+    // made. Null when the item must not be opened for editing.
+    static std::unique_ptr<EditLock> Acquire(const std::filesystem::path& itemPath, UserPort& port,
+                                             const UserIdentity& identity = CurrentIdentity());
+    ~EditLock();
+    EditLock(const EditLock&) = delete;
+    EditLock& operator=(const EditLock&) = delete;
+
+    const std::filesystem::path& ItemPath() const { return m_itemPath; }
+
+private:
+    EditLock(std::filesystem::path itemPath, UserIdentity identity);
+
+    std::filesystem::path m_itemPath;
+    UserIdentity m_identity;
+};
+
+}  // namespace vantorel

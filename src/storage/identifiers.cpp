@@ -1,0 +1,118 @@
+#include "storage/identifiers.h"
+
+#include <fcntl.h>
+#include <strings.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+
+#include "platform/debug_log.h"
+
+namespace vantorel {
+namespace {
+
+struct NumberedId {
+    std::string prefix;
+    long long number = -1;
+    int width = 1;
+};
+
+// "TC0042" → prefix "TC", number 42, width 4.
+std::optional<NumberedId> SplitNumberedId(std::string_view stem) {
+    std::size_t digits = 0;
+    while (digits < stem.size() &&
+           std::isdigit(static_cast<unsigned char>(stem[stem.size() - 1 - digits])))
+        ++digits;
+    if (digits == 0 || digits > 9)
+        return std::nullopt;
+    NumberedId id;
+    id.prefix = stem.substr(0, stem.size() - digits);
+    id.number = std::stoll(std::string(stem.substr(stem.size() - digits)));
+    id.width = static_cast<int>(std::min<std::size_t>(digits, 6));
+    return id;
+}
+
+}  // namespace
+
+IdentifierProblem CheckIdentifier(std::string_view id) {
+    if (id.empty())
+        return IdentifierProblem::Empty;
+    if (id.size() > kIdentifierMax)
+        return IdentifierProblem::TooLong;
+    if (id.find_first_of(kForbiddenIdCharacters) != std::string_view::npos)
+        return IdentifierProblem::InvalidCharacters;
+    return IdentifierProblem::None;
+}
+
+std::size_t ItemPathLength(const std::filesystem::path& folder, std::string_view id,
+                           std::string_view extension) {
+    return folder.string().size() + 1 + id.size() + extension.size();
+}
+
+bool ItemPathFits(const std::filesystem::path& folder, std::string_view id,
+                  std::string_view extension) {
+    return ItemPathLength(folder, id, extension) <= kPathMax;
+}
+
+bool IdentifierTaken(const std::filesystem::path& folder, std::string_view id,
+                     std::string_view extension) {
+    const std::string wanted = std::string(id) + std::string(extension);
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (strcasecmp(entry->path().filename().c_str(), wanted.c_str()) == 0)
+            return true;
+    }
+    return false;
+}
+
+IdReservation::IdReservation(std::string id, std::filesystem::path reservation)
+    : m_id(std::move(id)), m_reservation(std::move(reservation)) {}
+
+IdReservation::~IdReservation() {
+    ::unlink(m_reservation.c_str());
+}
+
+std::unique_ptr<IdReservation> GetIncrementalID(const std::filesystem::path& folder,
+                                                std::string_view defaultPrefix, UserPort& port) {
+    NumberedId highest{std::string(defaultPrefix), 0, 3};
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        const std::filesystem::path& name = entry->path();
+        if (name.extension() != ".vtl" && name.extension() != ".tmp")
+            continue;
+        auto numbered = SplitNumberedId(name.stem().string());
+        if (numbered && numbered->number > highest.number)
+            highest = *numbered;
+    }
+
+    // Another user may reserve the same number between our scan and our reservation: the
+    // exclusive create tells, and the next number is tried.
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        char id[128];
+        std::snprintf(id, sizeof id, "%s%0*lld", highest.prefix.c_str(), highest.width,
+                      highest.number + 1 + attempt);
+        std::filesystem::path reservation = folder / (std::string(id) + ".tmp");
+        if (IdentifierTaken(folder, id))
+            continue;
+        int fd = ::open(reservation.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
+        if (fd >= 0) {
+            ::close(fd);
+            return std::unique_ptr<IdReservation>(new IdReservation(id, reservation));
+        }
+        if (errno == EEXIST)
+            continue;
+        DebugLog::Write("GetIncrementalID", "Unable to create temporary file %s.\n",
+                        reservation.c_str());
+        break;
+    }
+    port.tell(
+        {"Unable to create temporary file, please check write permission", "Error", Icon::Warning});
+    return nullptr;
+}
+
+}  // namespace vantorel

@@ -1,0 +1,63 @@
+#pragma once
+// The rules every item identifier follows, wherever it is typed or made: 1 to 64 characters,
+// none of \ / : * ? " < > |, and a full path that stays within 260 characters, since
+// databases are shared with systems that hold to that limit. Clashes between identifiers
+// ignore letter case for the same reason.
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/user_port.h"
+
+namespace vantorel {
+
+inline constexpr std::size_t kIdentifierMax = 64;
+inline constexpr std::size_t kPathMax = 260;
+inline constexpr std::string_view kForbiddenIdCharacters = "\\/:*?\"<>|";
+
+enum class IdentifierProblem { None, Empty, TooLong, InvalidCharacters };
+
+// The first rule the identifier breaks, in the order the editors check them.
+IdentifierProblem CheckIdentifier(std::string_view id);
+
+// The length of folder/id+extension as the limit counts it.
+std::size_t ItemPathLength(const std::filesystem::path& folder, std::string_view id,
+                           std::string_view extension);
+bool ItemPathFits(const std::filesystem::path& folder, std::string_view id,
+                  std::string_view extension);
+
+// True when folder holds an item document named id (".vtl"), ignoring letter case.
+bool IdentifierTaken(const std::filesystem::path& folder, std::string_view id,
+                     std::string_view extension = ".vtl");
+
+// An automatic identifier, reserved by an "<id>.tmp" file in its folder until the item is
+// saved or abandoned, so that two users making items at once never get the same one.
+class IdReservation {
+public:
+    ~IdReservation();
+    IdReservation(const IdReservation&) = delete;
+    IdReservation& operator=(const IdReservation&) = delete;
+
+    const std::string& Id() const { return m_id; }
+
+private:
+    friend std::unique_ptr<IdReservation> GetIncrementalID(const std::filesystem::path&,
+                                                           std::string_view, UserPort&);
+    IdReservation(std::string id, std::filesystem::path reservation);
+
+    std::string m_id;
+    std::filesystem::path m_reservation;
+};
+
+// The next free automatic identifier in folder. The identifiers that end in digits (and the
+// reservations of others) are scanned; the next one continues the highest number, with its
+// prefix and zero-padded to the width it has (from "%s%d" up to "%s%06d"). A folder without
+// numbered identifiers starts at defaultPrefix followed by "001". Null, after telling the
+// user, when the reservation can't be written.
+std::unique_ptr<IdReservation> GetIncrementalID(const std::filesystem::path& folder,
+                                                std::string_view defaultPrefix, UserPort& port);
+
+}  // namespace vantorel

@@ -1,0 +1,169 @@
+#include "storage/locks.h"
+
+#include <fcntl.h>
+#include <strings.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <system_error>
+#include <thread>
+
+#include "platform/clock_text.h"
+#include "platform/debug_log.h"
+#include "storage/file_layer.h"
+
+namespace vantorel {
+namespace {
+
+constexpr std::size_t kMinimumLockSize = 258;
+constexpr std::size_t kLineMax = 256;
+
+std::size_t LockWriteSize(const std::filesystem::path& directory) {
+    struct statvfs info {};
+    if (::statvfs(directory.c_str(), &info) != 0 || info.f_bsize == 0)
+        return 512;
+    std::size_t block = info.f_bsize;
+    return (kMinimumLockSize + block - 1) / block * block;
+}
+
+// The two lines of a lock, each cut at 256 bytes; a missing line reads as empty.
+void ReadLockLines(std::FILE* lock, std::string& computer, std::string& user) {
+    char line[kLineMax + 1] = {};
+    if (std::fgets(line, sizeof line, lock))
+        computer = line;
+    if (!computer.empty() && computer.back() == '\n')
+        computer.pop_back();
+    line[0] = '\0';
+    if (std::fgets(line, sizeof line, lock))
+        user = line;
+    if (!user.empty() && user.back() == '\n')
+        user.pop_back();
+}
+
+}  // namespace
+
+std::filesystem::path LockPath(const std::filesystem::path& itemPath) {
+    return itemPath.string() + ".lck";
+}
+
+int createLockFile(const std::filesystem::path& itemPath, const UserIdentity& identity) {
+    const std::filesystem::path lockPath = LockPath(itemPath);
+    DebugLog::Write("createLockFile", "Start\n");
+    DebugLog::Write("createLockFile", "%s\n", lockPath.c_str());
+
+    FileLayer& files = SystemFiles();
+    int fd = -1;
+    if (int error = files.CreateExclusive(lockPath, fd)) {
+        DebugLog::Write("createLockFile", "Error2 : %d - ret 1\n", error);
+        return error;
+    }
+    std::string content = identity.computer + "\n" + identity.user;
+    std::size_t size = LockWriteSize(lockPath.parent_path());
+    if (content.size() > size)
+        content.resize(size);
+    content.resize(size, '\0');
+
+    int error = files.WriteAll(fd, content);
+    if (!error)
+        error = files.Sync(fd);
+    int closeError = files.Close(fd);
+    if (!error)
+        error = closeError;
+    if (error) {
+        // A lock that was created but not written would hold the item for nobody.
+        files.Remove(lockPath);
+        DebugLog::Write("createLockFile", "Error3 : %d - ret 1\n", error);
+        return error;
+    }
+    DebugLog::Write("createLockFile", "End - ret 0\n");
+    return 0;
+}
+
+void deleteLockFile(const std::filesystem::path& itemPath, bool force,
+                    const UserIdentity& identity) {
+    const std::filesystem::path lockPath = LockPath(itemPath);
+    DebugLog::Write("deleteLockFile", "Start\n");
+    DebugLog::Write("deleteLockFile", "%s\n", lockPath.c_str());
+    if (!force) {
+        DebugLog::Write("deleteLockFile", "Force false\n");
+        std::FILE* lock = std::fopen(lockPath.c_str(), "rb");
+        if (!lock) {
+            DebugLog::Write("deleteLockFile", "File open failed - %d\n", errno);
+            return;
+        }
+        std::string computer, user;
+        ReadLockLines(lock, computer, user);
+        std::fclose(lock);
+        if (strcasecmp(user.c_str(), identity.user.c_str()) != 0) {
+            DebugLog::Write("deleteLockFile", "User names don't match\n");
+            return;
+        }
+    }
+    if (::unlink(lockPath.c_str()) != 0)
+        DebugLog::Write("deleteLockFile", "DeleteFile failed - %d\n", errno);
+    DebugLog::Write("deleteLockFile", "End\n");
+}
+
+bool IsLocked(const std::filesystem::path& itemPath) {
+    std::FILE* lock = std::fopen(LockPath(itemPath).c_str(), "rb");
+    if (!lock)
+        return false;
+    std::fclose(lock);
+    return true;
+}
+
+std::string GetLockMessage(const std::filesystem::path& itemPath) {
+    const std::filesystem::path lockPath = LockPath(itemPath);
+    std::FILE* lock = std::fopen(lockPath.c_str(), "rb");
+    if (!lock)
+        return {};
+    std::string computer, user;
+    ReadLockLines(lock, computer, user);
+    struct stat info {};
+    bool haveTime = ::fstat(::fileno(lock), &info) == 0;
+    std::fclose(lock);
+
+    std::string message =
+        "Unable to open file for editing. File was locked by\n \n" + user + " \non " + computer;
+    if (haveTime)
+        message += "\nat " + TwentyFourCharacterTime(info.st_mtime);
+    return message.substr(0, 1023);
+}
+
+int DeleteAllLocks(const std::filesystem::path& directory) {
+    namespace fs = std::filesystem;
+    int deleted = 0;
+    std::error_code error;
+    for (fs::recursive_directory_iterator walk(directory, error), end; !error && walk != end;
+         walk.increment(error)) {
+        const fs::path& path = walk->path();
+        if (path.extension() != ".lck")
+            continue;
+        std::error_code removeError;
+        if (fs::remove(path, removeError))
+            ++deleted;
+    }
+    return deleted;
+}
+
+int TestWritePermissions(const std::filesystem::path& directory) {
+    std::string name = (directory / "vttXXXXXX").string();
+    int fd = ::mkstemp(name.data());
+    if (fd < 0) {
+        int error = errno;
+        DebugLog::Write("TestWritePermissions", "GetTempFileName failed (dir: %s): %d\n",
+                        directory.c_str(), error);
+        return error;
+    }
+    ::close(fd);
+    // The probe file lives a quarter of a second before it goes, as it always has.
+    std::this_thread::sleep_for(std::chrono::milliseconds(250));
+    ::unlink(name.c_str());
+    return 0;
+}
+
+}  // namespace vantorel

@@ -1,0 +1,42 @@
+#pragma once
+// Lock files: while someone edits an item, "<document>.lck" beside it says who. Creating it
+// exclusively is the only exclusion between users of a shared database; the lock is advisory
+// and honoured by this program only. A lock outlives a crash until its owner or a forced
+// unlock removes it.
+
+#include <ctime>
+#include <filesystem>
+#include <string>
+
+#include "platform/identity.h"
+
+namespace vantorel {
+
+// "%s.lck": the document's full name, extension included, followed by ".lck".
+std::filesystem::path LockPath(const std::filesystem::path& itemPath);
+
+// Creates the lock holding "computer\nuser", padded with NULs to at least 258 bytes rounded up
+// to the file system's block size. Returns 0, or the system's error number: EEXIST when the
+// item is locked already, whoever made the lock. Does not wait for a held lock to go away.
+int createLockFile(const std::filesystem::path& itemPath,
+                   const UserIdentity& identity = CurrentIdentity());
+
+// Removes the lock. Without force, only a lock whose user line equals identity.user, ignoring
+// letter case, is removed: an editor that closes removes only its own lock.
+void deleteLockFile(const std::filesystem::path& itemPath, bool force,
+                    const UserIdentity& identity = CurrentIdentity());
+
+// True when the lock exists and can be opened for reading.
+bool IsLocked(const std::filesystem::path& itemPath);
+
+// The message shown when an item can't be edited because of its lock; empty when the lock
+// can't be read.
+std::string GetLockMessage(const std::filesystem::path& itemPath);
+
+// Deletes every lock file below directory. Returns how many were deleted.
+int DeleteAllLocks(const std::filesystem::path& directory);
+
+// 0 when a file can be created in directory, otherwise the system's error number.
+int TestWritePermissions(const std::filesystem::path& directory);
+
+}  // namespace vantorel

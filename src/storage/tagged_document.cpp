@@ -1,0 +1,417 @@
+#include "storage/tagged_document.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "storage/atomic_save.h"
+
+namespace vantorel {
+namespace {
+
+// Reading stops here when a file's size can't be known beforehand.
+constexpr std::size_t kUnknownSizeLimit = 1000000;
+
+bool IsTagForm(std::string_view tag) {
+    return tag.size() >= 2 && tag.size() < kTagNameMax && tag.front() == '<' && tag.back() == '>';
+}
+
+// The closing tag is built in a buffer of kTagNameMax bytes, so for the longest tags it loses
+// its '>' and the strict readers report code 7.
+template <typename Char>
+std::basic_string<Char> ClosingTag(std::basic_string_view<Char> tag) {
+    std::basic_string<Char> closing;
+    closing += Char('<');
+    closing += Char('/');
+    closing.append(tag.substr(1));
+    if (closing.size() > kTagNameMax - 1)
+        closing.resize(kTagNameMax - 1);
+    return closing;
+}
+
+struct Located {
+    int code = 0;
+    std::size_t valueBegin = 0, valueEnd = 0, closeEnd = 0;
+};
+
+template <typename Char>
+Located LocateIn(std::basic_string_view<Char> text, std::basic_string_view<Char> tag,
+                 std::size_t from, bool allowEmpty) {
+    Located found;
+    std::size_t open = text.find(tag, from);
+    if (open == text.npos)
+        return {3};
+    const auto closing = ClosingTag(tag);
+    std::size_t close = text.find(closing, from);
+    if (close == text.npos)
+        return {4};
+    std::size_t gt = text.find(Char('>'), open);
+    if (gt == text.npos)
+        return {5};
+    found.valueBegin = gt + 1;
+    if (close < found.valueBegin || (close == found.valueBegin && !allowEmpty))
+        return {6};
+    found.valueEnd = close;
+    std::size_t closeGt = text.find(Char('>'), close);
+    if (closeGt == text.npos)
+        return {7};
+    found.closeEnd = closeGt + 1;
+    return found;
+}
+
+int ReadWholeFile(int fd, std::string& text) {
+    struct stat info {};
+    std::size_t limit = kUnknownSizeLimit;
+    if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode))
+        limit = static_cast<std::size_t>(info.st_size);
+    text.resize(limit);
+    std::size_t filled = 0;
+    while (filled < limit) {
+        ssize_t got = ::read(fd, text.data() + filled, limit - filled);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            return errno;
+        if (got == 0)
+            break;
+        filled += static_cast<std::size_t>(got);
+    }
+    text.resize(filled);
+    return 0;
+}
+
+}  // namespace
+
+TagError::TagError(int code)
+    : std::runtime_error("tagged document error " + std::to_string(code)), m_code(code) {}
+
+XMLParse::XMLParse(FileLayer& files) : m_files(files) {}
+
+XMLParse::~XMLParse() {
+    CloseStream();
+}
+
+void XMLParse::CloseStream() {
+    if (m_stream)
+        std::fclose(m_stream);
+    if (m_fd >= 0)
+        ::close(m_fd);
+    m_stream = nullptr;
+    m_fd = -1;
+}
+
+int XMLParse::OpenRead(const std::filesystem::path& path, const char* mode) {
+    CloseStream();
+    m_wide = false;
+    m_stream = std::fopen(path.c_str(), mode);
+    return m_stream ? 0 : errno;
+}
+
+int XMLParse::OpenFastRead(const std::filesystem::path& path) {
+    CloseStream();
+    m_wide = false;
+    m_fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (m_fd < 0)
+        return 1;
+    ::posix_fadvise(m_fd, 0, 0, POSIX_FADV_SEQUENTIAL);
+    return 0;
+}
+
+int XMLParse::OpenWide(const std::filesystem::path& path, const char* mode) {
+    int result = OpenRead(path, mode);
+    m_wide = true;
+    return result;
+}
+
+int XMLParse::OpenWrite(const std::filesystem::path& path) {
+    CloseStream();
+    m_writePath = path;
+    m_pending.clear();
+    return 0;
+}
+
+int XMLParse::Load() {
+    std::string raw;
+    if (m_fd >= 0) {
+        if (ReadWholeFile(m_fd, raw))
+            return 1;
+    } else if (m_stream) {
+        if (ReadWholeFile(::fileno(m_stream), raw))
+            return 1;
+    } else {
+        return 1;
+    }
+    std::replace(raw.begin(), raw.end(), '\0', ' ');
+    m_text = std::move(raw);
+    m_loaded = true;
+    return 0;
+}
+
+int XMLParse::LoadWide() {
+    if (!m_stream)
+        return 1;
+    std::string raw;
+    if (ReadWholeFile(::fileno(m_stream), raw))
+        return 1;
+    m_wideText.clear();
+    m_wideText.reserve(raw.size() / 2);
+    for (std::size_t i = 0; i + 1 < raw.size(); i += 2) {
+        char16_t unit = static_cast<char16_t>(static_cast<unsigned char>(raw[i]) |
+                                              (static_cast<unsigned char>(raw[i + 1]) << 8));
+        m_wideText += unit == 0 ? u' ' : unit;
+    }
+    m_loaded = true;
+    return 0;
+}
+
+void XMLParse::LoadText(std::string text) {
+    std::replace(text.begin(), text.end(), '\0', ' ');
+    m_text = std::move(text);
+    m_loaded = true;
+}
+
+void XMLParse::Close() {
+    CloseStream();
+    m_loaded = false;
+    m_text.clear();
+    m_wideText.clear();
+    m_writePath.reset();
+    m_pending.clear();
+}
+
+int XMLParse::Locate(std::string_view tag, std::size_t from, Span& span, bool allowEmpty) const {
+    if (!m_loaded)
+        return 1;
+    if (!IsTagForm(tag))
+        return 2;
+    Located found = LocateIn<char>(m_text, tag, from, allowEmpty);
+    span = {found.valueBegin, found.valueEnd, found.closeEnd};
+    return found.code;
+}
+
+int XMLParse::GetTag(std::string_view tag, std::string& value, std::size_t length) const {
+    value.clear();
+    Span span;
+    if (int code = Locate(tag, 0, span, false))
+        return code;
+    std::size_t size = std::min(span.valueEnd - span.valueBegin, length > 0 ? length - 1 : 0);
+    if (size == 0)
+        return 6;
+    value.assign(m_text, span.valueBegin, size);
+    return 0;
+}
+
+void XMLParse::GetTagWide(std::string_view tag, std::string& value, std::size_t length) const {
+    value.clear();
+    if (!m_loaded || !IsTagForm(tag))
+        return;
+    std::u16string wideTag = Utf8ToUtf16(tag);
+    Located found = LocateIn<char16_t>(m_wideText, wideTag, 0, false);
+    if (found.code)
+        return;
+    std::size_t size = std::min(found.valueEnd - found.valueBegin, length > 0 ? length - 1 : 0);
+    value = Utf16ToUtf8(std::u16string_view(m_wideText).substr(found.valueBegin, size));
+}
+
+TagMatch XMLParse::FindTag(std::string_view tag, std::size_t length) const {
+    Span span;
+    if (int code = Locate(tag, 0, span, true))
+        throw TagError(code);
+    std::size_t size = std::min(span.valueEnd - span.valueBegin, length > 0 ? length - 1 : 0);
+    return {m_text.substr(span.valueBegin, size), span.closeEnd};
+}
+
+std::optional<TagMatch> XMLParse::FindNextTag(std::string_view tag, std::size_t from,
+                                              std::size_t length) const {
+    Span span;
+    int code = Locate(tag, std::min(from, m_text.size()), span, true);
+    if (code == 3)
+        return std::nullopt;
+    if (code)
+        throw TagError(code);
+    std::size_t size = std::min(span.valueEnd - span.valueBegin, length > 0 ? length - 1 : 0);
+    return TagMatch{m_text.substr(span.valueBegin, size), span.closeEnd};
+}
+
+int XMLParse::ReadField(const FieldDescriptor& field, std::string& value,
+                        std::size_t length) const {
+    value.clear();
+    if (length == 0)
+        return 1;
+    if (field.type < FT_TEXT)
+        return 0;
+    std::string stored;
+    if (GetTag(field.tag, stored, length) != 0)
+        return 2;
+    value = DisplayValue(field.type, stored);
+    if (value.size() > length - 1)
+        value.resize(length - 1);
+    return 0;
+}
+
+bool XMLParse::LoadField(const FieldDescriptor& field, FieldControl& control, LoadMode mode) const {
+    bool read = false;
+    if (mode != LoadMode::Leave) {
+        std::string stored;
+        if (GetTag(field.tag, stored) == 0) {
+            ControlFromStored(field.type, stored, control);
+            read = true;
+        }
+    }
+    if (mode == LoadMode::ReadOnly &&
+        (field.type == FT_TEXT || field.type == FT_RICH_TEXT || field.type == FT_PLAIN_TEXT ||
+         field.type == FT_DATE || field.type == FT_TIME))
+        control.readOnly = true;
+    return read;
+}
+
+void XMLParse::RequireWriting(std::string_view tag) const {
+    if (!m_writePath)
+        throw TagError(1);
+    if (!IsTagForm(tag))
+        throw TagError(2);
+}
+
+int XMLParse::WriteHeader() {
+    if (!m_writePath)
+        return 1;
+    m_pending += kDocumentDeclaration;
+    return 0;
+}
+
+void XMLParse::WriteTag(std::string_view tag, std::optional<std::string_view> value, bool newline) {
+    RequireWriting(tag);
+    m_pending += tag;
+    if (value) {
+        m_pending += *value;
+        m_pending += ClosingTag(tag);
+    }
+    if (newline)
+        m_pending += "\r\n";
+}
+
+void XMLParse::WriteOpenTag(std::string_view tag, bool newline) {
+    WriteTag(tag, std::nullopt, newline);
+}
+
+void XMLParse::WriteCloseTag(std::string_view tag) {
+    RequireWriting(tag);
+    m_pending += ClosingTag(tag);
+    m_pending += "\r\n";
+}
+
+void XMLParse::WriteField(const FieldDescriptor& field, std::string_view value) {
+    switch (field.type) {
+        case FT_HEADER:
+            if (WriteHeader())
+                throw TagError(1);
+            return;
+        case FT_BLOCK_START:
+            WriteOpenTag(field.tag);
+            return;
+        case FT_TEXT:
+        case FT_RICH_TEXT:
+        case FT_PLAIN_TEXT:
+        case FT_DATE:
+        case FT_LIST_TEXT:
+        case FT_TIME:
+        case FT_YES_NO:
+        case FT_PASSWORD:
+            WriteTag(field.tag, StoredFromValue(field.type, value.substr(0, kFieldValueMax - 1)));
+            return;
+    }
+}
+
+void XMLParse::SaveField(const FieldDescriptor& field, const FieldControl& control,
+                         const PasswordEncoder& encodePassword) {
+    std::string previous;
+    if (field.type == FT_PASSWORD)
+        GetTag(field.tag, previous);
+    WriteTag(field.tag, StoredFromControl(field.type, control, previous, encodePassword));
+}
+
+void XMLParse::WriteWide(std::string_view utf8, bool byteOrderMark) {
+    if (!m_writePath)
+        throw TagError(1);
+    std::u16string wide = Utf8ToUtf16(utf8);
+    if (byteOrderMark)
+        wide.insert(wide.begin(), u'\xFEFF');
+    for (char16_t unit : wide) {
+        m_pending += static_cast<char>(unit & 0xFF);
+        m_pending += static_cast<char>(unit >> 8);
+    }
+}
+
+IoResult XMLParse::Commit() {
+    if (!m_writePath)
+        return IoResult::Failure(EBADF, "Unable to save: no file is open for writing");
+    IoResult result = SaveWholeFile(*m_writePath, m_pending, m_files);
+    m_writePath.reset();
+    m_pending.clear();
+    return result;
+}
+
+void XMLParse::ReplaceTag(std::string_view tag, std::string_view newValue) {
+    Span span;
+    if (int code = Locate(tag, 0, span, true))
+        throw TagError(code);
+    m_text.replace(span.valueBegin, span.valueEnd - span.valueBegin, newValue);
+}
+
+void XMLParse::InsertAfterTag(std::string_view anchorTag, std::string_view newTag,
+                              std::string_view value) {
+    Span span;
+    if (int code = Locate(anchorTag, 0, span, true))
+        throw TagError(code);
+    if (!IsTagForm(newTag))
+        throw TagError(2);
+    std::string element(newTag);
+    element += value;
+    element += ClosingTag(newTag);
+    m_text.insert(span.closeEnd, element);
+}
+
+void XMLParse::AppendHistoryEntry(std::string_view blockText) {
+    static constexpr std::string_view kClose = "</history_entry>";
+    std::size_t last = m_text.rfind(kClose);
+    if (last == std::string::npos)
+        return;
+    // A single LF, not CR LF: documents written before have it so, and readers don't care.
+    std::string entry = "\n<history_entry>";
+    entry += blockText;
+    entry += kClose;
+    m_text.insert(last + kClose.size(), entry);
+}
+
+int XMLParse::Flush() {
+    if (!m_writePath)
+        return 1;
+    m_pending = m_text;
+    return 0;
+}
+
+IoResult XMLParse::SetDocumentId(const std::filesystem::path& path, std::string_view newId,
+                                 FileLayer& files) {
+    XMLParse document(files);
+    if (int error = document.OpenRead(path, "rb"))
+        return IoResult::Failure(error,
+                                 "Unable to open " + path.string() + ": " + std::strerror(error));
+    if (document.Load())
+        return IoResult::Failure(EIO, "Unable to read " + path.string());
+    std::string id(newId);
+    Escape(id);
+    document.OpenWrite(path);
+    try {
+        document.ReplaceTag("<id>", id);
+    } catch (const TagError&) {
+        return IoResult::Failure(EINVAL, "The document " + path.string() + " has no <id> element");
+    }
+    document.Flush();
+    return document.Commit();
+}
+
+}  // namespace vantorel

@@ -1,0 +1,310 @@
+#include "storage/text_conversions.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstring>
+
+namespace vantorel {
+namespace {
+
+// The most a result may hold in a buffer of `size` bytes (one byte is the terminator).
+std::size_t Room(std::size_t size) {
+    return size == 0 ? 0 : size - 1;
+}
+
+bool StartsWithNoCase(std::string_view text, std::size_t at, std::string_view prefix) {
+    if (text.size() - at < prefix.size())
+        return false;
+    for (std::size_t i = 0; i < prefix.size(); ++i) {
+        if (std::tolower(static_cast<unsigned char>(text[at + i])) !=
+            std::tolower(static_cast<unsigned char>(prefix[i])))
+            return false;
+    }
+    return true;
+}
+
+std::size_t FindNoCase(std::string_view text, std::string_view needle, std::size_t from) {
+    for (std::size_t at = from; at + needle.size() <= text.size(); ++at) {
+        if (StartsWithNoCase(text, at, needle))
+            return at;
+    }
+    return std::string_view::npos;
+}
+
+bool PrecededBy(std::string_view text, std::size_t at, std::string_view before) {
+    return at >= before.size() && text.substr(at - before.size(), before.size()) == before;
+}
+
+}  // namespace
+
+void Escape(std::string& text, std::size_t size) {
+    const std::size_t room = Room(size);
+    std::string out;
+    out.reserve(std::min(room, text.size() + text.size() / 8));
+    for (char c : text) {
+        std::string_view piece;
+        switch (c) {
+            case '\t':
+                piece = "&#x09;";
+                break;
+            case '&':
+                piece = "&amp;";
+                break;
+            case '>':
+                piece = "&gt;";
+                break;
+            case '<':
+                piece = "&lt;";
+                break;
+            case '\'':
+                piece = "&apos;";
+                break;
+            case '"':
+                piece = "&quot;";
+                break;
+            default:
+                piece = std::string_view(&c, 1);
+        }
+        if (out.size() + piece.size() > room)
+            break;
+        out += piece;
+    }
+    text = std::move(out);
+}
+
+void Unescape(std::string& text, std::size_t size) {
+    static constexpr std::array<std::pair<std::string_view, std::string_view>, 7> kEntities{{
+        {"&#x0A;", "\r\n"},
+        {"&#x09;", "\t"},
+        {"&amp;", "&"},
+        {"&quot;", "\""},
+        {"&apos;", "'"},
+        {"&lt;", "<"},
+        {"&gt;", ">"},
+    }};
+    const std::size_t room = Room(size);
+    std::string_view in = text;
+    std::string out;
+    out.reserve(std::min(room, in.size()));
+    for (std::size_t i = 0; i < in.size() && out.size() < room;) {
+        if (in[i] != '&') {
+            out += in[i++];
+            continue;
+        }
+        auto entity = std::find_if(kEntities.begin(), kEntities.end(), [&](const auto& e) {
+            return in.substr(i, e.first.size()) == e.first;
+        });
+        if (entity == kEntities.end()) {
+            ++i;  // a lone ampersand is dropped
+            continue;
+        }
+        out.append(entity->second.substr(0, room - out.size()));
+        i += entity->first.size();
+    }
+    text = std::move(out);
+}
+
+int WrapCData(std::string& text, std::size_t size) {
+    static constexpr std::string_view kOpen = "<![CDATA[", kClose = "]]>";
+    if (text.size() + kOpen.size() + kClose.size() > Room(size))
+        return 1;
+    text.insert(0, kOpen);
+    text.append(kClose);
+    return 0;
+}
+
+int StripCData(std::string& text, std::size_t size) {
+    if (!text.starts_with("<![CDATA["))
+        return 0;
+    // The closing "]]>" is assumed, not checked: three bytes are dropped at the end whatever
+    // they are.
+    std::size_t inner = text.size() >= 12 ? text.size() - 12 : 0;
+    if (inner > Room(size))
+        return 1;
+    text = text.substr(9, inner);
+    return 0;
+}
+
+void NewlinesToBreaks(std::string& text, std::size_t size) {
+    std::string_view in = text;
+    while (!in.empty() && (in.front() == '\r' || in.front() == '\n'))
+        in.remove_prefix(1);
+    while (!in.empty() && (in.back() == '\r' || in.back() == '\n'))
+        in.remove_suffix(1);
+    const std::size_t room = Room(size);
+    std::string out;
+    for (std::size_t i = 0; i < in.size();) {
+        std::string_view piece;
+        if (in[i] == '\r' && i + 1 < in.size() && in[i + 1] == '\n') {
+            piece = "<br>";
+            i += 2;
+        } else if (in[i] == '\r' || in[i] == '\n') {
+            piece = "<br>";
+            ++i;
+        } else {
+            piece = in.substr(i++, 1);
+        }
+        if (out.size() + piece.size() > room)
+            break;
+        out += piece;
+    }
+    text = std::move(out);
+}
+
+void BreaksToNewlines(std::string& text) {
+    std::string_view in = text;
+    std::string out;
+    out.reserve(std::min(in.size(), kFieldValueMax));
+    for (std::size_t i = 0; i < in.size() && out.size() < Room(kFieldValueMax);) {
+        std::string_view rest = in.substr(i);
+        if (rest.starts_with("<br>") || rest.starts_with("<BR>")) {
+            out += '\n';
+            i += 4;
+        } else if (rest.starts_with("<p>") || rest.starts_with("<P>")) {
+            out += '\n';
+            i += 3;
+        } else if (rest.starts_with("</p>") || rest.starts_with("</P>")) {
+            i += 4;
+        } else if (in[i] == '\r' || in[i] == '\n') {
+            ++i;
+        } else {
+            out += in[i++];
+        }
+    }
+    text = std::move(out);
+}
+
+std::string CanonicalUrl(std::string_view link) {
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    std::string url;
+    if (link.starts_with("\\\\")) {
+        // A UNC path \\server\share\file is the URL file://server/share/file.
+        url = "file://";
+        for (char c : link.substr(2))
+            url += c == '\\' ? '/' : c;
+    } else {
+        url = link;
+    }
+    std::string out;
+    for (unsigned char c : url) {
+        bool unsafe = c <= 0x20 || c >= 0x7F || std::strchr("\"<>\\^`{|}", c) != nullptr;
+        if (unsafe) {
+            out += '%';
+            out += kHex[c >> 4];
+            out += kHex[c & 15];
+        } else {
+            out += static_cast<char>(c);
+        }
+    }
+    return out;
+}
+
+void WrapLinks(std::string& text, std::size_t size) {
+    static constexpr std::string_view kPrefixes[] = {"http://", "https://", "ftp://",     "file://",
+                                                     "www.",    "\\\\",     "vantorel://"};
+    const std::size_t room = Room(size);
+    for (std::string_view prefix : kPrefixes) {
+        std::string_view in = text;
+        std::string out;
+        std::size_t copied = 0;
+        for (std::size_t at = FindNoCase(in, prefix, 0); at != std::string_view::npos;
+             at = FindNoCase(in, prefix, at + prefix.size())) {
+            if (at < copied)
+                continue;
+            if (PrecededBy(in, at, "\">") || PrecededBy(in, at, "=\"") || PrecededBy(in, at, "//"))
+                continue;
+            std::size_t end =
+                PrecededBy(in, at, "\"") ? in.find('"', at) : in.find_first_of(" ><()", at);
+            if (end == std::string_view::npos)
+                end = in.size();
+            std::string_view link = in.substr(at, end - at);
+            if (!link.empty() && (link.back() == '(' || link.back() == ')'))
+                link.remove_suffix(1);
+            if (link.empty())
+                continue;
+
+            std::string anchor = prefix == "www." ? "<a target=\"_blank\" href=\"http://"
+                                                  : "<a target=\"_blank\" href=\"";
+            anchor += CanonicalUrl(link);
+            anchor += "\">";
+            anchor += link;
+            anchor += "</a>";
+            std::size_t added = anchor.size() - link.size();
+            if (in.size() + (out.size() - copied) + added > room)
+                break;  // no room for markup
+            out.append(in.substr(copied, at - copied));
+            out += anchor;
+            copied = at + link.size();
+        }
+        if (copied == 0 && out.empty())
+            continue;
+        out.append(in.substr(copied));
+        text = std::move(out);
+    }
+}
+
+std::u16string Utf8ToUtf16(std::string_view text) {
+    std::u16string out;
+    out.reserve(text.size());
+    for (std::size_t i = 0; i < text.size();) {
+        unsigned char c = static_cast<unsigned char>(text[i]);
+        char32_t code = 0xFFFD;
+        std::size_t length = 1;
+        if (c < 0x80) {
+            code = c;
+        } else if ((c >> 5) == 0x6 && i + 1 < text.size()) {
+            code = ((c & 0x1Fu) << 6) | (text[i + 1] & 0x3Fu);
+            length = 2;
+        } else if ((c >> 4) == 0xE && i + 2 < text.size()) {
+            code = ((c & 0x0Fu) << 12) | ((text[i + 1] & 0x3Fu) << 6) | (text[i + 2] & 0x3Fu);
+            length = 3;
+        } else if ((c >> 3) == 0x1E && i + 3 < text.size()) {
+            code = ((c & 0x07u) << 18) | ((text[i + 1] & 0x3Fu) << 12) |
+                   ((text[i + 2] & 0x3Fu) << 6) | (text[i + 3] & 0x3Fu);
+            length = 4;
+        }
+        i += length;
+        if (code >= 0x10000 && code <= 0x10FFFF) {
+            code -= 0x10000;
+            out += static_cast<char16_t>(0xD800 + (code >> 10));
+            out += static_cast<char16_t>(0xDC00 + (code & 0x3FF));
+        } else {
+            out += static_cast<char16_t>(code > 0xFFFF ? 0xFFFD : code);
+        }
+    }
+    return out;
+}
+
+std::string Utf16ToUtf8(std::u16string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        char32_t code = text[i];
+        if (code >= 0xD800 && code < 0xDC00 && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
+            text[i + 1] < 0xE000) {
+            code = 0x10000 + ((code - 0xD800) << 10) + (text[i + 1] - 0xDC00);
+            ++i;
+        } else if (code >= 0xD800 && code < 0xE000) {
+            code = 0xFFFD;
+        }
+        if (code < 0x80) {
+            out += static_cast<char>(code);
+        } else if (code < 0x800) {
+            out += static_cast<char>(0xC0 | (code >> 6));
+            out += static_cast<char>(0x80 | (code & 0x3F));
+        } else if (code < 0x10000) {
+            out += static_cast<char>(0xE0 | (code >> 12));
+            out += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
+            out += static_cast<char>(0x80 | (code & 0x3F));
+        } else {
+            out += static_cast<char>(0xF0 | (code >> 18));
+            out += static_cast<char>(0x80 | ((code >> 12) & 0x3F));
+            out += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
+            out += static_cast<char>(0x80 | (code & 0x3F));
+        }
+    }
+    return out;
+}
+
+}  // namespace vantorel

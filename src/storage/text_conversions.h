@@ -1,0 +1,49 @@
+#pragma once
+// Conversions between a value as a document stores it and as the user sees or types it. Each
+// works in place on a value whose buffer holds `size` bytes, so a result never grows past
+// size - 1 bytes; 250,000 is the largest value any field holds.
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace vantorel {
+
+inline constexpr std::size_t kFieldValueMax = 250000;
+
+// Tab, &, >, <, ' and " become "&#x09;", "&amp;", "&gt;", "&lt;", "&apos;", "&quot;"; line ends
+// are kept. Stops when the output would pass size - 1 bytes.
+void Escape(std::string& text, std::size_t size = kFieldValueMax);
+
+// The reverse of Escape, plus "&#x0A;" which reads as CR LF. An ampersand that begins none of
+// the seven known entities is dropped and the text after it kept: old documents rely on it.
+void Unescape(std::string& text, std::size_t size = kFieldValueMax);
+
+// "<![CDATA[text]]>". Returns 1 and leaves the text as it was when the result would not fit.
+int WrapCData(std::string& text, std::size_t size = kFieldValueMax);
+
+// Removes 9 bytes in front and 3 at the end of a text that begins with "<![CDATA["; any other
+// text is left alone. Returns 1 when the result would not fit.
+int StripCData(std::string& text, std::size_t size = kFieldValueMax);
+
+// Multi-line text from an editor to its stored form: line ends at both ends are trimmed, then
+// CR LF, a lone CR and a lone LF each become "<br>".
+void NewlinesToBreaks(std::string& text, std::size_t size = kFieldValueMax);
+
+// Stored multi-line text to editor form: "<br>", "<BR>", "<p>", "<P>" become LF, "</p>" and
+// "</P>" and any CR or LF already there are removed.
+void BreaksToNewlines(std::string& text);
+
+// Turns the links in a displayed multi-line value into anchors that open in a new window:
+// "http://", "https://", "ftp://", "file://", "www.", UNC paths and "vantorel://".
+void WrapLinks(std::string& text, std::size_t size = kFieldValueMax);
+
+// Escapes the characters a URL may not hold as %XX; used for the href of a wrapped link.
+std::string CanonicalUrl(std::string_view link);
+
+// The application configuration file is the one document in UTF-16 little-endian. On the
+// narrow side it speaks UTF-8, the encoding of Linux paths, so paths round-trip unchanged.
+std::u16string Utf8ToUtf16(std::string_view text);
+std::string Utf16ToUtf8(std::u16string_view text);
+
+}  // namespace vantorel

@@ -1,0 +1,81 @@
+#include "storage/identifiers.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/recording_port.h"
+#include "support/temp_dir.h"
+
+namespace vantorel {
+namespace {
+
+using testing::TempDir;
+using testing::WriteFile;
+
+TEST(CheckIdentifier, LengthAndForbiddenCharacters) {
+    EXPECT_EQ(CheckIdentifier(""), IdentifierProblem::Empty);
+    EXPECT_EQ(CheckIdentifier(std::string(64, 'x')), IdentifierProblem::None);
+    EXPECT_EQ(CheckIdentifier(std::string(65, 'x')), IdentifierProblem::TooLong);
+    for (char forbidden : std::string("\\/:*?\"<>|"))
+        EXPECT_EQ(CheckIdentifier(std::string("TC") + forbidden),
+                  IdentifierProblem::InvalidCharacters)
+            << forbidden;
+    EXPECT_EQ(CheckIdentifier("Login test (new) & more"), IdentifierProblem::None);
+}
+
+TEST(ItemPath, CountsFolderSeparatorIdAndExtension) {
+    const std::filesystem::path folder = "/" + std::string(250, 'f');  // 251 characters
+    EXPECT_EQ(ItemPathLength(folder, "abcd", ".vtl"), 260u);
+    EXPECT_TRUE(ItemPathFits(folder, "abcd", ".vtl"));
+    EXPECT_FALSE(ItemPathFits(folder, "abcde", ".vtl"));
+}
+
+TEST(IdentifierTaken, IgnoresLetterCase) {
+    TempDir dir;
+    WriteFile(dir / "Login.vtl", "");
+    EXPECT_TRUE(IdentifierTaken(dir.path(), "LOGIN"));
+    EXPECT_FALSE(IdentifierTaken(dir.path(), "Logout"));
+}
+
+class IncrementalIdTest : public ::testing::Test {
+protected:
+    TempDir dir;
+    RecordingPort port;
+};
+
+TEST_F(IncrementalIdTest, ContinuesTheHighestNumberWithItsWidth) {
+    WriteFile(dir / "TC0009.vtl", "");
+    WriteFile(dir / "TC0041.vtl", "");
+    WriteFile(dir / "Login.vtl", "");
+    WriteFile(dir / "TC0100.vtl.lck", "");
+    auto reserved = GetIncrementalID(dir.path(), "TC", port);
+    ASSERT_TRUE(reserved);
+    EXPECT_EQ(reserved->Id(), "TC0042");
+    EXPECT_TRUE(std::filesystem::exists(dir / "TC0042.tmp"));
+}
+
+TEST_F(IncrementalIdTest, ReservationsKeepTwoNewItemsApartAndGoAway) {
+    auto first = GetIncrementalID(dir.path(), "TC", port);
+    auto second = GetIncrementalID(dir.path(), "TC", port);
+    ASSERT_TRUE(first && second);
+    EXPECT_EQ(first->Id(), "TC001");
+    EXPECT_EQ(second->Id(), "TC002");
+    first.reset();
+    EXPECT_FALSE(std::filesystem::exists(dir / "TC001.tmp"));
+}
+
+TEST_F(IncrementalIdTest, NumbersOutgrowTheirWidth) {
+    WriteFile(dir / "R99.vtl", "");
+    auto reserved = GetIncrementalID(dir.path(), "TC", port);
+    ASSERT_TRUE(reserved);
+    EXPECT_EQ(reserved->Id(), "R100");
+}
+
+TEST_F(IncrementalIdTest, UnwritableFolderIsToldToTheUser) {
+    EXPECT_FALSE(GetIncrementalID(dir / "missing", "TC", port));
+    ASSERT_EQ(port.notices.size(), 1u);
+    EXPECT_EQ(port.notices[0].text,
+              "Unable to create temporary file, please check write permission");
+}
+
+}  // namespace
+}  // namespace vantorel

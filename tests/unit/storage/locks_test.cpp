@@ -1,0 +1,207 @@
+#include "storage/locks.h"
+
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+#include "platform/recording_port.h"
+#include "storage/edit_lock.h"
+#include "support/temp_dir.h"
+
+namespace vantorel {
+namespace {
+
+using testing::ReadFile;
+using testing::TempDir;
+using testing::WriteFile;
+
+const UserIdentity kAlice{"PC-ALICE", "alice"};
+const UserIdentity kBob{"PC-BOB", "bob"};
+
+class LockTest : public ::testing::Test {
+protected:
+    void SetUp() override { WriteFile(item, "<id>TC1</id>"); }
+
+    TempDir dir;
+    std::filesystem::path item = dir / "TC1.vtl";
+};
+
+TEST_F(LockTest, LockFileHoldsComputerAndUserPaddedToTheBlockSize) {
+    ASSERT_EQ(createLockFile(item, kAlice), 0);
+    const std::string content = ReadFile(dir / "TC1.vtl.lck");
+    struct statvfs info {};
+    ASSERT_EQ(::statvfs(dir.path().c_str(), &info), 0);
+    const std::size_t block = info.f_bsize;
+    EXPECT_EQ(content.size(), (258 + block - 1) / block * block);
+    EXPECT_EQ(content.substr(0, 14), "PC-ALICE\nalice");
+    EXPECT_EQ(content.find_first_not_of('\0', 14), std::string::npos);
+    EXPECT_TRUE(IsLocked(item));
+}
+
+TEST_F(LockTest, ASecondLockFailsEvenForTheSameUser) {
+    ASSERT_EQ(createLockFile(item, kAlice), 0);
+    EXPECT_EQ(createLockFile(item, kAlice), EEXIST);
+}
+
+TEST_F(LockTest, OnlyTheOwnerRemovesALockUnlessForced) {
+    ASSERT_EQ(createLockFile(item, kAlice), 0);
+    deleteLockFile(item, false, kBob);
+    EXPECT_TRUE(IsLocked(item));
+    deleteLockFile(item, false, UserIdentity{"other PC", "ALICE"});
+    EXPECT_FALSE(IsLocked(item)) << "user names compare ignoring case";
+
+    ASSERT_EQ(createLockFile(item, kAlice), 0);
+    deleteLockFile(item, true, kBob);
+    EXPECT_FALSE(IsLocked(item));
+}
+
+TEST_F(LockTest, AnUnreadableLockIsLeftByANormalDelete) {
+    ASSERT_EQ(createLockFile(item, kAlice), 0);
+    ::chmod((dir / "TC1.vtl.lck").c_str(), 0);
+    pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        if (::geteuid() == 0 && ::setuid(65534) != 0)
+            _exit(3);
+        deleteLockFile(item, false, kAlice);
+        _exit(0);
+    }
+    ::waitpid(child, nullptr, 0);
+    EXPECT_TRUE(std::filesystem::exists(dir / "TC1.vtl.lck"));
+}
+
+TEST_F(LockTest, LockMessageNamesHolderAndTime) {
+    EXPECT_EQ(GetLockMessage(item), "");
+    ASSERT_EQ(createLockFile(item, kBob), 0);
+    const std::string message = GetLockMessage(item);
+    const std::string head =
+        "Unable to open file for editing. File was locked by\n \nbob \non PC-BOB\nat ";
+    ASSERT_EQ(message.substr(0, head.size()), head);
+    EXPECT_EQ(message.size() - head.size(), 24u) << message;
+}
+
+TEST_F(LockTest, LockOfUnderTwoLinesGivesEmptyNames) {
+    WriteFile(dir / "TC1.vtl.lck", "");
+    const std::string expected =
+        "Unable to open file for editing. File was locked by\n \n \non \nat ";
+    EXPECT_EQ(GetLockMessage(item).substr(0, expected.size()), expected);
+}
+
+TEST_F(LockTest, DeleteAllLocksWalksTheWholeTree) {
+    std::filesystem::create_directories(dir / "a" / "b");
+    WriteFile(dir / "a" / "b" / "x.vtl.lck", "x");
+    WriteFile(dir / "a" / "keep.vtl", "x");
+    ASSERT_EQ(createLockFile(item, kAlice), 0);
+    EXPECT_EQ(DeleteAllLocks(dir.path()), 2);
+    EXPECT_FALSE(IsLocked(item));
+    EXPECT_TRUE(std::filesystem::exists(dir / "a" / "keep.vtl"));
+}
+
+TEST_F(LockTest, WriteProbeLeavesNothingBehind) {
+    EXPECT_EQ(TestWritePermissions(dir.path()), 0);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
+    EXPECT_EQ(TestWritePermissions(dir / "missing"), ENOENT);
+}
+
+TEST(LockRace, SixteenProcessesProduceExactlyOneWinnerPerItem) {
+    TempDir dir;
+    constexpr int kProcesses = 16, kRounds = 2000;
+    auto* winners = static_cast<std::atomic<int>*>(
+        ::mmap(nullptr, sizeof(std::atomic<int>) * kRounds, PROT_READ | PROT_WRITE,
+               MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    ASSERT_NE(winners, MAP_FAILED);
+    for (int round = 0; round < kRounds; ++round)
+        new (&winners[round]) std::atomic<int>(0);
+    auto* start = static_cast<std::atomic<int>*>(::mmap(nullptr, sizeof(std::atomic<int>),
+                                                        PROT_READ | PROT_WRITE,
+                                                        MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    new (start) std::atomic<int>(0);
+
+    std::vector<pid_t> children;
+    for (int p = 0; p < kProcesses; ++p) {
+        pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            const UserIdentity me{"PC" + std::to_string(p), "user" + std::to_string(p)};
+            while (start->load() == 0) {
+            }
+            for (int round = 0; round < kRounds; ++round) {
+                const auto item = dir / ("item" + std::to_string(round) + ".vtl");
+                if (createLockFile(item, me) == 0)
+                    winners[round]++;
+            }
+            _exit(0);
+        }
+        children.push_back(child);
+    }
+    start->store(1);
+    for (pid_t child : children)
+        ::waitpid(child, nullptr, 0);
+
+    int rightRounds = 0;
+    for (int round = 0; round < kRounds; ++round)
+        rightRounds += winners[round].load() == 1;
+    EXPECT_EQ(rightRounds, kRounds);
+    ::munmap(winners, sizeof(std::atomic<int>) * kRounds);
+    ::munmap(start, sizeof(std::atomic<int>));
+}
+
+class EditLockTest : public LockTest {
+protected:
+    RecordingPort port;
+};
+
+TEST_F(EditLockTest, TakesTheLockAndReleasesItWhenTheEditorCloses) {
+    {
+        auto lock = EditLock::Acquire(item, port, kAlice);
+        ASSERT_TRUE(lock);
+        EXPECT_TRUE(IsLocked(item));
+    }
+    EXPECT_FALSE(IsLocked(item));
+    EXPECT_TRUE(port.notices.empty());
+    EXPECT_TRUE(port.questions.empty());
+}
+
+TEST_F(EditLockTest, HeldLockOffersUnlockAndKeepsItWhenDeclined) {
+    ASSERT_EQ(createLockFile(item, kBob), 0);
+    port.ScriptAnswers({false});
+    EXPECT_FALSE(EditLock::Acquire(item, port, kAlice));
+    ASSERT_EQ(port.questions.size(), 1u);
+    const std::string& text = port.questions[0].text;
+    EXPECT_EQ(text.substr(0, 51), "Unable to open file for editing. File was locked by");
+    EXPECT_NE(text.find("bob \non PC-BOB"), std::string::npos);
+    EXPECT_TRUE(text.ends_with(kUnlockAdvice));
+
+    port.ScriptAnswers({true, false});
+    EXPECT_FALSE(EditLock::Acquire(item, port, kAlice));
+    EXPECT_EQ(port.questions.back().caption, "Confirm file unlock");
+    EXPECT_EQ(ReadFile(dir / "TC1.vtl.lck").substr(0, 10), "PC-BOB\nbob");
+}
+
+TEST_F(EditLockTest, ForcedUnlockTakesTheLockOver) {
+    ASSERT_EQ(createLockFile(item, kBob), 0);
+    port.ScriptAnswers({true, true});
+    auto lock = EditLock::Acquire(item, port, kAlice);
+    ASSERT_TRUE(lock);
+    EXPECT_EQ(ReadFile(dir / "TC1.vtl.lck").substr(0, 14), "PC-ALICE\nalice");
+    EXPECT_EQ(port.unscriptedQuestions, 0);
+}
+
+TEST_F(EditLockTest, UnwritableFolderSaysSoWithTheSystemReason) {
+    const auto missing = dir / "gone" / "TC9.vtl";
+    EXPECT_FALSE(EditLock::Acquire(missing, port, kAlice));
+    ASSERT_EQ(port.notices.size(), 1u);
+    EXPECT_EQ(port.notices[0].caption, "Cannot open file");
+    EXPECT_EQ(port.notices[0].text,
+              "Unable to open file for editing.\nNo such file or directory\nPlease check read, "
+              "write and create permissions for database.");
+}
+
+}  // namespace
+}  // namespace vantorel

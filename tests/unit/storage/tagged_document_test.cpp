@@ -1,0 +1,340 @@
+#include "storage/tagged_document.h"
+
+#include <gtest/gtest.h>
+
+#include "support/temp_dir.h"
+
+namespace vantorel {
+namespace {
+
+using testing::ReadFile;
+using testing::TempDir;
+using testing::WriteFile;
+
+TEST(GetTag, ReturnsTheFirstOccurrence) {
+    XMLParse doc;
+    doc.LoadText("<a>one</a><b>two</b><a>three</a>");
+    std::string value;
+    EXPECT_EQ(doc.GetTag("<a>", value), 0);
+    EXPECT_EQ(value, "one");
+    EXPECT_EQ(doc.GetTag("<b>", value), 0);
+    EXPECT_EQ(value, "two");
+}
+
+TEST(GetTag, ReportsEachFailureWithItsCodeAndAnEmptyValue) {
+    XMLParse empty;
+    std::string value = "stale";
+    EXPECT_EQ(empty.GetTag("<id>", value), 1);
+    EXPECT_EQ(value, "");
+
+    XMLParse doc;
+    doc.LoadText("<id>TC1</id><open>no close<empty></empty>");
+    value = "stale";
+    EXPECT_EQ(doc.GetTag("id", value), 2);
+    EXPECT_EQ(value, "");
+    EXPECT_EQ(doc.GetTag("<id", value), 2);
+    EXPECT_EQ(doc.GetTag("<missing>", value), 3);
+    EXPECT_EQ(doc.GetTag("<open>", value), 4);
+    EXPECT_EQ(doc.GetTag("<empty>", value), 6);
+}
+
+TEST(GetTag, ClosingTagBeforeOpeningTagIsAnEmptyValue) {
+    XMLParse doc;
+    doc.LoadText("</id><id>late</id>");
+    std::string value;
+    EXPECT_EQ(doc.GetTag("<id>", value), 6);
+}
+
+TEST(GetTag, ValueHoldingItsOwnClosingTagIsCutThere) {
+    XMLParse doc;
+    doc.LoadText("<title>a</title>b</title>");
+    std::string value;
+    ASSERT_EQ(doc.GetTag("<title>", value), 0);
+    EXPECT_EQ(value, "a");
+}
+
+TEST(GetTag, PrefixTagsDoNotMatchEachOther) {
+    XMLParse doc;
+    doc.LoadText("<test_status>Pass</test_status><test>x</test>");
+    std::string value;
+    ASSERT_EQ(doc.GetTag("<test>", value), 0);
+    EXPECT_EQ(value, "x");
+}
+
+TEST(GetTag, CutsTheValueAtTheGivenLength) {
+    XMLParse doc;
+    doc.LoadText("<v>abcdef</v>");
+    std::string value;
+    ASSERT_EQ(doc.GetTag("<v>", value, 4), 0);
+    EXPECT_EQ(value, "abc");
+}
+
+TEST(FindTag, AllowsAnEmptyValueAndRaisesOnFailure) {
+    XMLParse doc;
+    doc.LoadText("<empty></empty><half>x");
+    TagMatch match = doc.FindTag("<empty>");
+    EXPECT_EQ(match.value, "");
+    EXPECT_EQ(match.end, std::string("<empty></empty>").size());
+
+    auto codeOf = [&](std::string_view tag) {
+        try {
+            (void)doc.FindTag(tag);
+        } catch (const TagError& error) {
+            return error.code();
+        }
+        return 0;
+    };
+    EXPECT_EQ(codeOf("empty"), 2);
+    EXPECT_EQ(codeOf("<none>"), 3);
+    EXPECT_EQ(codeOf("<half>"), 4);
+    XMLParse unloaded;
+    EXPECT_THROW((void)unloaded.FindTag("<id>"), TagError);
+}
+
+TEST(FindTag, ClosingTagCutByTheTagBufferIsCode7) {
+    // A 255-byte tag leaves its closing tag without '>' in the 256-byte buffer.
+    std::string name(253, 'n');
+    std::string tag = "<" + name + ">";
+    XMLParse doc;
+    doc.LoadText(tag + "v</" + name);
+    try {
+        (void)doc.FindTag(tag);
+        FAIL() << "no error raised";
+    } catch (const TagError& error) {
+        EXPECT_EQ(error.code(), 7);
+    }
+}
+
+TEST(FindNextTag, VisitsEveryRepeatedElementInOrder) {
+    XMLParse doc;
+    doc.LoadText("<h>1</h>\r\n<x>a</x><h></h><h>3</h>");
+    std::vector<std::string> values;
+    std::size_t from = 0;
+    while (auto match = doc.FindNextTag("<h>", from)) {
+        values.push_back(match->value);
+        from = match->end;
+    }
+    EXPECT_EQ(values, (std::vector<std::string>{"1", "", "3"}));
+}
+
+TEST(Load, TurnsNulBytesIntoSpaces) {
+    TempDir dir;
+    WriteFile(dir / "nul.vtl", std::string("<id>a\0b</id>\0", 13));
+    for (bool fast : {false, true}) {
+        XMLParse doc;
+        ASSERT_EQ(fast ? doc.OpenFastRead(dir / "nul.vtl") : doc.OpenRead(dir / "nul.vtl"), 0);
+        ASSERT_EQ(doc.Load(), 0);
+        EXPECT_EQ(doc.Text(), "<id>a b</id> ");
+    }
+}
+
+TEST(Load, FailsWithoutAnOpenFile) {
+    XMLParse doc;
+    EXPECT_EQ(doc.Load(), 1);
+    EXPECT_EQ(doc.OpenFastRead("/no/such/file.vtl"), 1);
+    EXPECT_NE(doc.OpenRead("/no/such/file.vtl"), 0);
+}
+
+TEST(Writers, ProduceTheDocumentFormatByteForByte) {
+    TempDir dir;
+    const auto path = dir / "out.vtl";
+    XMLParse doc;
+    ASSERT_EQ(doc.OpenWrite(path), 0);
+    ASSERT_EQ(doc.WriteHeader(), 0);
+    doc.WriteOpenTag("<test_case>");
+    doc.WriteField({1, FT_TEXT, "<id>"}, "TC<1>&2");
+    doc.WriteField({2, FT_TEXT, "<test_title>"}, "It's a \"tab\"\ttest");
+    FieldControl description;
+    description.text = "\r\nStep 1\r\n\r\nStep 2\n";
+    doc.SaveField({3, FT_RICH_TEXT, "<test_description>"}, description, {});
+    doc.WriteField({4, FT_DATE, "<create_date>"}, "20261121");
+    doc.SaveField({5, FT_TIME, "<create_time>"}, FieldControl{}, {});
+    doc.WriteTag("<notes1>", "");
+    doc.WriteTag("<history_entry>", std::nullopt);
+    doc.WriteTag("<type>", "ET_NEW");
+    doc.WriteCloseTag("<history_entry>");
+    doc.WriteCloseTag("<test_case>");
+    EXPECT_FALSE(std::filesystem::exists(path)) << "nothing is written before Commit";
+    ASSERT_TRUE(doc.Commit().ok());
+    EXPECT_EQ(ReadFile(path), ReadFile(VANTOREL_TEST_DATA "/expected_document.vtl"));
+}
+
+TEST(Writers, RaiseWithoutAnOpenFileOrWithABadTag) {
+    XMLParse doc;
+    EXPECT_EQ(doc.WriteHeader(), 1);
+    try {
+        doc.WriteTag("<id>", "x");
+        FAIL();
+    } catch (const TagError& error) {
+        EXPECT_EQ(error.code(), 1);
+    }
+    TempDir dir;
+    doc.OpenWrite(dir / "x.vtl");
+    try {
+        doc.WriteTag("id", "x");
+        FAIL();
+    } catch (const TagError& error) {
+        EXPECT_EQ(error.code(), 2);
+    }
+}
+
+TEST(Writers, CloseWithoutCommitLeavesTheOldDocument) {
+    TempDir dir;
+    WriteFile(dir / "a.vtl", "old");
+    XMLParse doc;
+    doc.OpenWrite(dir / "a.vtl");
+    doc.WriteTag("<id>", "new");
+    doc.Close();
+    EXPECT_EQ(ReadFile(dir / "a.vtl"), "old");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
+}
+
+TEST(Patching, ReplaceInsertAndAppendHistoryThenFlush) {
+    TempDir dir;
+    const auto path = dir / "p.vtl";
+    WriteFile(path,
+              "<x>\r\n<id>A</id>\r\n<test_status>Fail</test_status>\r\n"
+              "<history_entry><n>1</n></history_entry>\r\n"
+              "<history_entry><n>2</n></history_entry>\r\n</x>\r\n");
+    XMLParse doc;
+    ASSERT_EQ(doc.OpenRead(path), 0);
+    ASSERT_EQ(doc.Load(), 0);
+    doc.ReplaceTag("<test_status>", "Pass");
+    doc.InsertAfterTag("<id>", "<priority>", "High");
+    doc.AppendHistoryEntry("<n>3</n>");
+    ASSERT_EQ(doc.OpenWrite(path), 0);
+    ASSERT_EQ(doc.Flush(), 0);
+    ASSERT_TRUE(doc.Commit().ok());
+    EXPECT_EQ(ReadFile(path),
+              "<x>\r\n<id>A</id><priority>High</priority>\r\n<test_status>Pass</test_status>\r\n"
+              "<history_entry><n>1</n></history_entry>\r\n"
+              "<history_entry><n>2</n></history_entry>\n<history_entry><n>3</n></history_entry>"
+              "\r\n</x>\r\n");
+}
+
+TEST(Patching, AppendHistoryEntryWithoutAnyEntryChangesNothing) {
+    XMLParse doc;
+    doc.LoadText("<x><id>A</id></x>");
+    doc.AppendHistoryEntry("<n>1</n>");
+    EXPECT_EQ(doc.Text(), "<x><id>A</id></x>");
+}
+
+TEST(Patching, ReplaceOfAMissingTagRaises) {
+    XMLParse doc;
+    doc.LoadText("<x></x>");
+    EXPECT_THROW(doc.ReplaceTag("<id>", "A"), TagError);
+    EXPECT_EQ(doc.Flush(), 1) << "no file open for writing";
+}
+
+TEST(SetDocumentId, EscapesAndReplacesTheIdOnly) {
+    TempDir dir;
+    const auto path = dir / "TC1.vtl";
+    WriteFile(path,
+              "<test_case>\r\n<id>TC1</id>\r\n<test_title>T</test_title>\r\n</test_case>\r\n");
+    ASSERT_TRUE(XMLParse::SetDocumentId(path, "copy of TC1 & 'more'").ok());
+    EXPECT_EQ(ReadFile(path),
+              "<test_case>\r\n<id>copy of TC1 &amp; &apos;more&apos;</id>\r\n"
+              "<test_title>T</test_title>\r\n</test_case>\r\n");
+
+    WriteFile(dir / "noid.vtl", "<x></x>");
+    IoResult result = XMLParse::SetDocumentId(dir / "noid.vtl", "Y");
+    EXPECT_FALSE(result.ok());
+    EXPECT_NE(result.message.find("noid.vtl"), std::string::npos);
+    EXPECT_EQ(ReadFile(dir / "noid.vtl"), "<x></x>");
+}
+
+TEST(Fields, ReadFieldConvertsForDisplay) {
+    XMLParse doc;
+    doc.LoadText(
+        "<t>a &amp; b</t><r><![CDATA[see www.example.com]]></r><d>20260305</d><p>x&amp;y</p>");
+    std::string value;
+    EXPECT_EQ(doc.ReadField({1, FT_TEXT, "<t>"}, value), 0);
+    EXPECT_EQ(value, "a & b");
+    EXPECT_EQ(doc.ReadField({1, FT_RICH_TEXT, "<r>"}, value), 0);
+    EXPECT_EQ(value,
+              "see <a target=\"_blank\" href=\"http://www.example.com\">www.example.com</a>");
+    EXPECT_EQ(doc.ReadField({1, FT_DATE, "<d>"}, value), 0);
+    EXPECT_EQ(value, "5-Mar-2026");
+    EXPECT_EQ(doc.ReadField({1, FT_PLAIN_TEXT, "<p>"}, value), 0);
+    EXPECT_EQ(value, "x&amp;y");
+    EXPECT_EQ(doc.ReadField({1, FT_TEXT, "<missing>"}, value), 2);
+    EXPECT_EQ(doc.ReadField({1, FT_TEXT, "<t>"}, value, 0), 1);
+    EXPECT_EQ(doc.ReadField({1, FT_BLOCK_START, "<t>"}, value), 0);
+    EXPECT_EQ(value, "");
+}
+
+TEST(Fields, LoadFieldFillsControlsAndHonoursTheMode) {
+    XMLParse doc;
+    doc.LoadText("<t>a &amp; b</t><d>N/A</d><y>Yes</y><pw>hash</pw>");
+    FieldControl text;
+    EXPECT_TRUE(doc.LoadField({1, FT_TEXT, "<t>"}, text, LoadMode::ReadOnly));
+    EXPECT_EQ(text.text, "a & b");
+    EXPECT_TRUE(text.readOnly);
+
+    FieldControl missing;
+    missing.text = "typed";
+    EXPECT_FALSE(doc.LoadField({1, FT_TEXT, "<none>"}, missing, LoadMode::ReadOnly));
+    EXPECT_EQ(missing.text, "typed");
+    EXPECT_TRUE(missing.readOnly);
+
+    FieldControl leave;
+    EXPECT_FALSE(doc.LoadField({1, FT_TEXT, "<t>"}, leave, LoadMode::Leave));
+    EXPECT_EQ(leave.text, "");
+
+    FieldControl date;
+    date.date = CalendarDate{2020, 1, 1};
+    doc.LoadField({1, FT_DATE, "<d>"}, date, LoadMode::Fill);
+    EXPECT_FALSE(date.date.has_value());
+
+    FieldControl check, password;
+    doc.LoadField({1, FT_YES_NO, "<y>"}, check, LoadMode::Fill);
+    doc.LoadField({1, FT_PASSWORD, "<pw>"}, password, LoadMode::Fill);
+    EXPECT_TRUE(check.checked);
+    EXPECT_EQ(password.text, "********");
+}
+
+TEST(Fields, PasswordStillMaskedKeepsTheStoredValueOfTheReplacedDocument) {
+    TempDir dir;
+    const auto path = dir / "tester.vtl";
+    WriteFile(path, "<passwd_hash>OLDHASH</passwd_hash>");
+    const FieldDescriptor field{1, FT_PASSWORD, "<passwd_hash>"};
+    auto encode = [](std::string_view typed) { return "H(" + std::string(typed) + ")"; };
+
+    XMLParse doc;
+    doc.OpenRead(path);
+    doc.Load();
+    FieldControl control;
+    doc.LoadField(field, control, LoadMode::Fill);
+    doc.OpenWrite(path);
+    doc.SaveField(field, control, encode);
+    control.text = "secret";
+    doc.SaveField(field, control, encode);
+    ASSERT_TRUE(doc.Commit().ok());
+    EXPECT_EQ(ReadFile(path),
+              "<passwd_hash>OLDHASH</passwd_hash>\r\n<passwd_hash>H(secret)</passwd_hash>\r\n");
+}
+
+TEST(WideDocument, WritesAndReadsUtf16LittleEndian) {
+    TempDir dir;
+    const auto path = dir / "Vantorel.cfg";
+    XMLParse writer;
+    writer.OpenWrite(path);
+    writer.WriteWide("<?xml version=\"1.0\" encoding=\"UTF-16\"?>\r\n", true);
+    writer.WriteWide("<LastDBPath>/home/zoë/db €</LastDBPath>\r\n");
+    ASSERT_TRUE(writer.Commit().ok());
+    std::string bytes = ReadFile(path);
+    ASSERT_GE(bytes.size(), 4u);
+    EXPECT_EQ(bytes.substr(0, 4), std::string("\xFF\xFE<\0", 4));
+
+    XMLParse reader;
+    ASSERT_EQ(reader.OpenWide(path), 0);
+    ASSERT_EQ(reader.LoadWide(), 0);
+    std::string value = "stale";
+    reader.GetTagWide("<LastDBPath>", value);
+    EXPECT_EQ(value, "/home/zoë/db €");
+    reader.GetTagWide("<Missing>", value);
+    EXPECT_EQ(value, "");
+}
+
+}  // namespace
+}  // namespace vantorel

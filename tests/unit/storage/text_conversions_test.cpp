@@ -1,0 +1,118 @@
+#include "storage/text_conversions.h"
+
+#include <gtest/gtest.h>
+
+namespace vantorel {
+namespace {
+
+std::string Apply(void (*convert)(std::string&, std::size_t), std::string text,
+                  std::size_t size = kFieldValueMax) {
+    convert(text, size);
+    return text;
+}
+
+TEST(Escape, ReplacesTheSixCharactersAndKeepsLineEnds) {
+    EXPECT_EQ(Apply(Escape, "\t&><'\"\r\nx"), "&#x09;&amp;&gt;&lt;&apos;&quot;\r\nx");
+}
+
+TEST(Escape, StopsBeforeAnEntityThatWouldPassTheLimit) {
+    EXPECT_EQ(Apply(Escape, "ab&cd", 6), "ab");
+}
+
+TEST(Unescape, ReversesEscapeAndReadsLineFeedEntityAsCrLf) {
+    std::string original = "tab\there & <there> 'q' \"d\"";
+    EXPECT_EQ(Apply(Unescape, Apply(Escape, original)), original);
+    EXPECT_EQ(Apply(Unescape, "a&#x0A;b"), "a\r\nb");
+}
+
+TEST(Unescape, DropsALoneAmpersandAndKeepsWhatFollows) {
+    EXPECT_EQ(Apply(Unescape, "R&D &AMP; &amp"), "RD AMP; amp");
+    EXPECT_EQ(Apply(Unescape, "abcdef", 4), "abc");
+}
+
+TEST(CData, WrapAndStrip) {
+    std::string text = "a<b";
+    EXPECT_EQ(WrapCData(text), 0);
+    EXPECT_EQ(text, "<![CDATA[a<b]]>");
+    EXPECT_EQ(StripCData(text), 0);
+    EXPECT_EQ(text, "a<b");
+
+    std::string tooBig = "abc";
+    EXPECT_EQ(WrapCData(tooBig, 15), 1);
+    EXPECT_EQ(tooBig, "abc");
+
+    std::string plain = "no prefix]]>";
+    EXPECT_EQ(StripCData(plain), 0);
+    EXPECT_EQ(plain, "no prefix]]>");
+
+    // The end is dropped unchecked: three bytes go whatever they are.
+    std::string unterminated = "<![CDATA[abcdef";
+    StripCData(unterminated);
+    EXPECT_EQ(unterminated, "abc");
+}
+
+TEST(LineBreaks, TwoLinesWithAnEmptyLineRoundTripThroughBreaks) {
+    std::string text = "\r\nline one\r\n\r\nline two\r\n";
+    NewlinesToBreaks(text);
+    EXPECT_EQ(text, "line one<br><br>line two");
+    BreaksToNewlines(text);
+    EXPECT_EQ(text, "line one\n\nline two");
+}
+
+TEST(LineBreaks, LoneCrAndLfBecomeBreaks) {
+    EXPECT_EQ(Apply(NewlinesToBreaks, "a\rb\nc"), "a<br>b<br>c");
+}
+
+TEST(LineBreaks, OnlyTheKnownBreakTagsAreConverted) {
+    std::string text = "a<br>b<BR>c<p>d</p>e</P>f<Br>g<p class=x>h\r\n";
+    BreaksToNewlines(text);
+    EXPECT_EQ(text, "a\nb\nc\ndef<Br>g<p class=x>h");
+}
+
+TEST(WrapLinks, WrapsEachKindOfLink) {
+    std::string text = "See http://a.org/x and www.b.com, (ftp://c.net/f) \\\\srv\\share\\f.doc";
+    WrapLinks(text);
+    EXPECT_EQ(text,
+              "See <a target=\"_blank\" href=\"http://a.org/x\">http://a.org/x</a> and "
+              "<a target=\"_blank\" href=\"http://www.b.com,\">www.b.com,</a> "
+              "(<a target=\"_blank\" href=\"ftp://c.net/f\">ftp://c.net/f</a>) "
+              "<a target=\"_blank\" href=\"file://srv/share/f.doc\">\\\\srv\\share\\f.doc</a>");
+}
+
+TEST(WrapLinks, LeavesLinksThatAreAlreadyAnchors) {
+    const std::string anchored = "<a href=\"http://x.org\">http://x.org</a>";
+    std::string text = anchored;
+    WrapLinks(text);
+    EXPECT_EQ(text, anchored);
+}
+
+TEST(WrapLinks, MatchesSchemesIgnoringCaseAndEscapesUnsafeCharacters) {
+    std::string text = "VANTOREL://Alpha/Project Test Cases";
+    WrapLinks(text);
+    EXPECT_EQ(text,
+              "<a target=\"_blank\" href=\"VANTOREL://Alpha/Project\">VANTOREL://Alpha/Project</a>"
+              " Test Cases");
+    EXPECT_EQ(CanonicalUrl("http://x/a b\xE9"), "http://x/a%20b%E9");
+}
+
+TEST(WrapLinks, LinkAfterADoubleQuoteRunsToTheNextQuote) {
+    std::string text = "\"http://x.org/a b\" end";
+    WrapLinks(text);
+    EXPECT_EQ(text,
+              "\"<a target=\"_blank\" href=\"http://x.org/a%20b\">http://x.org/a b</a>\" end");
+}
+
+TEST(WrapLinks, LeavesTheTextWhenTheMarkupWouldNotFit) {
+    std::string text = "http://x.org";
+    WrapLinks(text, 30);
+    EXPECT_EQ(text, "http://x.org");
+}
+
+TEST(Utf16, RoundTripsOutsideTheBasicPlane) {
+    const std::string text = "a é € 𝄞";
+    EXPECT_EQ(Utf16ToUtf8(Utf8ToUtf16(text)), text);
+    EXPECT_EQ(Utf8ToUtf16("𝄞").size(), 2u);
+}
+
+}  // namespace
+}  // namespace vantorel
