@@ -394,6 +394,27 @@ int XMLParse::Flush() {
     return 0;
 }
 
+bool XMLParse::RewriteInStandardForm(const std::filesystem::path& path, std::string_view rootTag,
+                                     std::span<const FieldDescriptor> fields, FileLayer& files) {
+    XMLParse document(files);
+    if (document.OpenRead(path, "r+b") || document.Load())
+        return false;
+    document.OpenWrite(path);
+    document.WriteHeader();
+    document.WriteOpenTag(rootTag);
+    std::string value;
+    for (const FieldDescriptor& field : fields) {
+        if (field.controlId == -1)
+            break;
+        if (field.type < FT_TEXT)
+            continue;
+        document.GetTag(field.tag, value);  // unreadable: written as an empty element
+        document.WriteTag(field.tag, value);
+    }
+    document.WriteCloseTag(rootTag);
+    return RewriteWithRetries(path, document.m_pending, files);
+}
+
 IoResult XMLParse::SetDocumentId(const std::filesystem::path& path, std::string_view newId,
                                  FileLayer& files) {
     XMLParse document(files);

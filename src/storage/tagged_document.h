@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -119,6 +120,15 @@ public:
                         std::string_view value);
     void AppendHistoryEntry(std::string_view blockText);
     int Flush();
+
+    // Rewrites an item document in its standard form: the declaration, the root block, every
+    // value field of the table in table order (one that can't be read as an empty element),
+    // the closing tag. Rows below FT_TEXT hold no value and are skipped; a row with controlId
+    // -1 ends the table. Gives up quietly, leaving the file as it was, when the file can't be
+    // read or replaced after the retries of RewriteWithRetries.
+    static bool RewriteInStandardForm(const std::filesystem::path& path, std::string_view rootTag,
+                                      std::span<const FieldDescriptor> fields,
+                                      FileLayer& files = SystemFiles());
 
     // Gives the document at path a new <id> (escaped here) and saves it.
     static IoResult SetDocumentId(const std::filesystem::path& path, std::string_view newId,

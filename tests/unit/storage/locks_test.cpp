@@ -1,5 +1,6 @@
 #include "storage/locks.h"
 
+#include <sched.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -109,47 +110,56 @@ TEST_F(LockTest, WriteProbeLeavesNothingBehind) {
     EXPECT_EQ(TestWritePermissions(dir / "missing"), ENOENT);
 }
 
-TEST(LockRace, SixteenProcessesProduceExactlyOneWinnerPerItem) {
+// Memory shared by the racing processes: a barrier that lines them up before every round,
+// and the number of winners of each round.
+struct RaceBoard {
+    static constexpr int kProcesses = 16, kRounds = 2000;
+    std::atomic<int> arrived{0};
+    std::atomic<int> generation{0};
+    std::atomic<int> winners[kRounds];
+
+    void Barrier() {
+        const int mine = generation.load();
+        if (arrived.fetch_add(1) + 1 == kProcesses) {
+            arrived.store(0);
+            generation.fetch_add(1);
+            return;
+        }
+        while (generation.load() == mine)
+            sched_yield();
+    }
+};
+
+TEST(LockRace, SixteenProcessesProduceExactlyOneWinnerEveryRound) {
     TempDir dir;
-    constexpr int kProcesses = 16, kRounds = 2000;
-    auto* winners = static_cast<std::atomic<int>*>(
-        ::mmap(nullptr, sizeof(std::atomic<int>) * kRounds, PROT_READ | PROT_WRITE,
-               MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-    ASSERT_NE(winners, MAP_FAILED);
-    for (int round = 0; round < kRounds; ++round)
-        new (&winners[round]) std::atomic<int>(0);
-    auto* start = static_cast<std::atomic<int>*>(::mmap(nullptr, sizeof(std::atomic<int>),
-                                                        PROT_READ | PROT_WRITE,
-                                                        MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-    new (start) std::atomic<int>(0);
+    void* shared = ::mmap(nullptr, sizeof(RaceBoard), PROT_READ | PROT_WRITE,
+                          MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(shared, MAP_FAILED);
+    auto* board = new (shared) RaceBoard();
 
     std::vector<pid_t> children;
-    for (int p = 0; p < kProcesses; ++p) {
+    for (int p = 0; p < RaceBoard::kProcesses; ++p) {
         pid_t child = ::fork();
         ASSERT_GE(child, 0);
         if (child == 0) {
             const UserIdentity me{"PC" + std::to_string(p), "user" + std::to_string(p)};
-            while (start->load() == 0) {
-            }
-            for (int round = 0; round < kRounds; ++round) {
-                const auto item = dir / ("item" + std::to_string(round) + ".vtl");
-                if (createLockFile(item, me) == 0)
-                    winners[round]++;
+            for (int round = 0; round < RaceBoard::kRounds; ++round) {
+                board->Barrier();
+                if (createLockFile(dir / ("item" + std::to_string(round) + ".vtl"), me) == 0)
+                    board->winners[round]++;
             }
             _exit(0);
         }
         children.push_back(child);
     }
-    start->store(1);
     for (pid_t child : children)
         ::waitpid(child, nullptr, 0);
 
-    int rightRounds = 0;
-    for (int round = 0; round < kRounds; ++round)
-        rightRounds += winners[round].load() == 1;
-    EXPECT_EQ(rightRounds, kRounds);
-    ::munmap(winners, sizeof(std::atomic<int>) * kRounds);
-    ::munmap(start, sizeof(std::atomic<int>));
+    int roundsWithOneWinner = 0;
+    for (const auto& winners : board->winners)
+        roundsWithOneWinner += winners.load() == 1;
+    EXPECT_EQ(roundsWithOneWinner, RaceBoard::kRounds);
+    ::munmap(shared, sizeof(RaceBoard));
 }
 
 class EditLockTest : public LockTest {

@@ -243,6 +243,23 @@ TEST(SetDocumentId, EscapesAndReplacesTheIdOnly) {
     EXPECT_EQ(ReadFile(dir / "noid.vtl"), "<x></x>");
 }
 
+TEST(RewriteInStandardForm, WritesTheTableFieldsInOrderAndDropsTheRest) {
+    TempDir dir;
+    const auto path = dir / "TC1.vtl";
+    WriteFile(path, "<test_case><test_title>R&amp;D</test_title><junk>x</junk><id>TC1</id>");
+    const FieldDescriptor table[] = {{1, FT_HEADER, "<x>"},
+                                     {2, FT_TEXT, "<id>"},
+                                     {3, FT_TEXT, "<test_title>"},
+                                     {4, FT_RICH_TEXT, "<notes1>"},
+                                     {-1, FT_TEXT, "<after_the_end>"}};
+    ASSERT_TRUE(XMLParse::RewriteInStandardForm(path, "<test_case>", table));
+    EXPECT_EQ(ReadFile(path),
+              std::string(kDocumentDeclaration) +
+                  "<test_case>\r\n<id>TC1</id>\r\n<test_title>R&amp;D</test_title>\r\n"
+                  "<notes1></notes1>\r\n</test_case>\r\n");
+    EXPECT_FALSE(XMLParse::RewriteInStandardForm(dir / "missing.vtl", "<test_case>", table));
+}
+
 TEST(Fields, ReadFieldConvertsForDisplay) {
     XMLParse doc;
     doc.LoadText(
