@@ -147,6 +147,8 @@ TEST(SaveWholeFile, ASaveKilledAtAnyMomentLeavesTheOldOrTheNewDocument) {
             WriteFile(path, next);  // keep alternating
     }
     // Both outcomes must have happened, or the kills did not land inside saves.
+    RecordProperty("kept_old", sawOld);
+    RecordProperty("got_new", sawNew);
     EXPECT_GT(sawOld, 0);
     EXPECT_GT(sawNew, 0);
 
@@ -195,6 +197,7 @@ TEST(SaveWholeFile, AReaderNeverSeesAPartialDocument) {
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "a save failed";
     EXPECT_EQ(torn, 0) << "of " << reads << " reads";
     EXPECT_GT(reads, 0);
+    RecordProperty("reads", reads);
 }
 
 TEST(RewriteWithRetries, GivesUpQuietlyAfterFiftyAttempts) {
