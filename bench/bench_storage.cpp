@@ -58,8 +58,11 @@ int main(int argc, char** argv) {
     const double seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     std::cout << mode << ": " << documents << " documents in " << seconds << " s";
-    if (mode == "read")
-        std::cout << ", " << blocks << " history blocks";
+    if (mode == "read") {
+        std::cout << ", " << blocks << " history blocks;";
+        for (const auto& [name, count] : statuses)
+            std::cout << " " << name << " " << count;
+    }
     std::cout << "\n";
     return 0;
 }

@@ -10,7 +10,6 @@
 #include <string>
 
 #include "platform/recording_port.h"
-#include "storage/atomic_save.h"
 #include "storage/tagged_document.h"
 #include "storage/vantorel_database.h"
 
@@ -18,44 +17,44 @@ namespace {
 
 const char* const kStatuses[] = {"Pass", "Fail", "Not yet attempted", "Other", "Postponed"};
 
-std::string ProjectTestCase(int number) {
-    char id[32];
+// Writes one project test case through the document writers, as the program does.
+bool WriteProjectTestCase(const std::filesystem::path& path, int number) {
+    using vantorel::XMLParse;
+    char id[32], date[16];
     std::snprintf(id, sizeof id, "TC%06d", number);
-    std::string text(vantorel::kDocumentDeclaration);
-    auto field = [&](const char* tag, const std::string& value) {
-        text += std::string("<") + tag + ">" + value + "</" + tag + ">\r\n";
-    };
-    text += "<project_test_case>\r\n";
-    field("id", id);
-    field("test_title", "Synthetic test case " + std::to_string(number));
-    field("test_duration", "01:30");
-    field("test_type", "Functional");
-    field("test_phase", "System");
-    field("test_status", kStatuses[number % 5]);
-    field("test_attempts", std::to_string(number % 4));
-    field("actual_duration", "01:10");
-    field("version_tested", "1.0");
-    field("build_tested", "100");
-    field("create_date", "20261101");
-    field("create_time", "09:00:00");
-    field("test_description",
-          "<![CDATA[Open the page.<br>Enter the values.<br>Check the result against the "
-          "expected outcome written in the requirement.]]>");
-    field("priority", "Medium");
+    XMLParse document;
+    document.OpenWrite(path);
+    document.WriteHeader();
+    document.WriteOpenTag("<project_test_case>");
+    document.WriteTag("<id>", id);
+    document.WriteTag("<test_title>", "Synthetic test case " + std::to_string(number));
+    document.WriteTag("<test_duration>", "01:30");
+    document.WriteTag("<test_type>", "Functional");
+    document.WriteTag("<test_phase>", "System");
+    document.WriteTag("<test_status>", kStatuses[number % 5]);
+    document.WriteTag("<test_attempts>", std::to_string(number % 4));
+    document.WriteTag("<actual_duration>", "01:10");
+    document.WriteTag("<version_tested>", "1.0");
+    document.WriteTag("<build_tested>", "100");
+    document.WriteTag("<create_date>", "20261101");
+    document.WriteTag("<create_time>", "09:00:00");
+    document.WriteTag("<test_description>",
+                      "<![CDATA[Open the page.<br>Enter the values.<br>Check the result against "
+                      "the expected outcome written in the requirement.]]>");
+    document.WriteTag("<priority>", "Medium");
     for (int block = 0; block < 3; ++block) {
-        text += "<history_entry>\r\n";
-        field("time", "10:00:00");
-        char date[16];
         std::snprintf(date, sizeof date, "%02d-11-2026", block + 1);
-        field("date", date);
-        field("type", block == 0 ? "ET_NEW" : "ET_UPDATE");
-        field("old_status", "Not yet attempted");
-        field("new_status", kStatuses[(number + block) % 5]);
-        field("num_tries", std::to_string(block));
-        text += "</history_entry>\r\n";
+        document.WriteOpenTag("<history_entry>");
+        document.WriteTag("<time>", "10:00:00");
+        document.WriteTag("<date>", date);
+        document.WriteTag("<type>", block == 0 ? "ET_NEW" : "ET_UPDATE");
+        document.WriteTag("<old_status>", "Not yet attempted");
+        document.WriteTag("<new_status>", kStatuses[(number + block) % 5]);
+        document.WriteTag("<num_tries>", std::to_string(block));
+        document.WriteCloseTag("<history_entry>");
     }
-    text += "</project_test_case>\r\n";
-    return text;
+    document.WriteCloseTag("<project_test_case>");
+    return document.Commit().ok();
 }
 
 }  // namespace
@@ -81,7 +80,7 @@ int main(int argc, char** argv) {
             std::filesystem::create_directories(suite);
         char name[32];
         std::snprintf(name, sizeof name, "TC%06d.vtl", number);
-        if (!vantorel::SaveWholeFile(suite / name, ProjectTestCase(number)).ok())
+        if (!WriteProjectTestCase(suite / name, number))
             return 1;
     }
     std::cout << count << " project test cases in " << cases << "\n";
