@@ -15,7 +15,7 @@ EditLock::~EditLock() {
 }
 
 std::unique_ptr<EditLock> EditLock::Acquire(const std::filesystem::path& itemPath, UserPort& port,
-                                            const UserIdentity& identity) {
+                                            const UserIdentity& identity, const LockTexts& texts) {
     int error = createLockFile(itemPath, identity);
     if (error == 0)
         return std::unique_ptr<EditLock>(new EditLock(itemPath, identity));
@@ -28,7 +28,8 @@ std::unique_ptr<EditLock> EditLock::Acquire(const std::filesystem::path& itemPat
     }
 
     // The unlock dialog: Yes stands for "Unlock File" ticked and OK.
-    if (!port.ask({GetLockMessage(itemPath) + kUnlockAdvice, "File locked", Icon::Warning}))
+    if (!port.ask({std::string(texts.intro) + GetLockMessage(itemPath) + kUnlockAdvice,
+                   "File locked", Icon::Warning}))
         return nullptr;
     if (!port.ask({"This could cause data to be lost if the file is currently being edited. "
                    "Continue to unlock file?",
@@ -40,7 +41,7 @@ std::unique_ptr<EditLock> EditLock::Acquire(const std::filesystem::path& itemPat
         port.tell(
             {"Unable to create lockfile or delete existing lockfile, please check file "
              "permissons.",
-             "Failed to unlock", Icon::Warning});
+             "Failed to unlock", texts.unlockFailureIcon});
         return nullptr;
     }
     return std::unique_ptr<EditLock>(new EditLock(itemPath, identity));

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <string_view>
 
 #include "platform/identity.h"
 #include "platform/user_port.h"
@@ -15,13 +16,20 @@ inline constexpr char kUnlockAdvice[] =
     "\nTo unlock the file select 'Unlock File' and click 'OK', only do this if you are sure the "
     "file is not being edited";
 
+// What the unlock dialog says beyond the lock's own description.
+struct LockTexts {
+    std::string_view intro = {};  // put before the description of who holds the lock
+    Icon unlockFailureIcon = Icon::Warning;
+};
+
 // Holds an item's lock for as long as it lives; releasing removes only a lock of our own.
 class EditLock {
 public:
     // Takes the lock of the item, talking to the user through port when it is held or can't be
     // made. Null when the item must not be opened for editing.
     static std::unique_ptr<EditLock> Acquire(const std::filesystem::path& itemPath, UserPort& port,
-                                             const UserIdentity& identity = CurrentIdentity());
+                                             const UserIdentity& identity = CurrentIdentity(),
+                                             const LockTexts& texts = {});
     ~EditLock();
     EditLock(const EditLock&) = delete;
     EditLock& operator=(const EditLock&) = delete;

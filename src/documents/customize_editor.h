@@ -1,0 +1,104 @@
+#pragma once
+// The customisation editor: the eight pages of the customisation dialog as one model over a
+// copy of the tables. Every refusal is told through the port and leaves the copy as it was;
+// OK stores the copy and writes custom.dat once. custom.dat stays locked while it is open.
+// Also the choice of the current user among the database's testers.
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "documents/custom_cfg.h"
+#include "platform/identity.h"
+#include "storage/edit_lock.h"
+
+namespace vantorel {
+
+enum class CustomList { Types, Phases, Versions, Builds };
+
+// What the default-version and default-build drop-downs show for no default.
+inline constexpr std::string_view kNoDefault = "--None--";
+
+// The status dialog: a status and the report caption and colour of its meaning.
+struct StatusDraft {
+    std::string text;
+    int meaning = SM_NOT_YET_ATTEMPTED;
+    std::string reportString;
+    ReportColour colour = 0;
+};
+
+// A row of the status page.
+struct StatusRow {
+    std::string text, meaning, reportString, colour;  // colour as "#RRGGBB"
+};
+
+// The default-values page as typed.
+struct DefaultsDraft {
+    std::string expected, digits, step, version, build;
+};
+
+class CustomizeEditor {
+public:
+    // Opens the editor on the database at databaseDir (none when no database is open), taking
+    // the lock of custom.dat. Null after telling the user.
+    static std::unique_ptr<CustomizeEditor> Open(const std::filesystem::path* databaseDir,
+                                                 CustomCfg& custom, UserPort& port,
+                                                 const UserIdentity& identity = CurrentIdentity());
+
+    // The list pages: types, phases, versions, builds.
+    const std::vector<std::string>& List(CustomList list) const;
+    bool Add(CustomList list, std::string text);
+    bool Remove(CustomList list, std::vector<std::size_t> selection);
+    bool Move(CustomList list, const std::vector<std::size_t>& selection, bool up);
+
+    // The notes page: notes 1, notes 2, result notes.
+    std::array<std::string, 3> notes;
+    // The default-values page.
+    DefaultsDraft defaults;
+
+    // The report page.
+    const std::string& ReportString(std::size_t slot) const { return m_draft.reportStrings[slot]; }
+    ReportColour ReportColourOf(std::size_t slot) const { return m_draft.reportColours[slot]; }
+    bool UpdateReportString(std::optional<std::size_t> slot, const std::string& text);
+    void SetReportColour(std::size_t slot, ReportColour colour);
+
+    // The status page.
+    std::vector<StatusRow> StatusRows() const;
+    // Whether the status dialog may open to add one; the list holds at most 10.
+    bool CanAddStatus();
+    bool AddStatus(const StatusDraft& draft);
+    // The status dialog's content for the selected row, if exactly one is selected.
+    std::optional<StatusDraft> StatusForEdit(const std::vector<std::size_t>& selection);
+    bool EditStatus(std::size_t index, const StatusDraft& draft);
+    bool RemoveStatuses(std::vector<std::size_t> selection);
+    bool MoveStatus(const std::vector<std::size_t>& selection, bool up);
+
+    // OK: checks the notes and default pages, stores everything and writes custom.dat.
+    bool Commit();
+
+private:
+    CustomizeEditor(std::filesystem::path databaseDir, CustomCfg& custom, UserPort& port,
+                    std::unique_ptr<EditLock> lock);
+    std::vector<std::string>& MutableList(CustomList list);
+    bool ValidStatus(const StatusDraft& draft, std::optional<std::size_t> editing);
+    void StoreStatusSlot(const StatusDraft& draft);
+    bool SingleSelection(const std::vector<std::size_t>& selection);
+
+    std::filesystem::path m_databaseDir;
+    CustomCfg& m_custom;
+    UserPort& m_port;
+    std::unique_ptr<EditLock> m_lock;
+    CustomTables m_draft;
+};
+
+// The set-user dialog: one row "identity : name" per tester of the database.
+std::vector<std::string> TesterChoices(const std::filesystem::path& databaseDir);
+// OK in the set-user dialog: the chosen row's identity becomes the current user of computer
+// and custom.dat is written. False after telling the user.
+bool ChooseCurrentUser(const std::filesystem::path& databaseDir, CustomCfg& custom,
+                       std::string_view computer, const std::vector<std::string>& rows,
+                       std::optional<std::size_t> selected, UserPort& port);
+
+}  // namespace vantorel

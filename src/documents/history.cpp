@@ -1,0 +1,136 @@
+#include "documents/history.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+#include "platform/clock_text.h"
+#include "storage/tagged_document.h"
+#include "storage/text_conversions.h"
+
+namespace vantorel {
+namespace {
+
+struct Child {
+    std::string_view tag;
+    std::string value;
+};
+
+std::vector<Child> Children(const HistoryBlock& block) {
+    char time[32], date[32];
+    std::snprintf(time, sizeof time, "%02d:%02d:%02d", block.when.time.hour, block.when.time.minute,
+                  block.when.time.second);
+    std::snprintf(date, sizeof date, "%02d-%02d-%04d", block.when.date.day, block.when.date.month,
+                  block.when.date.year);
+    auto escaped = [](std::string text) {
+        Escape(text);
+        return text;
+    };
+    return {{"<time>", time},
+            {"<date>", date},
+            {"<type>", block.update ? "ET_UPDATE" : "ET_NEW"},
+            {"<old_status>", escaped(block.oldStatus)},
+            {"<new_status>", escaped(block.newStatus)},
+            {"<num_tries>", std::to_string(block.tries)},
+            {"<phase>", escaped(block.phase)},
+            {"<version>", escaped(block.version)},
+            {"<build>", escaped(block.build)}};
+}
+
+std::string Closing(std::string_view tag) {
+    return "</" + std::string(tag.substr(1));
+}
+
+// The child's text, or empty when it is missing or at least `refuseFrom` characters long.
+std::string ChildText(const XMLParse& entry, std::string_view tag, std::size_t refuseFrom) {
+    std::string value;
+    if (entry.GetTag(tag, value) != 0)
+        return {};
+    Unescape(value);
+    return value.size() < refuseFrom ? value : std::string();
+}
+
+}  // namespace
+
+LocalMoment LocalNow() {
+    std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    return {{local.tm_year + 1900, local.tm_mon + 1, local.tm_mday},
+            {local.tm_hour, local.tm_min, local.tm_sec}};
+}
+
+std::vector<HistoryBlock> LoadHistoryBlocks(const XMLParse& doc) {
+    std::vector<HistoryBlock> blocks;
+    std::size_t from = 0;
+    for (;;) {
+        std::optional<TagMatch> match;
+        try {
+            match = doc.FindNextTag("<history_entry>", from);
+        } catch (const TagError&) {
+            break;  // a block cut short ends the history
+        }
+        if (!match)
+            break;
+        from = match->end;
+
+        XMLParse entry;
+        entry.LoadText(std::move(match->value));
+        HistoryBlock block;
+        std::string value;
+        if (entry.GetTag("<time>", value) == 0)
+            std::sscanf(value.c_str(), "%d:%d:%d", &block.when.time.hour, &block.when.time.minute,
+                        &block.when.time.second);
+        if (entry.GetTag("<date>", value) == 0)
+            std::sscanf(value.c_str(), "%d-%d-%d", &block.when.date.day, &block.when.date.month,
+                        &block.when.date.year);
+        block.update = !(entry.GetTag("<type>", value) == 0 && value == "ET_NEW");
+        block.oldStatus =
+            ChildText(entry, "<old_status>", kFieldValueMax).substr(0, kHistoryStatusWidth);
+        block.newStatus =
+            ChildText(entry, "<new_status>", kFieldValueMax).substr(0, kHistoryStatusWidth);
+        if (entry.GetTag("<num_tries>", value) == 0)
+            block.tries = std::atoi(value.c_str());
+        block.phase = ChildText(entry, "<phase>", kHistoryPhaseWidth + 1);
+        block.build = ChildText(entry, "<build>", kHistoryVersionWidth + 1);
+        block.version = ChildText(entry, "<version>", kHistoryVersionWidth + 1);
+        blocks.push_back(std::move(block));
+    }
+    return blocks;
+}
+
+std::string CompactHistoryText(const HistoryBlock& block) {
+    std::string text;
+    for (const Child& child : Children(block))
+        text += std::string(child.tag) + child.value + Closing(child.tag);
+    if (text.size() > kCompactHistoryMax)
+        text.resize(kCompactHistoryMax);
+    return text;
+}
+
+void WriteHistoryBlock(XMLParse& doc, const HistoryBlock& block) {
+    doc.WriteOpenTag("<history_entry>");
+    for (const Child& child : Children(block))
+        doc.WriteTag(child.tag, child.value);
+    doc.WriteCloseTag("<history_entry>");
+}
+
+std::string BulkCreationBlockText(const LocalMoment& now) {
+    char text[400];
+    std::snprintf(text, sizeof text,
+                  "<time>%02d:%02d:%02d</time><date>%02d-%02d-%04d</date><type>ET_NEW</type>"
+                  "<old_status>Not yet attempted</old_status><new_status>Not yet "
+                  "attempted</new_status><num_tries>0</num_tries>",
+                  now.time.hour, now.time.minute, now.time.second, now.date.day, now.date.month,
+                  now.date.year);
+    return text;
+}
+
+std::string HistoryMomentText(const LocalMoment& when) {
+    char time[32];
+    std::snprintf(time, sizeof time, ", %02d:%02d:%02d", when.time.hour, when.time.minute,
+                  when.time.second);
+    return DisplayDate(when.date.year, when.date.month, when.date.day) + time;
+}
+
+}  // namespace vantorel

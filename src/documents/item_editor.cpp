@@ -1,0 +1,341 @@
+#include "documents/item_editor.h"
+
+#include <strings.h>
+#include <algorithm>
+#include <cstdio>
+
+#include "documents/custom_cfg.h"
+#include "documents/field_tables.h"
+#include "storage/locks.h"
+#include "storage/password.h"
+
+namespace vantorel {
+namespace {
+
+const std::string kLimit = std::to_string(kIdentifierMax);
+
+bool IsDurationTag(std::string_view tag) {
+    return tag == "<test_duration>" || tag == "<actual_duration>";
+}
+
+bool SameControl(const FieldDescriptor& row, const FieldControl& a, const FieldControl& b) {
+    switch (row.type) {
+        case FT_DATE:
+            return a.date == b.date;
+        case FT_TIME:
+            return a.time == b.time;
+        case FT_YES_NO:
+            return a.checked == b.checked;
+        case FT_PLAIN_TEXT:
+            if (IsDurationTag(row.tag)) {
+                auto first = ParseDuration(a.text), second = ParseDuration(b.text);
+                if (first && second)
+                    return StoredDuration(*first) == StoredDuration(*second);
+            }
+            return a.text == b.text;
+        default:
+            return a.text == b.text;
+    }
+}
+
+}  // namespace
+
+std::string EditorContext::UserName() const {
+    std::string name = custom.CurrentUser(identity.computer);
+    return name.empty() ? identity.user : name;
+}
+
+std::optional<Duration> ParseDuration(std::string_view text) {
+    auto colon = text.find(':');
+    if (colon == std::string_view::npos)
+        return std::nullopt;
+    auto number = [](std::string_view digits, int most) -> std::optional<int> {
+        if (digits.empty() || digits.size() > 3 ||
+            !std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; }))
+            return std::nullopt;
+        int value = std::stoi(std::string(digits));
+        return value <= most ? std::optional<int>(value) : std::nullopt;
+    };
+    auto hours = number(text.substr(0, colon), 999);
+    auto minutes = number(text.substr(colon + 1), 59);
+    if (!hours || !minutes)
+        return std::nullopt;
+    return Duration{*hours, *minutes};
+}
+
+std::string StoredDuration(const Duration& duration) {
+    char text[16];
+    std::snprintf(text, sizeof text, "%02d:%02d", duration.hours, duration.minutes);
+    return text;
+}
+
+std::string FillMessage(std::string_view pattern, std::initializer_list<std::string_view> values) {
+    std::string text;
+    auto value = values.begin();
+    for (std::size_t i = 0; i < pattern.size(); ++i) {
+        if (pattern[i] == '%' && i + 1 < pattern.size() &&
+            (pattern[i + 1] == 's' || pattern[i + 1] == 'd') && value != values.end()) {
+            text += *value++;
+            ++i;
+        } else {
+            text += pattern[i];
+        }
+    }
+    return text;
+}
+
+bool CanCreateIn(const std::filesystem::path& folder, UserPort& port) {
+    if (TestWritePermissions(folder) != 0) {
+        port.tell(
+            {"Unable to create new file. Access is denied.\nPlease check read, write and "
+             "create permissions for database",
+             "Access Denied", Icon::Warning});
+        return false;
+    }
+    if (folder.string().size() >= kPathMax) {
+        port.tell(
+            {"The current path is longer than the Windows limit of 260 characters. No new "
+             "files can be created in this folder",
+             "Path length exceeds limit", Icon::Warning});
+        return false;
+    }
+    return true;
+}
+
+Notice SaveFailure(const IoResult& result) {
+    return {result.message + "\nCode: " + std::to_string(result.code), "Unable to save file",
+            Icon::Warning};
+}
+
+ItemEditor::ItemEditor(const ItemKind& kind, EditorContext context)
+    : controls(FieldRows(kind.fields).size()), m_kind(kind), m_context(std::move(context)) {}
+
+std::size_t ItemEditor::Row(std::string_view tag) const {
+    const FieldDescriptor* row = FindField(m_kind.fields, tag);
+    if (!row)
+        throw std::logic_error("no field " + std::string(tag));
+    return static_cast<std::size_t>(row->controlId);
+}
+
+FieldControl& ItemEditor::Control(std::string_view tag) {
+    return controls[Row(tag)];
+}
+
+const FieldControl& ItemEditor::Control(std::string_view tag) const {
+    return controls[Row(tag)];
+}
+
+std::filesystem::path ItemEditor::Path() const {
+    return m_path ? *m_path : m_folder / (controls[0].text + ".vtl");
+}
+
+std::string ItemEditor::WindowTitle(bool editing) const {
+    const std::string& title = controls[m_kind.titleRow].text;
+    std::string text =
+        "Vantorel - " + std::string(m_kind.windowNoun) + " - " + (editing ? "Edit" : "View");
+    if (!title.empty())
+        text += " [" + title.substr(0, 75) + "]";
+    return text;
+}
+
+bool ItemEditor::OpenExisting(const std::filesystem::path& path) {
+    m_lock = EditLock::Acquire(path, m_context.port, m_context.identity);
+    if (!m_lock)
+        return false;
+    if (!ReadDocument(path)) {
+        m_context.port.tell({FillMessage("Unable to open file for editing.\n%s\nPlease check "
+                                         "read, write and create permissions for database.",
+                                         {path.string()}),
+                             "Cannot open file", Icon::Warning});
+        m_lock.reset();
+        return false;
+    }
+    m_path = path;
+    m_folder = path.parent_path();
+    LoadControls();
+
+    if (controls[0].text.size() > kIdentifierMax && !m_kind.texts.openIdTooLong.empty()) {
+        m_context.port.tell({FillMessage(m_kind.texts.openIdTooLong, {kLimit, kLimit}),
+                             std::string(m_kind.texts.openIdTooLongCaption), Icon::Warning});
+        m_idEditable = m_kind.texts.openEnablesId;
+    }
+    return true;
+}
+
+bool ItemEditor::ReadDocument(const std::filesystem::path& path) {
+    if (m_doc.OpenRead(path) != 0 || m_doc.Load() != 0)
+        return false;
+    std::string text = m_doc.Text();
+    m_doc.Close();  // the text is all an editor needs; the file stays free for others
+    m_doc.LoadText(std::move(text));
+    return true;
+}
+
+void ItemEditor::LoadControls() {
+    std::span<const FieldDescriptor> rows = FieldRows(m_kind.fields);
+    for (std::size_t i = 0; i < rows.size(); ++i)
+        m_doc.LoadField(rows[i], controls[i], LoadMode::Fill);
+    m_loaded = controls;
+}
+
+bool ItemEditor::StartNew(const std::filesystem::path& folder, bool automaticId) {
+    if (!CanCreateIn(folder, m_context.port))
+        return false;
+    m_folder = folder;
+    m_idEditable = true;
+    if (!automaticId)
+        return true;
+    m_reservation = GetIncrementalID(folder, m_kind.idPrefix, m_context.port);
+    if (!m_reservation)
+        return false;
+    controls[0].text = m_reservation->Id();
+    m_loaded = controls;
+    return true;
+}
+
+bool ItemEditor::UpdateRequired() const {
+    std::span<const FieldDescriptor> rows = FieldRows(m_kind.fields);
+    for (std::size_t i = 0; i < rows.size(); ++i)
+        if (!SameControl(rows[i], controls[i], m_loaded[i]))
+            return true;
+    return false;
+}
+
+bool ItemEditor::ConfirmClose() {
+    if (!m_kind.texts.asksBeforeDiscard || !UpdateRequired())
+        return true;
+    return m_context.port.ask(
+        {"Close test case without saving changes?", "Close without saving", Icon::Question});
+}
+
+bool ItemEditor::ValidPath(const std::string& id) {
+    if (ItemPathFits(m_folder, id, ".vtl"))
+        return true;
+    if (IsNew() && !m_kind.texts.newPathTooLong.empty())
+        m_context.port.tell(
+            {std::string(m_kind.texts.newPathTooLong), "Path exceeds limit", Icon::Warning});
+    else
+        m_context.port.tell(
+            {std::string(m_kind.texts.pathTooLong), "Exceeds path length", Icon::Warning});
+    return false;
+}
+
+bool ItemEditor::IdentifierFree(const std::string& id) {
+    const std::string current = m_path ? m_path->stem().string() : std::string();
+    if (strcasecmp(id.c_str(), current.c_str()) == 0 || !IdentifierTaken(m_folder, id))
+        return true;
+    m_context.port.tell({std::string(m_kind.texts.idExists), "ID already exists", Icon::Warning});
+    return false;
+}
+
+bool ItemEditor::ValidateIdentifier() {
+    if (!CheckIdentifierText())
+        return false;
+    const std::string& id = controls[0].text;
+    if (m_kind.texts.pathBeforeExists)
+        return ValidPath(id) && IdentifierFree(id);
+    return IdentifierFree(id) && ValidPath(id);
+}
+
+bool ItemEditor::CheckIdentifierText() {
+    const ItemTexts& texts = m_kind.texts;
+    const std::string& id = controls[0].text;
+    switch (CheckIdentifier(id)) {
+        case IdentifierProblem::Empty:
+            m_context.port.tell({FillMessage(texts.idMandatory, {kLimit}),
+                                 std::string(texts.idCaption), Icon::Warning});
+            return false;
+        case IdentifierProblem::TooLong:
+            m_context.port.tell({FillMessage(texts.idTooLong, {kLimit}),
+                                 std::string(texts.idCaption), Icon::Warning});
+            return false;
+        case IdentifierProblem::InvalidCharacters:
+            m_context.port.tell(
+                {std::string(texts.idInvalid), std::string(texts.idCaption), Icon::Warning});
+            return false;
+        case IdentifierProblem::None:
+            break;
+    }
+    return true;
+}
+
+bool ItemEditor::CheckDuration(std::string_view tag, std::string_view fieldName,
+                               std::string_view caption) {
+    FieldControl& control = Control(tag);
+    if (auto duration = ParseDuration(control.text)) {
+        control.text = StoredDuration(*duration);
+        return true;
+    }
+    m_context.port.tell(
+        {FillMessage("Invalid data in the '%s' field.\nPlease ensure a valid number, 0-59, is "
+                     "entered in the minutes (Mins) field\nand that a valid number, 0-999, is "
+                     "entered in the hours (Hrs) field\n\n",
+                     {fieldName}),
+         std::string(caption), Icon::Warning});
+    return false;
+}
+
+void ItemEditor::StampAutomaticFields(const LocalMoment& now) {
+    const std::string user = m_context.UserName();
+    if (IsNew()) {
+        Control("<create_date>").date = now.date;
+        Control("<create_time>").time = now.time;
+        if (Control("<create_user_id>").text.empty())
+            Control("<create_user_id>").text = user;
+    }
+    const std::size_t date = Row("<update_date>"), time = Row("<update_time>"),
+                      by = Row("<update_user_id>");
+    if (controls[date].date == m_loaded[date].date && controls[time].time == m_loaded[time].time) {
+        controls[date].date = now.date;
+        controls[time].time = now.time;
+    }
+    if (controls[by].text == m_loaded[by].text)
+        controls[by].text = user;
+}
+
+bool ItemEditor::Save() {
+    if (!ValidateIdentifier() || !ValidateFields())
+        return false;
+    return WriteDocument(m_folder / (controls[0].text + ".vtl"));
+}
+
+bool ItemEditor::WriteDocument(const std::filesystem::path& target) {
+    const bool renamed = m_path && *m_path != target;
+    if ((renamed || IsNew()) && std::filesystem::exists(target) &&
+        !m_kind.texts.renameClashCaption.empty()) {
+        m_context.port.tell({FillMessage("%s already exists in this directory. Please choose "
+                                         "another ID",
+                                         {controls[0].text}),
+                             std::string(m_kind.texts.renameClashCaption), Icon::Warning});
+        return false;
+    }
+
+    std::vector<FieldControl> typed = controls;
+    PrepareSave(m_context.now());
+    m_doc.OpenWrite(target);
+    m_doc.WriteHeader();
+    m_doc.WriteOpenTag(m_kind.rootTag);
+    for (const FieldDescriptor& row : FieldRows(m_kind.fields))
+        m_doc.SaveField(row, controls[static_cast<std::size_t>(row.controlId)], HashPassword);
+    WriteTail(m_doc);
+    m_doc.WriteCloseTag(m_kind.rootTag);
+    IoResult result = m_doc.Commit();
+    if (!result.ok()) {
+        controls = std::move(typed);
+        m_context.port.tell(SaveFailure(result));
+        return false;
+    }
+    if (renamed) {
+        std::error_code ignored;
+        std::filesystem::remove(*m_path, ignored);
+    }
+    m_path = target;
+    m_reservation.reset();
+    // What is now on disk is what later changes are measured against.
+    if (ReadDocument(target))
+        LoadControls();
+    Saved();
+    return true;
+}
+
+}  // namespace vantorel

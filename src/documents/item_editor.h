@@ -1,0 +1,185 @@
+#pragma once
+// The editor model every item dialog is a view of. It loads an item's document into one
+// control per field-table row, remembers what was loaded so it can tell what the user changed,
+// runs the checks of the item's kind in their order (the first failure is told through the
+// port and nothing is written), and saves the whole document through a temporary file and a
+// rename. An item being edited is locked for as long as its editor lives.
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "documents/history.h"
+#include "platform/identity.h"
+#include "platform/user_port.h"
+#include "storage/edit_lock.h"
+#include "storage/field_values.h"
+#include "storage/identifiers.h"
+#include "storage/tagged_document.h"
+
+namespace vantorel {
+
+class CustomCfg;
+
+// The refusals of one kind of item; texts with %d take the identifier limit.
+struct ItemTexts {
+    std::string_view idMandatory;
+    std::string_view idTooLong;
+    std::string_view idCaption;
+    std::string_view idInvalid;
+    std::string_view idExists;
+    std::string_view pathTooLong;          // caption "Exceeds path length"
+    std::string_view newPathTooLong = {};  // a new item, when it has its own text
+    std::string_view openIdTooLong = {};   // opening an item whose ID is over the limit
+    std::string_view openIdTooLongCaption = {};
+    std::string_view renameClashCaption = {};  // the ID's file appeared while saving
+    bool pathBeforeExists = true;              // the order of the path and clash checks
+    bool asksBeforeDiscard = false;            // "Close test case without saving changes?"
+    bool openEnablesId = true;                 // an ID over the limit may be corrected in place
+};
+
+struct ItemKind {
+    std::string_view rootTag;  // "<test_case>"
+    std::span<const FieldDescriptor> fields;
+    std::string_view windowNoun;  // "Test Case" in "Vantorel - Test Case - Edit"
+    std::size_t titleRow;         // the field a window title quotes
+    std::string_view idPrefix;    // automatic identifiers of a folder without any
+    ItemTexts texts;
+};
+
+// What every editor needs from its surroundings; tests replace the clock and the identity.
+struct EditorContext {
+    UserPort& port;
+    const CustomCfg& custom;
+    UserIdentity identity = CurrentIdentity();
+    std::function<LocalMoment()> now = LocalNow;
+
+    // The name automatic "Update By" fields take: the current user of this computer, else the
+    // login name.
+    std::string UserName() const;
+};
+
+// Hours 0-999 and minutes 0-59, typed as "H:M" (an hours box and a minutes box).
+struct Duration {
+    int hours = 0, minutes = 0;
+};
+std::optional<Duration> ParseDuration(std::string_view text);
+std::string StoredDuration(const Duration& duration);  // "%02d:%02d"
+
+// The checks made before a new item of any kind is started in folder: the folder must take
+// new files and leave room below the path limit. False after telling the user.
+bool CanCreateIn(const std::filesystem::path& folder, UserPort& port);
+
+// A message with its %s and %d markers replaced, in order, by values.
+std::string FillMessage(std::string_view pattern, std::initializer_list<std::string_view> values);
+
+// "Unable to save file" with the system's reason and error number.
+Notice SaveFailure(const IoResult& result);
+
+class ItemEditor {
+public:
+    virtual ~ItemEditor() = default;
+    ItemEditor(const ItemEditor&) = delete;
+    ItemEditor& operator=(const ItemEditor&) = delete;
+
+    // One control per row of the kind's table, in table order.
+    std::vector<FieldControl> controls;
+
+    FieldControl& Control(std::string_view tag);
+    const FieldControl& Control(std::string_view tag) const;
+
+    bool IsNew() const { return !m_path; }
+    // The ID is typed for a new item, and for one opened with an ID over the limit.
+    bool IdEditable() const { return m_idEditable; }
+    const std::filesystem::path& Folder() const { return m_folder; }
+    // The document's path; for a new item, where it will be saved.
+    std::filesystem::path Path() const;
+
+    // "Vantorel - <noun> - Edit [title]", the title cut at 75 characters.
+    std::string WindowTitle(bool editing) const;
+
+    // True when any control differs from what was loaded.
+    bool UpdateRequired() const;
+    // Cancelling: true when the editor may close. With changes the user is asked first, for
+    // the kinds that ask.
+    bool ConfirmClose();
+
+    // OK: checks, then saves. False, with the user told why and nothing written, when a check
+    // or the save fails; the controls keep what was typed.
+    virtual bool Save();
+
+protected:
+    ItemEditor(const ItemKind& kind, EditorContext context);
+
+    // The editor when it could open path (or start in folder), else null.
+    template <typename Editor>
+    static std::unique_ptr<Editor> Opened(std::unique_ptr<Editor> editor,
+                                          const std::filesystem::path& path) {
+        return editor->OpenExisting(path) ? std::move(editor) : nullptr;
+    }
+    template <typename Editor>
+    static std::unique_ptr<Editor> Started(std::unique_ptr<Editor> editor,
+                                           const std::filesystem::path& folder,
+                                           bool automaticId = true) {
+        return editor->StartNew(folder, automaticId) ? std::move(editor) : nullptr;
+    }
+
+    // Locks and reads an existing document; false after telling the user.
+    bool OpenExisting(const std::filesystem::path& path);
+    // Starts a new item in folder, with an automatic identifier unless told otherwise; false
+    // after telling the user.
+    bool StartNew(const std::filesystem::path& folder, bool automaticId = true);
+    // Writes the document at target (a changed ID moves it there) and makes what was written
+    // the new baseline; false after telling the user.
+    bool WriteDocument(const std::filesystem::path& target);
+    // The identifier checks of the kind: length, characters, path room and clash.
+    bool ValidateIdentifier();
+    // Length and characters only.
+    bool CheckIdentifierText();
+
+    // Makes the controls as they stand the baseline of UpdateRequired (a new item's defaults).
+    void AcceptAsLoaded() { m_loaded = controls; }
+
+    // The checks after the identifier and path ones, in the kind's order.
+    virtual bool ValidateFields() { return true; }
+    // Fills automatic fields just before the document is written.
+    virtual void PrepareSave(const LocalMoment&) {}
+    // Whatever follows the fields in the document (a project test case's history).
+    virtual void WriteTail(XMLParse&) {}
+    // Called once the new document is in place.
+    virtual void Saved() {}
+
+    // The row index of tag in the kind's table.
+    std::size_t Row(std::string_view tag) const;
+    const std::vector<FieldControl>& LoadedControls() const { return m_loaded; }
+    const XMLParse& Document() const { return m_doc; }
+    // The automatic creation and update fields of test cases: a new item is stamped as
+    // created now by the current user; unless the user typed them, the updated date and time
+    // become now and "Update By" the current user.
+    void StampAutomaticFields(const LocalMoment& now);
+    // Tells the user the first duration problem of the control; its text becomes "%02d:%02d".
+    bool CheckDuration(std::string_view tag, std::string_view fieldName, std::string_view caption);
+
+    const ItemKind& m_kind;
+    EditorContext m_context;
+
+private:
+    bool ReadDocument(const std::filesystem::path& path);
+    void LoadControls();
+    bool ValidPath(const std::string& id);
+    bool IdentifierFree(const std::string& id);
+
+    std::optional<std::filesystem::path> m_path;
+    std::filesystem::path m_folder;
+    std::unique_ptr<EditLock> m_lock;
+    std::unique_ptr<IdReservation> m_reservation;
+    std::vector<FieldControl> m_loaded;
+    XMLParse m_doc;
+    bool m_idEditable = false;
+};
+
+}  // namespace vantorel

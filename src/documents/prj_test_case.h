@@ -1,0 +1,76 @@
+#pragma once
+// PrjTestCase: the execution record of one test inside a project, made from a library test
+// case and carrying the outcome of every run and the history of its status changes.
+
+#include <memory>
+
+#include "documents/history.h"
+#include "documents/item_editor.h"
+
+namespace vantorel {
+
+const ItemKind& PrjTestCaseKind();
+
+// Points the internal links of one rich-text field at the project: in every "vantorel://"
+// link (any letter case) the part up to the first "/" after the scheme becomes
+// "vantorel://<project>/Project Test Cases". A link with no further "/" ends the rewriting.
+// The text is left as it was, and false returned, when the result would not fit a field.
+bool ConvertVantorelLinks(std::string& text, std::string_view project);
+
+// One row of the history table.
+struct HistoryRow {
+    std::string date;  // "d-MMM-yyyy, HH:mm:ss"
+    std::string type;  // "Test Creation" or "Test Update"
+    std::string oldStatus, newStatus, attempts, phase, version, build;
+};
+
+class PrjTestCase : public ItemEditor {
+public:
+    // Writes a project test case at target from the library test case at source: the copied
+    // fields, execution fields at their creation values, internal links pointed at the
+    // project, and one ET_NEW block. target must lie in a project's "Project Test Cases"
+    // tree. False after telling the user.
+    static bool Convert(const std::filesystem::path& source, const std::filesystem::path& target,
+                        EditorContext context);
+
+    static std::unique_ptr<PrjTestCase> Edit(const std::filesystem::path& path,
+                                             EditorContext context);
+    static std::unique_ptr<PrjTestCase> New(const std::filesystem::path& folder,
+                                            EditorContext context);
+
+    // The next free automatic ID of folder, reserved until the item is saved or abandoned.
+    static std::unique_ptr<IdReservation> GetIncrementalID(const std::filesystem::path& folder,
+                                                           UserPort& port);
+
+    const std::vector<HistoryBlock>& History() const { return m_history; }
+    std::vector<HistoryRow> HistoryRows() const;
+
+    // True when there is no block yet or candidate differs from the last block in tries, new
+    // status, build, version or phase.
+    bool HistoryUpdateRequired(const HistoryBlock& candidate) const;
+
+    // Moves a block to another moment, never before the block above it nor after the one
+    // below. False after telling the user.
+    bool SetHistoryDate(std::size_t block, const LocalMoment& when);
+    // The "Created" date may not pass the first history block after the creation.
+    bool SetCreatedDate(const CalendarDate& date);
+
+    // Asks, then puts the execution record back as it was created: the first status, no
+    // attempts, no results, and the history cut back to its creation block.
+    bool Reset();
+
+private:
+    using ItemEditor::ItemEditor;
+    bool ValidateFields() override;
+    void PrepareSave(const LocalMoment& now) override;
+    void WriteTail(XMLParse& doc) override;
+    void Saved() override;
+
+    HistoryBlock Candidate(const LocalMoment& now) const;
+    bool CreatedDateFits(const CalendarDate& date);
+
+    std::vector<HistoryBlock> m_history;
+    std::vector<HistoryBlock> m_written;  // the history as the save in progress writes it
+};
+
+}  // namespace vantorel

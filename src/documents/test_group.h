@@ -1,0 +1,88 @@
+#pragma once
+// Folders of test cases: a suite of the library (TestGroup), a suite inside a project
+// (PrjTestGroup) and the project itself (Project). Each folder is described by a ".tgp"
+// document, written beside the folder as the folder's path plus ".tgp"; one found inside the
+// folder under the folder's name is read as well, so databases made either way open.
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+#include "documents/item_editor.h"
+
+namespace vantorel {
+
+const ItemKind& TestGroupKind();
+const ItemKind& PrjTestGroupKind();
+const ItemKind& ProjectKind();
+
+inline constexpr std::string_view kProjectTestCasesFolder = "Project Test Cases";
+inline constexpr std::string_view kProjectReportsFolder = "Project Reports";
+inline constexpr std::string_view kReportFolders[] = {"Status Reports", "Progress Reports",
+                                                      "Test Case Reports", "Test List Reports"};
+
+// The ".tgp" document of a suite or project folder: beside it, else inside it; when there is
+// none yet, where it is to be written (beside).
+std::filesystem::path GroupDocumentPath(const std::filesystem::path& folder);
+
+// The folder a ".tgp" document describes.
+std::filesystem::path GroupFolderOf(const std::filesystem::path& document);
+
+struct ProjectDates {
+    std::optional<CalendarDate> plannedStart, actualStart, plannedEnd, actualEnd;
+};
+// The dates of the project in projectFolder; unset where the document has none.
+ProjectDates ReadProjectDates(const std::filesystem::path& projectFolder);
+
+// A suite of the library or of a project.
+class TestGroup : public ItemEditor {
+public:
+    // Locks and loads the suite of folder; null after telling the user.
+    static std::unique_ptr<TestGroup> Edit(const std::filesystem::path& folder,
+                                           EditorContext context);
+    // A new suite inside parent; its folder and document are made by Save.
+    static std::unique_ptr<TestGroup> New(const std::filesystem::path& parent,
+                                          EditorContext context);
+
+    bool Save() override;
+
+protected:
+    using ItemEditor::ItemEditor;
+    // Blanks and dots around the ID are dropped, with a notice; false when nothing is left.
+    bool TrimIdentifier();
+    bool SiblingFree(std::string_view idExists);
+    bool KeepIdentifier();
+    // Makes the folder of a new group and writes its document; a failure removes what was
+    // made. folderFailure is told when the folder can't be made.
+    bool CreateGroup(const Notice& folderFailure, const std::vector<std::string>& subfolders);
+};
+
+// A suite inside a project's "Project Test Cases" tree: the same document, its own page.
+class PrjTestGroup : public TestGroup {
+public:
+    static std::unique_ptr<PrjTestGroup> Edit(const std::filesystem::path& folder,
+                                              EditorContext context);
+    static std::unique_ptr<PrjTestGroup> New(const std::filesystem::path& parent,
+                                             EditorContext context);
+
+private:
+    using TestGroup::TestGroup;
+};
+
+class Project : public TestGroup {
+public:
+    static std::unique_ptr<Project> Edit(const std::filesystem::path& folder,
+                                         EditorContext context);
+    // A new project inside projectsFolder (the database's "Projects").
+    static std::unique_ptr<Project> New(const std::filesystem::path& projectsFolder,
+                                        EditorContext context);
+
+    bool Save() override;
+
+private:
+    using TestGroup::TestGroup;
+    bool PathRoomAllowed();
+    bool DatesInOrder();
+};
+
+}  // namespace vantorel
