@@ -262,6 +262,8 @@ bool ItemEditor::CheckIdentifierText() {
 bool ItemEditor::CheckDuration(std::string_view tag, std::string_view fieldName,
                                std::string_view caption) {
     FieldControl& control = Control(tag);
+    if (control.text.empty())
+        return true;  // not measured yet
     if (auto duration = ParseDuration(control.text)) {
         control.text = StoredDuration(*duration);
         return true;

@@ -161,7 +161,8 @@ protected:
     // created now by the current user; unless the user typed them, the updated date and time
     // become now and "Update By" the current user.
     void StampAutomaticFields(const LocalMoment& now);
-    // Tells the user the first duration problem of the control; its text becomes "%02d:%02d".
+    // Tells the user when the control holds no valid duration; a valid one is written
+    // "%02d:%02d" and an empty one stays empty.
     bool CheckDuration(std::string_view tag, std::string_view fieldName, std::string_view caption);
 
     const ItemKind& m_kind;

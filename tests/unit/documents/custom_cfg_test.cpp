@@ -1,0 +1,237 @@
+#include "documents/custom_cfg.h"
+
+#include <gtest/gtest.h>
+
+#include "documents/customize_editor.h"
+#include "storage/locks.h"
+#include "support/document_fixture.h"
+
+namespace vantorel {
+namespace {
+
+using testing::DocumentTest;
+using testing::ReadFile;
+using testing::WriteFile;
+
+class CustomCfgTest : public DocumentTest {};
+
+TEST_F(CustomCfgTest, MissingFileGetsTheShortDefaultDocumentAndBuiltInTables) {
+    custom.Read(db, port, "bench-7");
+    const std::string written = ReadFile(db / "custom.dat");
+    EXPECT_EQ(written.find("<versions>"), std::string::npos);
+    EXPECT_LT(written.find("<report_colours>"), written.find("<report_strings>"));
+    EXPECT_EQ(custom.StatusCount(), 5u);
+    EXPECT_EQ(custom.Tables().types.size(), 11u);
+    EXPECT_EQ(custom.Tables().phases.size(), 13u);
+    EXPECT_EQ(custom.FirstStatus(), "Not yet attempted");
+    EXPECT_TRUE(port.notices.empty());
+}
+
+TEST_F(CustomCfgTest, WrittenDocumentReadsBackAndWritesIdentically) {
+    CustomTables tables = BuiltInCustomTables();
+    tables.versions = {"1.0", "2.0 <beta> & \"rc\""};
+    tables.builds = {"b17"};
+    tables.statuses = {{"Blocked", SM_OTHER}, {"Passed", SM_PASS}};
+    tables.reportColours[1] = 0x123456;
+    tables.currentUsers = {{"bench-7", "dana"}, {"lab-2", "lee"}};
+    tables.defaults = {"12:30", 4, 2, "1.0", "b17"};
+    custom.Replace(tables);
+    ASSERT_TRUE(custom.Write(db).ok());
+    const std::string first = ReadFile(db / "custom.dat");
+
+    CustomCfg reread;
+    reread.Read(db, port, "elsewhere");
+    EXPECT_EQ(reread.Tables(), tables);
+    ASSERT_TRUE(reread.Write(db).ok());
+    EXPECT_EQ(ReadFile(db / "custom.dat"), first);
+}
+
+TEST_F(CustomCfgTest, ReadingKeepsTwentyTypesAndCutsOverlongValues) {
+    std::string text = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\r\n<test_types>\r\n";
+    for (int i = 0; i < 25; ++i)
+        text += "<type>T" + std::to_string(i) + "</type>\r\n";
+    text += "</test_types>\r\n<version>" + std::string(30, 'v') + "</version>\r\n";
+    text +=
+        "<status_vals><status_text>" + std::string(40, 's') + "</status_text><status>1</status>";
+    text += "</status_vals>\r\n";
+    WriteFile(db / "custom.dat", text);
+    custom.Read(db, port, "bench-7");
+    ASSERT_EQ(custom.Tables().types.size(), 20u);
+    EXPECT_EQ(custom.Tables().types.back(), "T19");
+    EXPECT_EQ(custom.Tables().versions.front(), std::string(25, 'v'));
+    ASSERT_EQ(custom.StatusCount(), 1u);
+    EXPECT_EQ(custom.Status(0).text, std::string(32, 's'));
+    EXPECT_EQ(custom.Tables().notesCaptions[2], "Result Notes");
+}
+
+TEST_F(CustomCfgTest, StatusResolvesByTextThenMeaningIgnoringCase) {
+    CustomTables tables = BuiltInCustomTables();
+    tables.statuses = {{"Retest", SM_FAIL}, {"Blocked", SM_OTHER}, {"Fail", SM_POSTPONED}};
+    custom.Replace(tables);
+    EXPECT_EQ(custom.ResolveStatus("blocked"), 1u);
+    EXPECT_EQ(custom.ResolveStatus("FAIL"), 2u);  // a text match wins over the meaning name
+    EXPECT_EQ(custom.ResolveStatus("other"), 1u);
+    EXPECT_EQ(custom.ResolveStatus("Pass"), std::nullopt);
+    EXPECT_EQ(custom.MeaningOf("retest"), SM_FAIL);
+    EXPECT_EQ(MeaningSlot(SM_PASS), 2);
+    EXPECT_EQ(MeaningSlot(SM_NOT_YET_ATTEMPTED), 0);
+}
+
+TEST_F(CustomCfgTest, EachComputerKeepsItsOwnCurrentUser) {
+    WriteFile(db / "Testers/dana.vtl", "<tester><id>dana</id></tester>");
+    ASSERT_TRUE(custom.SetCurrentUser(db, "bench-7", "dana").ok());
+    ASSERT_TRUE(custom.SetCurrentUser(db, "lab-2", "lee").ok());
+    ASSERT_TRUE(custom.SetCurrentUser(db, "bench-7", "dana").ok());
+    CustomCfg other;
+    other.Read(db, port, "bench-7");
+    EXPECT_EQ(other.CurrentUser("bench-7"), "dana");
+    EXPECT_EQ(other.CurrentUser("lab-2"), "lee");
+    EXPECT_EQ(other.Tables().currentUsers.size(), 2u);
+    EXPECT_TRUE(port.questions.empty());
+
+    port.ScriptAnswers({true});
+    CustomReadOutcome outcome = other.Read(db, port, "lab-2");
+    ASSERT_EQ(port.questions.size(), 1u);
+    EXPECT_EQ(port.questions[0].caption, "Vantorel - Tester Missing");
+    EXPECT_EQ(port.questions[0].text,
+              "The currently logged in tester (lee) does not exist in this database.\nDo you "
+              "want to select a new one?");
+    EXPECT_TRUE(outcome.chooseNewUser);
+}
+
+TEST_F(CustomCfgTest, UnreadableFolderIsToldAndDefaultsStay) {
+    custom.Read(dir.path() / "missing", port, "bench-7");
+    ASSERT_EQ(port.notices.size(), 1u);
+    EXPECT_EQ(port.notices[0].caption, "Unable to open custom.dat");
+    EXPECT_EQ(custom.StatusCount(), 5u);
+}
+
+class CustomizeEditorTest : public DocumentTest {
+protected:
+    std::unique_ptr<CustomizeEditor> Open() {
+        custom.Read(db, port, "bench-7");
+        return CustomizeEditor::Open(&db, custom, port, {"bench-7", "dana"});
+    }
+    const Notice& LastNotice() { return port.notices.back(); }
+};
+
+TEST_F(CustomizeEditorTest, RefusesWithoutDatabaseAndTakesTheLock) {
+    EXPECT_EQ(CustomizeEditor::Open(nullptr, custom, port), nullptr);
+    EXPECT_EQ(LastNotice().caption, "No DB open");
+
+    auto editor = Open();
+    ASSERT_NE(editor, nullptr);
+    EXPECT_TRUE(IsLocked(db / "custom.dat"));
+    EXPECT_EQ(CustomizeEditor::Open(&db, custom, port, {"lab-2", "lee"}), nullptr);
+    ASSERT_EQ(port.questions.size(), 1u);
+    EXPECT_EQ(port.questions[0].text.rfind("Customization file (config.dat) is locked.\n", 0), 0u);
+    editor.reset();
+    EXPECT_FALSE(IsLocked(db / "custom.dat"));
+}
+
+TEST_F(CustomizeEditorTest, ListPagesRefuseWithTheirTexts) {
+    auto editor = Open();
+    EXPECT_FALSE(editor->Add(CustomList::Types, ""));
+    EXPECT_EQ(LastNotice(), (Notice{"Please enter a Test Type to add", "Nothing to add"}));
+    EXPECT_FALSE(editor->Add(CustomList::Types, "Alpha"));
+    EXPECT_EQ(LastNotice().caption, "Type already exists");
+    for (int i = 0; editor->List(CustomList::Types).size() < 20; ++i)
+        ASSERT_TRUE(editor->Add(CustomList::Types, "Extra " + std::to_string(i)));
+    EXPECT_FALSE(editor->Add(CustomList::Types, "One too many"));
+    EXPECT_EQ(LastNotice().text, "Too many Test Types entered, maximum allowed is 20");
+
+    EXPECT_TRUE(editor->Add(CustomList::Versions, std::string(25, '9')));
+    EXPECT_FALSE(editor->Add(CustomList::Versions, std::string(26, '9')));
+    EXPECT_EQ(LastNotice(),
+              (Notice{"Version entered is too long, maximum length is  25 characters.",
+                      "Version too long"}));
+    EXPECT_FALSE(editor->Add(CustomList::Builds, ""));
+    EXPECT_EQ(LastNotice().text, "Please enter a build to add");
+    EXPECT_FALSE(editor->Move(CustomList::Phases, {1, 2}, true));
+    EXPECT_EQ(LastNotice().caption, "Too many items selected");
+    EXPECT_TRUE(editor->Move(CustomList::Phases, {2}, true));
+    EXPECT_EQ(editor->List(CustomList::Phases)[1], "Fitness for use");
+}
+
+TEST_F(CustomizeEditorTest, StatusPageRules) {
+    auto editor = Open();
+    EXPECT_FALSE(editor->RemoveStatuses({0, 1, 2, 3, 4}));
+    EXPECT_EQ(LastNotice().caption, "Cannot delete");
+    EXPECT_FALSE(editor->StatusForEdit({}));
+    EXPECT_EQ(LastNotice().text, "Please select an item from the list to edit.");
+    EXPECT_FALSE(editor->StatusForEdit({0, 1}));
+    EXPECT_EQ(LastNotice().text, "Only one item at a time can be edited.");
+
+    StatusDraft retest{"Retest", SM_FAIL, "Failures", 0x010203};
+    EXPECT_FALSE(editor->AddStatus({"pass", SM_PASS, "x", 0}));
+    EXPECT_EQ(LastNotice().caption, "Status exists");
+    EXPECT_FALSE(editor->AddStatus({std::string(33, 's'), SM_PASS, "x", 0}));
+    EXPECT_EQ(LastNotice().text,
+              "Status text is too long. Please restrict the status to 32 characters.");
+    EXPECT_FALSE(editor->AddStatus({"Fine", SM_PASS, std::string(65, 'r'), 0}));
+    EXPECT_EQ(LastNotice().caption, "Too many charachters");
+    ASSERT_TRUE(editor->AddStatus({std::string(32, 's'), SM_PASS, std::string(64, 'r'), 0}));
+    ASSERT_TRUE(editor->AddStatus(retest));
+
+    // The caption and colour belong to the meaning: "Fail" shows what "Retest" set.
+    std::vector<StatusRow> rows = editor->StatusRows();
+    EXPECT_EQ(rows[1].text, "Fail");
+    EXPECT_EQ(rows[1].reportString, "Failures");
+    EXPECT_EQ(rows[1].colour, "#030201");
+
+    for (int i = 0; i < 3; ++i)
+        ASSERT_TRUE(editor->AddStatus({"More " + std::to_string(i), SM_OTHER, "Other", 0}));
+    EXPECT_FALSE(editor->CanAddStatus());
+    EXPECT_EQ(LastNotice().caption, "List is full");
+}
+
+TEST_F(CustomizeEditorTest, CommitChecksPagesThenWritesOnce) {
+    auto editor = Open();
+    const std::string before = ReadFile(db / "custom.dat");
+    editor->Add(CustomList::Versions, "2.1");
+    editor->notes[1] = "";
+    EXPECT_FALSE(editor->Commit());
+    EXPECT_EQ(LastNotice(), (Notice{"Please enter a name for the notes 2 field", "No name"}));
+    editor->notes[1] = "Risks";
+    editor->defaults.expected = "1000:00";
+    EXPECT_FALSE(editor->Commit());
+    EXPECT_EQ(LastNotice().caption, "Invalid Expected Duration");
+    editor->defaults.expected = "2:15";
+    editor->defaults.digits = "7";
+    EXPECT_FALSE(editor->Commit());
+    EXPECT_EQ(LastNotice().caption, "Invalid number of digits");
+    editor->defaults.digits = "2";
+    editor->defaults.step = "100";
+    EXPECT_FALSE(editor->Commit());
+    EXPECT_EQ(LastNotice().caption, "Invalid step size");
+    EXPECT_EQ(ReadFile(db / "custom.dat"), before);
+    EXPECT_EQ(custom.Tables().versions.size(), 0u);
+
+    editor->defaults.step = "99";
+    editor->defaults.version = "2.1";
+    EXPECT_FALSE(editor->UpdateReportString(std::nullopt, "x"));
+    EXPECT_EQ(LastNotice().caption, "No string selected");
+    EXPECT_TRUE(editor->UpdateReportString(10, "Plan"));
+    ASSERT_TRUE(editor->Commit());
+    CustomCfg reread;
+    reread.Read(db, port, "bench-7");
+    EXPECT_EQ(reread.Tables().notesCaptions[1], "Risks");
+    EXPECT_EQ(reread.Tables().defaults, (DefaultValues{"2:15", 2, 99, "2.1", ""}));
+    EXPECT_EQ(reread.ReportString(10), "Plan");
+}
+
+TEST_F(CustomizeEditorTest, ChoosingTheCurrentUser) {
+    EXPECT_FALSE(ChooseCurrentUser(db, custom, "bench-7", TesterChoices(db), 0, port));
+    EXPECT_EQ(LastNotice().caption, "No testers available");
+    WriteFile(db / "Testers/lee.vtl",
+              "<tester>\r\n<id>lee</id>\r\n<tester_name>Lee Park</tester_name>\r\n</tester>");
+    const std::vector<std::string> rows = TesterChoices(db);
+    ASSERT_EQ(rows, std::vector<std::string>{"lee : Lee Park"});
+    EXPECT_FALSE(ChooseCurrentUser(db, custom, "bench-7", rows, std::nullopt, port));
+    EXPECT_EQ(LastNotice().caption, "No user name selected");
+    ASSERT_TRUE(ChooseCurrentUser(db, custom, "bench-7", rows, 0, port));
+    EXPECT_EQ(custom.CurrentUser("bench-7"), "lee");
+}
+
+}  // namespace
+}  // namespace vantorel

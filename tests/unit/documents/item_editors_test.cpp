@@ -1,0 +1,227 @@
+// The library test case, the reference items, suites and projects.
+#include <gtest/gtest.h>
+
+#include "documents/field_tables.h"
+#include "documents/reference_items.h"
+#include "documents/test_case.h"
+#include "documents/test_group.h"
+#include "storage/locks.h"
+#include "storage/password.h"
+#include "support/document_fixture.h"
+
+namespace vantorel {
+namespace {
+
+using testing::ReadFile;
+using testing::WriteFile;
+
+class ItemEditorsTest : public testing::DocumentTest {
+protected:
+    const Notice& LastNotice() { return port.notices.back(); }
+};
+
+TEST_F(ItemEditorsTest, TableShapesAreKept) {
+    EXPECT_EQ(FieldRows(TestCaseFields()).size(), 21u);
+    EXPECT_EQ(FieldRows(PrjTestCaseFields()).size(), 34u);
+    EXPECT_EQ(FieldRows(PrjTestCaseDialogFields()).back().tag, "<requirement>");
+    EXPECT_EQ(FindField(TestCaseFields(), "<test_phase>")->placeholderStem, "TESTTPHASE");
+    EXPECT_EQ(FindField(TestResourceFields(), "<testres_desc>")->placeholderStem, "TRESDESCIPTION");
+    EXPECT_NE(FindField(ProjectFields(), "<refereces>"), nullptr);
+    for (auto table : {TestCaseFields(), PrjTestCaseFields(), TestSuiteFields(), ProjectFields(),
+                       TestCfgFields(), TestResourceFields(), TesterFields()}) {
+        auto rows = FieldRows(table);
+        for (std::size_t i = 0; i < rows.size(); ++i)
+            EXPECT_EQ(rows[i].controlId, static_cast<int>(i)) << rows[i].tag;
+    }
+}
+
+TEST_F(ItemEditorsTest, LibraryTestCaseChecksAndSaves) {
+    const auto folder = db / "Test Cases";
+    auto editor = TestCase::New(folder, Context());
+    ASSERT_NE(editor, nullptr);
+    EXPECT_EQ(editor->Control("<test_type>").text, "[None Selected]");
+    editor->Control("<id>").text = std::string(65, 'A');
+    EXPECT_FALSE(editor->Save());
+    EXPECT_EQ(LastNotice().caption, "Invalid Test ID");
+    editor->Control("<id>").text = std::string(64, 'A');
+    editor->Control("<test_duration>").text = "1000:00";
+    EXPECT_FALSE(editor->Save());
+    EXPECT_EQ(LastNotice().caption, "Invalid Expected Duration");
+    editor->Control("<test_duration>").text = "2:5";
+    editor->Control("<test_title>").text = std::string(80, 't');
+    ASSERT_TRUE(editor->Save());
+    EXPECT_EQ(editor->WindowTitle(false),
+              "Vantorel - Test Case - View [" + std::string(75, 't') + "]");
+    const std::string saved = ReadFile(folder / (std::string(64, 'A') + ".vtl"));
+    EXPECT_NE(saved.find("<test_duration>02:05</test_duration>"), std::string::npos);
+    EXPECT_NE(saved.find("<create_date>20261121</create_date>"), std::string::npos);
+
+    std::string longId = std::string(70, 'B');
+    WriteFile(folder / (longId + ".vtl"), "<test_case><id>" + longId + "</id></test_case>");
+    auto opened = TestCase::Edit(folder / (longId + ".vtl"), Context());
+    ASSERT_NE(opened, nullptr);
+    EXPECT_EQ(LastNotice().caption, "Test-ID field too long");
+    EXPECT_TRUE(opened->IdEditable());
+}
+
+TEST_F(ItemEditorsTest, NewItemsNeedAWritableFolderWithRoom) {
+    EXPECT_EQ(TestCase::New(db / "no such folder", Context()), nullptr);
+    EXPECT_EQ(LastNotice().caption, "Access Denied");
+    std::filesystem::path deep = db / "Test Cases";
+    while (deep.string().size() < 262)
+        deep /= std::string(40, 'd');
+    std::filesystem::create_directories(deep);
+    EXPECT_EQ(TestCfg::New(deep, Context()), nullptr);
+    EXPECT_EQ(LastNotice().caption, "Path length exceeds limit");
+}
+
+TEST_F(ItemEditorsTest, ReferenceItemsKeepTheirOrderOfChecks) {
+    const auto folder = db / "Resources";
+    WriteFile(folder / "RES9.vtl", "<test_resource><id>RES9</id></test_resource>");
+    auto editor = TestResource::New(folder, Context());
+    ASSERT_NE(editor, nullptr);
+    EXPECT_EQ(editor->Control("<id>").text, "RES10");
+    editor->Control("<id>").text = "res9";
+    EXPECT_FALSE(editor->Save());
+    EXPECT_EQ(LastNotice(), (Notice{"Error: The Resource ID you are trying to use already "
+                                    "exists.\nTry again with a unique Resource ID\n",
+                                    "ID already exists"}));
+    editor->Control("<id>").text = "R:1";
+    EXPECT_FALSE(editor->Save());
+    EXPECT_EQ(LastNotice().caption, "Invalid Resource ID");
+    editor->Control("<id>").text = "Lab PC";
+    editor->Control("<testres_desc>").text = "Two screens\nOne keyboard";
+    ASSERT_TRUE(editor->Save());
+    const std::string first = ReadFile(folder / "Lab PC.vtl");
+    EXPECT_NE(first.find("<![CDATA[Two screens<br>One keyboard]]>"), std::string::npos);
+    ASSERT_TRUE(editor->Save());
+    EXPECT_EQ(ReadFile(folder / "Lab PC.vtl"), first);
+}
+
+TEST_F(ItemEditorsTest, TesterPasswordsAreHashedAndChecked) {
+    const auto folder = db / "Testers";
+    EXPECT_FALSE(Tester::CanEditSelection(2, port));
+    EXPECT_EQ(LastNotice().text, "Only a single Tester can be edited at a time");
+
+    auto editor = Tester::New(folder, Context());
+    ASSERT_NE(editor, nullptr);
+    editor->Control("<id>").text = "dana";
+    editor->Control("<remote_user>").checked = true;
+    EXPECT_FALSE(editor->Save());
+    EXPECT_EQ(LastNotice().caption, "No password");
+    editor->Password() = "tab\there";
+    editor->passwordRepeat = "tab\there";
+    EXPECT_FALSE(editor->Save());
+    EXPECT_EQ(LastNotice().caption, "Passwords has invalid characters");
+    editor->Password() = "s3cret";
+    editor->passwordRepeat = "s3cre";
+    EXPECT_FALSE(editor->Save());
+    EXPECT_EQ(LastNotice().caption, "Passwords did not match");
+    editor->passwordRepeat = "s3cret";
+    ASSERT_TRUE(editor->Save());
+    editor.reset();
+
+    auto stored = [&] {
+        XMLParse doc;
+        doc.OpenRead(folder / "dana.vtl");
+        doc.Load();
+        std::string hash;
+        doc.GetTag("<passwd_hash>", hash);
+        return hash;
+    };
+    const std::string hash = stored();
+    EXPECT_EQ(hash.find("s3cret"), std::string::npos);
+    EXPECT_TRUE(CheckPassword(hash, "s3cret"));
+
+    auto reopened = Tester::Edit(folder / "dana.vtl", Context());
+    ASSERT_NE(reopened, nullptr);
+    EXPECT_EQ(reopened->Password(), "********");
+    reopened->Control("<tester_loc>").text = "Lab 2";
+    ASSERT_TRUE(reopened->Save());
+    EXPECT_EQ(stored(), hash);  // the mask keeps the stored hash
+
+    auto none = Tester::New(folder, Context());
+    none->Control("<id>").text = "lee";
+    EXPECT_TRUE(none->Save());  // no remote access, no password needed
+}
+
+TEST_F(ItemEditorsTest, SuitesTrimTheirIdAndLiveBesideTheirFolder) {
+    const auto parent = db / "Test Cases";
+    auto suite = TestGroup::New(parent, Context());
+    ASSERT_NE(suite, nullptr);
+    suite->Control("<id>").text = " . ";
+    EXPECT_FALSE(suite->Save());
+    EXPECT_EQ(LastNotice().caption, "Invalid ID");
+    suite->Control("<id>").text = " Login.";
+    suite->Control("<suite_title>").text = "Logging in";
+    ASSERT_TRUE(suite->Save());
+    EXPECT_EQ(port.notices[port.notices.size() - 1],
+              (Notice{"Warning: Trailing and Leading \" \" and \".\" have been removed from the "
+                      "ID.\nNew ID is Login",
+                      "Characters removed"}));
+    EXPECT_TRUE(std::filesystem::is_directory(parent / "Login"));
+    EXPECT_TRUE(std::filesystem::exists(parent / "Login.tgp"));
+
+    auto twin = TestGroup::New(parent, Context());
+    twin->Control("<id>").text = "LOGIN";
+    EXPECT_FALSE(twin->Save());
+    EXPECT_EQ(LastNotice().caption, "ID already exists");
+
+    // A document kept inside the folder is read as well.
+    std::filesystem::create_directories(parent / "Cart");
+    WriteFile(parent / "Cart/Cart.tgp",
+              "<test_suite><id>Cart</id><suite_title>Basket"
+              "</suite_title></test_suite>");
+    auto cart = TestGroup::Edit(parent / "Cart", Context());
+    ASSERT_NE(cart, nullptr);
+    EXPECT_EQ(cart->Control("<suite_title>").text, "Basket");
+    EXPECT_TRUE(IsLocked(parent / "Cart/Cart.tgp"));
+    EXPECT_EQ(GroupFolderOf(parent / "Cart/Cart.tgp"), parent / "Cart");
+    EXPECT_EQ(GroupFolderOf(parent / "Login.tgp"), parent / "Login");
+}
+
+TEST_F(ItemEditorsTest, ProjectsMakeTheirFoldersAndCheckRoomAndDates) {
+    const auto projects = db / "Projects";
+    auto project = Project::New(projects, Context());
+    ASSERT_NE(project, nullptr);
+    project->Control("<id>").text = std::string(65, 'P');
+    EXPECT_FALSE(project->Save());
+    EXPECT_EQ(LastNotice().text.substr(0, 24), "Error: 'Error: 'Project ");
+
+    // Room: folder path + ID + 32. 260 asks, 261 refuses.
+    std::filesystem::path deep = db / "Deep";
+    deep += std::string(208 - deep.string().size(), 'd');
+    std::filesystem::create_directories(deep);
+    auto cramped = Project::New(deep, Context());
+    ASSERT_NE(cramped, nullptr);
+    cramped->Control("<id>").text = std::string(20, 'q');
+    port.ScriptAnswers({false});
+    EXPECT_FALSE(cramped->Save());
+    ASSERT_EQ(port.questions.size(), 1u);
+    EXPECT_EQ(port.questions.back().caption, "Path reaching limit");
+    cramped->Control("<id>").text = std::string(21, 'q');
+    EXPECT_FALSE(cramped->Save());
+    EXPECT_EQ(LastNotice().caption, "Path too long");
+    EXPECT_TRUE(std::filesystem::is_empty(deep));
+
+    project->Control("<id>").text = "Alpha";
+    project->Control("<planned_start_date>").date = CalendarDate{2026, 11, 2};
+    project->Control("<planned_end_date>").date = CalendarDate{2026, 11, 1};
+    EXPECT_FALSE(project->Save());
+    EXPECT_EQ(LastNotice().caption, "Invalid Planned Finish date");
+    project->Control("<planned_end_date>").date = CalendarDate{2026, 12, 1};
+    project->Control("<actual_end_date>").date = CalendarDate{2026, 1, 1};  // no start: fine
+    ASSERT_TRUE(project->Save());
+    for (const char* folder :
+         {"Project Test Cases", "Project Reports/Status Reports",
+          "Project Reports/Progress Reports", "Project Reports/Test Case Reports",
+          "Project Reports/Test List Reports"})
+        EXPECT_TRUE(std::filesystem::is_directory(projects / "Alpha" / folder)) << folder;
+    ProjectDates dates = ReadProjectDates(projects / "Alpha");
+    EXPECT_EQ(dates.plannedEnd, (CalendarDate{2026, 12, 1}));
+    EXPECT_FALSE(dates.actualStart);
+    EXPECT_EQ(project->WindowTitle(true), "Vantorel - Project Test Plan - Edit");
+}
+
+}  // namespace
+}  // namespace vantorel
