@@ -143,9 +143,7 @@ bool ItemEditor::OpenExisting(const std::filesystem::path& path) {
     if (!m_lock)
         return false;
     if (!ReadDocument(path)) {
-        m_context.port.tell({FillMessage("Unable to open file for editing.\n%s\nPlease check "
-                                         "read, write and create permissions for database.",
-                                         {path.string()}),
+        m_context.port.tell({FillMessage(m_kind.texts.openFailure, {path.string()}),
                              "Cannot open file", Icon::Warning});
         m_lock.reset();
         return false;

@@ -40,6 +40,10 @@ struct ItemTexts {
     bool pathBeforeExists = true;              // the order of the path and clash checks
     bool asksBeforeDiscard = false;            // "Close test case without saving changes?"
     bool openEnablesId = true;                 // an ID over the limit may be corrected in place
+    // An unreadable document; %s is the file.
+    std::string_view openFailure =
+        "Unable to open file for editing.\n%s\nPlease check read, write and create permissions "
+        "for database.";
 };
 
 struct ItemKind {

@@ -87,7 +87,9 @@ const ItemKind& PrjTestCaseKind() {
                         "to the database.\n",
          .newPathTooLong = "Unable to create new test case as the path and filename exceed the "
                            "Windows limit of 260 characters.",
-         .asksBeforeDiscard = true}};
+         .asksBeforeDiscard = true,
+         .openFailure = "Unable to open file for editing.\n%sPlease check read, write and create "
+                        "permissions for database."}};
     return kind;
 }
 

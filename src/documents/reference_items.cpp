@@ -48,7 +48,8 @@ struct ReferenceTexts {
                 .openIdTooLong = openIdTooLong,
                 .openIdTooLongCaption = openIdTooLongCaption,
                 .renameClashCaption = renameClashCaption,
-                .pathBeforeExists = false};
+                .pathBeforeExists = false,
+                .openFailure = "Unable to open file for editing.\n%s"};
     }
 
     std::string idMandatory, idTooLong, idCaption, idInvalid, idExists, pathTooLong, openIdTooLong,

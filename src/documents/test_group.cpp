@@ -29,7 +29,8 @@ ItemTexts SuiteTexts() {
                 "Test Suite ID is greater than %d charactes in length.\n\nPlease "
                 "rename the Test Suite to less than %d characters.",
             .openIdTooLongCaption = "Test Suite ID field too long",
-            .openEnablesId = false};
+            .openEnablesId = false,
+            .openFailure = "Unable to open file for editing.\n%s"};
 }
 
 // True when parent holds a folder or group document named id, ignoring letter case.
@@ -86,7 +87,8 @@ const ItemKind& ProjectKind() {
          .openIdTooLong = "Project ID is greater than %d charactes in length.\n\nPlease rename "
                           "the project to less than %d characters.",
          .openIdTooLongCaption = "Project ID field too long",
-         .openEnablesId = false}};
+         .openEnablesId = false,
+         .openFailure = "Unable to open file for editing.\n%s"}};
     return kind;
 }
 
