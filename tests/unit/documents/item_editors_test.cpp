@@ -223,5 +223,53 @@ TEST_F(ItemEditorsTest, ProjectsMakeTheirFoldersAndCheckRoomAndDates) {
     EXPECT_EQ(project->WindowTitle(true), "Vantorel - Project Test Plan - Edit");
 }
 
+TEST_F(ItemEditorsTest, EveryKindWritesBackIdentically) {
+    // Saved once, opened again and saved unchanged, each document keeps its bytes.
+    auto reopenAndSave = [&](auto open, const std::filesystem::path& target,
+                             const std::filesystem::path& document) {
+        const std::string first = ReadFile(document);
+        auto editor = open(target, Context());
+        ASSERT_NE(editor, nullptr) << document;
+        EXPECT_FALSE(editor->UpdateRequired());
+        ASSERT_TRUE(editor->Save()) << document;
+        EXPECT_EQ(ReadFile(document), first) << document;
+    };
+
+    auto testCase = TestCase::New(db / "Test Cases", Context());
+    testCase->Control("<test_description>").text = "Step 1 & <two>\nStep 3";
+    testCase->Control("<test_title>").text = "Quotes \" and 'apostrophes'";
+    ASSERT_TRUE(testCase->Save());
+    testCase.reset();
+    reopenAndSave(TestCase::Edit, db / "Test Cases/TC001.vtl", db / "Test Cases/TC001.vtl");
+
+    auto cfg = TestCfg::New(db / "Test Configurations", Context());
+    cfg->Control("<testcfg_loc>").text = "Lab <3>";
+    ASSERT_TRUE(cfg->Save());
+    cfg.reset();
+    reopenAndSave(TestCfg::Edit, db / "Test Configurations/CFG001.vtl",
+                  db / "Test Configurations/CFG001.vtl");
+
+    auto tester = Tester::New(db / "Testers", Context());
+    tester->Control("<remote_user>").checked = true;
+    tester->Password() = tester->passwordRepeat = "pw";
+    ASSERT_TRUE(tester->Save());
+    tester.reset();
+    reopenAndSave(Tester::Edit, db / "Testers/TESTER001.vtl", db / "Testers/TESTER001.vtl");
+
+    auto suite = TestGroup::New(db / "Test Cases", Context());
+    suite->Control("<id>").text = "Cart";
+    suite->Control("<suite_description>").text = "Two\nlines";
+    ASSERT_TRUE(suite->Save());
+    suite.reset();
+    reopenAndSave(TestGroup::Edit, db / "Test Cases/Cart", db / "Test Cases/Cart.tgp");
+
+    auto project = Project::New(db / "Projects", Context());
+    project->Control("<id>").text = "Alpha";
+    project->Control("<planned_start_date>").date = CalendarDate{2026, 1, 2};
+    ASSERT_TRUE(project->Save());
+    project.reset();
+    reopenAndSave(Project::Edit, db / "Projects/Alpha", db / "Projects/Alpha.tgp");
+}
+
 }  // namespace
 }  // namespace vantorel
