@@ -7,6 +7,7 @@
 
 #include "documents/custom_cfg.h"
 #include "documents/field_tables.h"
+#include "documents/test_case.h"
 #include "platform/clock_text.h"
 
 namespace vantorel {
@@ -66,30 +67,22 @@ std::string StoredMoment(const LocalMoment& when, FieldType type) {
 
 }  // namespace
 
+// The refusals of a library test case, without its notice for an over-long ID on opening, and
+// with its own wording for an unreadable document.
+static ItemTexts ProjectTestCaseTexts() {
+    ItemTexts texts = TestCaseKind().texts;
+    texts.openIdTooLong = {};
+    texts.openIdTooLongCaption = {};
+    texts.openFailure =
+        "Unable to open file for editing.\n%sPlease check read, write and create permissions for "
+        "database.";
+    return texts;
+}
+
 const ItemKind& PrjTestCaseKind() {
     static const ItemKind kind{
-        "<project_test_case>",
-        PrjTestCaseFields(),
-        "Project Test Case",
-        1,
-        "TC",
-        {.idMandatory = "Error: 'Test ID' field is mandatory.\nID must be between 1 and %d "
-                        "characters in length.\n",
-         .idTooLong = "Error: 'Test ID' field is too long. \nID must be between 1 and %d "
-                      "characters in length.\n",
-         .idCaption = "Invalid Test ID",
-         .idInvalid = "Error: 'Test ID' contains invalid characters.\nThe following characters "
-                      "are not allowed \\ / : * ? \" < > |\n",
-         .idExists = "Error: The Test ID you are trying to use already exists.\nTry again with a "
-                     "unique Test ID\n",
-         .pathTooLong = "Error: The combined path and filename for this test case will exceed "
-                        "the windows limit of 260.\nPlease decrease the ID length or path length "
-                        "to the database.\n",
-         .newPathTooLong = "Unable to create new test case as the path and filename exceed the "
-                           "Windows limit of 260 characters.",
-         .asksBeforeDiscard = true,
-         .openFailure = "Unable to open file for editing.\n%sPlease check read, write and create "
-                        "permissions for database."}};
+        "<project_test_case>", PrjTestCaseFields(), "Project Test Case", 1, "TC",
+        ProjectTestCaseTexts()};
     return kind;
 }
 
