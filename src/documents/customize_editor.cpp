@@ -117,22 +117,26 @@ CustomizeEditor::CustomizeEditor(std::filesystem::path databaseDir, CustomCfg& c
                 std::to_string(values.autoStep), values.version, values.build};
 }
 
-std::vector<std::string>& CustomizeEditor::MutableList(CustomList list) {
+std::vector<std::string> CustomTables::*CustomizeEditor::ListMember(CustomList list) {
     switch (list) {
         case CustomList::Types:
-            return m_draft.types;
+            return &CustomTables::types;
         case CustomList::Phases:
-            return m_draft.phases;
+            return &CustomTables::phases;
         case CustomList::Versions:
-            return m_draft.versions;
+            return &CustomTables::versions;
         case CustomList::Builds:
             break;
     }
-    return m_draft.builds;
+    return &CustomTables::builds;
+}
+
+std::vector<std::string>& CustomizeEditor::MutableList(CustomList list) {
+    return m_draft.*ListMember(list);
 }
 
 const std::vector<std::string>& CustomizeEditor::List(CustomList list) const {
-    return const_cast<CustomizeEditor*>(this)->MutableList(list);
+    return m_draft.*ListMember(list);
 }
 
 bool CustomizeEditor::Add(CustomList list, std::string text) {
@@ -172,21 +176,27 @@ bool CustomizeEditor::Remove(CustomList list, std::vector<std::size_t> selection
     return !selection.empty();
 }
 
-template <typename Entry>
-static bool MoveEntry(std::vector<Entry>& entries, std::size_t index, bool up) {
-    if (index >= entries.size() || (up && index == 0) || (!up && index + 1 >= entries.size()))
-        return false;
-    std::swap(entries[index], entries[up ? index - 1 : index + 1]);
-    return true;
-}
-
-bool CustomizeEditor::Move(CustomList list, const std::vector<std::size_t>& selection, bool up) {
+bool CustomizeEditor::MoveSelected(std::size_t count, const std::vector<std::size_t>& selection,
+                                   bool up,
+                                   const std::function<void(std::size_t, std::size_t)>& swap) {
     if (selection.size() > 1) {
         m_port.tell({"You can only move 1 item at time, please select 1 item.",
                      "Too many items selected", Icon::Warning});
         return false;
     }
-    return !selection.empty() && MoveEntry(MutableList(list), selection.front(), up);
+    if (selection.empty())
+        return false;
+    const std::size_t index = selection.front();
+    if (index >= count || (up && index == 0) || (!up && index + 1 >= count))
+        return false;
+    swap(index, up ? index - 1 : index + 1);
+    return true;
+}
+
+bool CustomizeEditor::Move(CustomList list, const std::vector<std::size_t>& selection, bool up) {
+    std::vector<std::string>& entries = MutableList(list);
+    return MoveSelected(entries.size(), selection, up,
+                        [&](std::size_t a, std::size_t b) { std::swap(entries[a], entries[b]); });
 }
 
 bool CustomizeEditor::UpdateReportString(std::optional<std::size_t> slot, const std::string& text) {
@@ -339,12 +349,9 @@ bool CustomizeEditor::RemoveStatuses(std::vector<std::size_t> selection) {
 }
 
 bool CustomizeEditor::MoveStatus(const std::vector<std::size_t>& selection, bool up) {
-    if (selection.size() > 1) {
-        m_port.tell({"You can only move 1 item at time, please select 1 item.",
-                     "Too many items selected", Icon::Warning});
-        return false;
-    }
-    return !selection.empty() && MoveEntry(m_draft.statuses, selection.front(), up);
+    auto& statuses = m_draft.statuses;
+    return MoveSelected(statuses.size(), selection, up,
+                        [&](std::size_t a, std::size_t b) { std::swap(statuses[a], statuses[b]); });
 }
 
 bool CustomizeEditor::Commit() {

@@ -5,6 +5,7 @@
 // Also the choice of the current user among the database's testers.
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -81,7 +82,11 @@ public:
 private:
     CustomizeEditor(std::filesystem::path databaseDir, CustomCfg& custom, UserPort& port,
                     std::unique_ptr<EditLock> lock);
+    static std::vector<std::string> CustomTables::*ListMember(CustomList list);
     std::vector<std::string>& MutableList(CustomList list);
+    // Moves the one selected row up or down through swap; refuses a selection of several.
+    bool MoveSelected(std::size_t count, const std::vector<std::size_t>& selection, bool up,
+                      const std::function<void(std::size_t, std::size_t)>& swap);
     bool ValidStatus(const StatusDraft& draft, std::optional<std::size_t> editing);
     void StoreStatusSlot(const StatusDraft& draft);
     bool SingleSelection(const std::vector<std::size_t>& selection);

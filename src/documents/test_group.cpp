@@ -60,10 +60,9 @@ const ItemKind& TestGroupKind() {
     return kind;
 }
 
+// A project's suite is the same document with the same rules; only its page differs.
 const ItemKind& PrjTestGroupKind() {
-    static const ItemKind kind{"<test_suite>", TestSuiteFields(), "Test Group", 1, "",
-                               SuiteTexts()};
-    return kind;
+    return TestGroupKind();
 }
 
 const ItemKind& ProjectKind() {
