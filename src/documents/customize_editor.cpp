@@ -365,11 +365,8 @@ bool CustomizeEditor::Commit() {
         }
     }
     if (!ParseDuration(defaults.expected)) {
-        m_port.tell(
-            {"Invalid data in the 'Expected Duration' field.\nDuration must be in the "
-             "following format\n\nHHH:MM\n\n   HHH is the number of hours (0 - 999)\n   "
-             "MM is the number of minutes (0 -  59)\n",
-             "Invalid Expected Duration", Icon::Warning});
+        m_port.tell({DurationFormatMessage("Expected Duration"), "Invalid Expected Duration",
+                     Icon::Warning});
         return false;
     }
     const unsigned long digits = AllDigits(defaults.digits) ? std::stoul(defaults.digits) : 0;

@@ -1,5 +1,7 @@
 #include "documents/history.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -42,12 +44,39 @@ std::string Closing(std::string_view tag) {
 }
 
 // The child's text, or empty when it is missing or at least `refuseFrom` characters long.
-std::string ChildText(const XMLParse& entry, std::string_view tag, std::size_t refuseFrom) {
-    std::string value;
-    if (entry.GetTag(tag, value) != 0)
+std::string ChildText(std::string_view entry, std::string_view tag, std::size_t refuseFrom) {
+    std::string_view found;
+    if (FindTagValue(entry, tag, found) != 0)
         return {};
+    std::string value(found.substr(0, kFieldValueMax - 1));
     Unescape(value);
     return value.size() < refuseFrom ? value : std::string();
+}
+
+// Reads up to count numbers separated by separator, as "%d:%d:%d" would: blanks before a
+// number and a sign are allowed, and reading stops at the first thing that doesn't fit.
+void ReadNumbers(std::string_view text, char separator, std::initializer_list<int*> numbers) {
+    std::size_t at = 0;
+    bool first = true;
+    for (int* number : numbers) {
+        if (!first) {
+            if (at >= text.size() || text[at] != separator)
+                return;
+            ++at;
+        }
+        first = false;
+        while (at < text.size() && std::isspace(static_cast<unsigned char>(text[at])))
+            ++at;
+        const bool negative = at < text.size() && text[at] == '-';
+        if (at < text.size() && (text[at] == '-' || text[at] == '+'))
+            ++at;
+        if (at >= text.size() || !std::isdigit(static_cast<unsigned char>(text[at])))
+            return;
+        long value = 0;
+        for (; at < text.size() && std::isdigit(static_cast<unsigned char>(text[at])); ++at)
+            value = std::min(value * 10 + (text[at] - '0'), 999999999L);
+        *number = static_cast<int>(negative ? -value : value);
+    }
 }
 
 }  // namespace
@@ -60,40 +89,39 @@ LocalMoment LocalNow() {
             {local.tm_hour, local.tm_min, local.tm_sec}};
 }
 
-std::vector<HistoryBlock> LoadHistoryBlocks(const XMLParse& doc) {
+std::vector<HistoryBlock> LoadHistoryBlocks(const XMLParse& doc, HistoryDetail detail) {
     std::vector<HistoryBlock> blocks;
+    if (!doc.IsLoaded())
+        return blocks;
+    const std::string_view text = doc.Text();
     std::size_t from = 0;
     for (;;) {
-        std::optional<TagMatch> match;
-        try {
-            match = doc.FindNextTag("<history_entry>", from);
-        } catch (const TagError&) {
-            break;  // a block cut short ends the history
-        }
-        if (!match)
+        std::string_view entry;
+        // A block cut short ends the history.
+        if (FindTagValue(text, "<history_entry>", entry, from, &from, true) != 0)
             break;
-        from = match->end;
+        entry = entry.substr(0, kFieldValueMax - 1);
 
-        XMLParse entry;
-        entry.LoadText(std::move(match->value));
         HistoryBlock block;
-        std::string value;
-        if (entry.GetTag("<time>", value) == 0)
-            std::sscanf(value.c_str(), "%d:%d:%d", &block.when.time.hour, &block.when.time.minute,
-                        &block.when.time.second);
-        if (entry.GetTag("<date>", value) == 0)
-            std::sscanf(value.c_str(), "%d-%d-%d", &block.when.date.day, &block.when.date.month,
-                        &block.when.date.year);
-        block.update = !(entry.GetTag("<type>", value) == 0 && value == "ET_NEW");
+        std::string_view value;
+        if (FindTagValue(entry, "<time>", value) == 0)
+            ReadNumbers(value, ':',
+                        {&block.when.time.hour, &block.when.time.minute, &block.when.time.second});
+        if (FindTagValue(entry, "<date>", value) == 0)
+            ReadNumbers(value, '-',
+                        {&block.when.date.day, &block.when.date.month, &block.when.date.year});
+        block.update = !(FindTagValue(entry, "<type>", value) == 0 && value == "ET_NEW");
         block.oldStatus =
             ChildText(entry, "<old_status>", kFieldValueMax).substr(0, kHistoryStatusWidth);
         block.newStatus =
             ChildText(entry, "<new_status>", kFieldValueMax).substr(0, kHistoryStatusWidth);
-        if (entry.GetTag("<num_tries>", value) == 0)
-            block.tries = std::atoi(value.c_str());
-        block.phase = ChildText(entry, "<phase>", kHistoryPhaseWidth + 1);
-        block.build = ChildText(entry, "<build>", kHistoryVersionWidth + 1);
-        block.version = ChildText(entry, "<version>", kHistoryVersionWidth + 1);
+        if (detail == HistoryDetail::Full) {
+            if (FindTagValue(entry, "<num_tries>", value) == 0)
+                ReadNumbers(value, ' ', {&block.tries});
+            block.phase = ChildText(entry, "<phase>", kHistoryPhaseWidth + 1);
+            block.build = ChildText(entry, "<build>", kHistoryVersionWidth + 1);
+            block.version = ChildText(entry, "<version>", kHistoryVersionWidth + 1);
+        }
         blocks.push_back(std::move(block));
     }
     return blocks;

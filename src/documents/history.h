@@ -47,10 +47,15 @@ struct HistoryBlock {
     bool operator==(const HistoryBlock&) const = default;
 };
 
+// How much of each block to read: everything, or only what a replay of the status changes
+// needs (moment, type, old and new status), which is much quicker over a large project.
+enum class HistoryDetail { Full, Statuses };
+
 // Every <history_entry> of the loaded document, in file order. A <type> other than exactly
 // "ET_NEW" is an update; statuses are cut at 63 characters; a phase of 128 or more, and a
 // version or build of 26 or more characters, read as empty; a missing child stays zero.
-std::vector<HistoryBlock> LoadHistoryBlocks(const XMLParse& doc);
+std::vector<HistoryBlock> LoadHistoryBlocks(const XMLParse& doc,
+                                            HistoryDetail detail = HistoryDetail::Full);
 
 // The children of a block in their order, without the enclosing <history_entry> tags: the
 // compact form bulk operations insert, at most 1024 characters.

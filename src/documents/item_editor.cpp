@@ -63,6 +63,13 @@ std::optional<Duration> ParseDuration(std::string_view text) {
     return Duration{*hours, *minutes};
 }
 
+std::string DurationFormatMessage(std::string_view fieldName) {
+    return FillMessage(
+        "Invalid data in the '%s' field.\nDuration must be in the following format\n\nHHH:MM\n\n"
+        "   HHH is the number of hours (0 - 999)\n   MM is the number of minutes (0 -  59)\n",
+        {fieldName});
+}
+
 std::string StoredDuration(const Duration& duration) {
     char text[16];
     std::snprintf(text, sizeof text, "%02d:%02d", duration.hours, duration.minutes);

@@ -73,6 +73,8 @@ struct Duration {
 };
 std::optional<Duration> ParseDuration(std::string_view text);
 std::string StoredDuration(const Duration& duration);  // "%02d:%02d"
+// "Invalid data in the '<field>' field." followed by the "HHH:MM" form a duration must take.
+std::string DurationFormatMessage(std::string_view fieldName);
 
 // The checks made before a new item of any kind is started in folder: the folder must take
 // new files and leave room below the path limit. False after telling the user.

@@ -150,20 +150,29 @@ int DeleteAllLocks(const std::filesystem::path& directory) {
     return deleted;
 }
 
-int TestWritePermissions(const std::filesystem::path& directory) {
-    std::string name = (directory / "vttXXXXXX").string();
-    int fd = ::mkstemp(name.data());
+WriteProbe::WriteProbe(const std::filesystem::path& directory)
+    : m_file((directory / "vttXXXXXX").string()), m_made(std::chrono::steady_clock::now()) {
+    const int fd = ::mkstemp(m_file.data());
     if (fd < 0) {
-        int error = errno;
+        m_error = errno;
+        m_file.clear();
         DebugLog::Write("TestWritePermissions", "GetTempFileName failed (dir: %s): %d\n",
-                        directory.c_str(), error);
-        return error;
+                        directory.c_str(), m_error);
+        return;
     }
     ::close(fd);
+}
+
+WriteProbe::~WriteProbe() {
+    if (m_file.empty())
+        return;
     // The probe file lives a quarter of a second before it goes, as it always has.
-    std::this_thread::sleep_for(std::chrono::milliseconds(250));
-    ::unlink(name.c_str());
-    return 0;
+    std::this_thread::sleep_until(m_made + std::chrono::milliseconds(250));
+    ::unlink(m_file.c_str());
+}
+
+int TestWritePermissions(const std::filesystem::path& directory) {
+    return WriteProbe(directory).Error();
 }
 
 }  // namespace vantorel

@@ -4,6 +4,7 @@
 // and honoured by this program only. A lock outlives a crash until its owner or a forced
 // unlock removes it.
 
+#include <chrono>
 #include <ctime>
 #include <filesystem>
 #include <string>
@@ -36,7 +37,26 @@ std::string GetLockMessage(const std::filesystem::path& itemPath);
 // Deletes every lock file below directory. Returns how many were deleted.
 int DeleteAllLocks(const std::filesystem::path& directory);
 
-// 0 when a file can be created in directory, otherwise the system's error number.
+// 0 when a file can be created in directory, otherwise the system's error number. The probe
+// file lives a quarter of a second before it is removed.
 int TestWritePermissions(const std::filesystem::path& directory);
+
+// The same probe for a caller with more to do: the answer is known at once, and the probe
+// file is removed when the probe ends, no sooner than a quarter of a second after it was made.
+class WriteProbe {
+public:
+    explicit WriteProbe(const std::filesystem::path& directory);
+    ~WriteProbe();
+    WriteProbe(const WriteProbe&) = delete;
+    WriteProbe& operator=(const WriteProbe&) = delete;
+
+    // 0, or the system's error number when no file could be made.
+    int Error() const { return m_error; }
+
+private:
+    int m_error = 0;
+    std::string m_file;
+    std::chrono::steady_clock::time_point m_made;
+};
 
 }  // namespace vantorel

@@ -50,6 +50,12 @@ enum class LoadMode {
     Leave,     // leave the control alone
 };
 
+// GetTag's search on any text, without copying: 0 and a view of the value of the first
+// occurrence of tag at or after from (with end just past its closing tag), or GetTag's code.
+// With allowEmpty an empty value is a value, as for the strict readers.
+int FindTagValue(std::string_view text, std::string_view tag, std::string_view& value,
+                 std::size_t from = 0, std::size_t* end = nullptr, bool allowEmpty = false);
+
 class XMLParse {
 public:
     explicit XMLParse(FileLayer& files = SystemFiles());
@@ -61,6 +67,9 @@ public:
     int OpenRead(const std::filesystem::path& path, const char* mode = "rb");
     // The bulk read for walks over thousands of small documents: one read of the whole file.
     int OpenFastRead(const std::filesystem::path& path);
+    // The same for a document named relative to an open folder, which spares the system the
+    // walk down the whole path for every document of a folder.
+    int OpenFastRead(int folderFd, const char* name);
     // Starts a new text for the file; nothing is written until Commit. Keeps a loaded text,
     // so a document can be loaded, patched and flushed back.
     int OpenWrite(const std::filesystem::path& path);

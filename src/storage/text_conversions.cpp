@@ -84,6 +84,8 @@ void Unescape(std::string& text, std::size_t size) {
         {"&gt;", ">"},
     }};
     const std::size_t room = Room(size);
+    if (text.size() <= room && text.find('&') == std::string::npos)
+        return;  // nothing to convert: the common case, without a copy
     std::string_view in = text;
     std::string out;
     out.reserve(std::min(room, in.size()));

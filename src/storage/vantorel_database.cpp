@@ -55,7 +55,7 @@ void VantorelDatabase::FailOpen(std::string_view message, const std::filesystem:
     Close();
 }
 
-bool VantorelDatabase::Open(const std::filesystem::path& markerPath) {
+bool VantorelDatabase::Open(const std::filesystem::path& markerPath, OpenMode mode) {
     namespace fs = std::filesystem;
     std::error_code error;
     fs::path given = markerPath;
@@ -91,6 +91,8 @@ bool VantorelDatabase::Open(const std::filesystem::path& markerPath) {
     std::string record(std::istreambuf_iterator<char>(marker), {});
     m_version = DecodeVersionRecord(record);
     m_open = true;
+    if (mode == OpenMode::ReadOnly)
+        return true;
 
     if (int swept = SweepStaleSaves(m_directory))
         DebugLog::Write("VantorelDatabase::Open", "removed %d unfinished saves\n", swept);

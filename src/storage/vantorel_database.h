@@ -36,6 +36,10 @@ struct DatabaseVersion {
 std::string EncodeVersionRecord(const DatabaseVersion& version);
 std::optional<DatabaseVersion> DecodeVersionRecord(std::string_view record);
 
+// A database opened for a command-line run is only read: no change watcher, and no sweep of
+// the saves other programs left unfinished.
+enum class OpenMode { Interactive, ReadOnly };
+
 class VantorelDatabase {
 public:
     explicit VantorelDatabase(UserPort& port);
@@ -45,7 +49,7 @@ public:
 
     // Opens the database whose marker file is given (a database folder is accepted too).
     // Failures are told to the user and leave no database open.
-    bool Open(const std::filesystem::path& markerPath);
+    bool Open(const std::filesystem::path& markerPath, OpenMode mode = OpenMode::Interactive);
     // Creates a database in directory, asking before making the directory or writing over an
     // existing database, and opens it. Existing items are never removed.
     bool CreateNew(const std::filesystem::path& directory);

@@ -33,6 +33,13 @@ TEST(HistoryBlocks, ReadWithTheirWidthRules) {
     EXPECT_EQ(blocks[1].tries, 3);
     EXPECT_EQ(blocks[1].phase, "");
     EXPECT_EQ(blocks[1].when, LocalMoment{});
+
+    // The replay of status changes reads only what it needs.
+    const std::vector<HistoryBlock> statuses = LoadHistoryBlocks(doc, HistoryDetail::Statuses);
+    EXPECT_EQ(statuses[0].when, blocks[0].when);
+    EXPECT_EQ(statuses[0].newStatus, "Not yet attempted");
+    EXPECT_EQ(statuses[0].phase, "");
+    EXPECT_EQ(statuses[1].tries, 0);
 }
 
 TEST(HistoryBlocks, CompactAndBulkCreationTexts) {

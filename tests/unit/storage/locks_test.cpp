@@ -108,6 +108,14 @@ TEST_F(LockTest, WriteProbeLeavesNothingBehind) {
     EXPECT_EQ(TestWritePermissions(dir.path()), 0);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
     EXPECT_EQ(TestWritePermissions(dir / "missing"), ENOENT);
+
+    // A held probe answers at once and removes its file when it ends.
+    {
+        const WriteProbe probe(dir.path());
+        EXPECT_EQ(probe.Error(), 0);
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 2);
+    }
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
 }
 
 // Memory shared by the racing processes: a barrier that lines them up before every round,
