@@ -1,9 +1,10 @@
-// vantorel: the program. Until the desktop window exists it opens the database named on the
-// command line without a window and tells what it holds.
-
-#include <strings.h>
+// vantorel: the program. With the report switches it makes one report without a window and
+// ends; until the desktop window exists, a plain run opens the database named on the command
+// line and tells what it holds.
 
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <string>
@@ -11,6 +12,7 @@
 #include "platform/batch_port.h"
 #include "platform/debug_log.h"
 #include "platform/folders.h"
+#include "reports/command_line.h"
 #include "storage/vantorel_database.h"
 
 namespace {
@@ -38,34 +40,52 @@ FolderCount CountBelow(const std::filesystem::path& folder) {
 int Usage() {
     std::fputs(
         "Usage: vantorel [/debug] DATABASE\n"
-        "  DATABASE  a database folder or its marker file (VantorelDatabase.vdb)\n",
+        "       vantorel /r KIND /d DATABASE /p PROJECT [/f FILTER] [/s FILE] [/o COLUMNS] "
+        "[/n NAME]\n"
+        "  DATABASE  a database folder or its marker file (VantorelDatabase.vdb)\n"
+        "  vantorel /help tells every switch.\n",
         stderr);
     return 2;
+}
+
+// The number of threads a report walk uses; $VANTOREL_THREADS overrides one per core, so a
+// run can be compared with a run on one thread.
+unsigned ReportThreads() {
+    const char* threads = std::getenv("VANTOREL_THREADS");
+    return threads ? static_cast<unsigned>(std::strtoul(threads, nullptr, 10)) : 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     using namespace vantorel;
-    std::filesystem::path database;
-    std::filesystem::path dataFolder = DataFolder();
+    const std::filesystem::path dataFolder = DataFolder();
     std::error_code error;
     std::filesystem::create_directories(dataFolder, error);
 
-    for (int i = 1; i < argc; ++i) {
-        std::string argument = argv[i];
-        if (strcasecmp(argument.c_str(), "/debug") == 0 || argument == "--debug") {
-            DebugLog::Start(dataFolder / "VantorelDebug.txt");
-        } else if (database.empty()) {
-            database = argument;
-        } else {
-            return Usage();
-        }
-    }
-    if (database.empty())
-        return Usage();
-
     BatchPort port(dataFolder / "error_log.txt", std::cerr);
+    const CommandLine line = ParseCommandLine({argv + 1, argv + argc}, port);
+    if (line.help) {
+        std::fwrite(kUsageText, 1, std::strlen(kUsageText), stdout);
+        return 0;
+    }
+    if (line.debug)
+        DebugLog::Start(dataFolder / "VantorelDebug.txt");
+    if (line.refused)
+        return 2;
+    if (line.reportMode)
+        return RunCommandLineReport(line, port, ReportThreads());
+    if (line.webMode) {
+        port.tell(
+            {"Web export is not part of this build of Vantorel yet.", "Web export", Icon::Warning});
+        port.tell({"Error during web export, project has not been exported", "Web export",
+                   Icon::Warning});
+        return 1;
+    }
+    if (line.databaseMarker.empty())
+        return Usage();
+    const std::filesystem::path database = line.databaseMarker;
+
     VantorelDatabase db(port);
     if (!db.Open(database))
         return 1;

@@ -1,0 +1,236 @@
+#include "filters/filter_editor.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+#include "documents/custom_cfg.h"
+#include "documents/item_editor.h"
+#include "documents/reference_items.h"
+#include "storage/identifiers.h"
+
+namespace vantorel {
+namespace {
+
+// The identifiers of the items in one of the database's folders, in name order.
+std::vector<std::string> ItemIds(const std::filesystem::path& folder) {
+    std::vector<std::string> ids;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error))
+        if (entry.path().extension() == ".vtl")
+            ids.push_back(entry.path().stem().string());
+    std::sort(ids.begin(), ids.end());
+    return ids;
+}
+
+bool IsWholeNumber(const std::string& text) {
+    return !text.empty() && text.size() <= 9 &&
+           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+}  // namespace
+
+std::vector<std::string> ConditionChoices(std::size_t condition,
+                                          const std::filesystem::path& databaseDir,
+                                          const CustomCfg& custom) {
+    const CustomTables& tables = custom.Tables();
+    auto testers = [&databaseDir] {
+        std::vector<std::string> ids;
+        for (const TesterEntry& tester : ListTesters(databaseDir))
+            ids.push_back(tester.id);
+        return ids;
+    };
+    switch (condition) {
+        case 0: {
+            std::vector<std::string> statuses;
+            for (const StatusEntry& status : tables.statuses)
+                statuses.push_back(status.text);
+            return statuses;
+        }
+        case 1:
+            return tables.phases;
+        case 2:
+            return tables.types;
+        case 3:
+            return ItemIds(databaseDir / "Resources");
+        case 4:
+            return ItemIds(databaseDir / "Test Configurations");
+        case 5:
+        case 12:
+        case 13:
+            return testers();
+        case 15:
+            return tables.versions;
+        case 17:
+            return tables.builds;
+        default:
+            return {};
+    }
+}
+
+std::unique_ptr<FilterEditor> FilterEditor::New(const std::filesystem::path& databaseDir,
+                                                UserPort& port) {
+    return std::unique_ptr<FilterEditor>(
+        new FilterEditor(databaseDir / std::string(kFiltersFolder), port));
+}
+
+std::unique_ptr<FilterEditor> FilterEditor::Edit(const std::filesystem::path& path, UserPort& port,
+                                                 const UserIdentity& identity) {
+    std::unique_ptr<EditLock> lock = EditLock::Acquire(path, port, identity);
+    if (!lock)
+        return nullptr;
+    std::optional<FilterDocument> document = ReadFilterDocument(path);
+    if (!document) {
+        port.tell({"Unable to open the filter " + path.string() +
+                       ".\nThe file could not be read or is not a filter.",
+                   "Cannot open file", Icon::Warning});
+        return nullptr;
+    }
+    std::unique_ptr<FilterEditor> editor(new FilterEditor(path.parent_path(), port));
+    editor->m_path = path;
+    editor->m_lock = std::move(lock);
+    editor->Load(*document);
+    return editor;
+}
+
+void FilterEditor::Load(const FilterDocument& document) {
+    id = document.id;
+    name = document.name;
+    for (const FilterClause& clause : document.clauses) {
+        const FilterCondition& condition = FilterConditions()[clause.condition];
+        ConditionSetting& setting = conditions[clause.condition];
+        setting.enabled = true;
+        setting.op = clause.match;
+        const std::string first = clause.data.empty() ? std::string() : clause.data.front();
+        switch (condition.kind) {
+            case FilterKind::List:
+                setting.selections = clause.data;
+                break;
+            case FilterKind::Date:
+                if (auto date = ParseStoredDate(first))
+                    setting.date = *date;
+                break;
+            case FilterKind::Priority:
+                setting.priority = std::atoi(first.c_str());
+                break;
+            case FilterKind::ActualAgainstExpected:
+                break;
+            default:
+                setting.text = first;
+        }
+    }
+}
+
+FilterDocument FilterEditor::ToDocument() const {
+    FilterDocument document{id, name, {}};
+    for (std::size_t index = 0; index < kFilterConditionCount; ++index) {
+        const ConditionSetting& setting = conditions[index];
+        if (!setting.enabled)
+            continue;
+        const FilterCondition& condition = FilterConditions()[index];
+        FilterClause clause{static_cast<int>(index), {}, setting.op};
+        switch (condition.kind) {
+            case FilterKind::List:
+                clause.data = setting.selections;
+                clause.match = FO_EQUAL_TO;
+                break;
+            case FilterKind::Date:
+                clause.data.push_back(StoredDate(setting.date));
+                break;
+            case FilterKind::Priority:
+                clause.data.push_back(std::to_string(setting.priority));
+                break;
+            case FilterKind::ActualAgainstExpected: {
+                // Nothing is typed here; the operator's caption keeps the document readable.
+                const auto operators = OperatorChoices(condition);
+                if (setting.op >= 0 && setting.op < static_cast<int>(operators.size()))
+                    clause.data.emplace_back(operators[setting.op]);
+                break;
+            }
+            case FilterKind::Text:
+                clause.data.push_back(setting.text);
+                clause.match = FO_CONTAINS;
+                break;
+            default:
+                clause.data.push_back(setting.text);
+        }
+        document.clauses.push_back(std::move(clause));
+    }
+    return document;
+}
+
+bool FilterEditor::Check() {
+    auto refuse = [this](std::string text, std::string caption) {
+        m_port.tell({std::move(text), std::move(caption), Icon::Warning});
+        return false;
+    };
+    if (id.empty())
+        return refuse("Please enter an ID for this filter", "Error: No ID");
+    if (id.find_first_of(kForbiddenIdCharacters) != std::string::npos)
+        return refuse("The ID for this filter contains illegal characters",
+                      "Error: Illegal characters in ID");
+    if (!ItemPathFits(m_folder, id, ".vtl"))
+        return refuse(
+            "Error: The combined path and filename for this filter will exceed the windows limit "
+            "of 260.\nPlease decrease the ID length or path length to the database.\n",
+            "Exceeds path length");
+    const bool sameFile = m_path && m_path->stem() == id;
+    if (!sameFile && IdentifierTaken(m_folder, id))
+        return refuse("Another filter with the same ID already exists, please enter a different ID",
+                      "Error: Existing filter with same ID");
+    if (std::none_of(conditions.begin(), conditions.end(),
+                     [](const ConditionSetting& setting) { return setting.enabled; }))
+        return refuse(
+            "Error: There are no condtions set. Please select at least one condtion to use for "
+            "filter!",
+            "Error: No conditions set");
+
+    for (std::size_t index = 0; index < kFilterConditionCount; ++index) {
+        const ConditionSetting& setting = conditions[index];
+        const FilterCondition& condition = FilterConditions()[index];
+        if (!setting.enabled)
+            continue;
+        const bool typed = condition.kind == FilterKind::Number ||
+                           condition.kind == FilterKind::Duration ||
+                           condition.kind == FilterKind::Text;
+        if (condition.kind == FilterKind::List && setting.selections.empty())
+            return refuse(FillMessage("You have checked \"%s\" but you have not made any "
+                                      "selections in the \"%s\" list",
+                                      {condition.caption, condition.caption}),
+                          "Error: No selections");
+        if (typed && setting.text.empty())
+            return refuse(FillMessage("You have checked \"%s\" but you have not entered any data "
+                                      "for it",
+                                      {condition.caption}),
+                          "Error: No data entered");
+        if (condition.kind == FilterKind::Duration && !ParseDuration(setting.text))
+            return refuse(DurationFormatMessage(condition.caption), "Error: Invalid data entered");
+        if (condition.kind == FilterKind::Number && !IsWholeNumber(setting.text))
+            return refuse(FillMessage("Invalid data in the '%s' field.\nPlease enter a whole "
+                                      "number of 0 or more.",
+                                      {condition.caption}),
+                          "Error: Invalid data entered");
+    }
+    return true;
+}
+
+bool FilterEditor::Save() {
+    if (!Check())
+        return false;
+    const std::filesystem::path target = m_folder / (id + ".vtl");
+    if (!WriteFilterDocument(target, ToDocument()).ok()) {
+        m_port.tell({"Error: unable to create file!", "Error", Icon::Warning});
+        return false;
+    }
+    if (m_path && *m_path != target) {
+        // The identifier changed: the new document is in place, so the old one and its lock
+        // can go. OK closes the dialog, so nothing is edited under the new name.
+        std::error_code error;
+        std::filesystem::remove(*m_path, error);
+        m_lock.reset();
+    }
+    m_path = target;
+    return true;
+}
+
+}  // namespace vantorel

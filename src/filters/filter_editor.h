@@ -1,0 +1,70 @@
+#pragma once
+// The model behind the two-page filter dialog: one setting per condition of the table, the
+// choices its lists offer, and the checks of OK, each refusal told through the port.
+
+#include <array>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "filters/filter.h"
+#include "platform/identity.h"
+#include "platform/user_port.h"
+#include "storage/edit_lock.h"
+#include "storage/field_values.h"
+
+namespace vantorel {
+
+class CustomCfg;
+
+// What one condition's controls hold.
+struct ConditionSetting {
+    bool enabled = false;
+    std::vector<std::string> selections;  // list conditions
+    std::string text;                     // number, duration and text conditions
+    CalendarDate date;                    // date conditions
+    int priority = 0;                     // position in the priority list
+    int op = FO_EQUAL_TO;                 // position in OperatorChoices
+};
+
+// The entries a list condition offers: statuses, phases, types, versions and builds from the
+// customisation; resource, configuration and tester identifiers from their folders.
+std::vector<std::string> ConditionChoices(std::size_t condition,
+                                          const std::filesystem::path& databaseDir,
+                                          const CustomCfg& custom);
+
+class FilterEditor {
+public:
+    // A new filter in the database's "Filters" folder.
+    static std::unique_ptr<FilterEditor> New(const std::filesystem::path& databaseDir,
+                                             UserPort& port);
+    // Locks and loads the filter at path; null after telling the user.
+    static std::unique_ptr<FilterEditor> Edit(const std::filesystem::path& path, UserPort& port,
+                                              const UserIdentity& identity = CurrentIdentity());
+
+    std::string id;
+    std::string name;
+    std::array<ConditionSetting, kFilterConditionCount> conditions;
+
+    bool IsNew() const { return !m_path; }
+    // The dialog's OK: checks the settings in the dialog's order and writes the filter. False,
+    // after telling the user why, when something is refused or the file can't be written.
+    bool Save();
+    // The document the settings stand for.
+    FilterDocument ToDocument() const;
+
+private:
+    FilterEditor(std::filesystem::path folder, UserPort& port)
+        : m_folder(std::move(folder)), m_port(port) {}
+    bool Check();
+    void Load(const FilterDocument& document);
+
+    std::filesystem::path m_folder;
+    UserPort& m_port;
+    std::optional<std::filesystem::path> m_path;  // the filter being edited
+    std::unique_ptr<EditLock> m_lock;
+};
+
+}  // namespace vantorel

@@ -1,0 +1,320 @@
+#include "reports/command_line.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <optional>
+
+#include "documents/custom_cfg.h"
+#include "documents/test_group.h"
+#include "platform/identity.h"
+#include "storage/identifiers.h"
+#include "storage/vantorel_database.h"
+
+namespace vantorel {
+
+// The usage text keeps its own quirks: no line break after "Export project to web", two
+// blanks in "the column  in", and a non-breaking space (0xA0) before "for report".
+const char kUsageText[] =
+    "Report Generation:\n"
+    "\n"
+    "/r - Keyword for type of report to generate: progress, status, list or details\n"
+    "/p - Project name\n"
+    "/d - Path to the database\n"
+    "/f - Filter name\n"
+    "/s - Full file path of a file containing a list of suites to use. See help for details.\n"
+    "/o - Used for list report, which columns to use\xA0"
+    "for report, 16 digits either 1\n"
+    "     or 0. 1 includes the column  in the report while a 0 does not (default\n"
+    "     will use all columns)\n"
+    "/n - Name for the report, will overwrite any existing report with the same name\n"
+    "     (default will use unique name created by Vantorel)\n"
+    "\n"
+    "\n"
+    "Web Export\n"
+    "\n"
+    "/w - Export project to web/d - Path to the database\n"
+    "/p - Project name\n"
+    "/c - Template name to use\n"
+    "/e - Directory to put create exported files in\n"
+    "\n"
+    "\n"
+    "Other Paramaters\n"
+    "\n"
+    "/debug - Enable debug mode for Vantorel, which will create a log file called\n"
+    "         VantorelDebug.txt.\n"
+    "/help - Display the list of parameters Vantorel accepts\n"
+    "\n"
+    "To open a database using the command line just include the path of the \".vdb\"\n"
+    "file of the database you want to open\n"
+    "   eg \"c:\\vantorel\\vantorel.exe c:\\newdb\\VantorelDatabase.vdb\".\n";
+
+namespace {
+
+constexpr const char* kParseCaption = "Vantorel Command Line Error";
+
+// GNU long options and the switch each stands for.
+struct LongOption {
+    std::string_view name;
+    std::string_view switchText;
+};
+constexpr LongOption kLongOptions[] = {
+    {"report", "/r"},   {"project", "/p"},    {"database", "/d"},  {"filter", "/f"},
+    {"suites", "/s"},   {"columns", "/o"},    {"name", "/n"},      {"web", "/w"},
+    {"template", "/c"}, {"export-dir", "/e"}, {"debug", "/debug"}, {"help", "/help"},
+};
+
+// The weights of the switches a report or a web export needs; each mode needs exactly its
+// own set.
+enum SwitchWeight {
+    kDatabaseWeight = 1,
+    kProjectWeight = 2,
+    kTemplateWeight = 4,
+    kExportWeight = 8
+};
+constexpr int kReportWeights = kDatabaseWeight + kProjectWeight;
+constexpr int kWebWeights = kDatabaseWeight + kProjectWeight + kTemplateWeight + kExportWeight;
+
+bool IsSwitch(std::string_view argument) {
+    return argument.size() >= 2 && argument[0] == '/' &&
+           argument.find('/', 1) == std::string_view::npos;
+}
+
+// Rewrites "--name value" and "--name=value" into the switch and its value.
+std::optional<std::vector<std::string>> WithSlashSwitches(const std::vector<std::string>& arguments,
+                                                          std::string& unknown) {
+    std::vector<std::string> rewritten;
+    for (const std::string& argument : arguments) {
+        if (argument.rfind("--", 0) != 0 || argument.size() == 2) {
+            rewritten.push_back(argument);
+            continue;
+        }
+        const std::size_t equals = argument.find('=');
+        const std::string_view name = std::string_view(argument).substr(
+            2, equals == std::string::npos ? std::string::npos : equals - 2);
+        const auto option = std::find_if(std::begin(kLongOptions), std::end(kLongOptions),
+                                         [name](const LongOption& o) { return o.name == name; });
+        if (option == std::end(kLongOptions)) {
+            unknown = argument;
+            return std::nullopt;
+        }
+        rewritten.emplace_back(option->switchText);
+        if (equals != std::string::npos)
+            rewritten.push_back(argument.substr(equals + 1));
+    }
+    return rewritten;
+}
+
+bool ReadSuiteList(const std::string& file, std::vector<std::string>& suites) {
+    std::ifstream list(file, std::ios::binary);
+    if (!list)
+        return false;
+    std::string line;
+    while (std::getline(list, line)) {
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        if (line.size() > kSuiteLineMax)
+            line.resize(kSuiteLineMax);
+        if (!line.empty())
+            suites.push_back(line);
+    }
+    return true;
+}
+
+}  // namespace
+
+CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort& port) {
+    CommandLine line;
+    auto refuse = [&line, &port](std::string text) {
+        port.tell({std::move(text), kParseCaption, Icon::Warning});
+        line.reportMode = line.webMode = false;
+        line.refused = true;
+        return line;
+    };
+    std::string unknown;
+    const std::optional<std::vector<std::string>> args = WithSlashSwitches(arguments, unknown);
+    if (!args)
+        return refuse("Unknown option " + unknown + ".\n");
+
+    int weights = 0;
+    for (std::size_t i = 0; i < args->size(); ++i) {
+        const std::string& argument = (*args)[i];
+        if (!IsSwitch(argument)) {
+            if (argument.size() > kCommandLinePathMax)
+                port.tell({"Database path provided in command line is too long (max BUF_256 chars)",
+                           "Database path is too long", Icon::Warning});
+            else
+                line.databaseMarker = argument;
+            continue;
+        }
+        if (strcasecmp(argument.c_str(), "/debug") == 0) {
+            line.debug = true;
+            continue;
+        }
+        if (strcasecmp(argument.c_str(), "/help") == 0) {
+            line.help = true;
+            return line;
+        }
+        const char letter =
+            static_cast<char>(std::toupper(static_cast<unsigned char>(argument[1])));
+        if (letter == 'W') {
+            line.webMode = true;
+            continue;
+        }
+        const bool hasValue = i + 1 < args->size();
+        const std::string value = hasValue ? (*args)[i + 1] : std::string();
+        // Takes the next argument as the switch's value, cut at width.
+        auto take = [&](std::string& into, std::size_t width) {
+            if (!hasValue)
+                return false;
+            into = value.substr(0, width);
+            ++i;
+            return true;
+        };
+        switch (letter) {
+            case 'R':
+                if (!take(line.reportKeyword, kReportKeywordMax))
+                    return refuse("No report type after /r parameter.\n");
+                line.reportMode = true;
+                break;
+            case 'P':
+                if (!take(line.project, kCommandLineValueMax))
+                    return refuse("No project provided after /p parameter.\n");
+                weights += kProjectWeight;
+                break;
+            case 'D':
+                if (!take(line.database, kCommandLineValueMax))
+                    return refuse("No database provided after /d parameter.\n");
+                weights += kDatabaseWeight;
+                break;
+            case 'F':
+                take(line.filter, kCommandLineValueMax);  // without a value: no filter
+                break;
+            case 'S': {
+                std::string file;
+                if (!take(file, kCommandLineValueMax))
+                    return refuse("No file after /s parameter.\n");
+                if (!ReadSuiteList(file, line.suites))
+                    return refuse("Cannot open file after /s parameter.\n");
+                break;
+            }
+            case 'O': {
+                std::string columns;
+                if (!take(columns, kListColumnCount))
+                    return refuse("No columns string after /o parameter.\n");
+                for (std::size_t column = 0; column < columns.size(); ++column)
+                    line.columns[column] = columns[column] == '1';
+                line.columnsChosen = true;
+                break;
+            }
+            case 'N':
+                if (!take(line.reportName, kCommandLineValueMax))
+                    return refuse("No name provided after /n parameter.\n");
+                break;
+            case 'C':
+                if (!take(line.templateName, kCommandLineValueMax))
+                    return refuse("No template directory after /c parameter.\n");
+                weights += kTemplateWeight;
+                break;
+            case 'E':
+                if (!take(line.exportDirectory, kCommandLineValueMax))
+                    return refuse("No export directory after /e parameter.\n");
+                weights += kExportWeight;
+                break;
+            default:
+                break;  // not a switch of ours
+        }
+    }
+    if (line.reportMode && weights != kReportWeights)
+        return refuse(
+            "Command line missing some required parameters (/p or /d) for report "
+            "generation\n");
+    if (line.webMode && !line.reportMode && weights != kWebWeights)
+        return refuse(
+            "Command line missing some required parameters (/p,/d,/c or /e) for web "
+            "export\n");
+    return line;
+}
+
+namespace {
+
+// The project folder below "Projects": the name as given, else the one that matches it
+// ignoring letter case, as on the systems the databases are shared with.
+std::optional<std::filesystem::path> FindProject(const std::filesystem::path& databaseDir,
+                                                 const std::string& project) {
+    const std::filesystem::path projects = databaseDir / "Projects";
+    std::error_code error;
+    if (std::filesystem::is_directory(projects / project, error))
+        return projects / project;
+    for (const auto& entry : std::filesystem::directory_iterator(projects, error)) {
+        const std::string name = entry.path().filename().string();
+        if (entry.is_directory(error) && strcasecmp(name.c_str(), project.c_str()) == 0)
+            return entry.path();
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+int RunCommandLineReport(const CommandLine& commandLine, UserPort& port, unsigned threads) {
+    auto fail = [&port](std::string reason) {
+        port.tell({"Report was not created" + reason, "Report", Icon::Warning});
+        return 1;
+    };
+    VantorelDatabase database(port);
+    if (!database.Open(commandLine.database, OpenMode::ReadOnly))
+        return fail(" - database could not be opened");
+    if (database.Version() != DatabaseVersion{std::string(kProductVersion), kProductBuild})
+        return fail(" - Vantorel version out of date");
+    CustomCfg custom;
+    if (!custom.Read(database.Directory(), port, CurrentIdentity().computer).read)
+        return fail(" - database could not be opened");
+
+    const std::optional<std::filesystem::path> project =
+        FindProject(database.Directory(), commandLine.project);
+    if (!project)
+        return fail(" - project \"" + commandLine.project + "\" was not found in the database");
+    if (commandLine.reportName.size() > kReportNameMax)
+        return fail(" - report name is greater than 64 characters");
+    if (commandLine.reportName.find_first_of(kForbiddenIdCharacters) != std::string::npos)
+        return fail(" - report name contains invalid characters");
+    const std::optional<ReportKind> kind = ReportKindFromKeyword(commandLine.reportKeyword);
+    if (!kind)
+        return fail("");
+
+    ReportRequest request;
+    request.projectFolder = *project;
+    request.name = commandLine.reportName;
+    request.commandLine = true;
+    request.threads = threads;
+    request.listColumns = commandLine.columns;
+    if (!commandLine.filter.empty()) {
+        request.filter = Filter::Load(database.Directory() / std::string(kFiltersFolder) /
+                                      (commandLine.filter + ".vtl"));
+        if (!request.filter)
+            return fail(" - filter \"" + commandLine.filter + "\" could not be read");
+    }
+    request.wholeProject = commandLine.suites.empty();
+    for (std::string suite : commandLine.suites) {
+        std::replace(suite.begin(), suite.end(), '\\', '/');
+        const std::filesystem::path folder =
+            *project / std::string(kProjectTestCasesFolder) / suite;
+        std::error_code error;
+        if (!std::filesystem::is_directory(folder, error))
+            return fail(" - suite \"" + suite + "\" was not found in the project");
+        request.suites.push_back({folder, true});
+    }
+
+    const std::optional<std::filesystem::path> written =
+        MakeReport(*kind, {port, custom})->create(request);
+    if (!written)
+        return 1;
+    std::cout << written->string() << "\n";
+    return 0;
+}
+
+}  // namespace vantorel

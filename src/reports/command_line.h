@@ -1,0 +1,54 @@
+#pragma once
+// The command line: a plain argument opens a database; the switches make one report or one
+// web export without a window. Switches are "/" and one letter in either case (the rest of
+// the argument is ignored), "/debug" and "/help" whole; on Linux an argument that begins with
+// "/" and holds another "/" is a path, and GNU long options are aliases of the switches.
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "platform/user_port.h"
+#include "reports/report_base.h"
+
+namespace vantorel {
+
+// What "/help" prints, byte for byte (ISO-8859-1).
+extern const char kUsageText[];
+
+inline constexpr std::size_t kCommandLinePathMax = 256;
+inline constexpr std::size_t kCommandLineValueMax = 516;
+inline constexpr std::size_t kReportKeywordMax = 49;
+inline constexpr std::size_t kSuiteLineMax = 1023;
+
+struct CommandLine {
+    std::string databaseMarker;  // the plain argument
+    bool debug = false;
+    bool help = false;
+    bool reportMode = false;
+    bool webMode = false;
+    bool refused = false;  // a message was shown and both modes were cleared
+
+    std::string reportKeyword;
+    std::string project;
+    std::string database;
+    std::string filter;
+    std::vector<std::string> suites;
+    std::array<bool, kListColumnCount> columns = {true, true, true, true, true, true, true, true,
+                                                  true, true, true, true, true, true, true, true};
+    bool columnsChosen = false;
+    std::string reportName;
+    std::string templateName;
+    std::string exportDirectory;
+};
+
+// Parses the arguments that follow the program's name. Every refusal is told through port
+// under "Vantorel Command Line Error" and clears both modes; "/help" stops the parsing.
+CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort& port);
+
+// The report run of a command line in report mode: opens the database, reads its
+// customisation, finds the project and generates the report. 0 when the report was written;
+// every failure has been told through port.
+int RunCommandLineReport(const CommandLine& commandLine, UserPort& port, unsigned threads = 0);
+
+}  // namespace vantorel

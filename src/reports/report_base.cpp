@@ -1,0 +1,564 @@
+#include "reports/report_base.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <condition_variable>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <deque>
+#include <exception>
+#include <mutex>
+#include <thread>
+
+#include "documents/item_editor.h"
+#include "documents/test_group.h"
+#include "platform/debug_log.h"
+#include "reports/list_reports.h"
+#include "reports/progress_report.h"
+#include "reports/status_report.h"
+#include "storage/identifiers.h"
+#include "storage/locks.h"
+#include "storage/tagged_document.h"
+
+namespace vantorel {
+namespace {
+
+constexpr ReportKindInfo kKinds[] = {
+    {"Status Reports", "Status report - %04d-%02d-%02d-%d.vtl", "Status", "<status_report>",
+     "Status Report", "status", "StatusReport::create"},
+    {"Progress Reports", "Progress report - %04d-%02d-%02d-%d.vtl", "Progress", "<project_report>",
+     "Progress Report", "progress", "ProgressReport::create"},
+    {"Test List Reports", "List report - %04d-%02d-%02d-%d.vtl", "List", "<list_report>",
+     "Test List Report", "list", "TCListReport::create"},
+    {"Test Case Reports", "Test Case report - %04d-%02d-%02d-%d.vtl", "Full", "<details_report>",
+     "Test Case Details Report", "details", "TCFullReport::create"},
+};
+constexpr ReportKind kAllKinds[] = {ReportKind::Status, ReportKind::Progress, ReportKind::List,
+                                    ReportKind::Details};
+
+constexpr std::string_view kDocumentExtension = ".vtl";
+constexpr std::string_view kLockExtension = ".lck";
+// Documents handed to a thread at a time: large enough to keep the threads apart, small
+// enough to share the work out evenly.
+constexpr std::size_t kChunk = 64;
+
+bool EndsWith(std::string_view text, std::string_view end) {
+    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+std::string Unescaped(std::string text) {
+    Unescape(text);
+    return text;
+}
+
+std::string Escaped(std::string text) {
+    Escape(text);
+    return text;
+}
+
+}  // namespace
+
+const ReportKindInfo& KindInfo(ReportKind kind) {
+    return kKinds[static_cast<int>(kind)];
+}
+
+std::optional<ReportKind> ReportKindFromKeyword(std::string_view keyword) {
+    for (ReportKind kind : kAllKinds)
+        if (KindInfo(kind).keyword == keyword)
+            return kind;
+    return std::nullopt;
+}
+
+// One walk of a report: lists the chosen folders on the calling thread and reads the listed
+// documents on worker threads as soon as a folder's listing is complete (its lock files are
+// known by then).
+class ReportBaseClass::Walk {
+public:
+    Walk(const ReportBaseClass& report, bool readDocuments, unsigned threads)
+        : m_report(report), m_readDocuments(readDocuments) {
+        if (threads == 0)
+            threads = std::max(1u, std::thread::hardware_concurrency());
+        if (!readDocuments)
+            threads = 1;
+        m_failures.resize(threads);
+        m_counts.resize(threads);
+        for (unsigned t = 0; t < threads; ++t)
+            m_tallies.push_back(readDocuments ? report.NewTally() : nullptr);
+        for (unsigned t = 1; t < threads; ++t)
+            m_workers.emplace_back([this, t] { Work(t); });
+    }
+
+    ~Walk() {
+        Close();
+        for (std::thread& worker : m_workers)
+            worker.join();
+    }
+
+    // The recursive walk: goes down into every sub-folder except "Project Reports".
+    void CollectStats(const std::filesystem::path& folder) { List(folder, true); }
+    // The flat walk: the folder's own documents only.
+    void CollectFlat(const std::filesystem::path& folder) { List(folder, false); }
+
+    // Ends the listing, reads what is left on this thread too, and merges the statistics of
+    // every thread in thread order.
+    std::unique_ptr<DocumentTally> Finish() {
+        Close();
+        if (m_readDocuments)
+            Work(0);
+        for (std::thread& worker : m_workers)
+            worker.join();
+        m_workers.clear();
+        m_report.m_context.port.progress(0, 0);
+        for (const std::exception_ptr& failure : m_failures)
+            if (failure)
+                std::rethrow_exception(failure);
+        for (std::size_t t = 0; t < m_tallies.size(); ++t) {
+            if (t > 0 && m_tallies[t])
+                m_tallies[0]->Merge(*m_tallies[t]);
+            passed += m_counts[t].passed;
+            openForEditing += m_counts[t].openForEditing;
+        }
+        return std::move(m_tallies[0]);
+    }
+
+    std::size_t listed = 0;
+    std::size_t passed = 0;
+    std::size_t openForEditing = 0;
+
+private:
+    struct Folder {
+        std::filesystem::path path;
+        std::vector<std::string> locks;  // names ending in ".lck", sorted
+    };
+    struct Document {
+        std::size_t order;  // place in the listing
+        const Folder* folder;
+        std::string name;
+    };
+    using Chunk = std::vector<Document>;
+    struct Counts {
+        std::size_t passed = 0, openForEditing = 0;
+    };
+
+    // The folder a thread reads from, kept open while its documents are read.
+    class OpenFolder {
+    public:
+        ~OpenFolder() { Close(); }
+        int Descriptor(const Folder* folder) {
+            if (folder != m_folder) {
+                Close();
+                m_folder = folder;
+                m_fd = ::open(folder->path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+            }
+            return m_fd;
+        }
+
+    private:
+        void Close() {
+            if (m_fd >= 0)
+                ::close(m_fd);
+            m_fd = -1;
+        }
+        const Folder* m_folder = nullptr;
+        int m_fd = -1;
+    };
+
+    void List(const std::filesystem::path& path, bool recursive) {
+        DIR* directory = ::opendir(path.c_str());
+        if (!directory)
+            return;
+        // A deque keeps every folder where it is while the workers read through pointers.
+        Folder& folder = m_folders.emplace_back(Folder{path, {}});
+        Chunk documents;
+        const char* heading = KindInfo(m_report.m_kind).createHeading.data();
+        while (const dirent* entry = ::readdir(directory)) {
+            const std::string_view name = entry->d_name;
+            if (name == "." || name == "..")
+                continue;
+            unsigned char type = entry->d_type;
+            if (type == DT_UNKNOWN || type == DT_LNK) {
+                // Linked folders are not followed, so a link can't make the walk go round.
+                struct stat status {};
+                if (::fstatat(::dirfd(directory), entry->d_name, &status,
+                              type == DT_LNK ? 0 : AT_SYMLINK_NOFOLLOW) != 0)
+                    continue;
+                type = S_ISREG(status.st_mode)                     ? DT_REG
+                       : S_ISDIR(status.st_mode) && type != DT_LNK ? DT_DIR
+                                                                   : DT_UNKNOWN;
+            }
+            if (type == DT_DIR) {
+                if (recursive && name != kProjectReportsFolder) {
+                    const std::filesystem::path sub = path / name;
+                    if (DebugLog::Enabled())
+                        DebugLog::Write(heading, "Found dir: %s - Calling CollectStats\n",
+                                        sub.c_str());
+                    List(sub, true);
+                }
+            } else if (type == DT_REG) {
+                if (EndsWith(name, kLockExtension)) {
+                    folder.locks.emplace_back(name);
+                } else if (name.size() > kDocumentExtension.size() &&
+                           EndsWith(name, kDocumentExtension)) {
+                    if (DebugLog::Enabled())
+                        DebugLog::Write(heading, "Found file: %s - Calling GetStatsFromFile\n",
+                                        (path / name).c_str());
+                    documents.push_back({listed++, &folder, std::string(name)});
+                }
+            }
+        }
+        ::closedir(directory);
+        std::sort(folder.locks.begin(), folder.locks.end());
+        if (m_readDocuments && !documents.empty())
+            Publish(std::move(documents));
+        m_report.m_context.port.progress(static_cast<int>(m_processed), static_cast<int>(listed));
+    }
+
+    void Publish(Chunk&& documents) {
+        std::lock_guard lock(m_mutex);
+        for (std::size_t begin = 0; begin < documents.size(); begin += kChunk) {
+            const auto first = documents.begin() + static_cast<std::ptrdiff_t>(begin);
+            const auto last = documents.begin() + static_cast<std::ptrdiff_t>(
+                                                      std::min(begin + kChunk, documents.size()));
+            m_queue.emplace_back(std::make_move_iterator(first), std::make_move_iterator(last));
+        }
+        m_ready.notify_all();
+    }
+
+    void Close() {
+        std::lock_guard lock(m_mutex);
+        m_closed = true;
+        m_ready.notify_all();
+    }
+
+    // Waits for a chunk; false once the listing is over and nothing is left.
+    bool Pop(Chunk& chunk) {
+        std::unique_lock lock(m_mutex);
+        m_ready.wait(lock, [this] { return !m_queue.empty() || m_closed; });
+        if (m_queue.empty())
+            return false;
+        chunk = std::move(m_queue.front());
+        m_queue.pop_front();
+        return true;
+    }
+
+    void Work(unsigned thread) {
+        try {
+            XMLParse buffer;
+            OpenFolder folder;
+            Chunk chunk;
+            while (Pop(chunk)) {
+                for (const Document& document : chunk)
+                    GetStatsFromFile(document, folder, buffer, *m_tallies[thread],
+                                     m_counts[thread]);
+                const std::size_t done = m_processed += chunk.size();
+                // The port belongs to the calling thread; only it reports progress.
+                if (thread == 0)
+                    m_report.m_context.port.progress(static_cast<int>(done),
+                                                     static_cast<int>(listed));
+            }
+        } catch (...) {
+            m_failures[thread] = std::current_exception();
+            std::lock_guard lock(m_mutex);
+            m_queue.clear();
+            m_closed = true;
+            m_ready.notify_all();
+        }
+    }
+
+    // Takes one project test case into a thread's statistics: read it, test it against the
+    // filter, hand it to the kind, and count it as open for editing when its lock exists.
+    void GetStatsFromFile(const Document& document, OpenFolder& folder, XMLParse& buffer,
+                          DocumentTally& tally, Counts& counts) const {
+        const ReportRequest& request = *m_report.m_request;
+        const char* heading = KindInfo(m_report.m_kind).createHeading.data();
+        const int folderFd = folder.Descriptor(document.folder);
+        if (folderFd < 0 || buffer.OpenFastRead(folderFd, document.name.c_str()) != 0 ||
+            buffer.Load() != 0) {
+            DebugLog::Write(heading, "Failed to open file\n");
+        } else if (request.filter && !request.filter->Passes(buffer, kProjectTestCaseDocument)) {
+            DebugLog::Write(heading, "Did not pass filter\n");
+        } else {
+            ++counts.passed;
+            if (tally.Take(buffer, document.order, document.folder->path, document.name) &&
+                HasLock(document))
+                ++counts.openForEditing;
+        }
+        buffer.Close();
+    }
+
+    // Editors lock "<name>.vtl.lck"; a lock named from the path without its extension counts
+    // as well, as older programs made them.
+    static bool HasLock(const Document& document) {
+        const std::vector<std::string>& locks = document.folder->locks;
+        if (locks.empty())
+            return false;
+        const std::string withExtension = document.name + std::string(kLockExtension);
+        const std::string withoutExtension =
+            document.name.substr(0, document.name.size() - kDocumentExtension.size()) +
+            std::string(kLockExtension);
+        return std::binary_search(locks.begin(), locks.end(), withExtension) ||
+               std::binary_search(locks.begin(), locks.end(), withoutExtension);
+    }
+
+    const ReportBaseClass& m_report;
+    const bool m_readDocuments;
+    std::deque<Folder> m_folders;
+    std::mutex m_mutex;
+    std::condition_variable m_ready;
+    std::deque<Chunk> m_queue;
+    bool m_closed = false;
+    std::vector<std::unique_ptr<DocumentTally>> m_tallies;
+    std::vector<Counts> m_counts;
+    std::vector<std::exception_ptr> m_failures;
+    std::atomic<std::size_t> m_processed{0};
+    std::vector<std::thread> m_workers;
+};
+
+ReportBaseClass::ReportBaseClass(ReportKind kind, ReportContext context)
+    : m_kind(kind), m_context(std::move(context)) {}
+
+ReportBaseClass::~ReportBaseClass() = default;
+
+std::string ReportBaseClass::FilterCaption() const {
+    return m_request->filter ? m_request->filter->Caption() : std::string();
+}
+
+Notice ReportBaseClass::KindNotice(std::string interactive, std::string logLine,
+                                   std::string caption, Icon icon) const {
+    return {m_request->commandLine ? std::move(logLine) : std::move(interactive),
+            std::move(caption), icon};
+}
+
+std::optional<std::filesystem::path> ReportBaseClass::create(const ReportRequest& request) {
+    m_request = &request;
+    const ReportKindInfo& info = KindInfo(m_kind);
+    const std::string title(info.title);
+    m_candidates = m_passed = m_openForEditing = 0;
+    m_created = m_context.now();
+
+    const std::filesystem::path folder =
+        request.projectFolder / std::string(kProjectReportsFolder) / std::string(info.folder);
+    // The probe's file stays for a moment; the walk need not wait for it to go.
+    const WriteProbe probe(folder);
+    if (!CheckProbe(folder, probe.Error()))
+        return std::nullopt;
+    const std::optional<std::filesystem::path> file = ReportFile(folder);
+    if (!file)
+        return std::nullopt;
+
+    // The kind gets ready before the walk, so that documents are read while the folders are
+    // still being listed.
+    const std::optional<Notice> refusal = InitStats();
+    std::unique_ptr<DocumentTally> tally;
+    {
+        Walk walk(*this, !refusal, request.threads);
+        if (request.wholeProject) {
+            walk.CollectStats(request.projectFolder / std::string(kProjectTestCasesFolder));
+        } else {
+            for (const SuiteChoice& suite : request.suites) {
+                if (suite.includeSubSuites)
+                    walk.CollectStats(suite.folder);
+                else
+                    walk.CollectFlat(suite.folder);
+            }
+        }
+        tally = walk.Finish();
+        m_candidates = walk.listed;
+        m_passed = walk.passed;
+        m_openForEditing = walk.openForEditing;
+    }
+
+    if (m_candidates == 0) {
+        const std::string text = "There are no test cases from which a report can be generated";
+        m_context.port.tell(KindNotice(
+            text,
+            m_kind == ReportKind::Status
+                ? title + " - " + text + " - " + request.projectFolder.filename().string()
+                : title + " - " + text + "!",
+            "No test cases", Icon::Warning));
+        return std::nullopt;
+    }
+    if (refusal) {
+        DebugLog::Write(info.createHeading.data(), "InitStats failed\n");
+        m_context.port.tell(*refusal);
+        return std::nullopt;
+    }
+    FinishStats(std::move(tally));
+
+    if (m_passed == 0) {
+        const std::string text =
+            "No Test Cases passed the filter, so the report will not be generated!";
+        m_context.port.tell(KindNotice(text + " Please Select another filter or 'No Filter'",
+                                       title + " - " + text, "No test cases passed",
+                                       Icon::Warning));
+        return std::nullopt;
+    }
+    if (!WriteDocument(*file))
+        return std::nullopt;
+    if (m_openForEditing > 0) {
+        char text[200];
+        std::snprintf(text, sizeof text,
+                      "%zu test cases were open for editing when generating this report. The "
+                      "report was created but the data may be out of date",
+                      m_openForEditing);
+        m_context.port.tell(
+            KindNotice(text, title + " - " + text, "Open test cases", Icon::Warning));
+    }
+    return file;
+}
+
+bool ReportBaseClass::CheckProbe(const std::filesystem::path& folder, int error) {
+    if (error == 0)
+        return true;
+    const std::string kindFolder = "Project Reports\\" + std::string(KindInfo(m_kind).folder);
+    if (folder.string().size() >= kPathMax) {
+        m_context.port.tell(
+            {"The current path is longer than the Windows limit of 260 "
+             "characters. No new files can be created in this folder",
+             "Path length exceeds limit", Icon::Warning});
+    } else if (error == ENOENT || error == ENOTDIR) {
+        m_context.port.tell(
+            {"Unable to create new file, the directory could not be accessed. "
+             "Please check that the \"" +
+                 kindFolder + "\" directory exists for your database.",
+             "Invalid Directory Name", Icon::Warning});
+    } else {
+        m_context.port.tell(
+            {"Unable to create new file. Access is denied.\nPlease check read, "
+             "write and create permissions for the \"" +
+                 kindFolder + "\" folder on disk",
+             "Access Denied", Icon::Warning});
+    }
+    return false;
+}
+
+std::optional<std::filesystem::path> ReportBaseClass::ReportFile(
+    const std::filesystem::path& folder) {
+    std::error_code error;
+    if (m_request->name.empty()) {
+        // The first running number of the day that gives a new name.
+        for (int number = 1;; ++number) {
+            char name[160];
+            std::snprintf(name, sizeof name, KindInfo(m_kind).fileName.data(), m_created.date.year,
+                          m_created.date.month, m_created.date.day, number);
+            if (!std::filesystem::exists(folder / name, error)) {
+                m_reportId =
+                    std::string(name, std::string_view(name).size() - kDocumentExtension.size());
+                return folder / name;
+            }
+        }
+    }
+    m_reportId = m_request->name;
+    std::filesystem::path file = folder / (m_request->name + std::string(kDocumentExtension));
+    if (std::filesystem::exists(file, error) && !m_request->commandLine &&
+        !m_context.port.ask(
+            {"There is already a report with that name, overwrite?", "Error", Icon::Warning}))
+        return std::nullopt;
+    return file;
+}
+
+bool ReportBaseClass::WriteDocument(const std::filesystem::path& file) {
+    const ReportKindInfo& info = KindInfo(m_kind);
+    XMLParse document;
+    document.OpenWrite(file);
+    document.WriteHeader();
+    document.WriteOpenTag(info.rootTag);
+    char date[16], time[16];
+    std::snprintf(date, sizeof date, "%04d%02d%02d", m_created.date.year, m_created.date.month,
+                  m_created.date.day);
+    std::snprintf(time, sizeof time, "%02d:%02d:%02d", m_created.time.hour, m_created.time.minute,
+                  m_created.time.second);
+    document.WriteTag("<id>", Escaped(m_reportId));
+    document.WriteTag("<create_date>", date);
+    document.WriteTag("<create_time>", time);
+    document.WriteTag("<filter_name>", Escaped(FilterCaption()));
+    document.WriteTag("<report_type>", info.reportType);
+    WriteReport(document);
+    document.WriteCloseTag(info.rootTag);
+    const IoResult result = document.Commit();
+    if (!result.ok()) {
+        m_context.port.tell(SaveFailure(result));
+        return false;
+    }
+    return true;
+}
+
+std::unique_ptr<ReportBaseClass> MakeReport(ReportKind kind, ReportContext context) {
+    switch (kind) {
+        case ReportKind::Status:
+            return std::make_unique<StatusReport>(std::move(context));
+        case ReportKind::Progress:
+            return std::make_unique<ProgressReport>(std::move(context));
+        case ReportKind::List:
+            return std::make_unique<TCListReport>(std::move(context));
+        case ReportKind::Details:
+            return std::make_unique<TCFullReport>(std::move(context));
+    }
+    return nullptr;
+}
+
+ReportHeader ReadReportHeader(const XMLParse& document) {
+    ReportHeader header;
+    auto text = [&document](std::string_view tag) {
+        std::string value;
+        document.GetTag(tag, value);
+        return value;
+    };
+    header.id = Unescaped(text("<id>"));
+    header.createDate = text("<create_date>");
+    header.createTime = text("<create_time>");
+    if (header.createTime.empty())
+        header.createTime = "00:00:00";
+    header.filterName = Unescaped(text("<filter_name>"));
+    header.reportType = text("<report_type>");
+    return header;
+}
+
+std::vector<std::string> ReadRepeated(const XMLParse& document, std::string_view tag) {
+    std::vector<std::string> values;
+    try {
+        for (auto match = document.FindNextTag(tag, 0); match;
+             match = document.FindNextTag(tag, match->end))
+            values.push_back(std::move(match->value));
+    } catch (const TagError&) {
+    }
+    return values;
+}
+
+void ReadSeriesCaptions(const XMLParse& document, std::vector<std::string>& statuses,
+                        std::vector<ReportColour>& colours) {
+    for (std::string& text : ReadRepeated(document, "<report_string>")) {
+        Unescape(text);
+        statuses.push_back(std::move(text));
+    }
+    for (const std::string& colour : ReadRepeated(document, "<report_colours>"))
+        colours.push_back(static_cast<ReportColour>(std::strtoul(colour.c_str(), nullptr, 10)));
+}
+
+bool LoadReportDocument(const std::filesystem::path& path, ReportKind kind, XMLParse& document,
+                        ReportHeader& header) {
+    if (document.OpenFastRead(path) != 0 || document.Load() != 0)
+        return false;
+    header = ReadReportHeader(document);
+    return header.reportType == KindInfo(kind).reportType;
+}
+
+std::optional<ReportKind> ReadReportKind(const std::filesystem::path& path) {
+    XMLParse document;
+    if (document.OpenFastRead(path) != 0 || document.Load() != 0)
+        return std::nullopt;
+    const std::string type = ReadReportHeader(document).reportType;
+    for (ReportKind kind : kAllKinds)
+        if (KindInfo(kind).reportType == type)
+            return kind;
+    return std::nullopt;
+}
+
+}  // namespace vantorel

@@ -1,0 +1,211 @@
+#include "reports/report_wizard.h"
+
+#include <algorithm>
+#include <new>
+
+#include "documents/test_group.h"
+#include "filters/filter.h"
+#include "storage/identifiers.h"
+
+namespace vantorel {
+namespace {
+
+constexpr std::string_view kGenerateHint = "Click the \"Next\" button to generate report";
+
+std::vector<std::string> Names(const std::filesystem::path& folder, bool folders) {
+    std::vector<std::string> names;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+        std::error_code typeError;
+        if (folders ? entry.is_directory(typeError) : entry.path().extension() == ".vtl")
+            names.push_back(folders ? entry.path().filename().string()
+                                    : entry.path().stem().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+bool HoldsTestCases(const std::filesystem::path& folder) {
+    std::error_code error;
+    for (std::filesystem::recursive_directory_iterator walk(folder, error), end;
+         !error && walk != end; walk.increment(error)) {
+        std::error_code typeError;
+        if (walk->is_directory(typeError) && walk->path().filename() == kProjectReportsFolder)
+            walk.disable_recursion_pending();
+        else if (walk->path().extension() == ".vtl")
+            return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+ReportWizard::ReportWizard(std::filesystem::path databaseDir, ReportContext context)
+    : m_databaseDir(std::move(databaseDir)), m_context(std::move(context)) {}
+
+std::string_view ReportWizard::Title(WizardPage page) {
+    switch (page) {
+        case WizardPage::Project:
+            return "Select a Project";
+        case WizardPage::ReportType:
+            return "Select a Report type";
+        case WizardPage::Filter:
+            return "Select a Filter";
+        case WizardPage::Suites:
+            return "Select Test Suite(s)";
+        case WizardPage::Columns:
+            return "Select Columns";
+        case WizardPage::Generate:
+            return "Generate Report";
+        default:
+            return {};
+    }
+}
+
+std::filesystem::path ReportWizard::ProjectFolder() const {
+    return m_databaseDir / "Projects" / project;
+}
+
+std::vector<std::string> ReportWizard::Projects() const {
+    return Names(m_databaseDir / "Projects", true);
+}
+
+std::vector<std::string> ReportWizard::Filters() const {
+    return Names(m_databaseDir / std::string(kFiltersFolder), false);
+}
+
+std::vector<std::string> ReportWizard::Suites() const {
+    const std::filesystem::path root = ProjectFolder() / std::string(kProjectTestCasesFolder);
+    std::vector<std::string> suites;
+    std::error_code error;
+    for (std::filesystem::recursive_directory_iterator walk(root, error), end;
+         !error && walk != end; walk.increment(error)) {
+        std::error_code typeError;
+        if (!walk->is_directory(typeError))
+            continue;
+        if (walk->path().filename() == kProjectReportsFolder) {
+            walk.disable_recursion_pending();
+            continue;
+        }
+        suites.push_back(walk->path().lexically_relative(root).generic_string());
+    }
+    std::sort(suites.begin(), suites.end());
+    return suites;
+}
+
+bool ReportWizard::CheckName() {
+    if (name.size() > kReportNameMax) {
+        m_context.port.tell({"Please limit name of report to 64 characters.",
+                             "Report name too long", Icon::Warning});
+        return false;
+    }
+    if (name.find_first_of(kForbiddenIdCharacters) != std::string::npos) {
+        std::string text =
+            "Error: Report name contains invalid characters.\nThe following characters are not "
+            "allowed ";
+        for (std::size_t i = 0; i < kForbiddenIdCharacters.size(); ++i) {
+            if (i > 0)
+                text += ' ';
+            text += kForbiddenIdCharacters[i];
+        }
+        m_context.port.tell(
+            {text + "\n", "Report name contains invalid characters", Icon::Warning});
+        return false;
+    }
+    return true;
+}
+
+bool ReportWizard::CheckPage() {
+    auto refuse = [this](std::string text, std::string caption) {
+        m_context.port.tell({std::move(text), std::move(caption), Icon::Warning});
+        return false;
+    };
+    switch (m_page) {
+        case WizardPage::Project:
+            if (project.empty() ||
+                !HoldsTestCases(ProjectFolder() / std::string(kProjectTestCasesFolder)))
+                return refuse(
+                    "There are no test cases in this project. Please add some before attempting "
+                    "to create a report.\nYou will need to close this wizard or go back and "
+                    "select a project with test cases",
+                    "Empty Project");
+            return true;
+        case WizardPage::ReportType:
+            return kind ? true : refuse("Please select a report type.", "No report selection");
+        case WizardPage::Filter:
+            if (needsFilter && filter.empty())
+                return refuse(
+                    "No filter is selected. Please select a filter before using this report "
+                    "shortcut.",
+                    "No Filter");
+            return true;
+        case WizardPage::Suites:
+            return suites.empty() ? refuse("Please select 1 or more suites to use for the report.",
+                                           "No Suites Selected")
+                                  : true;
+        default:
+            return true;
+    }
+}
+
+WizardPage ReportWizard::Step(int direction) const {
+    // The pages in order; the columns page belongs to the test list report alone.
+    auto page = static_cast<int>(m_page) + direction;
+    if (static_cast<WizardPage>(page) == WizardPage::Columns && kind != ReportKind::List)
+        page += direction;
+    return static_cast<WizardPage>(std::clamp(page, static_cast<int>(WizardPage::Intro),
+                                              static_cast<int>(WizardPage::Generate)));
+}
+
+bool ReportWizard::Next() {
+    if (!CheckPage())
+        return false;
+    if (m_page == WizardPage::Generate) {
+        if (!CheckName())
+            return false;
+        Generate();
+        return m_report.has_value();
+    }
+    m_page = Step(1);
+    if (m_page == WizardPage::Generate)
+        m_pageText = kGenerateHint;
+    return true;
+}
+
+void ReportWizard::Back() {
+    m_page = Step(-1);
+}
+
+void ReportWizard::Generate() {
+    m_pageText =
+        "Please be patient while report is being generated:\n" + std::string(KindInfo(*kind).title);
+    ReportRequest request;
+    request.projectFolder = ProjectFolder();
+    request.name = name;
+    request.wholeProject = false;
+    for (const auto& [suite, withSubSuites] : suites)
+        request.suites.push_back(
+            {request.projectFolder / std::string(kProjectTestCasesFolder) / suite, withSubSuites});
+    request.listColumns = columns;
+    if (!filter.empty()) {
+        request.filter =
+            Filter::Load(m_databaseDir / std::string(kFiltersFolder) / (filter + ".vtl"));
+        if (!request.filter) {
+            m_context.port.tell({"The filter \"" + filter + "\" could not be read.",
+                                 "Cannot open file", Icon::Warning});
+            m_pageText = "Error! Report has not been created.";
+            return;
+        }
+    }
+    try {
+        m_report = MakeReport(*kind, m_context)->create(request);
+    } catch (const std::bad_alloc&) {
+        m_context.port.tell({"Out of free memory.", "Memory error", Icon::Error});
+        m_report.reset();
+    }
+    m_pageText = m_report ? "Success! Report has been created. Click the \"Finish\" button to "
+                            "view report"
+                          : "Error! Report has not been created.";
+}
+
+}  // namespace vantorel

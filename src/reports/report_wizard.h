@@ -1,0 +1,66 @@
+#pragma once
+// The report wizard as a model: the pages in order, what each offers, the checks made when
+// the user leaves a page, and the generation on the last page. The property sheet of the
+// desktop program only shows this.
+
+#include <array>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "reports/report_base.h"
+
+namespace vantorel {
+
+// The pages in the order the wizard shows them.
+enum class WizardPage { Intro, Project, ReportType, Filter, Suites, Columns, Generate };
+
+class ReportWizard {
+public:
+    ReportWizard(std::filesystem::path databaseDir, ReportContext context);
+
+    // "Select a Project", "Select a Report type", ...; empty for the introduction.
+    static std::string_view Title(WizardPage page);
+    WizardPage Page() const { return m_page; }
+    // Leaves the current page when its checks pass (telling the user otherwise). The columns
+    // page is shown for the test list report only.
+    bool Next();
+    void Back();
+
+    // What the pages offer.
+    std::vector<std::string> Projects() const;
+    std::vector<std::string> Filters() const;
+    // The suites of the chosen project, "/" separated below its "Project Test Cases".
+    std::vector<std::string> Suites() const;
+
+    // What the user chose.
+    std::string project;
+    std::optional<ReportKind> kind;
+    std::string filter;        // empty: no filter
+    bool needsFilter = false;  // started from a report shortcut that works through a filter
+    std::vector<std::pair<std::string, bool>> suites;  // suite, with its sub-suites
+    std::array<bool, kListColumnCount> columns = {true, true, true, true, true, true, true, true,
+                                                  true, true, true, true, true, true, true, true};
+    std::string name;
+
+    // What the last page shows: the hint, the patience text while generating, the outcome.
+    const std::string& PageText() const { return m_pageText; }
+    // The written report after a successful generation.
+    const std::optional<std::filesystem::path>& Report() const { return m_report; }
+
+private:
+    WizardPage Step(int direction) const;
+    bool CheckPage();
+    bool CheckName();
+    void Generate();
+    std::filesystem::path ProjectFolder() const;
+
+    std::filesystem::path m_databaseDir;
+    ReportContext m_context;
+    WizardPage m_page = WizardPage::Intro;
+    std::string m_pageText;
+    std::optional<std::filesystem::path> m_report;
+};
+
+}  // namespace vantorel

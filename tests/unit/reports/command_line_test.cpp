@@ -1,0 +1,159 @@
+#include "reports/command_line.h"
+
+#include <fstream>
+
+#include "platform/recording_port.h"
+#include "reports/status_report.h"
+#include "storage/vantorel_database.h"
+#include "support/project_fixture.h"
+
+namespace vantorel::testing {
+namespace {
+
+class CommandLineTest : public ::testing::Test {
+protected:
+    CommandLine Parse(std::vector<std::string> arguments) {
+        return ParseCommandLine(arguments, port);
+    }
+    RecordingPort port;
+    TempDir dir;
+};
+
+TEST_F(CommandLineTest, SwitchesAreOneLetterInEitherCase) {
+    const CommandLine line = Parse({"/R", "status", "/Database", "/srv/db", "/project", "Alpha",
+                                    "/f", "Failed", "/N", "Weekly", "/DEBUG"});
+    EXPECT_TRUE(port.notices.empty());
+    EXPECT_TRUE(line.reportMode);
+    EXPECT_FALSE(line.refused);
+    EXPECT_TRUE(line.debug);
+    EXPECT_EQ(line.reportKeyword, "status");
+    EXPECT_EQ(line.database, "/srv/db");  // a value may look like a path
+    EXPECT_EQ(line.project, "Alpha");
+    EXPECT_EQ(line.filter, "Failed");
+    EXPECT_EQ(line.reportName, "Weekly");
+
+    const CommandLine gnu = Parse({"--report=list", "--database", "db", "--project=Alpha",
+                                   "--columns", "101", "/home/me/db/VantorelDatabase.vdb"});
+    EXPECT_TRUE(gnu.reportMode);
+    EXPECT_EQ(gnu.reportKeyword, "list");
+    EXPECT_EQ(gnu.databaseMarker, "/home/me/db/VantorelDatabase.vdb");
+    EXPECT_TRUE(gnu.columnsChosen);
+    EXPECT_EQ(gnu.columns[0], true);
+    EXPECT_EQ(gnu.columns[1], false);
+    EXPECT_EQ(gnu.columns[2], true);
+    EXPECT_EQ(gnu.columns[15], true);  // beyond the string: kept
+    EXPECT_TRUE(Parse({"/helpme"}).help == false);
+    EXPECT_TRUE(Parse({"/r", "status", "/HELP", "/nonsense"}).help);
+}
+
+TEST_F(CommandLineTest, EachModeNeedsExactlyItsSwitches) {
+    EXPECT_TRUE(Parse({"/w", "/d", "db", "/p", "A", "/c", "style", "/e", "out"}).webMode);
+    EXPECT_TRUE(port.notices.empty());
+
+    const CommandLine withTemplate = Parse({"/r", "status", "/d", "db", "/p", "A", "/c", "x"});
+    EXPECT_FALSE(withTemplate.reportMode);
+    EXPECT_TRUE(withTemplate.refused);
+    EXPECT_EQ(port.notices.back(),
+              (Notice{"Command line missing some required parameters (/p or /d) for report "
+                      "generation\n",
+                      "Vantorel Command Line Error", Icon::Warning}));
+    Parse({"/w", "/d", "db", "/p", "A"});
+    EXPECT_EQ(port.notices.back().text,
+              "Command line missing some required parameters (/p,/d,/c or /e) for web export\n");
+}
+
+TEST_F(CommandLineTest, MissingValuesAreNamed) {
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {"/d", "No database provided after /d parameter.\n"},
+        {"/p", "No project provided after /p parameter.\n"},
+        {"/r", "No report type after /r parameter.\n"},
+        {"/s", "No file after /s parameter.\n"},
+        {"/o", "No columns string after /o parameter.\n"},
+        {"/n", "No name provided after /n parameter.\n"},
+        {"/c", "No template directory after /c parameter.\n"},
+        {"/e", "No export directory after /e parameter.\n"},
+    };
+    for (const auto& [flag, message] : cases) {
+        const CommandLine line = Parse({"/r", "status", flag});
+        EXPECT_FALSE(line.reportMode) << flag;
+        EXPECT_EQ(port.notices.back().text, message);
+    }
+    const std::size_t told = port.notices.size();
+    EXPECT_FALSE(Parse({"/d", "db", "/p", "A", "/r", "status", "/f"}).refused);
+    EXPECT_EQ(port.notices.size(), told);  // a filter switch without a value is ignored
+
+    Parse({"/s", (dir.path() / "missing.txt").string()});
+    EXPECT_EQ(port.notices.back().text, "Cannot open file after /s parameter.\n");
+    Parse({std::string(257, 'x')});
+    EXPECT_EQ(port.notices.back().caption, "Database path is too long");
+    Parse({"--colour"});
+    EXPECT_EQ(port.notices.back().text, "Unknown option --colour.\n");
+}
+
+TEST_F(CommandLineTest, SuiteFileListsOneSuiteALine) {
+    const auto list = dir.path() / "suites.txt";
+    std::ofstream(list, std::ios::binary) << "Login\r\nCheckout/Cards\n\n"
+                                          << std::string(1100, 's');
+    const CommandLine line = Parse({"/s", list.string()});
+    ASSERT_EQ(line.suites.size(), 3u);
+    EXPECT_EQ(line.suites[0], "Login");
+    EXPECT_EQ(line.suites[1], "Checkout/Cards");
+    EXPECT_EQ(line.suites[2].size(), 1023u);
+}
+
+class CommandLineRunTest : public ProjectTest {
+protected:
+    CommandLineRunTest() {
+        std::ofstream(db / "VantorelDatabase.vdb", std::ios::binary)
+            << EncodeVersionRecord({"V3.2", 1000});
+        AddCase("Login/A.vtl", {{"<test_duration>", "01:00"}, {"<test_status>", "Pass"}});
+        AddCase("Cart/B.vtl", {{"<test_duration>", "01:00"}, {"<test_status>", "Fail"}});
+    }
+    int Run(std::vector<std::string> arguments) {
+        const CommandLine line = ParseCommandLine(arguments, port);
+        return RunCommandLineReport(line, port, 1);
+    }
+};
+
+TEST_F(CommandLineRunTest, MakesTheReportOfTheNamedProject) {
+    EXPECT_EQ(Run({"/r", "status", "/d", db.string(), "/p", "alpha", "/n", "Nightly"}), 0);
+    const auto data = ReadStatusReport(project / "Project Reports/Status Reports/Nightly.vtl");
+    ASSERT_TRUE(data);
+    EXPECT_EQ(data->totalTests, 2);
+
+    const auto suites = dir.path() / "suites.txt";
+    std::ofstream(suites) << "Cart\n";
+    EXPECT_EQ(Run({"/r", "status", "/d", db.string(), "/p", "Alpha", "/s", suites.string(), "/n",
+                   "Cart only"}),
+              0);
+    EXPECT_EQ(
+        ReadStatusReport(project / "Project Reports/Status Reports/Cart only.vtl")->totalTests, 1);
+}
+
+TEST_F(CommandLineRunTest, SaysWhyNoReportWasMade) {
+    const std::vector<std::pair<std::vector<std::string>, std::string>> cases{
+        {{"/r", "status", "/d", (db / "nowhere").string(), "/p", "Alpha"},
+         "Report was not created - database could not be opened"},
+        {{"/r", "status", "/d", db.string(), "/p", "Beta"},
+         "Report was not created - project \"Beta\" was not found in the database"},
+        {{"/r", "status", "/d", db.string(), "/p", "Alpha", "/n", std::string(65, 'n')},
+         "Report was not created - report name is greater than 64 characters"},
+        {{"/r", "weekly", "/d", db.string(), "/p", "Alpha"}, "Report was not created"},
+        {{"/r", "status", "/d", db.string(), "/p", "Alpha", "/f", "Nope"},
+         "Report was not created - filter \"Nope\" could not be read"},
+    };
+    for (const auto& [arguments, message] : cases) {
+        EXPECT_EQ(Run(arguments), 1) << message;
+        EXPECT_EQ(port.notices.back().text, message);
+    }
+    EXPECT_EQ(Run({"/r", "status", "/d", db.string(), "/p", "Alpha", "/n", std::string(64, 'n')}),
+              0);
+
+    std::ofstream(db / "VantorelDatabase.vdb", std::ios::binary)
+        << EncodeVersionRecord({"V2.0", 900});
+    EXPECT_EQ(Run({"/r", "status", "/d", db.string(), "/p", "Alpha"}), 1);
+    EXPECT_EQ(port.notices.back().text, "Report was not created - Vantorel version out of date");
+}
+
+}  // namespace
+}  // namespace vantorel::testing

@@ -1,0 +1,70 @@
+#include "reports/list_reports.h"
+
+#include <algorithm>
+
+#include "documents/history.h"
+#include "reports/status_report.h"
+#include "storage/tagged_document.h"
+#include "support/project_fixture.h"
+
+namespace vantorel::testing {
+namespace {
+
+class ListReportsTest : public ProjectTest {};
+
+TEST_F(ListReportsTest, ListShowsTheChosenColumnsInWalkOrder) {
+    AddCase("Login/A.vtl", {{"<id>", "A"}, {"<test_status>", "Pass"}, {"<test_title>", "R&amp;D"}});
+    AddCase("Login/Deep/B.vtl", {{"<id>", "B"}, {"<test_status>", "Fail"}});
+    ReportRequest request = WholeProject();
+    request.listColumns.fill(true);
+    request.listColumns[1] = false;  // no suite column
+    request.threads = 3;
+    const auto file = Make(ReportKind::List, request);
+    ASSERT_TRUE(file);
+    EXPECT_EQ(file->filename(), "List report - 2026-11-21-1.vtl");
+
+    const auto data = ReadListReport(*file);
+    ASSERT_TRUE(data);
+    EXPECT_EQ(data->header.reportType, "List");
+    EXPECT_EQ(data->columns, "1011111111111111");
+    ASSERT_EQ(data->headings.size(), 15u);
+    EXPECT_EQ(data->headings[0], "ID");
+    EXPECT_EQ(data->headings[1], "Title");
+    ASSERT_EQ(data->rows.size(), 2u);
+    std::vector<std::string> paths{data->rows[0].path, data->rows[1].path};
+    std::sort(paths.begin(), paths.end());
+    EXPECT_EQ(paths[0], "Project Test Cases/Login/A.vtl");
+    for (const ReportedTestCase& row : data->rows) {
+        ASSERT_EQ(row.values.size(), 15u);
+        if (row.values[0] == "A") {
+            EXPECT_EQ(row.values[1], "R&amp;D");  // cells keep the stored form
+            EXPECT_EQ(row.values[2], "Pass");
+        }
+    }
+}
+
+TEST_F(ListReportsTest, DetailsHoldEveryFieldAndTheHistory) {
+    AddCase("Login/A.vtl", {{"<id>", "A"}, {"<test_status>", "Pass"}},
+            Block("01-10-2026", false, "Not yet attempted", "Not yet attempted") +
+                Block("02-10-2026", true, "Not yet attempted", "Pass"));
+    const auto file = Make(ReportKind::Details, WholeProject());
+    ASSERT_TRUE(file);
+    EXPECT_EQ(ReadReportKind(*file), ReportKind::Details);
+
+    const auto data = ReadDetailsReport(*file);
+    ASSERT_TRUE(data);
+    ASSERT_EQ(data->testCases.size(), 1u);
+    EXPECT_EQ(data->testCases[0].first, "Project Test Cases/Login/A.vtl");
+    XMLParse testCase;
+    testCase.LoadText(data->testCases[0].second);
+    std::string status;
+    EXPECT_EQ(testCase.GetTag("<test_status>", status), 0);
+    EXPECT_EQ(status, "Pass");
+    const auto history = LoadHistoryBlocks(testCase);
+    ASSERT_EQ(history.size(), 2u);
+    EXPECT_EQ(history[1].newStatus, "Pass");
+    EXPECT_EQ(ReadStatusReport(*file), std::nullopt);
+}
+
+}  // namespace
+}  // namespace vantorel::testing

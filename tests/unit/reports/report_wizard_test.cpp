@@ -1,0 +1,81 @@
+#include "reports/report_wizard.h"
+
+#include "support/project_fixture.h"
+
+namespace vantorel::testing {
+namespace {
+
+class ReportWizardTest : public ProjectTest {
+protected:
+    ReportWizard wizard{db, Reporting()};
+
+    std::string LastCaption() const {
+        return port.notices.empty() ? std::string() : port.notices.back().caption;
+    }
+};
+
+TEST_F(ReportWizardTest, ChecksEachPageBeforeMovingOn) {
+    ASSERT_TRUE(wizard.Next());  // the introduction
+    EXPECT_EQ(ReportWizard::Title(wizard.Page()), "Select a Project");
+    EXPECT_EQ(wizard.Projects(), std::vector<std::string>{"Alpha"});
+    wizard.project = "Alpha";
+    EXPECT_FALSE(wizard.Next());
+    EXPECT_EQ(LastCaption(), "Empty Project");
+
+    AddCase("Login/Deep/A.vtl", {{"<test_status>", "Pass"}});
+    ASSERT_TRUE(wizard.Next());
+    EXPECT_FALSE(wizard.Next());
+    EXPECT_EQ(LastCaption(), "No report selection");
+    wizard.kind = ReportKind::List;
+    ASSERT_TRUE(wizard.Next());
+
+    wizard.needsFilter = true;
+    EXPECT_FALSE(wizard.Next());
+    EXPECT_EQ(LastCaption(), "No Filter");
+    wizard.needsFilter = false;
+    ASSERT_TRUE(wizard.Next());
+
+    EXPECT_EQ(wizard.Suites(), (std::vector<std::string>{"Login", "Login/Deep"}));
+    EXPECT_FALSE(wizard.Next());
+    EXPECT_EQ(LastCaption(), "No Suites Selected");
+    wizard.suites = {{"Login", true}};
+    ASSERT_TRUE(wizard.Next());
+    EXPECT_EQ(wizard.Page(), WizardPage::Columns);  // the list report chooses its columns
+    ASSERT_TRUE(wizard.Next());
+    EXPECT_EQ(wizard.PageText(), "Click the \"Next\" button to generate report");
+
+    wizard.name = std::string(65, 'n');
+    EXPECT_FALSE(wizard.Next());
+    EXPECT_EQ(port.notices.back(), (Notice{"Please limit name of report to 64 characters.",
+                                           "Report name too long", Icon::Warning}));
+    wizard.name = "a<b";
+    EXPECT_FALSE(wizard.Next());
+    EXPECT_EQ(port.notices.back().text,
+              "Error: Report name contains invalid characters.\nThe following characters are not "
+              "allowed \\ / : * ? \" < > |\n");
+
+    wizard.name = std::string(64, 'n');
+    ASSERT_TRUE(wizard.Next());
+    EXPECT_EQ(wizard.PageText(),
+              "Success! Report has been created. Click the \"Finish\" button to view report");
+    EXPECT_EQ(wizard.Report()->filename(), std::string(64, 'n') + ".vtl");
+}
+
+TEST_F(ReportWizardTest, TellsWhenGenerationFails) {
+    AddCase("Login/A.vtl", {{"<test_status>", "Pass"}});
+    std::filesystem::remove_all(project / "Project Reports" / "Status Reports");
+    wizard.project = "Alpha";
+    wizard.kind = ReportKind::Status;
+    wizard.suites = {{"Login", false}};
+    for (int page = 0; page < 5; ++page)
+        ASSERT_TRUE(wizard.Next());
+    EXPECT_EQ(wizard.Page(), WizardPage::Generate);
+    EXPECT_FALSE(wizard.Next());
+    EXPECT_EQ(wizard.PageText(), "Error! Report has not been created.");
+    EXPECT_EQ(LastCaption(), "Invalid Directory Name");
+    wizard.Back();  // the status report has no columns page
+    EXPECT_EQ(wizard.Page(), WizardPage::Suites);
+}
+
+}  // namespace
+}  // namespace vantorel::testing
