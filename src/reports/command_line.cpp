@@ -109,19 +109,30 @@ std::optional<std::vector<std::string>> WithSlashSwitches(const std::vector<std:
     return rewritten;
 }
 
+// A suite list is a short text; reading stops after this much, so a device or a huge file given
+// by mistake can't hold the run.
+constexpr std::size_t kSuiteListMax = 16 * 1024 * 1024;
+
 bool ReadSuiteList(const std::string& file, std::vector<std::string>& suites) {
     std::ifstream list(file, std::ios::binary);
     if (!list)
         return false;
     std::string line;
-    while (std::getline(list, line)) {
+    std::size_t read = 0;
+    for (char c; read < kSuiteListMax && list.get(c); ++read) {
+        if (c != '\n') {
+            if (line.size() < kSuiteLineMax)
+                line += c;
+            continue;
+        }
         if (!line.empty() && line.back() == '\r')
             line.pop_back();
-        if (line.size() > kSuiteLineMax)
-            line.resize(kSuiteLineMax);
         if (!line.empty())
             suites.push_back(line);
+        line.clear();
     }
+    if (!line.empty())
+        suites.push_back(line);
     return true;
 }
 
