@@ -1,0 +1,301 @@
+#include "workspace/config.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+
+#include "storage/tagged_document.h"
+#include "storage/text_conversions.h"
+
+namespace vantorel {
+namespace {
+
+constexpr std::array<ListPaneTags, kListPaneCount> kPanes{{
+    {"<ProjectRootColOrder>", "<ProjectRootOrder>", "<ProjectRootWidths>", "<ProjectRootWidth>",
+     12},
+    {"<ProjectReportsColOrder>", "<ProjectReportsOrder>", "<ProjectReportsWidths>",
+     "<ProjectReportsWidth>", 12},
+    {"<TestListReportsColOrder>", "<TestListReportsOrder>", "<TestListReportsWidths>",
+     "<TestListReportsWidth>", 20},
+    {"<PrjTestCasesRootColOrder>", "<PrjTestCasesRootOrder>", "<PrjTestCasesRootWidths>",
+     "<PrjTestCasesRootWidth>", 12},
+    {"<PrjTestCasesListColOrder>", "<PrjTestCasesListOrder>", "<PrjTestCasesListWidths>",
+     "<PrjTestCasesListWidth>", 20},
+    {"<TestCasesRootColOrder>", "<TestCasesRootOrder>", "<TestCasesRootWidths>",
+     "<TestCasesRootWidth>", 12},
+    {"<TestCasesListColOrder>", "<TestCasesListOrder>", "<TestCasesListWidths>",
+     "<TestCasesListWidth>", 20},
+    {"<TestConfigsColOrder>", "<TestConfigsOrder>", "<TestConfigsWidths>", "<TestConfigsWidth>",
+     12},
+    {"<ResourcesColOrder>", "<ResourcesOrder>", "<ResourcesWidths>", "<ResourcesWidth>", 12},
+    {"<TestersColOrder>", "<TestersOrder>", "<TestersWidths>", "<TestersWidth>", 12},
+    {"<FiltersColOrder>", "<FiltersOrder>", "<FiltersWidths>", "<FiltersWidth>", 12},
+}};
+
+// Identifier, title and the first descriptive columns get 100 pixels; counts, dates and the
+// like further right get 85.
+constexpr std::size_t kWideColumns = 4;
+constexpr int kWideColumn = 100, kNarrowColumn = 85;
+
+constexpr std::string_view kRoot = "<vantorel_config>";
+constexpr std::string_view kOldRecordMagic = "VantorelConfig";
+
+std::string Closing(std::string_view tag) {
+    return "</" + std::string(tag.substr(1));
+}
+
+std::string Escaped(std::string text) {
+    Escape(text);
+    return text;
+}
+
+// A decimal number, 0 for anything else.
+int Number(const std::string& text) {
+    return static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
+}
+
+// Cuts a UTF-8 text at width characters.
+std::string CutAt(const std::string& text, std::size_t width) {
+    std::u16string wide = Utf8ToUtf16(text);
+    if (wide.size() <= width)
+        return text;
+    wide.resize(width);
+    return Utf16ToUtf8(wide);
+}
+
+// The writer's text, one element a line, lists on one line.
+class ConfigText {
+public:
+    void Element(std::string_view tag, const std::string& value) {
+        m_text += std::string(tag) + value + Closing(tag) + "\r\n";
+    }
+    void Text(std::string_view tag, const std::string& value) { Element(tag, Escaped(value)); }
+    void Flag(std::string_view tag, bool value) { Element(tag, value ? "1" : "0"); }
+    void Number(std::string_view tag, int value) { Element(tag, std::to_string(value)); }
+    template <typename Values, typename Format>
+    void List(std::string_view list, std::string_view element, const Values& values,
+              Format format) {
+        m_text += list;
+        for (const auto& value : values)
+            m_text += std::string(element) + format(value) + Closing(element);
+        m_text += Closing(list) + "\r\n";
+    }
+    std::string m_text = "<?xml version=\"1.0\" encoding=\"UTF-16\"?>\r\n";
+};
+
+// Reads the loaded configuration, one setting at a time, each from the first occurrence of
+// its tag; a missing element leaves its setting as it is.
+class ConfigReader {
+public:
+    explicit ConfigReader(const XMLParse& document) : m_document(document) {}
+
+    bool Present(std::string_view tag, std::string& raw) const {
+        raw.clear();
+        m_document.GetTagWide(tag, raw);
+        return !raw.empty();
+    }
+    void Text(std::string_view tag, std::string& setting, std::size_t width) const {
+        std::string raw;
+        if (Present(tag, raw)) {
+            Unescape(raw);
+            setting = CutAt(raw, width);
+        }
+    }
+    void Flag(std::string_view tag, bool& setting) const {
+        std::string raw;
+        if (Present(tag, raw))
+            setting = vantorel::Number(raw) != 0;
+    }
+    void Number(std::string_view tag, int& setting) const {
+        std::string raw;
+        if (Present(tag, raw))
+            setting = vantorel::Number(raw);
+    }
+    // The n-th element of the list fills entry n; surplus elements are ignored.
+    std::vector<std::string> List(std::string_view list, std::string_view element,
+                                  std::size_t entries) const {
+        std::string raw;
+        std::vector<std::string> values;
+        if (!Present(list, raw))
+            return values;
+        XMLParse items;
+        items.LoadText(raw);
+        try {
+            for (auto match = items.FindNextTag(element, 0); match && values.size() < entries;
+                 match = items.FindNextTag(element, match->end))
+                values.push_back(std::move(match->value));
+        } catch (const TagError&) {
+        }
+        return values;
+    }
+
+private:
+    const XMLParse& m_document;
+};
+
+// Whether the file begins with the magic word of the older record form, in single or
+// two-byte characters.
+bool BeginsWithOldRecord(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    std::string start(kOldRecordMagic.size() * 2, '\0');
+    in.read(start.data(), static_cast<std::streamsize>(start.size()));
+    start.resize(static_cast<std::size_t>(in.gcount()));
+    std::string wide;
+    for (char c : kOldRecordMagic) {
+        wide += c;
+        wide += '\0';
+    }
+    return start.starts_with(kOldRecordMagic) || start == wide;
+}
+
+}  // namespace
+
+const std::array<ListPaneTags, kListPaneCount>& ListPanes() {
+    return kPanes;
+}
+
+ConfigSettings DefaultSettings(const std::filesystem::path& dataFolder) {
+    ConfigSettings settings;
+    settings.lastDbPath = (dataFolder / "SampleDB").string();
+    for (std::size_t pane = 0; pane < kListPaneCount; ++pane) {
+        ColumnLayout& layout = settings.columns[pane];
+        for (std::size_t column = 0; column < kPanes[pane].columns; ++column) {
+            layout.order.push_back(static_cast<int>(column));
+            layout.widths.push_back(column < kWideColumns ? kWideColumn : kNarrowColumn);
+        }
+    }
+    return settings;
+}
+
+Config::Config(const std::filesystem::path& configFolder, const std::filesystem::path& dataFolder,
+               UserPort& port)
+    : m_dataFolder(dataFolder), m_port(port), m_settings(DefaultSettings(dataFolder)) {
+    std::error_code error;
+    std::filesystem::create_directories(configFolder, error);
+    m_file = configFolder / std::string(kConfigFileName);
+    if (std::filesystem::exists(m_file, error))
+        Read();
+    else
+        Write();
+}
+
+bool Config::Read() {
+    XMLParse document;
+    if (document.OpenWide(m_file) != 0 || document.LoadWide() != 0) {
+        Reset();
+        return false;
+    }
+    std::string root;
+    document.GetTagWide(kRoot, root, 8);
+    if (root.empty()) {
+        // Older programs kept a fixed-size record that begins with a magic word; its layouts
+        // are not known to us, so such a file is treated as unreadable.
+        const bool oldRecord = BeginsWithOldRecord(m_file);
+        Reset();
+        m_port.tell(
+            {std::string(oldRecord ? "Error: Unable to read config file, may be an old "
+                                     "version - Config has been reset"
+                                   : "Error: Corrupt configuration file - Invalid content") +
+                 "\n" + m_file.string(),
+             "Error", Icon::Warning});
+        return false;
+    }
+
+    const ConfigReader read(document);
+    ConfigSettings& s = m_settings;
+    read.Text("<LastDBPath>", s.lastDbPath, kConfigPathWidth);
+    read.Text("<LastDBFileName>", s.lastDbFileName, kConfigFileNameWidth);
+    read.Text("<TemplatePath>", s.templatePath, kConfigPathWidth);
+    const auto recent = read.List("<RecentDatabases>", "<RecentDB>", kRecentDatabases);
+    for (std::size_t i = 0; i < kRecentDatabases; ++i) {
+        std::string path = i < recent.size() ? recent[i] : std::string();
+        Unescape(path);
+        s.recentDatabases[i] = CutAt(path, kConfigPathWidth);
+    }
+    read.Flag("<IncrementalDup>", s.incrementalDup);
+    read.Flag("<IncrementalNew>", s.incrementalNew);
+    read.Flag("<ChangeIconsInTreeview>", s.changeIconsInTreeview);
+    for (std::size_t pane = 0; pane < kListPaneCount; ++pane) {
+        const ListPaneTags& tags = kPanes[pane];
+        const auto order = read.List(tags.orderList, tags.orderElement, tags.columns);
+        for (std::size_t i = 0; i < order.size(); ++i)
+            s.columns[pane].order[i] = Number(order[i]);
+        const auto widths = read.List(tags.widthList, tags.widthElement, tags.columns);
+        for (std::size_t i = 0; i < widths.size(); ++i)
+            s.columns[pane].widths[i] = Number(widths[i]);
+    }
+    read.Flag("<ShowExtraTSInfo>", s.showExtraTsInfo);
+    read.Flag("<UseSpellChecker>", s.useSpellChecker);
+    read.Flag("<AutoSpellOnLoad>", s.autoSpellOnLoad);
+    read.Flag("<PrintFooter>", s.printFooter);
+    read.Flag("<ShowStartupDialog>", s.showStartupDialog);
+    read.Flag("<AutoAddUser>", s.autoAddUser);
+    read.Text("<ViewReqPath>", s.viewReqPath, kConfigPathWidth);
+    read.Text("<ViewBugPath>", s.viewBugPath, kConfigPathWidth);
+    read.Text("<AddBugPath>", s.addBugPath, kConfigPathWidth);
+    read.Number("<XPos>", s.xPos);
+    read.Number("<YPos>", s.yPos);
+    read.Number("<Width>", s.width);
+    read.Number("<Height>", s.height);
+    return true;
+}
+
+bool Config::Write() {
+    const ConfigSettings& s = m_settings;
+    ConfigText text;
+    text.m_text += std::string(kRoot) + "\r\n";
+    text.Text("<LastDBPath>", s.lastDbPath);
+    text.Text("<LastDBFileName>", s.lastDbFileName);
+    text.Text("<TemplatePath>", s.templatePath);
+    std::vector<std::string> recent;
+    for (const std::string& path : s.recentDatabases)
+        if (!path.empty())
+            recent.push_back(path);
+    text.List("<RecentDatabases>", "<RecentDB>", recent, Escaped);
+    text.Flag("<IncrementalDup>", s.incrementalDup);
+    text.Flag("<IncrementalNew>", s.incrementalNew);
+    text.Flag("<ChangeIconsInTreeview>", s.changeIconsInTreeview);
+    auto decimal = [](int value) { return std::to_string(value); };
+    for (std::size_t pane = 0; pane < kListPaneCount; ++pane)
+        text.List(kPanes[pane].orderList, kPanes[pane].orderElement, s.columns[pane].order,
+                  decimal);
+    for (std::size_t pane = 0; pane < kListPaneCount; ++pane)
+        text.List(kPanes[pane].widthList, kPanes[pane].widthElement, s.columns[pane].widths,
+                  decimal);
+    text.Flag("<ShowExtraTSInfo>", s.showExtraTsInfo);
+    text.Flag("<UseSpellChecker>", s.useSpellChecker);
+    text.Flag("<AutoSpellOnLoad>", s.autoSpellOnLoad);
+    text.Flag("<PrintFooter>", s.printFooter);
+    text.Flag("<ShowStartupDialog>", s.showStartupDialog);
+    text.Flag("<AutoAddUser>", s.autoAddUser);
+    text.Text("<ViewReqPath>", s.viewReqPath);
+    text.Text("<ViewBugPath>", s.viewBugPath);
+    text.Text("<AddBugPath>", s.addBugPath);
+    text.Number("<XPos>", s.xPos);
+    text.Number("<YPos>", s.yPos);
+    text.Number("<Width>", s.width);
+    text.Number("<Height>", s.height);
+    text.m_text += Closing(kRoot) + "\r\n";
+
+    XMLParse document;
+    document.OpenWrite(m_file);
+    document.WriteWide(text.m_text, true);
+    if (!document.Commit().ok()) {
+        m_port.tell(
+            {"Error: Could not create new Vantorel configuration file", "Error", Icon::Warning});
+        return false;
+    }
+    return true;
+}
+
+void Config::AddRecentDatabase(const std::string& databaseFolder) {
+    auto& recent = m_settings.recentDatabases;
+    std::vector<std::string> kept{databaseFolder};
+    for (const std::string& path : recent)
+        if (!path.empty() && path != databaseFolder && kept.size() < kRecentDatabases)
+            kept.push_back(path);
+    kept.resize(kRecentDatabases);
+    std::copy(kept.begin(), kept.end(), recent.begin());
+}
+
+}  // namespace vantorel

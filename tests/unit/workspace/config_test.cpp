@@ -1,0 +1,147 @@
+#include "workspace/config.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "platform/recording_port.h"
+#include "storage/text_conversions.h"
+#include "support/temp_dir.h"
+
+namespace vantorel::testing {
+namespace {
+
+class ConfigTest : public ::testing::Test {
+protected:
+    std::string FileBytes() const {
+        std::ifstream in(folder / "Vantorel.cfg", std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    }
+    // The file as text: the byte-order mark dropped, UTF-16 little-endian turned into UTF-8.
+    std::string FileText() const {
+        const std::string bytes = FileBytes();
+        std::u16string wide;
+        for (std::size_t i = 2; i + 1 < bytes.size(); i += 2)
+            wide += static_cast<char16_t>(static_cast<unsigned char>(bytes[i]) |
+                                          static_cast<unsigned char>(bytes[i + 1]) << 8);
+        return Utf16ToUtf8(wide);
+    }
+    void WriteFile(const std::string& bytes) const {
+        std::filesystem::create_directories(folder);
+        std::ofstream(folder / "Vantorel.cfg", std::ios::binary | std::ios::trunc) << bytes;
+    }
+
+    TempDir dir;
+    const std::filesystem::path folder = dir.path() / "config";
+    const std::filesystem::path data = dir.path() / "data";
+    RecordingPort port;
+};
+
+TEST_F(ConfigTest, FirstStartWritesTheDefaultsPointingAtTheSampleDatabase) {
+    Config config(folder, data, port);
+    EXPECT_EQ(config.Settings(), DefaultSettings(data));
+    EXPECT_EQ(config.Settings().lastDbPath, (data / "SampleDB").string());
+    const std::string bytes = FileBytes();
+    ASSERT_GE(bytes.size(), 2u);
+    EXPECT_EQ(bytes.substr(0, 2), "\xFF\xFE");
+    const std::string text = FileText();
+    EXPECT_TRUE(
+        text.starts_with("<?xml version=\"1.0\" encoding=\"UTF-16\"?>\r\n<vantorel_config>\r\n"
+                         "<LastDBPath>"));
+    EXPECT_NE(text.find("\r\n<RecentDatabases></RecentDatabases>\r\n"), std::string::npos);
+    EXPECT_NE(text.find("<ProjectRootColOrder><ProjectRootOrder>0</ProjectRootOrder>"
+                        "<ProjectRootOrder>1</ProjectRootOrder>"),
+              std::string::npos);
+    // The order lists all come before the width lists.
+    EXPECT_LT(text.find("<FiltersColOrder>"), text.find("<ProjectRootWidths>"));
+    EXPECT_TRUE(text.ends_with("<Height>0</Height>\r\n</vantorel_config>\r\n"));
+    EXPECT_TRUE(port.notices.empty());
+}
+
+TEST_F(ConfigTest, EverySettingSurvivesAWriteAndARead) {
+    Config config(folder, data, port);
+    ConfigSettings& s = config.Settings();
+    s.lastDbPath = "/srv/Q&A <tests>/\"main\" db";
+    s.templatePath = "dark";
+    s.recentDatabases = {"/srv/a", "/srv/b & c", "", "", ""};
+    s.incrementalDup = true;
+    s.showStartupDialog = false;
+    s.addBugPath = "tracker --project '%VT_PROJECT%' --case \"%TESTCASE_PATH%\"";
+    s.xPos = -20;
+    s.width = 1280;
+    s.columns[LP_FILTERS].order[0] = 3;
+    s.columns[LP_FILTERS].order[3] = 0;
+    s.columns[LP_TEST_CASES_LIST].widths[19] = 240;
+    ASSERT_TRUE(config.Write());
+    const std::string written = FileBytes();
+
+    Config again(folder, data, port);
+    EXPECT_EQ(again.Settings(), s);
+    ASSERT_TRUE(again.Write());
+    EXPECT_EQ(FileBytes(), written);
+    // Only the recent entries there are get written.
+    EXPECT_NE(FileText().find("<RecentDatabases><RecentDB>/srv/a</RecentDB><RecentDB>/srv/b &amp; "
+                              "c</RecentDB></RecentDatabases>"),
+              std::string::npos);
+}
+
+TEST_F(ConfigTest, ReadsByFirstOccurrenceWithWidthsAndDefaults) {
+    Config first(folder, data, port);
+    std::string text = FileText();
+    // Surplus list elements are ignored, missing ones keep their defaults, a missing element
+    // keeps its setting, an over-long value is cut, a number that isn't one reads as 0.
+    auto replace = [&text](const std::string& from, const std::string& to) {
+        text.replace(text.find(from), from.size(), to);
+    };
+    std::string recent = "<RecentDatabases>";
+    for (int i = 0; i < 7; ++i)
+        recent += "<RecentDB>/db" + std::to_string(i) + "</RecentDB>";
+    replace("<RecentDatabases>", recent);
+    replace("<FiltersWidths>", "<FiltersWidths><FiltersWidth>7</FiltersWidth>");
+    replace("<TemplatePath>default</TemplatePath>\r\n", "");
+    replace("<LastDBFileName>VantorelDatabase.vdb", "<LastDBFileName>" + std::string(300, 'f'));
+    replace("<XPos>0</XPos>", "<XPos>left</XPos><XPos>9</XPos>");
+    std::u16string wide = u"\xFEFF" + Utf8ToUtf16(text);
+    WriteFile(std::string(reinterpret_cast<const char*>(wide.data()), wide.size() * 2));
+
+    Config config(folder, data, port);
+    const ConfigSettings& s = config.Settings();
+    EXPECT_EQ(s.recentDatabases[4], "/db4");
+    EXPECT_EQ(s.columns[LP_FILTERS].widths.size(), 12u);
+    EXPECT_EQ(s.columns[LP_FILTERS].widths[0], 7);
+    EXPECT_EQ(s.columns[LP_FILTERS].widths[1], DefaultSettings(data).columns[LP_FILTERS].widths[1]);
+    EXPECT_EQ(s.templatePath, "default");
+    EXPECT_EQ(s.lastDbFileName.size(), 256u);
+    EXPECT_EQ(s.xPos, 0);
+    EXPECT_TRUE(port.notices.empty());
+}
+
+TEST_F(ConfigTest, UnreadableFilesAreResetWithTheirMessage) {
+    WriteFile("VantorelConfig\0\0\0\0 old record");
+    Config old(folder, data, port);
+    EXPECT_EQ(old.Settings(), DefaultSettings(data));
+    ASSERT_EQ(port.notices.size(), 1u);
+    EXPECT_EQ(port.notices[0],
+              (Notice{"Error: Unable to read config file, may be an old version - Config has been "
+                      "reset\n" +
+                          (folder / "Vantorel.cfg").string(),
+                      "Error", Icon::Warning}));
+
+    WriteFile(std::string("\xFF\xFE<\0h\0t\0m\0l\0>\0", 14));
+    Config corrupt(folder, data, port);
+    EXPECT_EQ(port.notices.back().text, "Error: Corrupt configuration file - Invalid content\n" +
+                                            (folder / "Vantorel.cfg").string());
+    EXPECT_EQ(corrupt.Settings(), DefaultSettings(data));
+}
+
+TEST_F(ConfigTest, RecentListKeepsFiveDistinctDatabasesNewestFirst) {
+    Config config(folder, data, port);
+    for (const char* db : {"/a", "/b", "/c", "/d", "/e", "/f", "/c"})
+        config.AddRecentDatabase(db);
+    EXPECT_EQ(config.Settings().recentDatabases,
+              (std::array<std::string, kRecentDatabases>{"/c", "/f", "/e", "/d", "/b"}));
+}
+
+}  // namespace
+}  // namespace vantorel::testing
