@@ -25,12 +25,6 @@ std::string Cut(std::string value, std::size_t width) {
     return value;
 }
 
-std::string Escaped(std::string_view value) {
-    std::string text(value);
-    Escape(text);
-    return text;
-}
-
 // Every occurrence of a repeated element, in document order; a malformed one ends the list.
 std::vector<TagMatch> AllOf(const XMLParse& doc, std::string_view tag) {
     std::vector<TagMatch> found;

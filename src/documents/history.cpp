@@ -24,23 +24,15 @@ std::vector<Child> Children(const HistoryBlock& block) {
                   block.when.time.second);
     std::snprintf(date, sizeof date, "%02d-%02d-%04d", block.when.date.day, block.when.date.month,
                   block.when.date.year);
-    auto escaped = [](std::string text) {
-        Escape(text);
-        return text;
-    };
     return {{"<time>", time},
             {"<date>", date},
             {"<type>", block.update ? "ET_UPDATE" : "ET_NEW"},
-            {"<old_status>", escaped(block.oldStatus)},
-            {"<new_status>", escaped(block.newStatus)},
+            {"<old_status>", Escaped(block.oldStatus)},
+            {"<new_status>", Escaped(block.newStatus)},
             {"<num_tries>", std::to_string(block.tries)},
-            {"<phase>", escaped(block.phase)},
-            {"<version>", escaped(block.version)},
-            {"<build>", escaped(block.build)}};
-}
-
-std::string Closing(std::string_view tag) {
-    return "</" + std::string(tag.substr(1));
+            {"<phase>", Escaped(block.phase)},
+            {"<version>", Escaped(block.version)},
+            {"<build>", Escaped(block.build)}};
 }
 
 // The child's text, or empty when it is missing or at least `refuseFrom` characters long.
@@ -130,7 +122,7 @@ std::vector<HistoryBlock> LoadHistoryBlocks(const XMLParse& doc, HistoryDetail d
 std::string CompactHistoryText(const HistoryBlock& block) {
     std::string text;
     for (const Child& child : Children(block))
-        text += std::string(child.tag) + child.value + Closing(child.tag);
+        text += std::string(child.tag) + child.value + ClosingTag(child.tag);
     if (text.size() > kCompactHistoryMax)
         text.resize(kCompactHistoryMax);
     return text;

@@ -42,11 +42,6 @@ constexpr std::array<FilterCondition, kFilterConditionCount> kConditions{{
 
 constexpr const char* kHeading = "Filter::Compare";
 
-std::string Escaped(std::string text) {
-    Escape(text);
-    return text;
-}
-
 // The field's text as a user typed it; an empty element is an empty value, a missing or broken
 // one can't be read.
 std::optional<std::string> FieldText(const XMLParse& document, const FieldDescriptor& field) {

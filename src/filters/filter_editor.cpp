@@ -12,17 +12,6 @@
 namespace vantorel {
 namespace {
 
-// The identifiers of the items in one of the database's folders, in name order.
-std::vector<std::string> ItemIds(const std::filesystem::path& folder) {
-    std::vector<std::string> ids;
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(folder, error))
-        if (entry.path().extension() == ".vtl")
-            ids.push_back(entry.path().stem().string());
-    std::sort(ids.begin(), ids.end());
-    return ids;
-}
-
 bool IsWholeNumber(const std::string& text) {
     return !text.empty() && text.size() <= 9 &&
            std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
@@ -52,9 +41,9 @@ std::vector<std::string> ConditionChoices(std::size_t condition,
         case 2:
             return tables.types;
         case 3:
-            return ItemIds(databaseDir / "Resources");
+            return ItemIdsIn(databaseDir / "Resources");
         case 4:
-            return ItemIds(databaseDir / "Test Configurations");
+            return ItemIdsIn(databaseDir / "Test Configurations");
         case 5:
         case 12:
         case 13:

@@ -34,8 +34,7 @@ struct CommandLine {
     std::string database;
     std::string filter;
     std::vector<std::string> suites;
-    std::array<bool, kListColumnCount> columns = {true, true, true, true, true, true, true, true,
-                                                  true, true, true, true, true, true, true, true};
+    ListColumnFlags columns = kAllListColumns;
     bool columnsChosen = false;
     std::string reportName;
     std::string templateName;

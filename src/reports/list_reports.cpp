@@ -32,11 +32,6 @@ std::string RelativePath(const std::filesystem::path& file, const std::filesyste
     return file.lexically_relative(project).generic_string();
 }
 
-std::string Escaped(std::string text) {
-    Escape(text);
-    return text;
-}
-
 // Keeps what a kind takes of each document, with the document's place in the walk, and puts
 // the threads' rows back into walk order.
 class RowTally : public DocumentTally {

@@ -53,16 +53,6 @@ bool EndsWith(std::string_view text, std::string_view end) {
     return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
 }
 
-std::string Unescaped(std::string text) {
-    Unescape(text);
-    return text;
-}
-
-std::string Escaped(std::string text) {
-    Escape(text);
-    return text;
-}
-
 }  // namespace
 
 const ReportKindInfo& KindInfo(ReportKind kind) {
@@ -519,17 +509,6 @@ ReportHeader ReadReportHeader(const XMLParse& document) {
     header.filterName = Unescaped(text("<filter_name>"));
     header.reportType = text("<report_type>");
     return header;
-}
-
-std::vector<std::string> ReadRepeated(const XMLParse& document, std::string_view tag) {
-    std::vector<std::string> values;
-    try {
-        for (auto match = document.FindNextTag(tag, 0); match;
-             match = document.FindNextTag(tag, match->end))
-            values.push_back(std::move(match->value));
-    } catch (const TagError&) {
-    }
-    return values;
 }
 
 void ReadSeriesCaptions(const XMLParse& document, std::vector<std::string>& statuses,

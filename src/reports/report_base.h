@@ -47,6 +47,13 @@ std::optional<ReportKind> ReportKindFromKeyword(std::string_view keyword);
 
 inline constexpr std::size_t kReportNameMax = 64;
 inline constexpr std::size_t kListColumnCount = 16;
+// Which of the list report's columns are shown, in "/o" order.
+using ListColumnFlags = std::array<bool, kListColumnCount>;
+inline constexpr ListColumnFlags kAllListColumns = [] {
+    ListColumnFlags all{};
+    all.fill(true);
+    return all;
+}();
 
 // A suite chosen for a report and whether its sub-suites count too.
 struct SuiteChoice {
@@ -60,9 +67,7 @@ struct ReportRequest {
     std::optional<Filter> filter;
     bool wholeProject = true;  // otherwise only the chosen suites
     std::vector<SuiteChoice> suites;
-    std::array<bool, kListColumnCount> listColumns = {true, true, true, true, true, true,
-                                                      true, true, true, true, true, true,
-                                                      true, true, true, true};
+    ListColumnFlags listColumns = kAllListColumns;
     // A command-line run: messages become the error log's lines and a named report replaces
     // an existing one without asking.
     bool commandLine = false;
@@ -155,8 +160,6 @@ struct ReportHeader {
     std::string reportType;
 };
 ReportHeader ReadReportHeader(const XMLParse& document);
-// The raw values of every occurrence of tag, in document order; a cut-short element ends them.
-std::vector<std::string> ReadRepeated(const XMLParse& document, std::string_view tag);
 // The caption (<report_string>) and colour (<report_colours>) of each status's series.
 void ReadSeriesCaptions(const XMLParse& document, std::vector<std::string>& statuses,
                         std::vector<ReportColour>& colours);

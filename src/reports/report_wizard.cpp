@@ -12,14 +12,14 @@ namespace {
 
 constexpr std::string_view kGenerateHint = "Click the \"Next\" button to generate report";
 
-std::vector<std::string> Names(const std::filesystem::path& folder, bool folders) {
+// The folders directly in folder, in name order.
+std::vector<std::string> FolderNames(const std::filesystem::path& folder) {
     std::vector<std::string> names;
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
         std::error_code typeError;
-        if (folders ? entry.is_directory(typeError) : entry.path().extension() == ".vtl")
-            names.push_back(folders ? entry.path().filename().string()
-                                    : entry.path().stem().string());
+        if (entry.is_directory(typeError))
+            names.push_back(entry.path().filename().string());
     }
     std::sort(names.begin(), names.end());
     return names;
@@ -67,11 +67,11 @@ std::filesystem::path ReportWizard::ProjectFolder() const {
 }
 
 std::vector<std::string> ReportWizard::Projects() const {
-    return Names(m_databaseDir / "Projects", true);
+    return FolderNames(m_databaseDir / "Projects");
 }
 
 std::vector<std::string> ReportWizard::Filters() const {
-    return Names(m_databaseDir / std::string(kFiltersFolder), false);
+    return ItemIdsIn(m_databaseDir / std::string(kFiltersFolder));
 }
 
 std::vector<std::string> ReportWizard::Suites() const {

@@ -40,8 +40,7 @@ public:
     std::string filter;        // empty: no filter
     bool needsFilter = false;  // started from a report shortcut that works through a filter
     std::vector<std::pair<std::string, bool>> suites;  // suite, with its sub-suites
-    std::array<bool, kListColumnCount> columns = {true, true, true, true, true, true, true, true,
-                                                  true, true, true, true, true, true, true, true};
+    ListColumnFlags columns = kAllListColumns;
     std::string name;
 
     // What the last page shows: the hint, the patience text while generating, the outcome.

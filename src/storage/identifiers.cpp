@@ -1,5 +1,7 @@
 #include "storage/identifiers.h"
 
+#include <algorithm>
+
 #include <fcntl.h>
 #include <strings.h>
 #include <unistd.h>
@@ -55,6 +57,16 @@ std::size_t ItemPathLength(const std::filesystem::path& folder, std::string_view
 bool ItemPathFits(const std::filesystem::path& folder, std::string_view id,
                   std::string_view extension) {
     return ItemPathLength(folder, id, extension) <= kPathMax;
+}
+
+std::vector<std::string> ItemIdsIn(const std::filesystem::path& folder) {
+    std::vector<std::string> ids;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error))
+        if (entry.path().extension() == ".vtl")
+            ids.push_back(entry.path().stem().string());
+    std::sort(ids.begin(), ids.end());
+    return ids;
 }
 
 bool IdentifierTaken(const std::filesystem::path& folder, std::string_view id,

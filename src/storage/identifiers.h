@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/user_port.h"
 
@@ -32,6 +33,9 @@ bool ItemPathFits(const std::filesystem::path& folder, std::string_view id,
 // True when folder holds an item document named id (".vtl"), ignoring letter case.
 bool IdentifierTaken(const std::filesystem::path& folder, std::string_view id,
                      std::string_view extension = ".vtl");
+
+// The identifiers of the item documents (".vtl") in folder, in name order.
+std::vector<std::string> ItemIdsIn(const std::filesystem::path& folder);
 
 // An automatic identifier, reserved by an "<id>.tmp" file in its folder until the item is
 // saved or abandoned, so that two users making items at once never get the same one.

@@ -117,6 +117,21 @@ int FindTagValue(std::string_view text, std::string_view tag, std::string_view& 
     return 0;
 }
 
+std::string ClosingTag(std::string_view tag) {
+    return ClosingTag<char>(tag);
+}
+
+std::vector<std::string> ReadRepeated(const XMLParse& document, std::string_view tag) {
+    std::vector<std::string> values;
+    try {
+        for (auto match = document.FindNextTag(tag, 0); match;
+             match = document.FindNextTag(tag, match->end))
+            values.push_back(std::move(match->value));
+    } catch (const TagError&) {
+    }
+    return values;
+}
+
 TagError::TagError(int code)
     : std::runtime_error("tagged document error " + std::to_string(code)), m_code(code) {}
 

@@ -14,6 +14,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "storage/field_values.h"
 #include "storage/file_layer.h"
@@ -55,6 +56,13 @@ enum class LoadMode {
 // With allowEmpty an empty value is a value, as for the strict readers.
 int FindTagValue(std::string_view text, std::string_view tag, std::string_view& value,
                  std::size_t from = 0, std::size_t* end = nullptr, bool allowEmpty = false);
+
+// "</name>" for "<name>", cut at kTagNameMax - 1 characters as the readers form it.
+std::string ClosingTag(std::string_view tag);
+
+class XMLParse;
+// The raw values of every occurrence of tag, in document order; a cut-short element ends them.
+std::vector<std::string> ReadRepeated(const XMLParse& document, std::string_view tag);
 
 class XMLParse {
 public:

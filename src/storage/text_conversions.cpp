@@ -107,6 +107,16 @@ void Unescape(std::string& text, std::size_t size) {
     text = std::move(out);
 }
 
+std::string Escaped(std::string text) {
+    Escape(text);
+    return text;
+}
+
+std::string Unescaped(std::string text) {
+    Unescape(text);
+    return text;
+}
+
 int WrapCData(std::string& text, std::size_t size) {
     static constexpr std::string_view kOpen = "<![CDATA[", kClose = "]]>";
     if (text.size() + kOpen.size() + kClose.size() > Room(size))

@@ -18,6 +18,9 @@ void Escape(std::string& text, std::size_t size = kFieldValueMax);
 // The reverse of Escape, plus "&#x0A;" which reads as CR LF. An ampersand that begins none of
 // the seven known entities is dropped and the text after it kept: old documents rely on it.
 void Unescape(std::string& text, std::size_t size = kFieldValueMax);
+// Copies converted by Escape and Unescape, for values written or read in passing.
+std::string Escaped(std::string text);
+std::string Unescaped(std::string text);
 
 // "<![CDATA[text]]>". Returns 1 and leaves the text as it was when the result would not fit.
 int WrapCData(std::string& text, std::size_t size = kFieldValueMax);

@@ -40,15 +40,6 @@ constexpr int kWideColumn = 100, kNarrowColumn = 85;
 constexpr std::string_view kRoot = "<vantorel_config>";
 constexpr std::string_view kOldRecordMagic = "VantorelConfig";
 
-std::string Closing(std::string_view tag) {
-    return "</" + std::string(tag.substr(1));
-}
-
-std::string Escaped(std::string text) {
-    Escape(text);
-    return text;
-}
-
 // A decimal number, 0 for anything else.
 int Number(const std::string& text) {
     return static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
@@ -67,7 +58,7 @@ std::string CutAt(const std::string& text, std::size_t width) {
 class ConfigText {
 public:
     void Element(std::string_view tag, const std::string& value) {
-        m_text += std::string(tag) + value + Closing(tag) + "\r\n";
+        m_text += std::string(tag) + value + ClosingTag(tag) + "\r\n";
     }
     void Text(std::string_view tag, const std::string& value) { Element(tag, Escaped(value)); }
     void Flag(std::string_view tag, bool value) { Element(tag, value ? "1" : "0"); }
@@ -77,8 +68,8 @@ public:
               Format format) {
         m_text += list;
         for (const auto& value : values)
-            m_text += std::string(element) + format(value) + Closing(element);
-        m_text += Closing(list) + "\r\n";
+            m_text += std::string(element) + format(value) + ClosingTag(element);
+        m_text += ClosingTag(list) + "\r\n";
     }
     std::string m_text = "<?xml version=\"1.0\" encoding=\"UTF-16\"?>\r\n";
 };
@@ -120,12 +111,9 @@ public:
             return values;
         XMLParse items;
         items.LoadText(raw);
-        try {
-            for (auto match = items.FindNextTag(element, 0); match && values.size() < entries;
-                 match = items.FindNextTag(element, match->end))
-                values.push_back(std::move(match->value));
-        } catch (const TagError&) {
-        }
+        values = ReadRepeated(items, element);
+        if (values.size() > entries)
+            values.resize(entries);
         return values;
     }
 
@@ -275,7 +263,7 @@ bool Config::Write() {
     text.Number("<YPos>", s.yPos);
     text.Number("<Width>", s.width);
     text.Number("<Height>", s.height);
-    text.m_text += Closing(kRoot) + "\r\n";
+    text.m_text += ClosingTag(kRoot) + "\r\n";
 
     XMLParse document;
     document.OpenWrite(m_file);
