@@ -1,6 +1,7 @@
 // vantorel: the program. With the report switches it makes one report without a window and
-// ends; until the desktop window exists, a plain run opens the database named on the command
-// line and tells what it holds.
+// ends; until the desktop window exists, a plain run goes through the shell's start-up, opens
+// the database named on the command line (else the last one, the sample database on a first
+// start) and tells what it holds.
 
 #include <cstdio>
 #include <cstdlib>
@@ -14,6 +15,8 @@
 #include "platform/folders.h"
 #include "reports/command_line.h"
 #include "storage/vantorel_database.h"
+#include "workspace/navigation.h"
+#include "workspace/startup.h"
 
 namespace {
 
@@ -37,16 +40,24 @@ FolderCount CountBelow(const std::filesystem::path& folder) {
     return count;
 }
 
-int Usage() {
-    std::fputs(
-        "Usage: vantorel [/debug] DATABASE\n"
-        "       vantorel /r KIND /d DATABASE /p PROJECT [/f FILTER] [/s FILE] [/o COLUMNS] "
-        "[/n NAME]\n"
-        "  DATABASE  a database folder or its marker file (VantorelDatabase.vdb)\n"
-        "  vantorel /help tells every switch.\n",
-        stderr);
-    return 2;
-}
+// The shell's window until the desktop window exists: it keeps the caption and answers the
+// start-up dialog with the last database.
+class ConsoleView : public vantorel::ShellView {
+public:
+    void SetCaption(const std::string& title) override { caption = title; }
+    void RebuildTree() override {}
+    void ClearRightPane() override {}
+    void ShowCurrentUser(const std::string& text) override { currentUser = text; }
+    void RunSetUserDialog() override {}
+    StartupAnswer AskStartupOptions(const std::string&) override {
+        return {vantorel::StartupChoice::LoadLast, true};
+    }
+    std::optional<std::filesystem::path> AskDatabaseFile() override { return std::nullopt; }
+    std::optional<std::filesystem::path> AskNewDatabaseFolder() override { return std::nullopt; }
+
+    std::string caption;
+    std::string currentUser;
+};
 
 // The number of threads a report walk uses; $VANTOREL_THREADS overrides one per core, so a
 // run can be compared with a run on one thread.
@@ -82,21 +93,26 @@ int main(int argc, char** argv) {
                    Icon::Warning});
         return 1;
     }
+    ConsoleView view;
+    Shell shell(port, view, FindShellFolders());
+    shell.Start({argv + 1, argv + argc});
     if (line.databaseMarker.empty())
-        return Usage();
-    const std::filesystem::path database = line.databaseMarker;
-
-    VantorelDatabase db(port);
-    if (!db.Open(database))
+        shell.OpenAtStartup();
+    else
+        shell.OpenDatabase(line.databaseMarker);
+    VantorelDatabase& db = shell.Database();
+    if (!db.IsOpen())
         return 1;
 
+    std::cout << view.caption << "\n";
     std::cout << "Database " << db.Directory().string() << "\n";
     if (const auto& version = db.Version())
         std::cout << "  version " << version->version << ", build " << version->build << "\n";
-    for (std::string_view folder : kDatabaseFolders) {
-        FolderCount count = CountBelow(db.Directory() / folder);
-        std::cout << "  " << folder << ": " << count.items << " items in " << count.folders
+    for (const TreeNode& root : TopLevelNodes(db.Directory())) {
+        FolderCount count = CountBelow(root.path);
+        std::cout << "  " << root.label << ": " << count.items << " items in " << count.folders
                   << " folders\n";
     }
+    std::cout << "  " << view.currentUser << "\n";
     return 0;
 }

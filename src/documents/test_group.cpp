@@ -8,8 +8,6 @@
 namespace vantorel {
 namespace {
 
-constexpr std::string_view kGroupExtension = ".tgp";
-
 ItemTexts SuiteTexts() {
     return {.idMandatory =
                 "Error: 'Test suite ID' field is mandatory.\nID must be between 1 and "
@@ -33,8 +31,15 @@ ItemTexts SuiteTexts() {
             .openFailure = "Unable to open file for editing.\n%s"};
 }
 
-// True when parent holds a folder or group document named id, ignoring letter case.
-bool SiblingTaken(const std::filesystem::path& parent, std::string_view id) {
+bool Before(const std::optional<CalendarDate>& end, const std::optional<CalendarDate>& start) {
+    return end && start &&
+           std::tuple(end->year, end->month, end->day) <
+               std::tuple(start->year, start->month, start->day);
+}
+
+}  // namespace
+
+bool GroupNameTaken(const std::filesystem::path& parent, std::string_view id) {
     const std::string withExtension = std::string(id) + std::string(kGroupExtension);
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(parent, error)) {
@@ -45,14 +50,6 @@ bool SiblingTaken(const std::filesystem::path& parent, std::string_view id) {
     }
     return false;
 }
-
-bool Before(const std::optional<CalendarDate>& end, const std::optional<CalendarDate>& start) {
-    return end && start &&
-           std::tuple(end->year, end->month, end->day) <
-               std::tuple(start->year, start->month, start->day);
-}
-
-}  // namespace
 
 const ItemKind& TestGroupKind() {
     static const ItemKind kind{"<test_suite>", TestSuiteFields(), "Test Group", 1, "",
@@ -186,7 +183,7 @@ bool TestGroup::TrimIdentifier() {
 }
 
 bool TestGroup::SiblingFree(std::string_view idExists) {
-    if (!SiblingTaken(Folder(), controls[0].text))
+    if (!GroupNameTaken(Folder(), controls[0].text))
         return true;
     m_context.port.tell({std::string(idExists), "ID already exists", Icon::Warning});
     return false;

@@ -16,6 +16,7 @@ const ItemKind& TestGroupKind();
 const ItemKind& PrjTestGroupKind();
 const ItemKind& ProjectKind();
 
+inline constexpr std::string_view kGroupExtension = ".tgp";
 inline constexpr std::string_view kProjectTestCasesFolder = "Project Test Cases";
 inline constexpr std::string_view kProjectReportsFolder = "Project Reports";
 inline constexpr std::string_view kReportFolders[] = {"Status Reports", "Progress Reports",
@@ -24,6 +25,9 @@ inline constexpr std::string_view kReportFolders[] = {"Status Reports", "Progres
 // The ".tgp" document of a suite or project folder: beside it, else inside it; when there is
 // none yet, where it is to be written (beside).
 std::filesystem::path GroupDocumentPath(const std::filesystem::path& folder);
+
+// True when parent holds a folder or group document named id, ignoring letter case.
+bool GroupNameTaken(const std::filesystem::path& parent, std::string_view id);
 
 // The folder a ".tgp" document describes.
 std::filesystem::path GroupFolderOf(const std::filesystem::path& document);

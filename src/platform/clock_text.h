@@ -4,10 +4,20 @@
 
 #include <ctime>
 #include <string>
+#include <string_view>
 
 namespace vantorel {
 
-// "3-Mar-2026": day without leading zero, the locale's abbreviated month, four-digit year.
+inline constexpr std::size_t kMonthAbbreviationMax = 4;
+
+// Reads the twelve abbreviated month names of the user's locale once, at start-up; until then,
+// and for a name that ISO-8859-1 can't hold, the English names are used.
+void LoadMonthAbbreviations();
+// One locale month name as the program keeps it: converted from the locale's codeset to
+// ISO-8859-1 and cut to four characters; empty when it can't be held.
+std::string MonthAbbreviationFromLocale(std::string_view name, std::string_view codeset);
+
+// "3-Mar-2026": day without leading zero, the abbreviated month, four-digit year.
 std::string DisplayDate(int year, int month, int day);
 
 // "Tue Mar  3 14:05:09 2026": weekday, month, day, time and year in exactly 24 characters.

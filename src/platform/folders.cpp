@@ -27,6 +27,24 @@ std::filesystem::path ConfigFolder() {
     return FromEnvironment("XDG_CONFIG_HOME", ".config") / "Corvanta" / "Vantorel";
 }
 
+std::filesystem::path DocumentsFolder() {
+    if (const char* dir = std::getenv("XDG_DOCUMENTS_DIR"); dir && *dir)
+        return dir;
+    const char* home = std::getenv("HOME");
+    if (!home || !*home)
+        return {};
+    std::error_code error;
+    std::filesystem::path documents = std::filesystem::path(home) / "Documents";
+    return std::filesystem::is_directory(documents, error) ? documents
+                                                           : std::filesystem::path(home);
+}
+
+std::filesystem::path TempFolder() {
+    if (const char* dir = std::getenv("VANTOREL_DATA_DIR"); dir && *dir)
+        return std::filesystem::path(dir) / "Temp";
+    return FromEnvironment("XDG_CACHE_HOME", ".cache") / "Vantorel";
+}
+
 std::filesystem::path ProgramFolder() {
     std::error_code error;
     auto self = std::filesystem::read_symlink("/proc/self/exe", error);

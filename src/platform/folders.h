@@ -12,5 +12,9 @@ std::filesystem::path DataFolder();
 std::filesystem::path ConfigFolder();
 // The folder of the running executable; the display styles are found beside it.
 std::filesystem::path ProgramFolder();
+// The user's documents folder, where import and export dialogs start; empty when there is none.
+std::filesystem::path DocumentsFolder();
+// Working files of the program (the external editor's page); not kept between runs.
+std::filesystem::path TempFolder();
 
 }  // namespace vantorel

@@ -23,6 +23,7 @@
 #include "reports/list_reports.h"
 #include "reports/progress_report.h"
 #include "reports/status_report.h"
+#include "storage/atomic_save.h"
 #include "storage/identifiers.h"
 #include "storage/locks.h"
 #include "storage/tagged_document.h"
@@ -184,7 +185,9 @@ private:
                                                                    : DT_UNKNOWN;
             }
             if (type == DT_DIR) {
-                if (recursive && name != kProjectReportsFolder) {
+                // A folder still being copied is not yet part of the project.
+                if (recursive && name != kProjectReportsFolder &&
+                    !std::string_view(name).starts_with(kSaveTempPrefix)) {
                     const std::filesystem::path sub = path / name;
                     if (DebugLog::Enabled())
                         DebugLog::Write(heading, "Found dir: %s - Calling CollectStats\n",

@@ -88,24 +88,27 @@ bool RewriteWithRetries(const std::filesystem::path& target, std::string_view co
     return false;
 }
 
-int SweepStaleSaves(const std::filesystem::path& root, std::chrono::seconds maxAge) {
+int SweepStaleSaves(const std::filesystem::path& root, std::chrono::seconds maxAge,
+                    std::stop_token stop) {
     namespace fs = std::filesystem;
     int removed = 0;
     std::error_code error;
     const auto cutoff = fs::file_time_type::clock::now() - maxAge;
     fs::recursive_directory_iterator walk(root, fs::directory_options::skip_permission_denied,
                                           error);
-    for (; !error && walk != fs::recursive_directory_iterator(); walk.increment(error)) {
+    for (; !error && !stop.stop_requested() && walk != fs::recursive_directory_iterator();
+         walk.increment(error)) {
         const fs::path& path = walk->path();
         if (!path.filename().string().starts_with(kSaveTempPrefix))
             continue;
         std::error_code statError;
-        if (!walk->is_regular_file(statError))
-            continue;
+        const bool folder = walk->is_directory(statError);
+        if (folder)
+            walk.disable_recursion_pending();
         auto written = walk->last_write_time(statError);
         if (statError || written > cutoff)
             continue;
-        if (fs::remove(path, statError))
+        if (folder ? fs::remove_all(path, statError) > 0 : fs::remove(path, statError))
             ++removed;
     }
     return removed;

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <stop_token>
 #include <string_view>
 
 #include "storage/file_layer.h"
@@ -27,10 +28,12 @@ IoResult SaveWholeFile(const std::filesystem::path& target, std::string_view con
 bool RewriteWithRetries(const std::filesystem::path& target, std::string_view content,
                         FileLayer& files = SystemFiles());
 
-// A process killed in the middle of a save leaves its temporary file behind. Removes, below
-// root, every such file older than maxAge (younger ones may belong to a save still running on
-// another computer). Returns how many were removed.
+// A process killed in the middle of a save or a copy leaves its temporary file or folder
+// behind. Removes, below root, every such file or folder older than maxAge (younger ones may
+// belong to work still running on another computer). Ends early when stop is requested.
+// Returns how many were removed.
 int SweepStaleSaves(const std::filesystem::path& root,
-                    std::chrono::seconds maxAge = std::chrono::minutes(5));
+                    std::chrono::seconds maxAge = std::chrono::minutes(5),
+                    std::stop_token stop = {});
 
 }  // namespace vantorel

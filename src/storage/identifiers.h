@@ -16,6 +16,8 @@
 namespace vantorel {
 
 inline constexpr std::size_t kIdentifierMax = 64;
+// Item documents are the files with this extension.
+inline constexpr std::string_view kItemExtension = ".vtl";
 inline constexpr std::size_t kPathMax = 260;
 inline constexpr std::string_view kForbiddenIdCharacters = "\\/:*?\"<>|";
 

@@ -83,6 +83,7 @@ bool VantorelDatabase::Open(const std::filesystem::path& markerPath, OpenMode mo
     }
 
     m_watcher.Stop();
+    m_sweep = {};
     m_directory = fs::absolute(directory, error).lexically_normal();
     if (!m_directory.has_filename())
         m_directory = m_directory.parent_path();
@@ -94,8 +95,10 @@ bool VantorelDatabase::Open(const std::filesystem::path& markerPath, OpenMode mo
     if (mode == OpenMode::ReadOnly)
         return true;
 
-    if (int swept = SweepStaleSaves(m_directory))
-        DebugLog::Write("VantorelDatabase::Open", "removed %d unfinished saves\n", swept);
+    m_sweep = std::jthread([directory = m_directory](std::stop_token stop) {
+        if (int swept = SweepStaleSaves(directory, std::chrono::minutes(5), stop))
+            DebugLog::Write("VantorelDatabase::Open", "removed %d unfinished saves\n", swept);
+    });
     m_watcher.Start(
         m_directory, m_changeHandler ? m_changeHandler : [](const std::string&, int) {});
     return true;
@@ -103,6 +106,7 @@ bool VantorelDatabase::Open(const std::filesystem::path& markerPath, OpenMode mo
 
 void VantorelDatabase::Close() {
     m_watcher.Stop();
+    m_sweep = {};
     m_open = false;
     m_directory.clear();
     m_markerName.clear();

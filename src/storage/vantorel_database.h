@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 
 #include "platform/user_port.h"
 #include "storage/change_watcher.h"
@@ -48,7 +49,8 @@ public:
     VantorelDatabase& operator=(const VantorelDatabase&) = delete;
 
     // Opens the database whose marker file is given (a database folder is accepted too).
-    // Failures are told to the user and leave no database open.
+    // Failures are told to the user and leave no database open. Opening reads nothing below
+    // the top level, so a database of any size opens at once.
     bool Open(const std::filesystem::path& markerPath, OpenMode mode = OpenMode::Interactive);
     // Creates a database in directory, asking before making the directory or writing over an
     // existing database, and opens it. Existing items are never removed.
@@ -82,6 +84,8 @@ private:
     std::optional<DatabaseVersion> m_version;
     ChangeHandler m_changeHandler;
     ChangeWatcher m_watcher;
+    // Removes what killed saves and copies left behind, while the user already works.
+    std::jthread m_sweep;
 };
 
 }  // namespace vantorel

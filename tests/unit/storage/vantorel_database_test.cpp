@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include <condition_variable>
 #include <mutex>
 #include <set>
@@ -116,14 +118,24 @@ TEST_F(DatabaseTest, OpenAcceptsAMarkerOfAnyNameOrTheFolder) {
     EXPECT_EQ(db.MarkerPath(), folder / "VantorelDatabase.vdb");
 }
 
-TEST_F(DatabaseTest, OpeningSweepsUnfinishedSaves) {
+TEST_F(DatabaseTest, OpeningSweepsUnfinishedSavesAndCopiesInTheBackground) {
+    namespace fs = std::filesystem;
     const auto folder = MakeDatabase("db");
     const auto leftover = folder / "Test Cases" / ".vtsave-123-0-42";
+    const auto halfCopy = folder / "Test Cases" / ".vtsave-copy-7-1";
+    const auto recent = folder / "Test Cases" / ".vtsave-copy-7-2";
     WriteFile(leftover, "half");
-    std::filesystem::last_write_time(
-        leftover, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+    fs::create_directories(halfCopy / "Sub");
+    fs::create_directories(recent);
+    for (const auto& old : {leftover, halfCopy})
+        fs::last_write_time(old, fs::file_time_type::clock::now() - std::chrono::hours(1));
     ASSERT_TRUE(db.Open(folder));
-    EXPECT_FALSE(std::filesystem::exists(leftover));
+    // The sweep runs beside the user's work; wait for it, however long a slow machine takes.
+    for (int wait = 0; wait < 500 && (fs::exists(leftover) || fs::exists(halfCopy)); ++wait)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_FALSE(fs::exists(leftover));
+    EXPECT_FALSE(fs::exists(halfCopy));
+    EXPECT_TRUE(fs::exists(recent));  // may belong to a copy still running elsewhere
 }
 
 TEST_F(DatabaseTest, WriteVersionReportsAFailure) {

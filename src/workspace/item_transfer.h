@@ -1,0 +1,96 @@
+#pragma once
+// Copy, paste, duplicate and move of items: whole files and whole folders (with their ".tgp"
+// descriptions and everything below). Every question and refusal comes first, on the calling
+// thread, and leads to a plan; the plan then runs, on a worker thread for long ones, and only
+// copies, renames and removes. A folder or document is written under a temporary name and
+// renamed into place when it is complete, so an interrupted copy never looks like an item, and
+// a replaced item is set aside until its successor is in place.
+
+#include <filesystem>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "documents/item_editor.h"
+#include "platform/user_port.h"
+#include "workspace/clipboard.h"
+#include "workspace/navigation.h"
+
+namespace vantorel {
+
+// The item documents (".vtl") and descriptions (".tgp") below folder, at any depth.
+int countAllFilesDisk(const std::filesystem::path& folder);
+
+struct TransferStep {
+    enum class Action { Copy, Move };
+    Action action = Action::Copy;
+    std::filesystem::path source, target;
+    bool folder = false;
+    bool replace = false;  // the target exists and the user agreed to replace it
+};
+
+struct TransferPlan {
+    std::vector<TransferStep> steps;
+    int files = 0;  // what the progress counts
+};
+
+struct TransferResult {
+    std::vector<Notice> failures;                // to tell, in order
+    std::vector<std::filesystem::path> written;  // items now in place
+    bool stopped = false;                        // the program asked the work to end
+};
+
+// Paste: every clipboard entry into target. Items of the same name are replaced only when the
+// user says Yes. None when nothing is to be done.
+std::optional<TransferPlan> PlanPaste(const Clipboard& clipboard, const TreeNode& target,
+                                      UserPort& port);
+// Drag and drop of item onto the folder target: the refusals and overwrite questions of a
+// move. None, after telling the user, when it is refused.
+std::optional<TransferPlan> PlanMove(const TreeNode& item, const TreeNode& target, UserPort& port);
+// True when item may be dropped on target (a test case onto a project's tree is a conversion).
+bool CanDrop(NodeKind item, NodeKind target);
+bool IsConversionDrop(NodeKind item, NodeKind target);
+
+// Runs a plan; step is called once per file written. Stops between files when asked.
+TransferResult RunTransfer(const TransferPlan& plan, const std::function<void()>& step,
+                           std::stop_token stop = {});
+
+// Runs a plan on the calling thread and tells its failures; the result's written items.
+std::vector<std::filesystem::path> RunTransferNow(const TransferPlan& plan, UserPort& port,
+                                                  const std::function<void()>& step = {});
+
+// Duplicate: a copy beside the item named "copy of <name>", "copy(2) of <name>", ... or, for
+// documents when automatic identifiers are on, the folder's next automatic identifier. The
+// copy's node, or none after telling the user.
+std::optional<TreeNode> Duplicate(const std::filesystem::path& databaseDir, const TreeNode& item,
+                                  bool automaticIds, UserPort& port);
+
+// Test cases dropped on a project's "Project Test Cases" tree become project test cases there;
+// a dropped suite brings its sub-suites. False after telling the user of a failure.
+bool ConvertDroppedTestCases(const TreeNode& item, const TreeNode& target, EditorContext context);
+
+// One long copy or move at a time on a thread of its own. finished runs on that thread when
+// the plan has run; the window hands the result to its own thread from there.
+class TransferWorker {
+public:
+    using Finished = std::function<void(TransferResult)>;
+    ~TransferWorker();
+
+    // False when a transfer still runs: a second drop waits for the first.
+    bool Start(TransferPlan plan, std::function<void()> step, Finished finished);
+    bool Running() const;
+    // Asks the running transfer to stop after its current file, and waits for it.
+    void StopAndWait();
+    void Wait();
+
+private:
+    mutable std::mutex m_mutex;
+    bool m_running = false;
+    std::jthread m_thread;
+};
+
+}  // namespace vantorel

@@ -1,0 +1,573 @@
+#include "workspace/navigation.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <array>
+
+#include "documents/custom_cfg.h"
+#include "documents/item_editor.h"
+#include "documents/test_group.h"
+#include "filters/filter.h"
+#include "platform/debug_log.h"
+#include "storage/atomic_save.h"
+#include "storage/identifiers.h"
+#include "storage/locks.h"
+#include "storage/tagged_document.h"
+#include "workspace/commands.h"
+
+namespace vantorel {
+namespace fs = std::filesystem;
+namespace {
+
+struct RootFolder {
+    std::string_view folder;
+    NodeKind root, document;
+};
+// The top level in the order the tree shows it.
+constexpr RootFolder kRoots[] = {
+    {"Test Cases", TV_TEST_ROOT, TV_TEST_TEST_DOC},   {"Projects", TV_PRJ_ROOT, TV_NONE},
+    {"Test Configurations", TV_CFG_ROOT, TV_CFG_DOC}, {"Resources", TV_RES_ROOT, TV_RES_DOC},
+    {"Testers", TV_TESTER_ROOT, TV_TESTER_DOC},       {"Filters", TV_FILTER_ROOT, TV_FILTER_DOC},
+};
+
+bool IsDocumentName(const fs::path& path) {
+    return path.extension() == kItemExtension;
+}
+
+NodeKind ProjectNodeKind(const std::vector<std::string>& parts, bool document) {
+    // parts: "Projects", project, fixed folder, ...
+    if (parts.size() == 2)
+        return document ? TV_NONE : TV_PRJ_PRJ_FLD;
+    if (parts[2] == kProjectTestCasesFolder) {
+        if (parts.size() == 3)
+            return document ? TV_NONE : TV_PRJ_TEST_FLD;
+        return document ? TV_PRJ_TEST_DOC : TV_PRJ_SUITE_FLD;
+    }
+    if (parts[2] == kProjectReportsFolder) {
+        if (parts.size() == 3)
+            return document ? TV_NONE : TV_PRJ_RPTS_FLD;
+        if (parts.size() == 4)
+            return document ? TV_NONE : TV_RPT_FLD;
+        return document && parts.size() == 5 ? TV_RPT_DOC : TV_NONE;
+    }
+    return TV_NONE;
+}
+
+// Names that are the database's bookkeeping, not items: descriptions, locks, reservations,
+// unfinished saves and copies, the customisation.
+bool IsHiddenName(const std::string& name, bool folder) {
+    if (name.starts_with(kSaveTempPrefix) || name.starts_with("."))
+        return true;
+    return !folder && !name.ends_with(kItemExtension);
+}
+
+int FixedPlace(const std::string& name) {
+    static constexpr std::array<std::string_view, 6> kFixed = {
+        kProjectTestCasesFolder, kProjectReportsFolder, kReportFolders[0],
+        kReportFolders[1],       kReportFolders[2],     kReportFolders[3]};
+    auto found = std::ranges::find(kFixed, name);
+    return found == kFixed.end() ? static_cast<int>(kFixed.size())
+                                 : static_cast<int>(found - kFixed.begin());
+}
+
+constexpr ContextMenuItem kRule{};
+
+}  // namespace
+
+bool IsFolderKind(NodeKind kind) {
+    switch (kind) {
+        case TV_TEST_TEST_DOC:
+        case TV_PRJ_TEST_DOC:
+        case TV_RPT_DOC:
+        case TV_CFG_DOC:
+        case TV_RES_DOC:
+        case TV_TESTER_DOC:
+        case TV_FILTER_DOC:
+        case TV_NONE:
+            return false;
+        default:
+            return true;
+    }
+}
+
+bool IsFixedKind(NodeKind kind) {
+    switch (kind) {
+        case TV_TEST_ROOT:
+        case TV_PRJ_ROOT:
+        case TV_PRJ_TEST_FLD:
+        case TV_PRJ_RPTS_FLD:
+        case TV_RPT_FLD:
+        case TV_CFG_ROOT:
+        case TV_RES_ROOT:
+        case TV_TESTER_ROOT:
+        case TV_FILTER_ROOT:
+            return true;
+        default:
+            return false;
+    }
+}
+
+NodeKind NodeKindOf(const fs::path& databaseDir, const fs::path& path) {
+    const fs::path relative =
+        path.lexically_normal().lexically_relative(databaseDir.lexically_normal());
+    std::vector<std::string> parts;
+    for (const fs::path& part : relative) {
+        if (part == "..")
+            return TV_NONE;
+        if (!part.empty() && part != ".")
+            parts.push_back(part.string());
+    }
+    if (parts.empty())
+        return TV_NONE;
+    const bool document = IsDocumentName(path);
+    for (const RootFolder& root : kRoots) {
+        if (parts[0] != root.folder)
+            continue;
+        if (parts.size() == 1)
+            return document ? TV_NONE : root.root;
+        if (root.root == TV_PRJ_ROOT)
+            return ProjectNodeKind(parts, document);
+        if (root.root == TV_TEST_ROOT)
+            return document ? TV_TEST_TEST_DOC : TV_TEST_SUITE_FLD;
+        return document && parts.size() == 2 ? root.document : TV_NONE;
+    }
+    return TV_NONE;
+}
+
+std::vector<TreeNode> TopLevelNodes(const fs::path& databaseDir) {
+    std::vector<TreeNode> nodes;
+    for (const RootFolder& root : kRoots)
+        nodes.push_back({databaseDir / root.folder, root.root, std::string(root.folder)});
+    return nodes;
+}
+
+std::vector<TreeNode> ChildNodes(const fs::path& databaseDir, const TreeNode& folder) {
+    struct Found {
+        TreeNode node;
+        bool isFolder;
+    };
+    std::vector<Found> found;
+    std::error_code error;
+    for (fs::directory_iterator entries(folder.path, error), end; !error && entries != end;
+         entries.increment(error)) {
+        const std::string name = entries->path().filename().string();
+        std::error_code typeError;
+        const bool isFolder = entries->is_directory(typeError);
+        if (IsHiddenName(name, isFolder))
+            continue;
+        const NodeKind kind = NodeKindOf(databaseDir, entries->path());
+        if (kind == TV_NONE)
+            continue;
+        std::string label = isFolder ? name : entries->path().stem().string();
+        found.push_back({{entries->path(), kind, std::move(label)}, isFolder});
+    }
+    std::ranges::sort(found, [](const Found& a, const Found& b) {
+        if (a.isFolder != b.isFolder)
+            return a.isFolder;
+        const int placeA = FixedPlace(a.node.label), placeB = FixedPlace(b.node.label);
+        if (placeA != placeB)
+            return placeA < placeB;
+        const int order = strcasecmp(a.node.label.c_str(), b.node.label.c_str());
+        return order != 0 ? order < 0 : a.node.label < b.node.label;
+    });
+    std::vector<TreeNode> nodes;
+    nodes.reserve(found.size());
+    for (Found& entry : found)
+        nodes.push_back(std::move(entry.node));
+    return nodes;
+}
+
+fs::path ReselectPath(const fs::path& databaseDir, const fs::path& selected) {
+    std::error_code error;
+    fs::path path = selected;
+    while (!path.empty() && path != databaseDir && !fs::exists(path, error))
+        path = path.parent_path();
+    return path;
+}
+
+std::vector<ContextMenuItem> ContextMenu(NodeKind kind) {
+    const ContextMenuItem expand{"Expand", ID_EXPAND};
+    const ContextMenuItem paste{"Paste\tCtrl V", ID_EDIT_PASTE};
+    const ContextMenuItem copy{"Copy\tCtrl C", ID_EDIT_COPY};
+    const ContextMenuItem unlock{"Unlock all files...", ID_UNLOCK_ALL};
+    const ContextMenuItem edit{"Edit", ID_EDIT_PROPERTIES};
+    switch (kind) {
+        case TV_TEST_ROOT:
+            return {expand, kRule, paste, kRule, {"New test suite", ID_NEW_SUITE_ROOT}, unlock};
+        case TV_TEST_SUITE_FLD:
+        case TV_PRJ_SUITE_FLD: {
+            std::vector<ContextMenuItem> items = {expand,
+                                                  kRule,
+                                                  {"View", ID_VIEW_SUITE},
+                                                  edit,
+                                                  {"Print", ID_PRINT_SUITE},
+                                                  kRule,
+                                                  copy,
+                                                  paste,
+                                                  {"Duplicate", ID_DUPLICATE_SUITE},
+                                                  kRule,
+                                                  {"Delete", ID_DELETE_SUITE},
+                                                  {"Rename", ID_RENAME_SUITE},
+                                                  kRule,
+                                                  {"New test case", ID_NEW_TEST_CASE_DOC},
+                                                  {"New test suite", ID_NEW_SUITE_IN_SUITE},
+                                                  kRule};
+            if (kind == TV_TEST_SUITE_FLD)
+                items.push_back({"Update all test cases", 0});
+            items.push_back({"Set total expected duration...", ID_SET_TOTAL_DURATION});
+            items.push_back(unlock);
+            return items;
+        }
+        case TV_TEST_TEST_DOC:
+        case TV_PRJ_TEST_DOC:
+            return {edit,
+                    {"Print", ID_PRINT_DOC},
+                    kRule,
+                    copy,
+                    paste,
+                    {"Duplicate", ID_DUPLICATE_DOC},
+                    kRule,
+                    {"Delete", ID_DELETE_DOC},
+                    {"Rename", ID_RENAME_DOC},
+                    kRule,
+                    {"New Test Suite", ID_NEW_SUITE_IN_SUITE},
+                    {"New Test Case", ID_NEW_TEST_CASE_DOC},
+                    {"Insert New Test Case", ID_INSERT_TEST_CASE}};
+        case TV_PRJ_ROOT:
+            return {expand, kRule, {"New project", ID_NEW_PROJECT_ROOT}};
+        case TV_PRJ_PRJ_FLD:
+            return {expand,
+                    kRule,
+                    edit,
+                    {"Print", ID_PRINT_PRJ},
+                    kRule,
+                    {"Rename", ID_RENAME_PRJ},
+                    {"Delete", ID_DELETE_PRJ},
+                    kRule,
+                    {"Duplicate", ID_DUPLICATE_PRJ},
+                    {"New report", ID_NEW_REPORT}};
+        case TV_PRJ_TEST_FLD:
+            return {expand, kRule, {"New test suite", ID_NEW_SUITE_PRJ}, unlock, kRule, paste};
+        case TV_PRJ_RPTS_FLD:
+            return {expand,
+                    kRule,
+                    {"Report Wizard", ID_REPORT_WIZARD_RPTS},
+                    kRule,
+                    {"Status Report - All", 40401},
+                    {"Status Report - Filtered", 40402},
+                    {"Progress Report - All", 40403},
+                    {"Progress Report - Filtered", 40404},
+                    {"Test List Report - All", 40405},
+                    {"Test List Report - Filtered", 40406},
+                    {"Test Case Report - All", 40407},
+                    {"Test Case Report - Filtered", 40408}};
+        case TV_RPT_FLD:
+            return {expand, kRule, paste};
+        case TV_RPT_DOC:
+            return {{"Print", ID_PRINT_REPORT},
+                    kRule,
+                    copy,
+                    paste,
+                    kRule,
+                    {"Delete", ID_DELETE_REPORT},
+                    {"Rename", ID_RENAME_REPORT}};
+        case TV_CFG_ROOT:
+            return {
+                expand, kRule, paste, kRule, {"New test configuration", ID_CREATE_CONFIGURATION}};
+        case TV_RES_ROOT:
+            return {expand, kRule, paste, kRule, {"New test resource", ID_CREATE_RESOURCE}};
+        case TV_TESTER_ROOT:
+            return {expand, kRule, paste, kRule, {"New tester", ID_CREATE_TESTER}};
+        case TV_FILTER_ROOT:
+            return {expand, kRule, paste, kRule, {"New filter", ID_NEW_FILTER}};
+        case TV_CFG_DOC:
+        case TV_RES_DOC:
+        case TV_TESTER_DOC:
+        case TV_FILTER_DOC: {
+            std::vector<ContextMenuItem> items = {
+                kind == TV_FILTER_DOC ? ContextMenuItem{"Edit", ID_EDIT_FILTER} : edit,
+                {"Print", ID_PRINT_ITEM},
+                kRule,
+                copy,
+                paste,
+                kRule,
+                {"Delete", ID_DELETE_ITEM},
+                {"Rename", ID_RENAME_ITEM},
+                kRule,
+                {"Duplicate", ID_DUPLICATE_ITEM}};
+            if (kind == TV_TESTER_DOC)
+                items.push_back({"Set as current user", ID_SET_AS_CURRENT_USER});
+            return items;
+        }
+        case TV_NONE:
+            break;
+    }
+    return {};
+}
+
+int StatusIconOf(const fs::path& document, const CustomCfg& custom) {
+    static constexpr char kHeading[] = "TreeView::UpdateTreeItemImage";
+    XMLParse doc;
+    if (doc.OpenFastRead(document) != 0 || doc.Load() != 0) {
+        DebugLog::Write(kHeading, "Could not open file %s\n", document.c_str());
+        return 0;
+    }
+    std::string status;
+    if (doc.GetTag("<test_status>", status) != 0) {
+        DebugLog::Write(kHeading, "Could not get status\n");
+        return 0;
+    }
+    switch (custom.MeaningOf(status).value_or(-1)) {
+        case SM_PASS:
+            return 1;
+        case SM_FAIL:
+            return 2;
+        case SM_NOT_YET_ATTEMPTED:
+            return 3;
+        case SM_POSTPONED:
+            return 4;
+        default:
+            return 0;
+    }
+}
+
+bool HoldsOpenFiles(const fs::path& folder) {
+    std::error_code error;
+    for (fs::recursive_directory_iterator walk(folder, error), end; !error && walk != end;
+         walk.increment(error))
+        if (walk->path().extension() == ".lck")
+            return true;
+    return false;
+}
+
+namespace {
+
+// The longest test case path below folder once folder is called newFolder.
+bool TestCasesFitAfterRename(const fs::path& folder, const fs::path& newFolder) {
+    const std::size_t oldLength = folder.string().size();
+    const std::size_t newLength = newFolder.string().size();
+    if (newLength <= oldLength)
+        return true;
+    std::error_code error;
+    for (fs::recursive_directory_iterator walk(folder, error), end; !error && walk != end;
+         walk.increment(error))
+        if (IsDocumentName(walk->path()) &&
+            walk->path().string().size() - oldLength + newLength > kPathMax)
+            return false;
+    return true;
+}
+
+bool IsIdentifierKind(NodeKind kind) {
+    return kind != TV_RPT_DOC && !IsFixedKind(kind) && kind != TV_NONE;
+}
+
+std::string TrimmedName(std::string name, bool identifier, bool& dotsOrBlanksRemoved) {
+    const std::string_view strip = identifier ? " ." : " ";
+    const std::size_t first = name.find_first_not_of(strip);
+    const std::size_t last = name.find_last_not_of(strip);
+    std::string trimmed =
+        first == std::string::npos ? std::string() : name.substr(first, last - first + 1);
+    // Only the identifier kinds are told; blanks alone go quietly for the others.
+    dotsOrBlanksRemoved = identifier && trimmed != name;
+    return trimmed;
+}
+
+}  // namespace
+
+void FollowIdentifier(const fs::path& document, std::string_view id) {
+    XMLParse doc;
+    std::string current;
+    if (doc.OpenRead(document) != 0 || doc.Load() != 0 || doc.GetTag("<id>", current) != 0)
+        return;
+    doc.Close();
+    if (IoResult saved = XMLParse::SetDocumentId(document, id); !saved.ok())
+        DebugLog::Write("TreeView::Rename", "could not set the id of %s: %d\n", document.c_str(),
+                        saved.code);
+}
+
+std::optional<RenameOutcome> RenameItem(const TreeNode& node, std::string newName,
+                                        const std::string& currentUser, UserPort& port) {
+    if (IsFixedKind(node.kind) || node.kind == TV_NONE)
+        return std::nullopt;
+    const bool identifier = IsIdentifierKind(node.kind);
+    bool removed = false;
+    newName = TrimmedName(std::move(newName), identifier, removed);
+    if (removed && !newName.empty())
+        port.tell({FillMessage("Warning: Trailing and Leading \" \" and \".\" have been removed "
+                               "from the ID.\nNew ID is %s",
+                               {newName}),
+                   "Characters removed", Icon::Warning});
+    switch (CheckIdentifier(newName)) {
+        case IdentifierProblem::Empty:
+            port.tell({"A name must be given", "Rename Error", Icon::Warning});
+            return std::nullopt;
+        case IdentifierProblem::TooLong:
+            port.tell({"Name is too long, please limit the name to " +
+                           std::to_string(kIdentifierMax) + " characters",
+                       "Rename Error", Icon::Warning});
+            return std::nullopt;
+        case IdentifierProblem::InvalidCharacters:
+            port.tell(
+                {"Error: New filename contains invalid characters.\nThe following "
+                 "characters are not allowed \\ / : * ? \" < > |\n",
+                 "Invalid Filename", Icon::Warning});
+            return std::nullopt;
+        case IdentifierProblem::None:
+            break;
+    }
+    const bool folder = IsFolderKind(node.kind);
+    const fs::path parent = node.path.parent_path();
+    const fs::path newPath = parent / (folder ? newName : newName + std::string(kItemExtension));
+    if (folder) {
+        if (HoldsOpenFiles(node.path)) {
+            port.tell({"This folder cannot be renamed as files inside it are open for editing",
+                       "Unable to rename", Icon::Warning});
+            return std::nullopt;
+        }
+        if (!TestCasesFitAfterRename(node.path, newPath)) {
+            port.tell(
+                {"Unable to rename test suite as its test cases would exceed the maximum "
+                 "Windows path length",
+                 "Path too long", Icon::Warning});
+            return std::nullopt;
+        }
+    } else if (IsLocked(node.path)) {
+        port.tell({"This file cannot be renamed as it is open for editing", "Unable to rename",
+                   Icon::Warning});
+        return std::nullopt;
+    }
+    if (newPath.string().size() > kRenamePathMax) {
+        port.tell({"Name is too long, the full path of the item would pass " +
+                       std::to_string(kRenamePathMax) + " characters",
+                   "Rename Error", Icon::Warning});
+        return std::nullopt;
+    }
+    if (newPath == node.path)
+        return RenameOutcome{newPath};
+    // Another item of that name, ignoring letter case, would be replaced by the rename.
+    const bool caseOnly = strcasecmp(newPath.filename().c_str(), node.path.filename().c_str()) == 0;
+    if (!caseOnly && (folder ? GroupNameTaken(parent, newName)
+                             : IdentifierTaken(parent, newName, kItemExtension))) {
+        port.tell({FillMessage("An item named %s already exists in this folder", {newName}),
+                   "Rename Error", Icon::Warning});
+        return std::nullopt;
+    }
+
+    const fs::path description = folder ? GroupDocumentPath(node.path) : fs::path();
+    std::error_code error;
+    fs::rename(node.path, newPath, error);
+    if (!error && folder && fs::exists(description)) {
+        const bool inside = description.parent_path() == node.path;
+        fs::path newDescription = inside ? newPath / newName : newPath;
+        newDescription += kGroupExtension;
+        fs::rename(inside ? newPath / description.filename() : description, newDescription, error);
+        if (error) {
+            std::error_code undo;
+            fs::rename(newPath, node.path, undo);
+        } else {
+            FollowIdentifier(newDescription, newName);
+        }
+    } else if (!error) {
+        FollowIdentifier(newPath, newName);
+    }
+    if (error) {
+        port.tell({FillMessage("Unable to rename %s\n%s", {node.path.string(), error.message()}),
+                   "Unable to rename", Icon::Warning});
+        return std::nullopt;
+    }
+    RenameOutcome outcome{newPath};
+    if (node.kind == TV_TESTER_DOC && !currentUser.empty() && node.label == currentUser)
+        outcome.chooseNewUser = port.ask(
+            {FillMessage("The currently logged in tester (%s) is being renamed.\nDo you want to "
+                         "select a new one?",
+                         {currentUser}),
+             "Vantorel - Tester Missing", Icon::Question});
+    return outcome;
+}
+
+DeleteOutcome DeleteItem(const TreeNode& node, const std::string& currentUser, UserPort& port) {
+    if (IsFixedKind(node.kind) || node.kind == TV_NONE)
+        return {};
+    const bool folder = IsFolderKind(node.kind);
+    std::string_view question =
+        node.kind == TV_PRJ_PRJ_FLD ? "Are you sure you want to delete this whole project?\n[%s]"
+        : folder ? "Are you sure you want to delete this folder and all it's sub folders?\n[%s]"
+                 : "Are you sure you want to delete this document?\n[%s]";
+    if (!port.ask({FillMessage(question, {node.label}), "Confirm delete", Icon::Question}))
+        return {};
+    std::error_code error;
+    if (folder) {
+        if (HoldsOpenFiles(node.path)) {
+            port.tell({"Unable to delete folder as files inside it are open for editing",
+                       "Unable to delete folder", Icon::Warning});
+            return {};
+        }
+        const fs::path description = GroupDocumentPath(node.path);
+        fs::remove_all(node.path, error);
+        if (!error && description.parent_path() != node.path)
+            fs::remove(description, error);
+    } else {
+        if (IsLocked(node.path)) {
+            port.tell({"This file cannot be deleted as it is open for editing", "Unable to delete",
+                       Icon::Warning});
+            return {};
+        }
+        fs::remove(node.path, error);
+    }
+    if (error) {
+        port.tell({FillMessage("Unable to delete file: %s", {node.path.string()}), "Error",
+                   Icon::Warning});
+        return {};
+    }
+    DeleteOutcome outcome{true};
+    if (node.kind == TV_TESTER_DOC && !currentUser.empty() && node.label == currentUser)
+        outcome.chooseNewUser = port.ask(
+            {FillMessage("The currently logged in tester (%s) is being removed.\nDo you want to "
+                         "select a new one?",
+                         {currentUser}),
+             "Vantorel - Tester Missing", Icon::Question});
+    return outcome;
+}
+
+std::optional<fs::path> NewTestCaseFolder(const TreeNode& selected, UserPort& port) {
+    fs::path folder;
+    if (selected.kind == TV_TEST_SUITE_FLD || selected.kind == TV_PRJ_SUITE_FLD)
+        folder = selected.path;
+    else if (selected.kind == TV_TEST_TEST_DOC || selected.kind == TV_PRJ_TEST_DOC)
+        folder = selected.path.parent_path();
+    if (folder.empty()) {
+        port.tell(
+            {"Test cases can only be created within test suites.\nCreate a new test suite "
+             "or select an existing test\nsuite folder, then try again to create a new "
+             "test case\n",
+             "Select a test suite first", Icon::Warning});
+        return std::nullopt;
+    }
+    if (folder.string().size() >= kPathMax) {
+        port.tell(
+            {"The current path is longer than the Windows limit of 260 characters. No new "
+             "files can be created in this folder.",
+             "Path length exceeds limit", Icon::Warning});
+        return std::nullopt;
+    }
+    return folder;
+}
+
+std::optional<fs::path> NewFilterFolder(const fs::path& databaseDir, bool databaseOpen,
+                                        UserPort& port) {
+    if (!databaseOpen) {
+        port.tell({"A database must be open before attempting to create a filter",
+                   "No database open", Icon::Warning});
+        return std::nullopt;
+    }
+    const fs::path folder = databaseDir / kFiltersFolder;
+    std::error_code error;
+    if (!fs::is_directory(folder, error) && !fs::create_directory(folder, error)) {
+        port.tell({"Unable to create filter directory", "Error", Icon::Warning});
+        return std::nullopt;
+    }
+    return folder;
+}
+
+}  // namespace vantorel

@@ -1,0 +1,114 @@
+#pragma once
+// The navigation tree's rules without the tree control: the kind of a node follows from where
+// its path lies in the database, a folder's children are read only when it is expanded (so a
+// database of any size opens at once), each kind has its context menu, and rename, delete and
+// the creation of new items check everything before they touch the disk.
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/user_port.h"
+
+namespace vantorel {
+
+class CustomCfg;
+
+enum NodeKind {
+    TV_NONE,  // a path that is not an item of the database
+    TV_TEST_ROOT,
+    TV_TEST_SUITE_FLD,
+    TV_TEST_TEST_DOC,
+    TV_PRJ_ROOT,
+    TV_PRJ_PRJ_FLD,
+    TV_PRJ_TEST_FLD,
+    TV_PRJ_SUITE_FLD,
+    TV_PRJ_TEST_DOC,
+    TV_PRJ_RPTS_FLD,
+    TV_RPT_FLD,
+    TV_RPT_DOC,
+    TV_CFG_ROOT,
+    TV_CFG_DOC,
+    TV_RES_ROOT,
+    TV_RES_DOC,
+    TV_TESTER_ROOT,
+    TV_TESTER_DOC,
+    TV_FILTER_ROOT,
+    TV_FILTER_DOC,
+};
+
+inline constexpr std::size_t kRenamePathMax = 516;
+
+bool IsFolderKind(NodeKind kind);
+// Roots and the fixed folders of a project: their names are the database's, not the user's.
+bool IsFixedKind(NodeKind kind);
+
+// The kind of the folder or ".vtl" document at path inside the database at databaseDir.
+NodeKind NodeKindOf(const std::filesystem::path& databaseDir, const std::filesystem::path& path);
+
+struct TreeNode {
+    std::filesystem::path path;
+    NodeKind kind = TV_NONE;
+    std::string label;  // the folder's name, or the document's without ".vtl"
+    bool operator==(const TreeNode&) const = default;
+};
+
+// The top level: the six roots in the order the tree shows them.
+std::vector<TreeNode> TopLevelNodes(const std::filesystem::path& databaseDir);
+// The children of a folder node, read now: the fixed folders first in their order, then
+// folders and ".vtl" documents by name ignoring letter case. Descriptions, locks, reservations
+// and unfinished copies are not items and are left out.
+std::vector<TreeNode> ChildNodes(const std::filesystem::path& databaseDir, const TreeNode& folder);
+
+// After a refresh: the node to select again, the given path or the nearest folder above it
+// that still exists.
+std::filesystem::path ReselectPath(const std::filesystem::path& databaseDir,
+                                   const std::filesystem::path& selected);
+
+// One line of a context menu: a command, a rule (command 0, no label) or a submenu filled at
+// run time (command 0, a label).
+struct ContextMenuItem {
+    std::string_view label;
+    int command = 0;
+    bool operator==(const ContextMenuItem&) const = default;
+};
+std::vector<ContextMenuItem> ContextMenu(NodeKind kind);
+
+// The icon of a project test case node when the status icons option is on: 0 the plain
+// document, 1-4 the status icons of Pass, Fail, Not yet attempted and Postponed.
+int StatusIconOf(const std::filesystem::path& document, const CustomCfg& custom);
+
+struct RenameOutcome {
+    std::filesystem::path newPath;
+    bool chooseNewUser = false;  // the current user's tester was renamed and a new one wanted
+};
+// Renames the item of node to newName with every check of a label edit; none, after telling
+// the user, when a check refuses or the disk does. A folder takes its ".tgp" along, a document
+// keeps ".vtl", and the item's <id> follows the new name.
+std::optional<RenameOutcome> RenameItem(const TreeNode& node, std::string newName,
+                                        const std::string& currentUser, UserPort& port);
+
+struct DeleteOutcome {
+    bool deleted = false;
+    bool chooseNewUser = false;  // the current user's tester was removed and a new one wanted
+};
+// Asks, checks for files open for editing, then removes the item (a folder with its ".tgp").
+DeleteOutcome DeleteItem(const TreeNode& node, const std::string& currentUser, UserPort& port);
+
+// Where a new test case of the selected node goes: the suite itself, or a document's suite.
+// None, after telling the user, outside suites or in a folder at the path limit.
+std::optional<std::filesystem::path> NewTestCaseFolder(const TreeNode& selected, UserPort& port);
+// The database's "Filters" folder, made when missing; none after telling the user.
+std::optional<std::filesystem::path> NewFilterFolder(const std::filesystem::path& databaseDir,
+                                                     bool databaseOpen, UserPort& port);
+
+// An item's <id> follows its file name after a rename or copy; a document without an <id>
+// (a report) is left as it is.
+void FollowIdentifier(const std::filesystem::path& document, std::string_view id);
+
+// True when a lock file lies anywhere below folder.
+bool HoldsOpenFiles(const std::filesystem::path& folder);
+
+}  // namespace vantorel

@@ -1,0 +1,234 @@
+#include "workspace/startup.h"
+
+#include <strings.h>
+
+#include "platform/clock_text.h"
+#include "platform/debug_log.h"
+#include "platform/folders.h"
+#include "storage/atomic_save.h"
+
+namespace vantorel {
+namespace fs = std::filesystem;
+namespace {
+
+constexpr char kStartup[] = "Startup";
+
+// The sample database that ships beside the program.
+fs::path ShippedSampleDatabase(const fs::path& program) {
+    for (const fs::path& candidate :
+         {program / "SampleDB", program.parent_path() / "share" / "vantorel" / "SampleDB"}) {
+        std::error_code error;
+        if (fs::is_directory(candidate, error))
+            return candidate;
+    }
+    return {};
+}
+
+}  // namespace
+
+ShellFolders FindShellFolders() {
+    ShellFolders folders;
+    folders.program = ProgramFolder();
+    std::error_code error;
+    folders.data = DataFolder();
+    fs::create_directories(folders.data, error);
+    if (!fs::is_directory(folders.data, error))
+        folders.data = folders.program;
+    folders.config = ConfigFolder();
+    folders.documents = DocumentsFolder();
+    folders.temp = TempFolder();
+    return folders;
+}
+
+bool DebugSwitchGiven(const std::vector<std::string>& arguments) {
+    for (const std::string& argument : arguments)
+        if (argument.starts_with("/") && strcasecmp(argument.c_str(), "/debug") == 0)
+            return true;
+    return false;
+}
+
+Shell::Shell(UserPort& port, ShellView& view, ShellFolders folders, UserIdentity identity)
+    : m_port(port),
+      m_view(view),
+      m_folders(std::move(folders)),
+      m_identity(std::move(identity)),
+      m_database(port) {}
+
+void Shell::Start(const std::vector<std::string>& arguments) {
+    if (DebugSwitchGiven(arguments))
+        DebugLog::Start(m_folders.DebugLogFile());
+    DebugLog::Write(kStartup, "Begin startup\n");
+    DebugLog::Write(kStartup, "Read config\n");
+    m_config.emplace(m_folders.config, m_folders.data, m_port);
+    DebugLog::Write(kStartup, "Get month abbreviations\n");
+    LoadMonthAbbreviations();
+    DebugLog::Write(kStartup, "Load temp dir\n");
+    std::error_code error;
+    fs::create_directories(m_folders.temp, error);
+    CopySampleDatabaseOnFirstStart();
+}
+
+void Shell::CopySampleDatabaseOnFirstStart() {
+    std::error_code error;
+    const fs::path target = m_folders.SampleDatabase();
+    if (fs::exists(target, error))
+        return;
+    const fs::path shipped = ShippedSampleDatabase(m_folders.program);
+    if (shipped.empty()) {
+        DebugLog::Write(kStartup, "No sample database beside the program\n");
+        return;
+    }
+    // Copied under a temporary name and renamed when whole, so a start that is cut short
+    // never leaves half a sample database to open.
+    const fs::path temporary = m_folders.data / (std::string(kSaveTempPrefix) + "SampleDB");
+    fs::remove_all(temporary, error);
+    fs::copy(shipped, temporary, fs::copy_options::recursive, error);
+    if (!error)
+        fs::rename(temporary, target, error);
+    if (error) {
+        fs::remove_all(temporary, error);
+        DebugLog::Write(kStartup, "Sample database not copied\n");
+        return;
+    }
+    DebugLog::Write(kStartup, "Sample database copied\n");
+}
+
+std::string Shell::Title() const {
+    return MakeTitle(m_database.IsOpen() ? std::optional(m_database.Directory()) : std::nullopt);
+}
+
+void Shell::OpenAtStartup() {
+    DebugLog::Write(kStartup, "SetWindowText1\n");
+    m_view.SetCaption(Title());
+    ConfigSettings& settings = m_config->Settings();
+    StartupResult chosen{settings.lastDbPath};
+    if (settings.showStartupDialog) {
+        DebugLog::Write(kStartup, "show dialog\n");
+        const ShellView::StartupAnswer answer =
+            m_view.AskStartupOptions(LastDatabaseName(settings));
+        chosen = ChooseStartup(answer.choice, answer.showAtStartup, settings, m_folders.data);
+        if (!settings.showStartupDialog)
+            m_config->Write();
+    }
+    if (chosen.browse) {
+        if (auto marker = m_view.AskDatabaseFile())
+            OpenDatabase(*marker);
+    } else if (chosen.path == kCreateNewDatabase) {
+        OnNewDatabase();
+    } else if (!chosen.path.empty()) {
+        OpenDatabase(fs::path(chosen.path) / settings.lastDbFileName);
+    }
+    DebugLog::Write(kStartup, "SetWindowText2\n");
+    m_view.SetCaption(Title());
+}
+
+bool Shell::OpenDatabase(const fs::path& databaseOrMarker) {
+    m_clipboard.Clear();
+    // The tree is read lazily, so the first build counts only the top level.
+    m_progress.StartProgress(static_cast<int>(std::size(kDatabaseFolders)));
+    DebugLog::Write(kStartup, "Counted files\n");
+    if (!m_database.Open(databaseOrMarker)) {
+        DebugLog::Write(kStartup, "DB not opened\n");
+        m_progress.ResetProgress();
+        m_view.RebuildTree();
+        m_view.SetCaption(Title());
+        return false;
+    }
+    DebugLog::Write(kStartup, "DB opened\n");
+    RememberDatabase();
+    m_view.RebuildTree();
+    for (std::size_t root = 0; root < std::size(kDatabaseFolders); ++root)
+        m_progress.StepProgress();
+    DebugLog::Write(kStartup, "Tree built\n");
+    if (m_custom.Read(m_database.Directory(), m_port, m_identity.computer).chooseNewUser)
+        m_view.RunSetUserDialog();
+    ShowCurrentUser();
+
+    const std::optional<DatabaseVersion>& version = m_database.Version();
+    if (!version || version->version != kProductVersion || version->build != kProductBuild) {
+        const std::string found = version ? version->version : "an unknown version";
+        if (!m_port.ask({"The database " + m_database.Directory().string() +
+                             " was made by Vantorel " + found + ".\nIt must be converted to " +
+                             std::string(kProductVersion) +
+                             " before it can be used. Convert it now?",
+                         "Vantorel - Convert Database", Icon::Question}) ||
+            !m_database.WriteVersion()) {
+            OnCloseDatabase();
+            return false;
+        }
+        DebugLog::Write(kStartup, "SetWindowText5\n");
+    }
+    DebugLog::Write(kStartup, "SetWindowText4\n");
+    m_view.SetCaption(Title());
+    return true;
+}
+
+void Shell::RememberDatabase() {
+    ConfigSettings& settings = m_config->Settings();
+    const std::string directory = m_database.Directory().string();
+    const bool changed =
+        settings.lastDbPath != directory || settings.lastDbFileName != m_database.MarkerName();
+    settings.lastDbPath = directory;
+    settings.lastDbFileName = m_database.MarkerName();
+    const auto recentBefore = settings.recentDatabases;
+    m_config->AddRecentDatabase(directory);
+    if (changed || recentBefore != settings.recentDatabases)
+        m_config->Write();
+}
+
+void Shell::ShowCurrentUser() {
+    m_currentUser = m_custom.CurrentUser(m_identity.computer);
+    m_view.ShowCurrentUser("Current user: " + m_currentUser);
+}
+
+bool Shell::OnNewDatabase() {
+    static constexpr char kHeading[] = "OnNewDatabase";
+    DebugLog::Write(kHeading, "Start\n");
+    const std::optional<fs::path> directory = m_view.AskNewDatabaseFolder();
+    if (!directory)
+        return false;
+    m_clipboard.Clear();
+    if (!m_database.CreateNew(*directory))
+        return false;
+    DebugLog::Write(kHeading, "Rebuild Tree\n");
+    m_view.RebuildTree();
+    DebugLog::Write(kHeading, "SetWindowText3\n");
+    m_view.SetCaption(Title());
+    DebugLog::Write(kHeading, "Config reset\n");
+    ConfigSettings& settings = m_config->Settings();
+    settings.lastDbPath = m_database.Directory().string();
+    settings.lastDbFileName = m_database.MarkerName();
+    m_config->AddRecentDatabase(settings.lastDbPath);
+    DebugLog::Write(kHeading, "Config save\n");
+    m_config->Write();
+    DebugLog::Write(kHeading, "Get user name\n");
+    m_custom.Read(m_database.Directory(), m_port, m_identity.computer);
+    m_currentUser = m_custom.CurrentUser(m_identity.computer);
+    if (m_currentUser.empty()) {
+        m_currentUser = m_identity.computer;
+        m_port.tell(
+            {"The logged in user has been set to the computer name.\nPlease create a "
+             "Tester and select it before creating any new items.",
+             "Vantorel", Icon::Information});
+    }
+    m_view.ShowCurrentUser("Current user: " + m_currentUser);
+    return true;
+}
+
+void Shell::OnCloseDatabase() {
+    static constexpr char kHeading[] = "OnCloseDatabase";
+    DebugLog::Write(kHeading, "start\n");
+    m_database.Close();
+    m_clipboard.Clear();
+    m_currentUser.clear();
+    DebugLog::Write(kHeading, "Re-init right pane\n");
+    DebugLog::Write(kHeading, "clear html window\n");
+    m_view.ClearRightPane();
+    DebugLog::Write(kHeading, "cleared html window\n");
+    m_view.RebuildTree();
+    DebugLog::Write(kHeading, "SetWindowText6\n");
+    m_view.SetCaption(Title());
+    DebugLog::Write(kHeading, "end\n");
+}
+
+}  // namespace vantorel

@@ -1,0 +1,115 @@
+#pragma once
+// The shell's life from start to exit, without a window: where its folders are, the debug log,
+// the configuration, the first copy of the sample database, the choice of the database to
+// open, and the opening, creating and closing of databases. The desktop window is a
+// ShellView: it shows what the shell decides and runs the dialogs the shell asks for.
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "documents/custom_cfg.h"
+#include "platform/identity.h"
+#include "platform/user_port.h"
+#include "storage/vantorel_database.h"
+#include "workspace/clipboard.h"
+#include "workspace/config.h"
+#include "workspace/shell.h"
+
+namespace vantorel {
+
+struct ShellFolders {
+    std::filesystem::path program;    // the executable's folder
+    std::filesystem::path data;       // debug log, error log, the sample database's copy
+    std::filesystem::path config;     // Vantorel.cfg
+    std::filesystem::path documents;  // where import and export dialogs start; may be empty
+    std::filesystem::path temp;       // the external editor's working file
+
+    std::filesystem::path ErrorLog() const { return data / "error_log.txt"; }
+    std::filesystem::path DebugLogFile() const { return data / "VantorelDebug.txt"; }
+    std::filesystem::path EditorWorkFile() const { return temp / "tmpVantorelHtml.html"; }
+    std::filesystem::path SampleDatabase() const { return data / "SampleDB"; }
+};
+
+// The folders of this user on this computer; the data folder is made when missing and is the
+// program folder when it can't be.
+ShellFolders FindShellFolders();
+
+// True when an argument after the program's name is "/debug" in any letter case.
+bool DebugSwitchGiven(const std::vector<std::string>& arguments);
+
+// What the shell needs of its window. The dialog calls return nothing when cancelled.
+class ShellView {
+public:
+    virtual ~ShellView() = default;
+    virtual void SetCaption(const std::string& title) = 0;
+    // The tree shows the open database's top level (or nothing) anew.
+    virtual void RebuildTree() = 0;
+    // An empty list pane and a blank web view.
+    virtual void ClearRightPane() = 0;
+    // Status bar part 1.
+    virtual void ShowCurrentUser(const std::string& text) = 0;
+    // The set-user dialog, when the user asked to choose a new current user.
+    virtual void RunSetUserDialog() = 0;
+
+    struct StartupAnswer {
+        StartupChoice choice = StartupChoice::Cancel;
+        bool showAtStartup = true;
+    };
+    // The start-up options dialog, showing the last database's name.
+    virtual StartupAnswer AskStartupOptions(const std::string& lastDatabaseName) = 0;
+    // The open-database file dialog: the chosen marker file.
+    virtual std::optional<std::filesystem::path> AskDatabaseFile() = 0;
+    // The new-database dialog: the typed folder.
+    virtual std::optional<std::filesystem::path> AskNewDatabaseFolder() = 0;
+};
+
+class Shell {
+public:
+    Shell(UserPort& port, ShellView& view, ShellFolders folders,
+          UserIdentity identity = CurrentIdentity());
+
+    // The start-up before the window shows: the debug log when "/debug" is given, the
+    // configuration, the month names, the temporary folder, and on a first start the sample
+    // database copied into the data folder.
+    void Start(const std::vector<std::string>& arguments);
+    // The start-up once the window shows: the database the configuration or the start-up
+    // options choose is opened or created, and the caption set.
+    void OpenAtStartup();
+
+    // Opens the database in folder (or of the given marker file): the configuration remembers
+    // it, the tree is rebuilt, the customisation read, the current user shown. An older
+    // database is converted after asking, or closed again.
+    bool OpenDatabase(const std::filesystem::path& databaseOrMarker);
+    // Runs the new-database dialog and creates the database it names.
+    bool OnNewDatabase();
+    void OnCloseDatabase();
+
+    const ShellFolders& Folders() const { return m_folders; }
+    Config& Configuration() { return *m_config; }
+    VantorelDatabase& Database() { return m_database; }
+    const CustomCfg& Custom() const { return m_custom; }
+    StatusProgress& Progress() { return m_progress; }
+    Clipboard& ItemClipboard() { return m_clipboard; }
+    const std::string& CurrentUser() const { return m_currentUser; }
+    std::string Title() const;
+
+private:
+    void ShowCurrentUser();
+    void CopySampleDatabaseOnFirstStart();
+    void RememberDatabase();
+
+    UserPort& m_port;
+    ShellView& m_view;
+    ShellFolders m_folders;
+    UserIdentity m_identity;
+    std::optional<Config> m_config;
+    VantorelDatabase m_database;
+    CustomCfg m_custom;
+    StatusProgress m_progress;
+    Clipboard m_clipboard;
+    std::string m_currentUser;
+};
+
+}  // namespace vantorel

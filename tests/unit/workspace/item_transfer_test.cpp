@@ -1,0 +1,272 @@
+#include "workspace/item_transfer.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <future>
+
+#include "storage/locks.h"
+#include "storage/tagged_document.h"
+#include "support/document_fixture.h"
+
+namespace vantorel::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+class TransferTest : public DocumentTest {
+protected:
+    fs::path Doc(const fs::path& folder, const std::string& id, const std::string& text = "") {
+        fs::create_directories(folder);
+        const fs::path path = folder / (id + ".vtl");
+        WriteFile(path, "<?xml version=\"1.0\"?>\n<test_case>\n<id>" + id + "</id>\n<title>" +
+                            text + "</title>\n</test_case>\n");
+        return path;
+    }
+    fs::path Suite(const fs::path& folder) {
+        fs::create_directories(folder);
+        WriteFile(fs::path(folder.string() + ".tgp"),
+                  "<test_suite>\n<id>" + folder.filename().string() + "</id>\n</test_suite>\n");
+        return folder;
+    }
+    TreeNode Node(const fs::path& path) {
+        return {path, NodeKindOf(db, path),
+                path.extension() == ".vtl" ? path.stem().string() : path.filename().string()};
+    }
+    std::string IdOf(const fs::path& document) {
+        XMLParse doc;
+        std::string id;
+        if (doc.OpenRead(document) == 0 && doc.Load() == 0)
+            doc.GetTag("<id>", id);
+        return id;
+    }
+    // Every name below folder, so a test can tell that nothing was touched.
+    std::vector<std::string> Tree(const fs::path& folder) {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::recursive_directory_iterator(folder))
+            names.push_back(entry.path().lexically_relative(folder).string());
+        std::ranges::sort(names);
+        return names;
+    }
+
+    const fs::path library = db / "Test Cases";
+};
+
+TEST_F(TransferTest, DuplicateNamesCopiesBesideTheItem) {
+    const fs::path suite = Suite(library / "login");
+    const fs::path doc = Doc(suite, "TC1", "original");
+
+    auto first = Duplicate(db, Node(doc), false, port);
+    auto second = Duplicate(db, Node(doc), false, port);
+    ASSERT_TRUE(first && second);
+    EXPECT_EQ(first->path, suite / "copy of TC1.vtl");
+    EXPECT_EQ(second->path, suite / "copy(2) of TC1.vtl");
+    EXPECT_EQ(second->label, "copy(2) of TC1");
+    EXPECT_EQ(second->kind, TV_TEST_TEST_DOC);
+    EXPECT_EQ(IdOf(second->path), "copy(2) of TC1");
+    EXPECT_NE(ReadFile(second->path).find("original"), std::string::npos);
+
+    Doc(suite, "TC007");
+    auto automatic = Duplicate(db, Node(doc), true, port);
+    ASSERT_TRUE(automatic);
+    EXPECT_EQ(automatic->path, suite / "TC008.vtl");
+    EXPECT_EQ(IdOf(automatic->path), "TC008");
+
+    auto folder = Duplicate(db, Node(suite), false, port);
+    ASSERT_TRUE(folder);
+    EXPECT_EQ(folder->path, library / "copy of login");
+    EXPECT_EQ(folder->kind, TV_TEST_SUITE_FLD);
+    EXPECT_EQ(IdOf(library / "copy of login.tgp"), "copy of login");
+    EXPECT_EQ(Tree(folder->path), Tree(suite));
+    // Fixed folders are not duplicated.
+    EXPECT_EQ(Duplicate(db, Node(library), false, port)->path, library);
+    EXPECT_TRUE(port.notices.empty());
+}
+
+TEST_F(TransferTest, PasteCopiesWholeItemsAndAsksBeforeReplacing) {
+    const fs::path from = Suite(library / "login");
+    const fs::path doc = Doc(from, "TC1", "new text");
+    const fs::path sub = Suite(from / "Sub");
+    Doc(sub, "TC2");
+    ASSERT_EQ(createLockFile(sub / "TC2.vtl"), 0);
+    const fs::path to = Suite(library / "checkout");
+    Doc(to, "TC1", "old text");
+
+    Clipboard clipboard;
+    clipboard.Copy({Node(doc), Node(sub)}, port);
+    port.ScriptAnswers({false});
+    auto plan = PlanPaste(clipboard, Node(to), port);
+    ASSERT_TRUE(plan);
+    EXPECT_EQ(port.questions[0], (Notice{"The item TC1 already exists.\nDo you want to replace it?",
+                                         "Overwrite existing item", Icon::Question}));
+    EXPECT_EQ(plan->files, 2);  // the sub-suite's test case and its description
+    int steps = 0;
+    auto written = RunTransferNow(*plan, port, [&] { ++steps; });
+    EXPECT_EQ(written, (std::vector<fs::path>{to / "Sub"}));
+    EXPECT_EQ(steps, 2);
+    EXPECT_NE(ReadFile(to / "TC1.vtl").find("old text"), std::string::npos);
+    EXPECT_TRUE(fs::exists(to / "Sub" / "TC2.vtl"));
+    EXPECT_TRUE(fs::exists(to / "Sub.tgp"));
+    EXPECT_FALSE(fs::exists(to / "Sub" / "TC2.vtl.lck"));  // a copy is not being edited
+
+    port.ScriptAnswers({true, true});
+    plan = PlanPaste(clipboard, Node(to), port);
+    ASSERT_TRUE(plan);
+    RunTransferNow(*plan, port);
+    EXPECT_NE(ReadFile(to / "TC1.vtl").find("new text"), std::string::npos);
+    EXPECT_TRUE(fs::exists(to / "Sub" / "TC2.vtl"));
+    EXPECT_TRUE(port.notices.empty());
+    for (const auto& entry : fs::directory_iterator(to))
+        EXPECT_FALSE(entry.path().filename().string().starts_with(".vtsave")) << entry.path();
+
+    // Into its own folder: asked for each item; into its own sub-folder: refused.
+    const std::size_t asked = port.questions.size();
+    EXPECT_FALSE(PlanPaste(clipboard, Node(from), port));
+    EXPECT_EQ(port.questions.size(), asked + 2);
+    clipboard.Copy({Node(from)}, port);
+    EXPECT_FALSE(PlanPaste(clipboard, Node(sub), port));
+    EXPECT_EQ(port.notices.back().caption, "Unable to paste file");
+    // A test case can't go into the testers.
+    clipboard.Copy({Node(doc)}, port);
+    EXPECT_FALSE(PlanPaste(clipboard, Node(db / "Testers"), port));
+}
+
+TEST_F(TransferTest, MoveRefusalsComeBeforeAnythingIsTouched) {
+    const fs::path suite = Suite(library / "login");
+    const fs::path child = Suite(suite / "Child");
+    const fs::path doc = Doc(child, "TC1");
+    const fs::path other = Suite(library / "other");
+    const auto before = Tree(db);
+
+    EXPECT_FALSE(PlanMove(Node(suite), Node(child), port));
+    EXPECT_FALSE(PlanMove(Node(suite), Node(suite), port));
+    ASSERT_EQ(port.notices.size(), 2u);
+    EXPECT_EQ(port.notices[0], (Notice{"A folder cannot be moved into one of its sub folders.",
+                                       "Unable to move", Icon::Warning}));
+
+    ASSERT_EQ(createLockFile(doc), 0);
+    EXPECT_FALSE(PlanMove(Node(doc), Node(other), port));
+    EXPECT_EQ(port.notices.back(), (Notice{"This file cannot be moved as it is open for editing",
+                                           "Unable to copy", Icon::Warning}));
+    EXPECT_FALSE(PlanMove(Node(suite), Node(other), port));
+    EXPECT_EQ(port.notices.back().text,
+              "This test suite cannot be moved as files in it are open for editing");
+    deleteLockFile(doc, true);
+
+    Suite(other / "Child");
+    port.ScriptAnswers({false});
+    EXPECT_FALSE(PlanMove(Node(child), Node(other), port));
+    EXPECT_EQ(port.questions.back().text,
+              "A test suite with the name Child already exists in that folder, overwrite it and "
+              "its contents?");
+    Doc(other, "TC1");
+    port.ScriptAnswers({false});
+    EXPECT_FALSE(PlanMove(Node(doc), Node(other), port));
+    EXPECT_EQ(port.questions.back().text,
+              "A test case with the name TC1 already exists in that folder, overwrite?");
+
+    // Test cases that would pass the path limit stay where they are.
+    const fs::path deep = Suite(other / std::string(60, 'd') / std::string(60, 'e'));
+    const fs::path longDoc = Doc(suite, std::string(255 - (suite / ".vtl").string().size(), 'f'));
+    ASSERT_LE(longDoc.string().size(), kPathMax);
+    EXPECT_FALSE(PlanMove(Node(longDoc), Node(deep), port));
+    EXPECT_EQ(port.notices.back().caption, "Path too long");
+    fs::remove(longDoc);
+    fs::remove_all(other / std::string(60, 'd'));
+    fs::remove(fs::path((other / std::string(60, 'd')).string() + ".tgp"));
+    fs::remove_all(other / "Child");
+    fs::remove(other / "Child.tgp");
+    fs::remove(other / "TC1.vtl");
+    EXPECT_EQ(Tree(db), before);
+}
+
+TEST_F(TransferTest, MoveTakesTheDescriptionAndReplacesOnlyWhenAsked) {
+    const fs::path suite = Suite(library / "login");
+    Doc(suite / "Child", "TC1", "moved");
+    const fs::path other = Suite(library / "other");
+    Suite(other / "Child");
+    Doc(other / "Child", "Old");
+
+    port.ScriptAnswers({true});
+    auto plan = PlanMove(Node(suite / "Child"), Node(other), port);
+    ASSERT_TRUE(plan);
+    RunTransferNow(*plan, port);
+    EXPECT_FALSE(fs::exists(suite / "Child"));
+    EXPECT_NE(ReadFile(other / "Child" / "TC1.vtl").find("moved"), std::string::npos);
+    EXPECT_FALSE(fs::exists(other / "Child" / "Old.vtl"));
+    EXPECT_TRUE(fs::exists(other / "Child.tgp"));
+    EXPECT_EQ(countAllFilesDisk(library), 4);  // login, other, Child descriptions and TC1
+}
+
+TEST_F(TransferTest, WorkerRunsOneTransferAndStopsWithoutHalfCopies) {
+    const fs::path suite = Suite(library / "big");
+    for (int n = 0; n < 40; ++n)
+        Doc(suite, "TC" + std::to_string(n));
+    const fs::path target = Suite(library / "target");
+    Clipboard clipboard;
+    clipboard.Copy({Node(suite)}, port);
+    auto plan = PlanPaste(clipboard, Node(target), port);
+    ASSERT_TRUE(plan);
+
+    std::mutex mutex;
+    std::condition_variable wake;
+    bool release = false;
+    int copied = 0;
+    std::promise<TransferResult> done;
+    TransferWorker worker;
+    ASSERT_TRUE(worker.Start(
+        *plan,
+        [&] {
+            std::unique_lock lock(mutex);
+            if (++copied == 5)
+                wake.wait(lock, [&] { return release; });
+        },
+        [&](TransferResult result) { done.set_value(std::move(result)); }));
+    while (true) {
+        std::lock_guard lock(mutex);
+        if (copied == 5)
+            break;
+    }
+    EXPECT_TRUE(worker.Running());
+    EXPECT_FALSE(worker.Start(*plan, {}, {}));  // one at a time
+    std::thread releaser([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        std::lock_guard lock(mutex);
+        release = true;
+        wake.notify_all();
+    });
+    worker.StopAndWait();
+    releaser.join();
+    const TransferResult result = done.get_future().get();
+    EXPECT_TRUE(result.stopped);
+    EXPECT_TRUE(result.written.empty());
+    EXPECT_FALSE(fs::exists(target / "big"));
+    for (const auto& entry : fs::directory_iterator(target))
+        ADD_FAILURE() << "left behind: " << entry.path();
+
+    ASSERT_TRUE(worker.Start(*plan, {}, {}));
+    worker.Wait();
+    EXPECT_EQ(countAllFilesDisk(target / "big"), 40);
+}
+
+TEST_F(TransferTest, TestCasesDroppedOnAProjectBecomeProjectTestCases) {
+    const fs::path suite = Suite(library / "login");
+    Doc(suite, "TC1", "sign in");
+    Doc(suite / "Sub", "TC2");
+    const fs::path cases = db / "Projects" / "Alpha" / "Project Test Cases";
+    fs::create_directories(cases);
+    ASSERT_TRUE(IsConversionDrop(TV_TEST_SUITE_FLD, NodeKindOf(db, cases)));
+    EXPECT_FALSE(PlanMove(Node(suite), Node(cases), port));  // a conversion, not a move
+
+    ASSERT_TRUE(ConvertDroppedTestCases(Node(suite), Node(cases), Context()));
+    const std::string converted = ReadFile(cases / "login" / "TC1.vtl");
+    EXPECT_NE(converted.find("<project_test_case>"), std::string::npos);
+    EXPECT_NE(converted.find("ET_NEW"), std::string::npos);
+    EXPECT_TRUE(fs::exists(cases / "login" / "Sub" / "TC2.vtl"));
+    EXPECT_TRUE(fs::exists(cases / "login.tgp"));
+    EXPECT_TRUE(fs::exists(suite / "TC1.vtl"));  // the library keeps its test case
+}
+
+}  // namespace
+}  // namespace vantorel::testing

@@ -1,0 +1,249 @@
+#include "workspace/navigation.h"
+
+#include <gtest/gtest.h>
+
+#include "storage/locks.h"
+#include "storage/tagged_document.h"
+#include "support/document_fixture.h"
+#include "workspace/commands.h"
+
+namespace vantorel::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+class NavigationTest : public DocumentTest {
+protected:
+    fs::path Doc(const fs::path& folder, const std::string& id) {
+        fs::create_directories(folder);
+        const fs::path path = folder / (id + ".vtl");
+        WriteFile(path, "<?xml version=\"1.0\"?>\n<test_case>\n<id>" + id + "</id>\n<test_status>" +
+                            status + "</test_status>\n</test_case>\n");
+        return path;
+    }
+    fs::path Suite(const fs::path& folder) {
+        fs::create_directories(folder);
+        WriteFile(fs::path(folder.string() + ".tgp"),
+                  "<?xml version=\"1.0\"?>\n<test_suite>\n<id>" + folder.filename().string() +
+                      "</id>\n</test_suite>\n");
+        return folder;
+    }
+    TreeNode Node(const fs::path& path) {
+        return {path, NodeKindOf(db, path),
+                path.extension() == ".vtl" ? path.stem().string() : path.filename().string()};
+    }
+    std::string IdOf(const fs::path& document) {
+        XMLParse doc;
+        std::string id;
+        if (doc.OpenRead(document) == 0 && doc.Load() == 0)
+            doc.GetTag("<id>", id);
+        return id;
+    }
+
+    std::string status = "Pass";
+    const fs::path project = db / "Projects" / "Alpha";
+};
+
+TEST_F(NavigationTest, KindsFollowThePlaceInTheTree) {
+    const fs::path ptc = project / "Project Test Cases";
+    const fs::path reports = project / "Project Reports";
+    EXPECT_EQ(NodeKindOf(db, db), TV_NONE);
+    EXPECT_EQ(NodeKindOf(db, db / "Test Cases"), TV_TEST_ROOT);
+    EXPECT_EQ(NodeKindOf(db, db / "Test Cases" / "Login" / "Deep"), TV_TEST_SUITE_FLD);
+    EXPECT_EQ(NodeKindOf(db, db / "Test Cases" / "Login" / "TC1.vtl"), TV_TEST_TEST_DOC);
+    EXPECT_EQ(NodeKindOf(db, db / "Projects"), TV_PRJ_ROOT);
+    EXPECT_EQ(NodeKindOf(db, project), TV_PRJ_PRJ_FLD);
+    EXPECT_EQ(NodeKindOf(db, ptc), TV_PRJ_TEST_FLD);
+    EXPECT_EQ(NodeKindOf(db, ptc / "Smoke"), TV_PRJ_SUITE_FLD);
+    EXPECT_EQ(NodeKindOf(db, ptc / "Smoke" / "P1.vtl"), TV_PRJ_TEST_DOC);
+    EXPECT_EQ(NodeKindOf(db, reports), TV_PRJ_RPTS_FLD);
+    EXPECT_EQ(NodeKindOf(db, reports / "Status Reports"), TV_RPT_FLD);
+    EXPECT_EQ(NodeKindOf(db, reports / "Status Reports" / "r.vtl"), TV_RPT_DOC);
+    EXPECT_EQ(NodeKindOf(db, db / "Testers" / "dana.vtl"), TV_TESTER_DOC);
+    EXPECT_EQ(NodeKindOf(db, db / "Filters"), TV_FILTER_ROOT);
+    EXPECT_EQ(NodeKindOf(db, db / "Testers" / "nested" / "x.vtl"), TV_NONE);
+    EXPECT_EQ(NodeKindOf(db, db / ".." / "elsewhere"), TV_NONE);
+
+    EXPECT_EQ(ContextMenu(TV_PRJ_ROOT),
+              (std::vector<ContextMenuItem>{{"Expand", ID_EXPAND}, {}, {"New project", 40103}}));
+    EXPECT_EQ(ContextMenu(TV_TESTER_DOC).back().label, "Set as current user");
+    // Every command of every menu runs an operation.
+    for (NodeKind kind = TV_TEST_ROOT; kind <= TV_FILTER_DOC; kind = NodeKind(kind + 1))
+        for (const ContextMenuItem& item : ContextMenu(kind))
+            EXPECT_TRUE(item.command == 0 || OperationOf(item.command) != Operation::None)
+                << item.label;
+}
+
+TEST_F(NavigationTest, ChildrenAreReadOnExpansionWithoutBookkeepingFiles) {
+    fs::create_directories(project / "Project Reports");
+    fs::create_directories(project / "Project Test Cases");
+    fs::create_directories(project / "zeta");
+    const fs::path suite = Suite(db / "Test Cases" / "login");
+    Doc(suite, "b-case");
+    Doc(suite, "A-case");
+    Suite(suite / "Sub");
+    WriteFile(suite / "A-case.vtl.lck", "");
+    WriteFile(suite / "TC009.tmp", "");
+    WriteFile(suite / ".vtsave-123", "");
+    fs::create_directories(suite / ".vtsave-copy-1-0");
+
+    const auto top = TopLevelNodes(db);
+    ASSERT_EQ(top.size(), 6u);
+    EXPECT_EQ(top[1].label, "Projects");
+    EXPECT_EQ(top[5].kind, TV_FILTER_ROOT);
+
+    std::vector<std::string> labels;
+    for (const TreeNode& child : ChildNodes(db, Node(suite)))
+        labels.push_back(child.label);
+    EXPECT_EQ(labels, (std::vector<std::string>{"Sub", "A-case", "b-case"}));
+    // A project shows its fixed folders in their own order; a stray folder is no item.
+    const auto inProject = ChildNodes(db, Node(project));
+    ASSERT_EQ(inProject.size(), 2u);
+    EXPECT_EQ(inProject[0].kind, TV_PRJ_TEST_FLD);
+    EXPECT_EQ(inProject[1].kind, TV_PRJ_RPTS_FLD);
+    EXPECT_TRUE(ChildNodes(db, Node(db / "Test Cases" / "missing")).empty());
+
+    EXPECT_EQ(ReselectPath(db, suite / "gone.vtl"), suite);
+    EXPECT_EQ(ReselectPath(db, suite / "A-case.vtl"), suite / "A-case.vtl");
+}
+
+TEST_F(NavigationTest, RenameRefusesBadNamesAndOpenFilesBeforeTouchingTheDisk) {
+    const fs::path suite = Suite(db / "Test Cases" / "login");
+    const fs::path doc = Doc(suite, "TC1");
+    Doc(suite, "Taken");
+
+    EXPECT_FALSE(RenameItem(Node(doc), "  ", "", port));
+    EXPECT_FALSE(RenameItem(Node(doc), std::string(65, 'n'), "", port));
+    EXPECT_FALSE(RenameItem(Node(doc), "a:b", "", port));
+    EXPECT_FALSE(RenameItem(Node(doc), "taken", "", port));
+    ASSERT_EQ(port.notices.size(), 4u);
+    EXPECT_EQ(port.notices[0], (Notice{"A name must be given", "Rename Error", Icon::Warning}));
+    EXPECT_EQ(port.notices[1].text, "Name is too long, please limit the name to 64 characters");
+    EXPECT_EQ(port.notices[2].caption, "Invalid Filename");
+    EXPECT_EQ(port.notices[2].text,
+              "Error: New filename contains invalid characters.\nThe following characters are "
+              "not allowed \\ / : * ? \" < > |\n");
+
+    ASSERT_EQ(createLockFile(doc), 0);
+    EXPECT_FALSE(RenameItem(Node(doc), "TC2", "", port));
+    EXPECT_EQ(port.notices.back(), (Notice{"This file cannot be renamed as it is open for editing",
+                                           "Unable to rename", Icon::Warning}));
+    EXPECT_FALSE(RenameItem(Node(suite), "logout", "", port));
+    EXPECT_EQ(port.notices.back().text,
+              "This folder cannot be renamed as files inside it are open for editing");
+    EXPECT_TRUE(fs::exists(doc));
+    EXPECT_TRUE(fs::exists(suite));
+
+    // A suite whose test cases would pass the path limit keeps its name.
+    deleteLockFile(doc, true);
+    const fs::path deep = Doc(suite / std::string(60, 'a') / std::string(60, 'b'),
+                              std::string(255 - (suite / "a/b/.vtl").string().size() - 120, 'c'));
+    ASSERT_LE(deep.string().size(), kPathMax);
+    EXPECT_FALSE(RenameItem(Node(suite), "login-with-a-longer-name", "", port));
+    EXPECT_EQ(port.notices.back(),
+              (Notice{"Unable to rename test suite as its test cases would exceed the maximum "
+                      "Windows path length",
+                      "Path too long", Icon::Warning}));
+    EXPECT_TRUE(fs::exists(deep));
+}
+
+TEST_F(NavigationTest, RenameTrimsMovesTheDescriptionAndTheIdFollows) {
+    const fs::path suite = Suite(db / "Test Cases" / "login");
+    const fs::path doc = Doc(suite, "TC1");
+
+    auto renamed = RenameItem(Node(doc), " .TC-64" + std::string(58, 'x') + ".", "", port);
+    ASSERT_TRUE(renamed);
+    const std::string id = "TC-64" + std::string(58, 'x');
+    EXPECT_EQ(renamed->newPath, suite / (id + ".vtl"));
+    ASSERT_EQ(port.notices.size(), 1u);
+    EXPECT_EQ(port.notices[0].caption, "Characters removed");
+    EXPECT_EQ(port.notices[0].text,
+              "Warning: Trailing and Leading \" \" and \".\" have been removed from the ID.\nNew "
+              "ID is " +
+                  id);
+    EXPECT_EQ(IdOf(renamed->newPath), id);
+    EXPECT_FALSE(fs::exists(doc));
+    // 64 characters are accepted.
+    EXPECT_TRUE(RenameItem(Node(renamed->newPath), std::string(64, 'k'), "", port));
+
+    auto folder = RenameItem(Node(suite), "signin", "", port);
+    ASSERT_TRUE(folder);
+    EXPECT_TRUE(fs::is_directory(db / "Test Cases" / "signin"));
+    EXPECT_TRUE(fs::exists(db / "Test Cases" / "signin.tgp"));
+    EXPECT_FALSE(fs::exists(db / "Test Cases" / "login.tgp"));
+    EXPECT_EQ(IdOf(db / "Test Cases" / "signin.tgp"), "signin");
+    // Letter case alone may change.
+    EXPECT_TRUE(RenameItem(Node(db / "Test Cases" / "signin"), "SignIn", "", port));
+
+    const fs::path tester = Doc(db / "Testers", "dana");
+    port.ScriptAnswers({true});
+    auto testerRenamed = RenameItem(Node(tester), "dana-k", "dana", port);
+    ASSERT_TRUE(testerRenamed);
+    EXPECT_TRUE(testerRenamed->chooseNewUser);
+    EXPECT_EQ(port.questions.back().caption, "Vantorel - Tester Missing");
+    EXPECT_EQ(port.questions.back().text,
+              "The currently logged in tester (dana) is being renamed.\nDo you want to select a "
+              "new one?");
+}
+
+TEST_F(NavigationTest, DeleteAsksAndRefusesOpenFiles) {
+    const fs::path suite = Suite(db / "Test Cases" / "login");
+    const fs::path doc = Doc(suite, "TC1");
+
+    port.ScriptAnswers({false});
+    EXPECT_FALSE(DeleteItem(Node(doc), "", port).deleted);
+    EXPECT_EQ(port.questions.back(),
+              (Notice{"Are you sure you want to delete this document?\n[TC1]", "Confirm delete",
+                      Icon::Question}));
+    ASSERT_EQ(createLockFile(doc), 0);
+    port.ScriptAnswers({true, true});
+    EXPECT_FALSE(DeleteItem(Node(doc), "", port).deleted);
+    EXPECT_EQ(port.notices.back().caption, "Unable to delete");
+    EXPECT_FALSE(DeleteItem(Node(suite), "", port).deleted);
+    EXPECT_EQ(port.notices.back(),
+              (Notice{"Unable to delete folder as files inside it are open for editing",
+                      "Unable to delete folder", Icon::Warning}));
+    EXPECT_TRUE(fs::exists(doc));
+
+    deleteLockFile(doc, true);
+    port.ScriptAnswers({true});
+    EXPECT_TRUE(DeleteItem(Node(suite), "", port).deleted);
+    EXPECT_EQ(port.questions.back().text,
+              "Are you sure you want to delete this folder and all it's sub folders?\n[login]");
+    EXPECT_FALSE(fs::exists(suite));
+    EXPECT_FALSE(fs::exists(db / "Test Cases" / "login.tgp"));
+
+    fs::create_directories(project);
+    port.ScriptAnswers({false});
+    DeleteItem(Node(project), "", port);
+    EXPECT_EQ(port.questions.back().text,
+              "Are you sure you want to delete this whole project?\n[Alpha]");
+    EXPECT_TRUE(fs::exists(project));
+}
+
+TEST_F(NavigationTest, NewItemsAndStatusIcons) {
+    EXPECT_FALSE(NewTestCaseFolder(Node(db / "Test Cases"), port));
+    EXPECT_EQ(port.notices.back().caption, "Select a test suite first");
+    const fs::path suite = Suite(db / "Test Cases" / "login");
+    EXPECT_EQ(NewTestCaseFolder(Node(Doc(suite, "TC1")), port), suite);
+
+    fs::remove_all(db / "Filters");
+    EXPECT_FALSE(NewFilterFolder(db, false, port));
+    EXPECT_EQ(port.notices.back().text,
+              "A database must be open before attempting to create a filter");
+    EXPECT_EQ(NewFilterFolder(db, true, port), db / "Filters");
+    EXPECT_TRUE(fs::is_directory(db / "Filters"));
+
+    const fs::path cases = project / "Project Test Cases";
+    const std::pair<std::string, int> expected[] = {
+        {"pass", 1},  {"Fail", 2},      {"Not yet attempted", 3},
+        {"Other", 0}, {"Postponed", 4}, {"Bogus", 0}};
+    for (const auto& [text, icon] : expected) {
+        status = text;
+        EXPECT_EQ(StatusIconOf(Doc(cases, "P-" + text), custom), icon) << text;
+    }
+    EXPECT_EQ(StatusIconOf(cases / "missing.vtl", custom), 0);
+}
+
+}  // namespace
+}  // namespace vantorel::testing

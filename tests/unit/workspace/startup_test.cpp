@@ -1,0 +1,200 @@
+#include "workspace/startup.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/clock_text.h"
+#include "platform/debug_log.h"
+#include "platform/recording_port.h"
+#include "support/temp_dir.h"
+#include "workspace/commands.h"
+
+namespace vantorel::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A window that records what the shell made it show and answers its dialogs from the test.
+class RecordingView : public ShellView {
+public:
+    void SetCaption(const std::string& title) override { captions.push_back(title); }
+    void RebuildTree() override { ++treeBuilds; }
+    void ClearRightPane() override { ++paneClears; }
+    void ShowCurrentUser(const std::string& text) override { currentUser = text; }
+    void RunSetUserDialog() override { ++setUserDialogs; }
+    StartupAnswer AskStartupOptions(const std::string& lastName) override {
+        askedWithName = lastName;
+        return startup;
+    }
+    std::optional<fs::path> AskDatabaseFile() override { return databaseFile; }
+    std::optional<fs::path> AskNewDatabaseFolder() override { return newFolder; }
+
+    std::vector<std::string> captions;
+    int treeBuilds = 0, paneClears = 0, setUserDialogs = 0;
+    std::string currentUser, askedWithName;
+    StartupAnswer startup{StartupChoice::LoadLast, true};
+    std::optional<fs::path> databaseFile, newFolder;
+};
+
+class StartupTest : public ::testing::Test {
+protected:
+    StartupTest() {
+        folders.program = dir / "bin";
+        folders.data = dir / "data";
+        folders.config = dir / "config";
+        folders.temp = dir / "cache";
+        fs::create_directories(folders.data);
+        // The sample database that ships beside the program.
+        for (const char* folder :
+             {"Test Cases", "Projects", "Resources", "Test Configurations", "Testers", "Filters"})
+            fs::create_directories(folders.program / "SampleDB" / folder);
+        WriteFile(folders.program / "SampleDB" / "VantorelDatabase.vdb",
+                  EncodeVersionRecord({"V3.2", 1000}));
+    }
+    ~StartupTest() override { DebugLog::Stop(); }
+
+    TempDir dir;
+    ShellFolders folders;
+    RecordingPort port;
+    RecordingView view;
+    UserIdentity identity{"bench-7", "dana"};
+};
+
+TEST_F(StartupTest, FirstStartCopiesTheSampleDatabaseAndOpensIt) {
+    Shell shell(port, view, folders, identity);
+    shell.Start({"/DeBuG"});
+    EXPECT_TRUE(fs::exists(folders.data / "SampleDB" / "VantorelDatabase.vdb"));
+    EXPECT_TRUE(fs::exists(folders.config / "Vantorel.cfg"));
+    EXPECT_TRUE(fs::is_directory(folders.temp));
+    EXPECT_EQ(shell.Configuration().Settings().lastDbPath, (folders.data / "SampleDB").string());
+
+    shell.OpenAtStartup();
+    ASSERT_TRUE(shell.Database().IsOpen());
+    EXPECT_EQ(view.askedWithName, "SampleDB");
+    EXPECT_EQ(view.captions.front(), "Vantorel V3.2 [No database selected]");
+    EXPECT_EQ(view.captions.back(), "Vantorel V3.2 [" + (folders.data / "SampleDB").string() + "]");
+    EXPECT_EQ(view.treeBuilds, 1);
+    EXPECT_EQ(view.currentUser, "Current user: ");
+    EXPECT_EQ(shell.Progress().Text(), "6 / 6 processed");
+    EXPECT_EQ(shell.Configuration().Settings().recentDatabases[0],
+              (folders.data / "SampleDB").string());
+    EXPECT_TRUE(port.notices.empty()) << port.notices[0].text;
+
+    const std::string log = ReadFile(folders.data / "VantorelDebug.txt");
+    for (const char* line :
+         {"Startup => Begin startup\n", "Startup => Read config\n", "Startup => show dialog\n",
+          "Startup => DB opened\n", "Startup => Tree built\n"})
+        EXPECT_NE(log.find(line), std::string::npos) << line;
+
+    // The sample database is copied once; the user's changes to it stay.
+    WriteFile(folders.data / "SampleDB" / "Testers" / "mine.vtl", "x");
+    Shell again(port, view, folders, identity);
+    again.Start({});
+    EXPECT_TRUE(fs::exists(folders.data / "SampleDB" / "Testers" / "mine.vtl"));
+}
+
+TEST_F(StartupTest, StartupChoicesAndTheDebugSwitch) {
+    EXPECT_TRUE(DebugSwitchGiven({"x", "/DEBUG"}));
+    EXPECT_FALSE(DebugSwitchGiven({"debug", "-debug", "/debugx"}));
+
+    Shell shell(port, view, folders, identity);
+    shell.Start({"debug"});
+    EXPECT_FALSE(fs::exists(folders.data / "VantorelDebug.txt"));
+
+    view.startup = {StartupChoice::NoDatabase, false};
+    shell.OpenAtStartup();
+    EXPECT_FALSE(shell.Database().IsOpen());
+    EXPECT_EQ(view.treeBuilds, 0);
+    EXPECT_FALSE(shell.Configuration().Settings().showStartupDialog);
+    // The unticked box is kept: the next start asks nothing.
+    Shell next(port, view, folders, identity);
+    next.Start({});
+    EXPECT_FALSE(next.Configuration().Settings().showStartupDialog);
+
+    view.startup = {StartupChoice::CreateNew, true};
+    next.Configuration().Settings().showStartupDialog = true;
+    view.newFolder = dir / "NewDB";
+    port.ScriptAnswers({true});  // make the folder
+    next.OpenAtStartup();
+    ASSERT_TRUE(next.Database().IsOpen());
+    EXPECT_EQ(next.Database().Directory(), dir / "NewDB");
+    EXPECT_EQ(next.CurrentUser(), "bench-7");
+    EXPECT_EQ(port.notices.back(),
+              (Notice{"The logged in user has been set to the computer name.\nPlease create a "
+                      "Tester and select it before creating any new items.",
+                      "Vantorel", Icon::Information}));
+    EXPECT_EQ(next.Configuration().Settings().lastDbPath, (dir / "NewDB").string());
+}
+
+TEST_F(StartupTest, ClosingAndOldDatabases) {
+    Shell shell(port, view, folders, identity);
+    shell.Start({});
+    ASSERT_TRUE(shell.OpenDatabase(folders.data / "SampleDB"));
+    shell.ItemClipboard().Copy({{folders.data / "SampleDB" / "Testers", TV_TESTER_ROOT, "T"}},
+                               port);
+    shell.OnCloseDatabase();
+    EXPECT_FALSE(shell.Database().IsOpen());
+    EXPECT_TRUE(shell.ItemClipboard().Empty());
+    EXPECT_EQ(view.paneClears, 1);
+    EXPECT_EQ(view.captions.back(), "Vantorel V3.2 [No database selected]");
+
+    // An older database is converted when the user agrees, else closed again.
+    const fs::path marker = folders.data / "SampleDB" / "VantorelDatabase.vdb";
+    WriteFile(marker, EncodeVersionRecord({"V2.0", 900}));
+    port.ScriptAnswers({false});
+    EXPECT_FALSE(shell.OpenDatabase(marker));
+    EXPECT_FALSE(shell.Database().IsOpen());
+    EXPECT_EQ(port.questions.back().caption, "Vantorel - Convert Database");
+    port.ScriptAnswers({true});
+    EXPECT_TRUE(shell.OpenDatabase(marker));
+    EXPECT_EQ(DecodeVersionRecord(ReadFile(marker))->version, "V3.2");
+
+    EXPECT_FALSE(shell.OpenDatabase(dir / "nowhere"));
+    EXPECT_EQ(port.notices.back().caption, "Error: unable to open database");
+    EXPECT_FALSE(shell.Database().IsOpen());
+}
+
+TEST(Commands, EveryMenuCommandRunsAnOperationAndRefusalsNameTheirReason) {
+    for (const MenuCommand& command : MainMenu())
+        EXPECT_NE(OperationOf(command.id), Operation::None) << command.label;
+    for (const Accelerator& key : Accelerators())
+        EXPECT_NE(OperationOf(key.id), Operation::None) << key.key;
+    EXPECT_EQ(OperationOf(40217), Operation::Rename);
+    EXPECT_EQ(OperationOf(40186), Operation::Expand);
+    EXPECT_EQ(OperationOf(40247), Operation::OpenRecentDatabase);
+    EXPECT_EQ(OperationOf(40380), Operation::BulkUpdate);
+    EXPECT_EQ(OperationOf(40259), OperationOf(40236));  // F5 and File / Refresh
+    EXPECT_EQ(OperationOf(12345), Operation::None);
+
+    const CommandState none{};
+    EXPECT_EQ(CommandRefusal(Operation::Paste, none),
+              (Notice{"A database needs to be opened before attempting this operation.",
+                      "No database open", Icon::Warning}));
+    EXPECT_EQ(CommandRefusal(Operation::ImportTestCases, none)->text,
+              "A database must be loaded before an import can take place.");
+    EXPECT_EQ(CommandRefusal(Operation::ExportTestCasesCsv, none)->caption, "Warning");
+    EXPECT_FALSE(CommandRefusal(Operation::OpenDatabase, none));
+
+    CommandState open{.databaseOpen = true};
+    EXPECT_EQ(CommandRefusal(Operation::ExportWeb, open)->text,
+              "Please select a project to export");
+    EXPECT_EQ(CommandRefusal(Operation::Report, open)->caption, "No projects");
+    open.anyProject = true;
+    EXPECT_EQ(CommandRefusal(Operation::Report, open)->text,
+              "Please select a project or the project reports directory of a project");
+    EXPECT_FALSE(CommandRefusal(Operation::ReportWizard, open));
+    open.testersSelected = 2;
+    EXPECT_EQ(CommandRefusal(Operation::SetAsCurrentUser, open),
+              (Notice{"Only a single Tester can be set as the current user", "Set User Error",
+                      Icon::Warning}));
+}
+
+TEST(MonthNames, LocaleNamesAreKeptInLatin1AndFourCharacters) {
+    EXPECT_EQ(MonthAbbreviationFromLocale("M\xC3\xA4r", "UTF-8"), "M\xE4r");
+    EXPECT_EQ(MonthAbbreviationFromLocale("sept.", "UTF-8"), "sept");
+    EXPECT_EQ(MonthAbbreviationFromLocale("\xE4\xB8\x80\xE6\x9C\x88", "UTF-8"), "");
+    EXPECT_EQ(MonthAbbreviationFromLocale("Jan", "KOI8-R"), "");
+    EXPECT_EQ(DisplayDate(2026, 3, 5), "5-Mar-2026");  // the C locale of the tests
+}
+
+}  // namespace
+}  // namespace vantorel::testing
