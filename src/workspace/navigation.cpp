@@ -332,6 +332,12 @@ int StatusIconOf(const fs::path& document, const CustomCfg& custom) {
     }
 }
 
+int UnlockAllFiles(const fs::path& folder, UserPort& port) {
+    if (!port.ask({"Really delete all lock files?", "Delete confirmation", Icon::Question}))
+        return 0;
+    return DeleteAllLocks(folder);
+}
+
 bool HoldsOpenFiles(const fs::path& folder) {
     std::error_code error;
     for (fs::recursive_directory_iterator walk(folder, error), end; !error && walk != end;

@@ -108,6 +108,10 @@ std::optional<std::filesystem::path> NewFilterFolder(const std::filesystem::path
 // (a report) is left as it is.
 void FollowIdentifier(const std::filesystem::path& document, std::string_view id);
 
+// "Unlock all files...": after the user agrees, removes every lock file below folder, whoever
+// holds it. Returns how many were removed.
+int UnlockAllFiles(const std::filesystem::path& folder, UserPort& port);
+
 // True when a lock file lies anywhere below folder.
 bool HoldsOpenFiles(const std::filesystem::path& folder);
 

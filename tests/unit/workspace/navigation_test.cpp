@@ -205,7 +205,12 @@ TEST_F(NavigationTest, DeleteAsksAndRefusesOpenFiles) {
                       "Unable to delete folder", Icon::Warning}));
     EXPECT_TRUE(fs::exists(doc));
 
-    deleteLockFile(doc, true);
+    port.ScriptAnswers({false});
+    EXPECT_EQ(UnlockAllFiles(db / "Test Cases", port), 0);
+    EXPECT_EQ(port.questions.back(),
+              (Notice{"Really delete all lock files?", "Delete confirmation", Icon::Question}));
+    port.ScriptAnswers({true});
+    EXPECT_EQ(UnlockAllFiles(db / "Test Cases", port), 1);
     port.ScriptAnswers({true});
     EXPECT_TRUE(DeleteItem(Node(suite), "", port).deleted);
     EXPECT_EQ(port.questions.back().text,
