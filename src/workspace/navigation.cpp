@@ -379,6 +379,17 @@ std::string TrimmedName(std::string name, bool identifier, bool& dotsOrBlanksRem
     return trimmed;
 }
 
+// When the tester who is the current user is renamed or removed: whether to choose another.
+bool AskForNewCurrentUser(const TreeNode& node, const std::string& currentUser,
+                          std::string_view happened, UserPort& port) {
+    if (node.kind != TV_TESTER_DOC || currentUser.empty() || node.label != currentUser)
+        return false;
+    return port.ask({FillMessage("The currently logged in tester (%s) is being %s.\nDo you want "
+                                 "to select a new one?",
+                                 {currentUser, happened}),
+                     "Vantorel - Tester Missing", Icon::Question});
+}
+
 }  // namespace
 
 void FollowIdentifier(const fs::path& document, std::string_view id) {
@@ -482,14 +493,7 @@ std::optional<RenameOutcome> RenameItem(const TreeNode& node, std::string newNam
                    "Unable to rename", Icon::Warning});
         return std::nullopt;
     }
-    RenameOutcome outcome{newPath};
-    if (node.kind == TV_TESTER_DOC && !currentUser.empty() && node.label == currentUser)
-        outcome.chooseNewUser = port.ask(
-            {FillMessage("The currently logged in tester (%s) is being renamed.\nDo you want to "
-                         "select a new one?",
-                         {currentUser}),
-             "Vantorel - Tester Missing", Icon::Question});
-    return outcome;
+    return RenameOutcome{newPath, AskForNewCurrentUser(node, currentUser, "renamed", port)};
 }
 
 DeleteOutcome DeleteItem(const TreeNode& node, const std::string& currentUser, UserPort& port) {
@@ -526,14 +530,7 @@ DeleteOutcome DeleteItem(const TreeNode& node, const std::string& currentUser, U
                    Icon::Warning});
         return {};
     }
-    DeleteOutcome outcome{true};
-    if (node.kind == TV_TESTER_DOC && !currentUser.empty() && node.label == currentUser)
-        outcome.chooseNewUser = port.ask(
-            {FillMessage("The currently logged in tester (%s) is being removed.\nDo you want to "
-                         "select a new one?",
-                         {currentUser}),
-             "Vantorel - Tester Missing", Icon::Question});
-    return outcome;
+    return DeleteOutcome{true, AskForNewCurrentUser(node, currentUser, "removed", port)};
 }
 
 std::optional<fs::path> NewTestCaseFolder(const TreeNode& selected, UserPort& port) {

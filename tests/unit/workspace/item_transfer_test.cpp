@@ -7,40 +7,15 @@
 #include <future>
 
 #include "storage/locks.h"
-#include "storage/tagged_document.h"
-#include "support/document_fixture.h"
+#include "support/tree_fixture.h"
 
 namespace vantorel::testing {
 namespace {
 
 namespace fs = std::filesystem;
 
-class TransferTest : public DocumentTest {
+class TransferTest : public TreeTest {
 protected:
-    fs::path Doc(const fs::path& folder, const std::string& id, const std::string& text = "") {
-        fs::create_directories(folder);
-        const fs::path path = folder / (id + ".vtl");
-        WriteFile(path, "<?xml version=\"1.0\"?>\n<test_case>\n<id>" + id + "</id>\n<title>" +
-                            text + "</title>\n</test_case>\n");
-        return path;
-    }
-    fs::path Suite(const fs::path& folder) {
-        fs::create_directories(folder);
-        WriteFile(fs::path(folder.string() + ".tgp"),
-                  "<test_suite>\n<id>" + folder.filename().string() + "</id>\n</test_suite>\n");
-        return folder;
-    }
-    TreeNode Node(const fs::path& path) {
-        return {path, NodeKindOf(db, path),
-                path.extension() == ".vtl" ? path.stem().string() : path.filename().string()};
-    }
-    std::string IdOf(const fs::path& document) {
-        XMLParse doc;
-        std::string id;
-        if (doc.OpenRead(document) == 0 && doc.Load() == 0)
-            doc.GetTag("<id>", id);
-        return id;
-    }
     // Every name below folder, so a test can tell that nothing was touched.
     std::vector<std::string> Tree(const fs::path& folder) {
         std::vector<std::string> names;
@@ -55,7 +30,7 @@ protected:
 
 TEST_F(TransferTest, DuplicateNamesCopiesBesideTheItem) {
     const fs::path suite = Suite(library / "login");
-    const fs::path doc = Doc(suite, "TC1", "original");
+    const fs::path doc = Doc(suite, "TC1", "Pass", "original");
 
     auto first = Duplicate(db, Node(doc), false, port);
     auto second = Duplicate(db, Node(doc), false, port);
@@ -86,12 +61,12 @@ TEST_F(TransferTest, DuplicateNamesCopiesBesideTheItem) {
 
 TEST_F(TransferTest, PasteCopiesWholeItemsAndAsksBeforeReplacing) {
     const fs::path from = Suite(library / "login");
-    const fs::path doc = Doc(from, "TC1", "new text");
+    const fs::path doc = Doc(from, "TC1", "Pass", "new text");
     const fs::path sub = Suite(from / "Sub");
     Doc(sub, "TC2");
     ASSERT_EQ(createLockFile(sub / "TC2.vtl"), 0);
     const fs::path to = Suite(library / "checkout");
-    Doc(to, "TC1", "old text");
+    Doc(to, "TC1", "Pass", "old text");
 
     Clipboard clipboard;
     clipboard.Copy({Node(doc), Node(sub)}, port);
@@ -183,7 +158,7 @@ TEST_F(TransferTest, MoveRefusalsComeBeforeAnythingIsTouched) {
 
 TEST_F(TransferTest, MoveTakesTheDescriptionAndReplacesOnlyWhenAsked) {
     const fs::path suite = Suite(library / "login");
-    Doc(suite / "Child", "TC1", "moved");
+    Doc(suite / "Child", "TC1", "Pass", "moved");
     const fs::path other = Suite(library / "other");
     Suite(other / "Child");
     Doc(other / "Child", "Old");
@@ -252,7 +227,7 @@ TEST_F(TransferTest, WorkerRunsOneTransferAndStopsWithoutHalfCopies) {
 
 TEST_F(TransferTest, TestCasesDroppedOnAProjectBecomeProjectTestCases) {
     const fs::path suite = Suite(library / "login");
-    Doc(suite, "TC1", "sign in");
+    Doc(suite, "TC1", "Pass", "sign in");
     Doc(suite / "Sub", "TC2");
     const fs::path cases = db / "Projects" / "Alpha" / "Project Test Cases";
     fs::create_directories(cases);

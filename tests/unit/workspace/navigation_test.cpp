@@ -3,8 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "storage/locks.h"
-#include "storage/tagged_document.h"
-#include "support/document_fixture.h"
+#include "support/tree_fixture.h"
 #include "workspace/commands.h"
 
 namespace vantorel::testing {
@@ -12,35 +11,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class NavigationTest : public DocumentTest {
+class NavigationTest : public TreeTest {
 protected:
-    fs::path Doc(const fs::path& folder, const std::string& id) {
-        fs::create_directories(folder);
-        const fs::path path = folder / (id + ".vtl");
-        WriteFile(path, "<?xml version=\"1.0\"?>\n<test_case>\n<id>" + id + "</id>\n<test_status>" +
-                            status + "</test_status>\n</test_case>\n");
-        return path;
-    }
-    fs::path Suite(const fs::path& folder) {
-        fs::create_directories(folder);
-        WriteFile(fs::path(folder.string() + ".tgp"),
-                  "<?xml version=\"1.0\"?>\n<test_suite>\n<id>" + folder.filename().string() +
-                      "</id>\n</test_suite>\n");
-        return folder;
-    }
-    TreeNode Node(const fs::path& path) {
-        return {path, NodeKindOf(db, path),
-                path.extension() == ".vtl" ? path.stem().string() : path.filename().string()};
-    }
-    std::string IdOf(const fs::path& document) {
-        XMLParse doc;
-        std::string id;
-        if (doc.OpenRead(document) == 0 && doc.Load() == 0)
-            doc.GetTag("<id>", id);
-        return id;
-    }
-
-    std::string status = "Pass";
     const fs::path project = db / "Projects" / "Alpha";
 };
 
@@ -244,8 +216,7 @@ TEST_F(NavigationTest, NewItemsAndStatusIcons) {
         {"pass", 1},  {"Fail", 2},      {"Not yet attempted", 3},
         {"Other", 0}, {"Postponed", 4}, {"Bogus", 0}};
     for (const auto& [text, icon] : expected) {
-        status = text;
-        EXPECT_EQ(StatusIconOf(Doc(cases, "P-" + text), custom), icon) << text;
+        EXPECT_EQ(StatusIconOf(Doc(cases, "P-" + text, text), custom), icon) << text;
     }
     EXPECT_EQ(StatusIconOf(cases / "missing.vtl", custom), 0);
 }
