@@ -1,0 +1,364 @@
+#include "render/item_pages.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "documents/custom_cfg.h"
+#include "documents/field_tables.h"
+#include "documents/history.h"
+#include "documents/test_group.h"
+#include "platform/clock_text.h"
+#include "storage/identifiers.h"
+#include "storage/text_conversions.h"
+
+namespace vantorel {
+namespace fs = std::filesystem;
+namespace {
+
+std::string Format(const char* format, auto... values) {
+    char text[512];
+    std::snprintf(text, sizeof text, format, values...);
+    return text;
+}
+
+bool IsLinkField(std::string_view tag) {
+    return tag == "<external_link>" || tag == "<external_link2>";
+}
+
+bool IsDurationField(std::string_view tag) {
+    return tag == "<test_duration>" || tag == "<actual_duration>";
+}
+
+std::string ReplaceAll(std::string text, std::string_view from, std::string_view to) {
+    for (std::size_t at = text.find(from); at != std::string::npos;
+         at = text.find(from, at + to.size()))
+        text.replace(at, from.size(), to);
+    return text;
+}
+
+// The entries a drop-down of the field offers.
+std::vector<std::string> ListEntries(std::string_view tag, const CustomCfg& custom) {
+    const CustomTables& tables = custom.Tables();
+    if (tag == "<test_type>")
+        return tables.types;
+    if (tag == "<test_phase>")
+        return tables.phases;
+    if (tag == "<priority>")
+        return {std::begin(kPriorities), std::end(kPriorities)};
+    if (tag == "<test_status>") {
+        std::vector<std::string> statuses;
+        for (const StatusEntry& status : tables.statuses)
+            statuses.push_back(status.text);
+        return statuses;
+    }
+    return {};
+}
+
+std::string DateEdit(std::string_view stem, std::string_view stored) {
+    const std::optional<CalendarDate> date = ParseStoredDate(stored);
+    const std::string name(stem);
+    std::string html = "<select name=\"" + name + "day\" class =\"" + name + "day\">";
+    for (int day = 1; day <= 31; ++day)
+        html += Format(date && date->day == day ? "<option selected value=%d>%d</option>"
+                                                : "<option value=%d>%d</option>",
+                       day, day);
+    html += "</select><select name=\"" + name + "month\" class =\"" + name + "month\">";
+    for (int month = 1; month <= 12; ++month) {
+        const std::string shown = DisplayDate(2000, month, 1);
+        const std::string abbreviation = shown.substr(2, shown.size() - 7);
+        html += Format("<option %s value=%d>%s</option>",
+                       date && date->month == month ? "selected" : "", month, abbreviation.c_str());
+    }
+    html += "</select><input name=\"" + name + "year\" type=\"text\" class=\"" + name +
+            "year\" value=\"" + (date ? std::to_string(date->year) : std::string()) + "\">";
+    return html;
+}
+
+}  // namespace
+
+std::string LinkValue(std::string_view link) {
+    const std::string text(link);
+    for (std::string_view web : {"http://", "www.", "https://"})
+        if (link.starts_with(web)) {
+            // "www." addresses need a scheme to leave the page's own folder.
+            const std::string prefix = web == "www." ? "http://" : "";
+            return "<a href=\"" + prefix + text + "\">" + text + "</a>";
+        }
+    return "<a href=\"file://" + text + "\">" + text + "</a>";
+}
+
+ItemCore::ItemCore(std::span<const FieldDescriptor> fields, const CustomCfg& custom,
+                   std::string_view failedLoad)
+    : m_fields(FieldRows(fields)), m_custom(custom), m_failedLoad(failedLoad) {}
+
+bool ItemCore::Load(const fs::path& document) {
+    m_document = document;
+    m_loaded = m_doc.OpenFastRead(document) == 0 && m_doc.Load() == 0;
+    return m_loaded;
+}
+
+std::string ItemCore::Stored(std::string_view tag) const {
+    std::string value;
+    if (!m_loaded || m_doc.GetTag(tag, value) != 0)
+        return {};
+    return value;
+}
+
+std::string ItemCore::Render(const Template& page, const PageSettings& settings) const {
+    std::string html = page.Fill(
+        settings, [&](std::string_view placeholder) { return Placeholder(placeholder, settings); });
+    if (!m_loaded && !m_document.empty() && page.Loaded())
+        html.insert(0, ReplaceAll(m_failedLoad, "%s", m_document.string()));
+    return html;
+}
+
+std::optional<std::string> ItemCore::Placeholder(std::string_view placeholder,
+                                                 const PageSettings& settings) const {
+    if (std::optional<std::string> own = OwnPlaceholder(placeholder, settings))
+        return own;
+    if (!placeholder.starts_with("VT_"))
+        return std::nullopt;
+    for (const FieldDescriptor& row : m_fields) {
+        if (row.placeholderStem.empty())
+            continue;
+        const std::string stem = "VT_" + std::string(row.placeholderStem) + "_";
+        if (!placeholder.starts_with(stem))
+            continue;
+        const std::string_view part = placeholder.substr(stem.size());
+        const std::string stored = Stored(row.tag);
+        if (part == "HEADING")
+            return std::string(row.longHeading.empty() ? row.shortHeading : row.longHeading);
+        if (part == "DATA") {
+            std::string value = Data(row, stored);
+            return value.empty() ? std::string(kEmptyValue) : value;
+        }
+        if (part == "EDIT")
+            return Edit(row, stored);
+    }
+    return std::nullopt;
+}
+
+std::string ItemCore::Data(const FieldDescriptor& row, const std::string& stored) const {
+    switch (row.type) {
+        case FT_RICH_TEXT:
+        case FT_DATE:
+            return DisplayValue(row.type, stored);
+        case FT_YES_NO:
+            return stored.empty() ? std::string() : (stored == "1" ? "Yes" : "No");
+        case FT_PASSWORD:
+            return stored.empty() ? std::string() : std::string(kPasswordMask);
+        default:
+            // Stored text is escaped already, so it is HTML as it stands.
+            if (IsLinkField(row.tag) && !stored.empty())
+                return LinkValue(stored);
+            return stored;
+    }
+}
+
+std::string ItemCore::Edit(const FieldDescriptor& row, const std::string& stored) const {
+    const std::string stem(row.placeholderStem);
+    const std::string named = "name=\"" + stem + "\" ";
+    switch (row.type) {
+        case FT_RICH_TEXT:
+            return "<textarea " + named + "class=\"" + stem + "\" maxlength=\"" +
+                   std::to_string(kFieldValueMax) + "\" wrap=soft>" +
+                   DisplayValue(row.type, stored) + "</textarea>";
+        case FT_LIST_TEXT: {
+            std::string html = "<select " + named + "class =\"" + stem + "\">";
+            for (const std::string& entry : ListEntries(row.tag, m_custom))
+                html +=
+                    (strcasecmp(entry.c_str(), Unescaped(stored).c_str()) == 0 ? "<option selected>"
+                                                                               : "<option>") +
+                    Escaped(entry) + "</option>";
+            return html + "</select>";
+        }
+        case FT_DATE:
+            return DateEdit(stem, stored);
+        case FT_TIME: {
+            const std::optional<ClockTime> time = ParseStoredTime(stored);
+            return "<input " + named + "type=\"text\" class=\"" + stem + "\" value=\"" +
+                   (time ? Format("%02d:%02d:%02d", time->hour, time->minute, time->second)
+                         : std::string()) +
+                   "\">";
+        }
+        case FT_PLAIN_TEXT: {
+            std::string value = stored;
+            if (IsDurationField(row.tag) && value.empty())
+                value = "00:00";
+            return "<input " + named + "type=\"text\" class=\"" + stem + "\" value=\"" + value +
+                   "\">";
+        }
+        default:
+            if (stored.empty())
+                return "<input " + named + "type=\"text\" class=\"" + stem + "\">";
+            return "<input " + named + "type=\"text\" class=\"" + stem + "\" value=\"" + stored +
+                   "\">";
+    }
+}
+
+TestCaseCore::TestCaseCore(const CustomCfg& custom)
+    : ItemCore(TestCaseFields(), custom, "<!-- Failed to load XML file %s-->") {}
+
+PrjTestCaseCore::PrjTestCaseCore(const CustomCfg& custom, std::string project)
+    : ItemCore(PrjTestCaseFields(), custom, "<!-- Failed to load XML file %s-->"),
+      m_project(std::move(project)) {}
+
+std::string PrjTestCaseCore::Data(const FieldDescriptor& row, const std::string& stored) const {
+    if (IsLinkField(row.tag) && !stored.empty())
+        return LinkValue(ReplaceAll(ReplaceAll(stored, "%VT_PROJECT%", m_project),
+                                    "%TESTCASE_PATH%", m_document.string()));
+    return ItemCore::Data(row, stored);
+}
+
+std::optional<std::string> PrjTestCaseCore::OwnPlaceholder(std::string_view placeholder,
+                                                           const PageSettings&) const {
+    if (placeholder == "VT_STATUS_MEANING") {
+        const std::optional<int> meaning = m_custom.MeaningOf(Unescaped(Stored("<test_status>")));
+        return meaning ? std::string(MeaningName(*meaning)) : std::string(kEmptyValue);
+    }
+    if (placeholder == "VT_TEST_HISTORY")
+        return HistoryTable();
+    return std::nullopt;
+}
+
+std::string PrjTestCaseCore::HistoryTable() const {
+    std::string html =
+        "<h1>Test Case History</h1><table class=List><tr class=ListHeading>"
+        "<td class=ListHeading>Date</td><td class=ListHeading>Type</td><td "
+        "class=ListHeading>Old Status</td><td class=ListHeading>New Status</td>"
+        "<td class=ListHeading>Attempts</td><td class=ListHeading>Phase</td><td "
+        "class=ListHeading>Version</td><td class=ListHeading>Build</td></tr>";
+    if (m_loaded)
+        for (const HistoryBlock& block : LoadHistoryBlocks(m_doc)) {
+            const LocalMoment& when = block.when;
+            html += "<tr class=List><td class=List>" +
+                    DisplayDate(when.date.year, when.date.month, when.date.day) + " " +
+                    Format("%02d:%02d:%02d", when.time.hour, when.time.minute, when.time.second) +
+                    "</td><td class=List>" +
+                    (block.update ? "Test Update</td><td class=List>"
+                                  : "Test Creation</td><td class=List>") +
+                    Escaped(block.oldStatus) + "</td><td class=List>" + Escaped(block.newStatus) +
+                    "</td><td class=List>" + Format("%d</td><td class=List>", block.tries) +
+                    Escaped(block.phase) + "</td><td class=List>" + Escaped(block.version) +
+                    "</td><td class=List>" + Escaped(block.build) + "</td></tr>";
+        }
+    return html + "</table>\n";
+}
+
+TestGroupCore::TestGroupCore(const CustomCfg& custom)
+    : ItemCore(TestSuiteFields(), custom, "<!--Vantorel: Couldn't load test suite-->") {}
+
+PrjTestGroupCore::PrjTestGroupCore(const CustomCfg& custom, fs::path folder)
+    : ItemCore(TestSuiteFields(), custom, "<!--Vantorel: Couldn't load test suite-->"),
+      m_folder(std::move(folder)) {}
+
+std::optional<std::string> PrjTestGroupCore::OwnPlaceholder(std::string_view placeholder,
+                                                            const PageSettings& settings) const {
+    // "<!--VT_TGLIST:...-->" takes no parameters here; the columns are fixed.
+    if (placeholder == "VT_TGLIST" || placeholder.starts_with("VT_TGLIST:"))
+        return SuiteList(settings);
+    return std::nullopt;
+}
+
+std::string PrjTestGroupCore::SuiteList(const PageSettings& settings) const {
+    static constexpr std::string_view kColumns[] = {"Test Case", "Title",   "Status",
+                                                    "Priority",  "Testers", "Last Attempt"};
+    static constexpr std::string_view kCells[] = {"<test_title>", "<test_status>", "<priority>",
+                                                  "<testers>", "<last_attempt_date>"};
+    std::string html =
+        "<h3>Project Test Cases and Sub Suites</h3>\n<table class=List><tr "
+        "class=ListHeading>";
+    for (std::string_view column : kColumns)
+        html += "<td class=ListHeading>" + std::string(column) + "</td>";
+    html += "</tr>";
+
+    struct Entry {
+        std::string name;
+        bool folder;
+    };
+    std::vector<Entry> entries;
+    std::error_code error;
+    for (fs::directory_iterator list(m_folder, error), end; !error && list != end;
+         list.increment(error)) {
+        const std::string name = list->path().filename().string();
+        std::error_code typeError;
+        if (name.starts_with("."))
+            continue;
+        if (list->is_directory(typeError))
+            entries.push_back({name, true});
+        else if (list->path().extension() == kItemExtension)
+            entries.push_back({list->path().stem().string(), false});
+    }
+    std::ranges::sort(entries, [](const Entry& a, const Entry& b) {
+        if (a.folder != b.folder)
+            return a.folder;
+        return strcasecmp(a.name.c_str(), b.name.c_str()) < 0;
+    });
+
+    std::size_t rows = 0;
+    for (const Entry& entry : entries) {
+        if (rows == kSuiteListLimit) {
+            html += "<tr><td>Display limit exceeded</td></tr>";
+            break;
+        }
+        const std::string rowClass = rows++ % 2 == 0 ? "List" : "ListAlt";
+        const std::string escaped = Escaped(entry.name);
+        if (entry.folder) {
+            html += "<tr class=" + rowClass + "><td class=" + rowClass + "><img src=\"" +
+                    settings.imagePath + "folder.gif\" align=left><a href=\"" + escaped + "/" +
+                    escaped + "_index.html\">" + escaped + "</a></td>";
+            for (std::size_t cell = 0; cell < std::size(kCells); ++cell)
+                html += "<td class=" + rowClass + ">&nbsp;</td>";
+            html += "</tr> \n";
+            continue;
+        }
+        XMLParse doc;
+        const bool read =
+            doc.OpenFastRead(m_folder / (entry.name + std::string(kItemExtension))) == 0 &&
+            doc.Load() == 0;
+        auto value = [&](std::string_view tag) {
+            std::string stored;
+            if (!read || doc.GetTag(tag, stored) != 0)
+                return std::string();
+            return tag == "<last_attempt_date>" ? DisplayValue(FT_DATE, stored) : stored;
+        };
+        const std::optional<int> meaning = m_custom.MeaningOf(Unescaped(value("<test_status>")));
+        static constexpr const char* kIcons[] = {"pass.gif", "fail.gif", "nya.gif", "other.gif",
+                                                 "post.gif"};
+        const char* icon = meaning && *meaning >= 0 && *meaning < 5 ? kIcons[*meaning] : "tc.gif";
+        html += "<tr class=" + rowClass + "><td class=" + rowClass + "><img src=\"" +
+                settings.imagePath + icon + "\" align=left><a href=\"" + escaped + ".html\">" +
+                escaped + "</a></td>";
+        for (std::string_view tag : kCells) {
+            const std::string cell = value(tag);
+            html += "<td class=" + rowClass + ">" + (cell.empty() ? "&nbsp;" : cell) + "</td>";
+        }
+        html += "</tr> \n";
+    }
+    return html + "</table>";
+}
+
+ProjectCore::ProjectCore(const CustomCfg& custom)
+    : ItemCore(ProjectFields(), custom, "<!--Vantorel: Couldn't load test suite-->") {}
+
+TestCfgCore::TestCfgCore(const CustomCfg& custom)
+    : ItemCore(TestCfgFields(), custom, "<!-- Failed to load XML file %s-->") {}
+
+TestResourceCore::TestResourceCore(const CustomCfg& custom)
+    : ItemCore(TestResourceFields(), custom, "<!-- Failed to load XML file %s-->") {}
+
+TesterCore::TesterCore(const CustomCfg& custom)
+    : ItemCore(TesterFields(), custom, "<!-- Failed to load XML file %s-->") {}
+
+std::string TesterCore::Data(const FieldDescriptor& row, const std::string& stored) const {
+    std::string value = ItemCore::Data(row, stored);
+    if (row.type == FT_RICH_TEXT)
+        return value + "</pre>";
+    if (row.tag == "<remote_user>" && stored == "1")
+        return value + (Stored("<readwrite_access>") == "1" ? " - Read/Write" : " - Read Only");
+    return value;
+}
+
+}  // namespace vantorel

@@ -1,0 +1,112 @@
+#include "render/template.h"
+
+#include <fstream>
+#include <iterator>
+
+namespace vantorel {
+namespace {
+
+constexpr std::string_view kOpen = "<!--";
+constexpr std::string_view kClose = "-->";
+
+std::string ReplaceAll(std::string text, std::string_view from, std::string_view to) {
+    for (std::size_t at = text.find(from); at != std::string::npos;
+         at = text.find(from, at + to.size()))
+        text.replace(at, from.size(), to);
+    return text;
+}
+
+std::optional<std::string> ReadWhole(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    if (!in)
+        return std::nullopt;
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+}  // namespace
+
+bool Template::Load(const std::filesystem::path& file) {
+    std::optional<std::string> text = ReadWhole(file);
+    m_loaded = text.has_value();
+    m_text = m_loaded ? std::move(*text) : std::string();
+    return m_loaded;
+}
+
+void Template::LoadText(std::string text) {
+    m_text = std::move(text);
+    m_loaded = true;
+}
+
+std::string StyleSheetElement(const PageSettings& page) {
+    if (!page.inlineStyle)
+        return "<LINK REL=StyleSheet HREF=\"" + page.styleHref + std::string(kStyleSheetName) +
+               "\" TYPE=\"text/css\">\n";
+    const std::string css = ReadWhole(page.styleFolder / kStyleSheetName).value_or("");
+    return "<STYLE TYPE=\"text/css\">\n" + ReplaceAll(css, "<!--VT_IMAGEPATH-->", page.imagePath) +
+           "</STYLE>\n";
+}
+
+std::optional<std::string> Template::PageLevel(std::string_view placeholder,
+                                               const PageSettings& page) const {
+    if (placeholder == "VT_STYLE") {
+        std::string style = StyleSheetElement(page);
+        // A page shown from the database resolves the style's files from the style folder. The
+        // base element is written in the program's long-standing form.
+        if (!page.exported)
+            style += "<BASE HREF=\"" + page.styleFolder.string() + "/\"</BASE>\n";
+        return style;
+    }
+    if (placeholder == "VT_BREADCRUMBS")
+        return page.breadcrumbs;
+    if (placeholder == "VT_HEADER")
+        return page.header;
+    if (placeholder == "VT_EDIT_FORM_START")
+        return page.editMode ? "<form action=VantorelCGI.cgi method=post name=VTForm>"
+                             : std::string();
+    if (placeholder == "VT_EDIT_FORM_END")
+        return page.editMode ? "<input type=submit name=submit value=\"Save Changes\"></form>"
+                             : std::string();
+    if (placeholder == "VT_IMAGEPATH")
+        return page.imagePath;
+    if (placeholder == "VT_LIST")
+        return page.list;
+    return std::nullopt;
+}
+
+std::string Template::Fill(const PageSettings& page, const Renderer& renderer) const {
+    if (!m_loaded)
+        return std::string(kTemplateMissingPage);
+    std::string out;
+    out.reserve(m_text.size() * 2);
+    std::size_t at = 0;
+    while (at < m_text.size()) {
+        const std::size_t open = m_text.find(kOpen, at);
+        if (open == std::string::npos)
+            break;
+        out.append(m_text, at, open - at);
+        const std::size_t close = m_text.find(kClose, open + kOpen.size());
+        if (close == std::string::npos) {
+            at = open;
+            break;
+        }
+        const std::size_t end = close + kClose.size();
+        const std::string_view comment(m_text.data() + open, end - open);
+        at = end;
+        if (comment.size() >= kPlaceholderMax) {
+            out += comment;
+            continue;
+        }
+        const std::string_view inside = comment.substr(kOpen.size(), comment.size() - 7);
+        if (std::optional<std::string> text = PageLevel(inside, page)) {
+            out += *text;
+        } else if (std::optional<std::string> field = renderer ? renderer(inside) : std::nullopt) {
+            out += *field;
+        } else {
+            out += kUnmatchedPlaceholder;
+        }
+    }
+    out.append(m_text, at, std::string::npos);
+    return out;
+}
+
+}  // namespace vantorel

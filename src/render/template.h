@@ -1,0 +1,62 @@
+#pragma once
+// Template: an item page is a template of the chosen display style with its placeholders
+// filled. Placeholders are HTML comments; the page-level ones are filled here from the page's
+// settings, every other comment is offered to the item's renderer, and a comment nobody
+// knows becomes a fixed remark, so a page is always produced.
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace vantorel {
+
+inline constexpr std::string_view kTemplateMissingPage =
+    "<b>Vantorel: Couldn't load template file - Please select a template to use from the "
+    "Display Style option under the Edit menu (Vantorel standalone) or the Configuration link "
+    "(Vantorel CGI)<b>";
+inline constexpr std::string_view kUnmatchedPlaceholder = "<!--Vantorel: Couldn't match tag-->";
+// A comment this long or longer is text, never a placeholder.
+inline constexpr std::size_t kPlaceholderMax = 1024;
+inline constexpr std::string_view kEmptyValue = "&nbsp;";
+inline constexpr std::string_view kStyleSheetName = "style.css";
+
+// Where a page will be read, and what the page-level placeholders hold.
+struct PageSettings {
+    std::filesystem::path styleFolder;  // the display style's folder, holding style.css
+    bool exported = false;              // a file of the web export, not the desktop view
+    bool inlineStyle = true;            // style.css written into the page, else linked
+    std::string styleHref;              // where a linked style sheet is, "../../" and the like
+    std::string imagePath = "images/";  // how the page reaches the style's images
+    bool editMode = false;
+    std::string breadcrumbs;
+    std::string header;
+    std::string list;  // <!--VT_LIST-->: a folder's contents
+};
+
+class Template {
+public:
+    // Loads the template at file; false when it can't be read, and the page is then the fixed
+    // text that says so.
+    bool Load(const std::filesystem::path& file);
+    void LoadText(std::string text);
+    bool Loaded() const { return m_loaded; }
+
+    // The renderer's part: the text for a placeholder (the comment's inside, "VT_ID_DATA"),
+    // or none when the placeholder is not its own.
+    using Renderer = std::function<std::optional<std::string>(std::string_view placeholder)>;
+    std::string Fill(const PageSettings& page, const Renderer& renderer) const;
+
+private:
+    std::optional<std::string> PageLevel(std::string_view placeholder,
+                                         const PageSettings& page) const;
+
+    std::string m_text;
+    bool m_loaded = false;
+};
+
+// The style sheet as a page carries it: inlined with the images path put in, or linked.
+std::string StyleSheetElement(const PageSettings& page);
+
+}  // namespace vantorel
