@@ -275,6 +275,10 @@ public:
                          "b106", "b201", "b202", "b203", "b204"};
         tables.defaults.version = "2.1";
         tables.notesCaptions = {"Test data", "Known issues", "Tester's remarks"};
+        // Calm report colours (0x00BBGGRR): the statuses, then the time figures.
+        tables.reportColours = {0xA6948A, 0x2B39C0, 0x578B2E, 0x1089D6, 0xA65B7D, 0,
+                                0,        0,        0,        0,        0x8A5D2F, 0xBF8E6C,
+                                0x8FB37F, 0x578B2E, 0x2B39C0, 0x1089D6};
         m_custom.Replace(tables);
         Require(m_custom.Write(m_root).ok(), "custom.dat");
     }
@@ -366,9 +370,10 @@ public:
                 editor->Control("<requirement>").text =
                     "REQ-" + prefix + "-" + std::to_string(i + 1);
                 if (i == 1)
-                    editor->Control("<notes1>").text = "See also vantorel://Test Cases/" +
+                    // In quotes, since item paths hold blanks.
+                    editor->Control("<notes1>").text = "See also \"vantorel://Test Cases/" +
                                                        std::string(suite.id) + "/" + prefix +
-                                                       "-001";
+                                                       "-001\"";
                 Require(editor->Save(), item.title);
             }
         }

@@ -10,6 +10,11 @@
 #include <iostream>
 #include <string>
 
+#include <QGuiApplication>
+#include <ctime>
+
+#include "charts/chart_painter.h"
+#include "exchange/command_line_export.h"
 #include "platform/batch_port.h"
 #include "platform/debug_log.h"
 #include "platform/folders.h"
@@ -87,11 +92,15 @@ int main(int argc, char** argv) {
     if (line.reportMode)
         return RunCommandLineReport(line, port, ReportThreads());
     if (line.webMode) {
-        port.tell(
-            {"Web export is not part of this build of Vantorel yet.", "Web export", Icon::Warning});
-        port.tell({"Error during web export, project has not been exported", "Web export",
-                   Icon::Warning});
-        return 1;
+        // Charts are drawn without a display.
+        setenv("QT_QPA_PLATFORM", "offscreen", 0);
+        QGuiApplication application(argc, argv);
+        QtChartPainter charts;
+        const std::time_t now = std::time(nullptr);
+        struct tm local {};
+        localtime_r(&now, &local);
+        return RunCommandLineWebExport(line, port, &charts, ProgramFolder() / "Templates",
+                                       {local.tm_year + 1900, local.tm_mon + 1, local.tm_mday});
     }
     ConsoleView view;
     Shell shell(port, view, FindShellFolders());

@@ -9,6 +9,7 @@
 #include "documents/field_tables.h"
 #include "documents/history.h"
 #include "documents/test_group.h"
+#include "filters/filter.h"
 #include "platform/clock_text.h"
 #include "storage/identifiers.h"
 #include "storage/text_conversions.h"
@@ -78,6 +79,10 @@ std::string DateEdit(std::string_view stem, std::string_view stored) {
 
 }  // namespace
 
+std::string HtmlColour(std::uint32_t colour) {
+    return Format("#%02x%02x%02x", colour & 0xFF, (colour >> 8) & 0xFF, (colour >> 16) & 0xFF);
+}
+
 std::string LinkValue(std::string_view link) {
     const std::string text(link);
     for (std::string_view web : {"http://", "www.", "https://"})
@@ -97,6 +102,25 @@ bool ItemCore::Load(const fs::path& document) {
     m_document = document;
     m_loaded = m_doc.OpenFastRead(document) == 0 && m_doc.Load() == 0;
     return m_loaded;
+}
+
+void ItemCore::LoadText(std::string text) {
+    m_doc.LoadText(std::move(text));
+    m_loaded = true;
+}
+
+std::string ItemCore::FieldTable() const {
+    std::string html = "<table class=\"Fields\">\n";
+    for (const FieldDescriptor& row : m_fields) {
+        const std::string_view heading =
+            row.longHeading.empty() ? row.shortHeading : row.longHeading;
+        if (heading.empty() || row.type == FT_PASSWORD)
+            continue;
+        const std::string value = Data(row, Stored(row.tag));
+        html += "<tr><th>" + std::string(heading) + "</th><td>" +
+                (value.empty() ? std::string(kEmptyValue) : value) + "</td></tr>\n";
+    }
+    return html + "</table>\n";
 }
 
 std::string ItemCore::Stored(std::string_view tag) const {
@@ -217,6 +241,17 @@ std::optional<std::string> PrjTestCaseCore::OwnPlaceholder(std::string_view plac
     if (placeholder == "VT_STATUS_MEANING") {
         const std::optional<int> meaning = m_custom.MeaningOf(Unescaped(Stored("<test_status>")));
         return meaning ? std::string(MeaningName(*meaning)) : std::string(kEmptyValue);
+    }
+    if (placeholder == "VT_STATUS_STYLE") {
+        // The status's report colour, with text dark or light as the colour needs.
+        const std::optional<int> meaning = m_custom.MeaningOf(Unescaped(Stored("<test_status>")));
+        const std::uint32_t colour =
+            meaning ? m_custom.ReportColourOf(MeaningSlot(*meaning)) : 0xA6948A;
+        const int luminance = static_cast<int>((colour & 0xFF) * 299 + (colour >> 8 & 0xFF) * 587 +
+                                               (colour >> 16 & 0xFF) * 114) /
+                              1000;
+        return "background-color:" + HtmlColour(colour) +
+               (luminance > 150 ? ";color:#111111" : ";color:#ffffff");
     }
     if (placeholder == "VT_TEST_HISTORY")
         return HistoryTable();
@@ -348,6 +383,31 @@ TestCfgCore::TestCfgCore(const CustomCfg& custom)
 
 TestResourceCore::TestResourceCore(const CustomCfg& custom)
     : ItemCore(TestResourceFields(), custom, "<!-- Failed to load XML file %s-->") {}
+
+FilterCore::FilterCore(const CustomCfg& custom) : ItemCore({}, custom, {}) {}
+
+bool FilterCore::LoadFilter(const fs::path& document) {
+    m_filter = ReadFilterDocument(document);
+    return m_filter.has_value();
+}
+
+std::optional<std::string> FilterCore::OwnPlaceholder(std::string_view placeholder,
+                                                      const PageSettings&) const {
+    auto shown = [](const std::string& value) {
+        return value.empty() ? std::string(kEmptyValue) : Escaped(value);
+    };
+    if (placeholder == "VT_FILTERID_HEADING")
+        return "Filter ID";
+    if (placeholder == "VT_FILTERNAME_HEADING")
+        return "Filter Name";
+    if (placeholder == "VT_FILTERID_DATA")
+        return m_filter ? shown(m_filter->id) : std::string(kEmptyValue);
+    if (placeholder == "VT_FILTERNAME_DATA")
+        return m_filter ? shown(m_filter->name) : std::string(kEmptyValue);
+    if (placeholder == "VT_FILTER_DATA")
+        return m_filter ? FilterConditionsHtml(*m_filter) : std::string(kEmptyValue);
+    return std::nullopt;
+}
 
 TesterCore::TesterCore(const CustomCfg& custom)
     : ItemCore(TesterFields(), custom, "<!-- Failed to load XML file %s-->") {}

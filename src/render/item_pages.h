@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "filters/filter.h"
 #include "render/template.h"
 #include "storage/field_values.h"
 #include "storage/tagged_document.h"
@@ -30,6 +31,10 @@ public:
 
     // Reads the item's document; false when it can't be read, and the page then says so.
     bool Load(const std::filesystem::path& document);
+    // Takes the document's text as it is (a test case kept inside a report).
+    void LoadText(std::string text);
+    // Every field with a heading as a two-column table of headings and values.
+    std::string FieldTable() const;
     // The page: the template filled for this item.
     std::string Render(const Template& page, const PageSettings& settings) const;
     // The text for one placeholder ("VT_ID_DATA"), or none when it is not this item's.
@@ -55,6 +60,9 @@ private:
     std::string Edit(const FieldDescriptor& row, const std::string& stored) const;
     std::string m_failedLoad;
 };
+
+// A report colour (0x00BBGGRR) as CSS writes it, "#rrggbb".
+std::string HtmlColour(std::uint32_t colour);
 
 // "<a href="...">text</a>": web addresses as they are, anything else as a file.
 std::string LinkValue(std::string_view link);
@@ -114,6 +122,20 @@ public:
     explicit TestResourceCore(const CustomCfg& custom);
 };
 
+// The filter page: its identifier, name and conditions.
+class FilterCore : public ItemCore {
+public:
+    explicit FilterCore(const CustomCfg& custom);
+    bool LoadFilter(const std::filesystem::path& document);
+
+protected:
+    std::optional<std::string> OwnPlaceholder(std::string_view placeholder,
+                                              const PageSettings& settings) const override;
+
+private:
+    std::optional<FilterDocument> m_filter;
+};
+
 class TesterCore : public ItemCore {
 public:
     explicit TesterCore(const CustomCfg& custom);
@@ -131,5 +153,6 @@ inline constexpr std::string_view kProjectTemplate = "ProjectTemplate.html";
 inline constexpr std::string_view kTestCfgTemplate = "TestCfgTemplate.html";
 inline constexpr std::string_view kTestResTemplate = "TestResTemplate.html";
 inline constexpr std::string_view kTesterTemplate = "TesterTemplate.html";
+inline constexpr std::string_view kFilterTemplate = "FilterTemplate.html";
 
 }  // namespace vantorel

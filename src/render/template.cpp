@@ -1,5 +1,6 @@
 #include "render/template.h"
 
+#include <cctype>
 #include <fstream>
 #include <iterator>
 
@@ -35,6 +36,21 @@ bool Template::Load(const std::filesystem::path& file) {
 void Template::LoadText(std::string text) {
     m_text = std::move(text);
     m_loaded = true;
+}
+
+std::string UrlPath(std::string_view path) {
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    std::string encoded;
+    for (unsigned char c : path) {
+        if (std::isalnum(c) || c == '-' || c == '.' || c == '_' || c == '~' || c == '/') {
+            encoded += static_cast<char>(c);
+        } else {
+            encoded += '%';
+            encoded += kHex[c >> 4];
+            encoded += kHex[c & 0xF];
+        }
+    }
+    return encoded;
 }
 
 std::string StyleSheetElement(const PageSettings& page) {

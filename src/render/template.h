@@ -56,6 +56,9 @@ private:
     bool m_loaded = false;
 };
 
+// href paths: every byte outside the unreserved set is percent-encoded, "/" kept.
+std::string UrlPath(std::string_view path);
+
 // The style sheet as a page carries it: inlined with the images path put in, or linked.
 std::string StyleSheetElement(const PageSettings& page);
 

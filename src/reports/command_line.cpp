@@ -251,10 +251,6 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
     return line;
 }
 
-namespace {
-
-// The project folder below "Projects": the name as given, else the one that matches it
-// ignoring letter case, as on the systems the databases are shared with.
 std::optional<std::filesystem::path> FindProject(const std::filesystem::path& databaseDir,
                                                  const std::string& project) {
     const std::filesystem::path projects = databaseDir / "Projects";
@@ -268,8 +264,6 @@ std::optional<std::filesystem::path> FindProject(const std::filesystem::path& da
     }
     return std::nullopt;
 }
-
-}  // namespace
 
 int RunCommandLineReport(const CommandLine& commandLine, UserPort& port, unsigned threads) {
     auto fail = [&port](std::string reason) {

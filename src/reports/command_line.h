@@ -45,6 +45,11 @@ struct CommandLine {
 // under "Vantorel Command Line Error" and clears both modes; "/help" stops the parsing.
 CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort& port);
 
+// The project folder below "Projects": the name as given, else the one that matches it
+// ignoring letter case, as on the systems the databases are shared with.
+std::optional<std::filesystem::path> FindProject(const std::filesystem::path& databaseDir,
+                                                 const std::string& project);
+
 // The report run of a command line in report mode: opens the database, reads its
 // customisation, finds the project and generates the report. 0 when the report was written;
 // every failure has been told through port.

@@ -1,0 +1,291 @@
+#include "charts/chart_painter.h"
+
+#include <QFontMetrics>
+#include <QImage>
+#include <QPainterPath>
+#include <algorithm>
+#include <cmath>
+#include <unordered_map>
+
+#include "render/gif_image.h"
+
+namespace vantorel {
+namespace {
+
+const QColor kInk(0x1f, 0x29, 0x33);
+const QColor kMuted(0x5f, 0x6b, 0x7a);
+const QColor kGrid(0xd9, 0xde, 0xe5);
+
+QColor ColourOf(std::uint32_t rgb) {
+    return QColor(static_cast<int>(rgb >> 16 & 0xFF), static_cast<int>(rgb >> 8 & 0xFF),
+                  static_cast<int>(rgb & 0xFF));
+}
+
+QString Text(const std::string& latin1) {
+    return QString::fromLatin1(latin1.data(), static_cast<qsizetype>(latin1.size()));
+}
+
+QString Number(double value) {
+    return std::fabs(value - std::round(value)) < 1e-9 ? QString::number(std::llround(value))
+                                                       : QString::number(value, 'f', 1);
+}
+
+double Total(const Chart& chart) {
+    double total = 0;
+    for (const ChartSeries& series : chart.series)
+        total += series.values.empty() ? 0 : std::max(0.0, series.values[0]);
+    return total;
+}
+
+// The legend at the right of the chart: a swatch and a line of text per series.
+int PaintLegend(QPainter& painter, const Chart& chart, const QRect& area, bool withValues) {
+    const QFontMetrics metrics(painter.font());
+    const double total = Total(chart);
+    int widest = 0;
+    std::vector<QString> lines;
+    for (const ChartSeries& series : chart.series) {
+        QString line = Text(series.name);
+        if (withValues && !series.values.empty()) {
+            line += "  " + Number(series.values[0]);
+            if (chart.kind == ChartKind::Pie && total > 0)
+                line += QString(" (%1 %)").arg(100.0 * series.values[0] / total, 0, 'f', 1);
+        }
+        widest = std::max(widest, metrics.horizontalAdvance(line));
+        lines.push_back(line);
+    }
+    const int width = std::min(widest + 28, area.width() / 2);
+    const int left = area.right() - width;
+    int y = area.top() + 4;
+    for (std::size_t index = 0; index < lines.size(); ++index) {
+        painter.fillRect(QRect(left, y + 3, 12, 12), ColourOf(chart.series[index].colour));
+        painter.setPen(kInk);
+        painter.drawText(QRect(left + 18, y, width - 18, metrics.height() + 4),
+                         Qt::AlignLeft | Qt::AlignVCenter,
+                         metrics.elidedText(lines[index], Qt::ElideRight, width - 18));
+        y += metrics.height() + 6;
+    }
+    return width;
+}
+
+void PaintPie(QPainter& painter, const Chart& chart, const QRect& area) {
+    const int legend = PaintLegend(painter, chart, area, true);
+    const int side = std::min(area.height(), area.width() - legend - 24) - 8;
+    const QRectF circle(area.left() + 8, area.top() + (area.height() - side) / 2.0, side, side);
+    const double total = Total(chart);
+    painter.setPen(QPen(Qt::white, 2));
+    if (total <= 0) {
+        painter.setBrush(kGrid);
+        painter.drawEllipse(circle);
+        painter.setPen(kMuted);
+        painter.drawText(circle, Qt::AlignCenter, "No tests");
+        return;
+    }
+    int start = 90 * 16;
+    for (const ChartSeries& series : chart.series) {
+        const double value = series.values.empty() ? 0 : std::max(0.0, series.values[0]);
+        const int span = static_cast<int>(std::lround(-360.0 * 16 * value / total));
+        if (span == 0)
+            continue;
+        painter.setBrush(ColourOf(series.colour));
+        painter.drawPie(circle, start, span);
+        start += span;
+    }
+}
+
+// A scale of round steps from 0 to at least the largest value.
+double NiceMaximum(double largest) {
+    if (largest <= 0)
+        return 1;
+    const double magnitude = std::pow(10.0, std::floor(std::log10(largest)));
+    for (double step : {1.0, 2.0, 2.5, 5.0, 10.0})
+        if (step * magnitude >= largest)
+            return step * magnitude;
+    return 10 * magnitude;
+}
+
+QRect PaintAxes(QPainter& painter, const QRect& plot, double maximum, const QString& axis) {
+    const QFontMetrics metrics(painter.font());
+    const int labelWidth = metrics.horizontalAdvance(Number(maximum)) + 8;
+    // The axis title sits above the top tick's label.
+    const QRect inner(plot.left() + labelWidth, plot.top() + 2 * metrics.height(),
+                      plot.width() - labelWidth, plot.height() - 3 * metrics.height() - 8);
+    painter.setPen(kMuted);
+    painter.drawText(QRect(plot.left(), plot.top(), plot.width(), metrics.height()), Qt::AlignLeft,
+                     axis);
+    for (int tick = 0; tick <= 4; ++tick) {
+        const double value = maximum * tick / 4;
+        const int y = inner.bottom() - static_cast<int>(inner.height() * tick / 4.0);
+        painter.setPen(QPen(kGrid, 1));
+        painter.drawLine(inner.left(), y, inner.right(), y);
+        painter.setPen(kMuted);
+        painter.drawText(
+            QRect(plot.left(), y - metrics.height() / 2, labelWidth - 6, metrics.height()),
+            Qt::AlignRight | Qt::AlignVCenter, Number(value));
+    }
+    return inner;
+}
+
+void PaintColumns(QPainter& painter, const Chart& chart, const QRect& area) {
+    const int legend = PaintLegend(painter, chart, area, true);
+    double largest = 0;
+    for (const ChartSeries& series : chart.series)
+        if (!series.values.empty())
+            largest = std::max(largest, series.values[0]);
+    const double maximum = NiceMaximum(largest);
+    const QRect inner = PaintAxes(
+        painter, QRect(area.left(), area.top(), area.width() - legend - 16, area.height()), maximum,
+        Text(chart.valueAxis));
+    const int count = static_cast<int>(chart.series.size());
+    if (count == 0)
+        return;
+    const double slot = static_cast<double>(inner.width()) / count;
+    for (int index = 0; index < count; ++index) {
+        const ChartSeries& series = chart.series[static_cast<std::size_t>(index)];
+        const double value = series.values.empty() ? 0 : std::max(0.0, series.values[0]);
+        const int height = static_cast<int>(inner.height() * value / maximum);
+        const QRectF column(inner.left() + slot * index + slot * 0.2, inner.bottom() - height,
+                            slot * 0.6, height);
+        painter.fillRect(column, ColourOf(series.colour));
+    }
+}
+
+void PaintLines(QPainter& painter, const Chart& chart, const QRect& area) {
+    const int legend = PaintLegend(painter, chart, area, false);
+    double largest = 0;
+    for (const ChartSeries& series : chart.series)
+        for (double value : series.values)
+            largest = std::max(largest, value);
+    const double maximum = NiceMaximum(largest);
+    const QRect inner = PaintAxes(
+        painter, QRect(area.left(), area.top(), area.width() - legend - 16, area.height()), maximum,
+        Text(chart.valueAxis));
+    const std::size_t points = chart.labels.size();
+    if (points == 0)
+        return;
+    // Dates under the axis, as many as fit without touching; the points keep half a date's
+    // width from the ends, so the first and last dates are whole.
+    const QFontMetrics metrics(painter.font());
+    const int labelWidth = metrics.horizontalAdvance(Text(chart.labels.front())) + 12;
+    const double left = inner.left() + labelWidth / 2.0;
+    const double span = std::max(1.0, inner.width() - static_cast<double>(labelWidth));
+    auto xOf = [&](std::size_t point) {
+        return points == 1
+                   ? inner.center().x()
+                   : left + span * static_cast<double>(point) / static_cast<double>(points - 1);
+    };
+    const std::size_t every = std::max<std::size_t>(
+        1, static_cast<std::size_t>(
+               std::ceil(labelWidth * static_cast<double>(points) / std::max(1, inner.width()))));
+    painter.setPen(kMuted);
+    for (std::size_t point = 0; point < points; point += every)
+        painter.drawText(
+            QRectF(xOf(point) - labelWidth / 2.0, inner.bottom() + 4, labelWidth, metrics.height()),
+            Qt::AlignCenter, Text(chart.labels[point]));
+    for (const ChartSeries& series : chart.series) {
+        QPainterPath path;
+        for (std::size_t point = 0; point < series.values.size() && point < points; ++point) {
+            const QPointF at(xOf(point),
+                             inner.bottom() - inner.height() * series.values[point] / maximum);
+            if (point == 0)
+                path.moveTo(at);
+            else
+                path.lineTo(at);
+        }
+        painter.setPen(
+            QPen(ColourOf(series.colour), 2.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawPath(path);
+    }
+}
+
+}  // namespace
+
+void PaintChart(QPainter& painter, const Chart& chart, const QRect& area) {
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    QFont font = painter.font();
+    font.setFamily("DejaVu Sans");
+    font.setPixelSize(13);
+    painter.setFont(font);
+    const QFontMetrics metrics(font);
+    QFont title = font;
+    title.setBold(true);
+    title.setPixelSize(15);
+    painter.setFont(title);
+    painter.setPen(kInk);
+    painter.drawText(QRect(area.left() + 8, area.top() + 6, area.width() - 16, 22),
+                     Qt::AlignLeft | Qt::AlignVCenter, Text(chart.title));
+    painter.setFont(font);
+    const QRect body = area.adjusted(8, 36, -8, -8);
+    switch (chart.kind) {
+        case ChartKind::Pie:
+            PaintPie(painter, chart, body);
+            break;
+        case ChartKind::Columns:
+            PaintColumns(painter, chart, body);
+            break;
+        case ChartKind::Lines:
+            PaintLines(painter, chart, body);
+            break;
+    }
+    painter.restore();
+}
+
+std::string QtChartPainter::WriteGif(const Chart& chart, const std::filesystem::path& file,
+                                     int width, int height) {
+    QImage picture(width, height, QImage::Format_RGB32);
+    picture.fill(Qt::white);
+    {
+        QPainter painter(&picture);
+        PaintChart(painter, chart, picture.rect());
+    }
+    // GIF holds 256 colours: the most used ones are kept exactly (backgrounds, slices, lines),
+    // the rare edge shades of antialiasing take their nearest kept colour.
+    std::unordered_map<QRgb, int> uses;
+    for (int y = 0; y < height; ++y) {
+        const QRgb* line = reinterpret_cast<const QRgb*>(picture.constScanLine(y));
+        for (int x = 0; x < width; ++x)
+            ++uses[line[x] & 0xFFFFFF];
+    }
+    std::vector<std::pair<QRgb, int>> byUse(uses.begin(), uses.end());
+    std::sort(byUse.begin(), byUse.end(), [](const auto& a, const auto& b) {
+        return a.second > b.second || (a.second == b.second && a.first < b.first);
+    });
+    if (byUse.size() > 256)
+        byUse.resize(256);
+    std::vector<std::uint32_t> palette;
+    std::unordered_map<QRgb, std::uint8_t> indexOf;
+    for (const auto& [colour, count] : byUse) {
+        indexOf[colour] = static_cast<std::uint8_t>(palette.size());
+        palette.push_back(static_cast<std::uint32_t>(colour));
+    }
+    auto nearest = [&](QRgb colour) {
+        std::size_t best = 0;
+        long bestDistance = -1;
+        for (std::size_t index = 0; index < palette.size(); ++index) {
+            const long dr = qRed(colour) - qRed(palette[index]);
+            const long dg = qGreen(colour) - qGreen(palette[index]);
+            const long db = qBlue(colour) - qBlue(palette[index]);
+            const long distance = dr * dr + dg * dg + db * db;
+            if (bestDistance < 0 || distance < bestDistance) {
+                bestDistance = distance;
+                best = index;
+            }
+        }
+        return static_cast<std::uint8_t>(best);
+    };
+    IndexedImage image(width, height, palette);
+    for (int y = 0; y < height; ++y) {
+        const QRgb* line = reinterpret_cast<const QRgb*>(picture.constScanLine(y));
+        for (int x = 0; x < width; ++x) {
+            const QRgb colour = line[x] & 0xFFFFFF;
+            auto found = indexOf.find(colour);
+            if (found == indexOf.end())
+                found = indexOf.emplace(colour, nearest(colour)).first;
+            image.Set(x, y, found->second);
+        }
+    }
+    return vantorel::WriteGif(file, image);
+}
+
+}  // namespace vantorel

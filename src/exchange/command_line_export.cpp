@@ -1,0 +1,50 @@
+#include "exchange/command_line_export.h"
+
+#include <iostream>
+
+#include "documents/custom_cfg.h"
+#include "exchange/export_web.h"
+#include "platform/identity.h"
+#include "storage/vantorel_database.h"
+
+namespace vantorel {
+
+int RunCommandLineWebExport(const CommandLine& commandLine, UserPort& port, ChartPainter* charts,
+                            const std::filesystem::path& stylesRoot, const CalendarDate& today) {
+    auto fail = [&port](const std::string& reason) {
+        if (!reason.empty())
+            port.tell({reason, "Web export", Icon::Warning});
+        port.tell({"Error during web export, project has not been exported", "Web export",
+                   Icon::Warning});
+        return 1;
+    };
+    VantorelDatabase database(port);
+    if (!database.Open(commandLine.database, OpenMode::ReadOnly))
+        return fail({});
+    if (database.Version() != DatabaseVersion{std::string(kProductVersion), kProductBuild})
+        return fail("Vantorel version out of date");
+    CustomCfg custom;
+    if (!custom.Read(database.Directory(), port, CurrentIdentity().computer).read)
+        return fail({});
+    const std::optional<std::filesystem::path> project =
+        FindProject(database.Directory(), commandLine.project);
+    if (!project)
+        return fail("Project \"" + commandLine.project + "\" was not found in the database");
+
+    WebExportRequest request;
+    request.projectFolder = *project;
+    request.stylesRoot = stylesRoot;
+    request.style = commandLine.templateName;
+    request.destination = commandLine.exportDirectory;
+    request.askBeforeOverwriting = false;
+    request.exportDate = today;
+    ExportWeb exporter(port, custom, charts);
+    const std::optional<std::filesystem::path> page = exporter.Run(request);
+    if (!page)
+        return fail({});
+    port.tell({"Web export completed successfully", "Web export", Icon::Information});
+    std::cout << page->string() << "\n";
+    return 0;
+}
+
+}  // namespace vantorel

@@ -1,0 +1,20 @@
+#pragma once
+// The web export of a command line in web mode ("/w /d DB /p Project /c style /e DIR"): the
+// database is only read, the project found as for a report, and the site written without a
+// question, over an earlier export in the same place.
+
+#include <filesystem>
+
+#include "platform/user_port.h"
+#include "render/charts.h"
+#include "reports/command_line.h"
+#include "storage/field_values.h"
+
+namespace vantorel {
+
+// 0 when the site was written ("Web export completed successfully" is told and the project
+// page's path printed), else 1 after "Error during web export, project has not been exported".
+int RunCommandLineWebExport(const CommandLine& commandLine, UserPort& port, ChartPainter* charts,
+                            const std::filesystem::path& stylesRoot, const CalendarDate& today);
+
+}  // namespace vantorel

@@ -1,0 +1,72 @@
+#include "render/charts.h"
+
+#include <cstdio>
+
+#include "documents/custom_cfg.h"
+#include "platform/clock_text.h"
+#include "storage/field_values.h"
+
+namespace vantorel {
+
+std::uint32_t RgbOf(std::uint32_t reportColour) {
+    return (reportColour & 0xFF) << 16 | (reportColour & 0xFF00) | (reportColour >> 16 & 0xFF);
+}
+
+std::string HoursAndMinutes(std::int64_t minutes) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%lld:%02lld", static_cast<long long>(minutes / 60),
+                  static_cast<long long>(minutes % 60));
+    return text;
+}
+
+Chart StatusPieChart(const StatusReportData& report) {
+    Chart chart{ChartKind::Pie, "Tests by status", "Tests", {}, {}};
+    for (std::size_t status = 0; status < report.statuses.size(); ++status)
+        chart.series.push_back(
+            {report.statuses[status],
+             RgbOf(status < report.colours.size() ? report.colours[status] : 0x808080),
+             {static_cast<double>(status < report.counts.size() ? report.counts[status] : 0)}});
+    return chart;
+}
+
+Chart TimeFiguresChart(const StatusReportData& report, const CustomCfg& custom) {
+    Chart chart{ChartKind::Columns, "Time figures", "Hours", {}, {}};
+    const std::pair<int, std::int64_t> figures[] = {
+        {RS_TOTAL_PLAN_TIME, report.totalTestTime},
+        {RS_EXTRAPOLATED_TIME, report.predictedTime},
+        {RS_PLANNED_PASSED_TIME, report.expectedPassedTime},
+        {RS_ACTUAL_PASSED_TIME, report.expendedTime},
+        {RS_FAILED_TIME, report.failedTime},
+        {RS_ATTEMPTED_TIME, report.totalAttemptedTime},
+    };
+    for (const auto& [slot, minutes] : figures)
+        chart.series.push_back({custom.ReportString(static_cast<std::size_t>(slot)),
+                                RgbOf(custom.ReportColourOf(static_cast<std::size_t>(slot))),
+                                {static_cast<double>(minutes) / 60.0}});
+    return chart;
+}
+
+Chart ProgressLineChart(const ProgressReportData& report) {
+    Chart chart{ChartKind::Lines, "Progress", "Tests", {}, {}};
+    const std::size_t shown = std::min<std::size_t>(
+        report.periodDates.size(),
+        static_cast<std::size_t>(std::max<std::int64_t>(0, report.lastDataIndex)) + 1);
+    for (std::size_t period = 0; period < shown; ++period) {
+        const std::optional<CalendarDate> date = ParseStoredDate(report.periodDates[period]);
+        chart.labels.push_back(date ? DisplayDate(date->year, date->month, date->day)
+                                    : report.periodDates[period]);
+    }
+    for (std::size_t status = 0; status < report.statuses.size(); ++status) {
+        ChartSeries line{report.statuses[status],
+                         RgbOf(status < report.colours.size() ? report.colours[status] : 0x808080),
+                         {}};
+        if (status < report.series.size())
+            for (std::size_t period = 0; period < shown && period < report.series[status].size();
+                 ++period)
+                line.values.push_back(static_cast<double>(report.series[status][period]));
+        chart.series.push_back(std::move(line));
+    }
+    return chart;
+}
+
+}  // namespace vantorel

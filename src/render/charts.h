@@ -1,0 +1,59 @@
+#pragma once
+// Charts as data: what a report shows as a picture, independent of how it is drawn. The core
+// builds them from report documents; a ChartPainter (the Qt charts target) draws them, so the
+// core never needs a graphics library of its own.
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "reports/progress_report.h"
+#include "reports/status_report.h"
+
+namespace vantorel {
+
+class CustomCfg;
+
+enum class ChartKind {
+    Pie,      // one slice per series, its first value
+    Columns,  // one column per series, its first value
+    Lines,    // one line per series over the labels
+};
+
+struct ChartSeries {
+    std::string name;
+    std::uint32_t colour = 0;  // 0xRRGGBB
+    std::vector<double> values;
+};
+
+struct Chart {
+    ChartKind kind = ChartKind::Pie;
+    std::string title;
+    std::string valueAxis;            // what a column or line value counts
+    std::vector<std::string> labels;  // the line chart's points, dates as "d-MMM-yyyy"
+    std::vector<ChartSeries> series;
+};
+
+class ChartPainter {
+public:
+    virtual ~ChartPainter() = default;
+    // Draws chart into a GIF file of the given size; empty on success, else what failed.
+    virtual std::string WriteGif(const Chart& chart, const std::filesystem::path& file, int width,
+                                 int height) = 0;
+};
+
+// A report colour (0x00BBGGRR) as 0xRRGGBB.
+std::uint32_t RgbOf(std::uint32_t reportColour);
+
+// The status report's pie chart of tests per status.
+Chart StatusPieChart(const StatusReportData& report);
+// Its column chart of the time figures, captioned and coloured by the report slots.
+Chart TimeFiguresChart(const StatusReportData& report, const CustomCfg& custom);
+// The progress report's line chart: one line per status over the periods reported so far.
+Chart ProgressLineChart(const ProgressReportData& report);
+
+// "HHH:MM" of a number of minutes.
+std::string HoursAndMinutes(std::int64_t minutes);
+
+}  // namespace vantorel

@@ -1,0 +1,217 @@
+#include "render/report_pages.h"
+
+#include <cstdio>
+
+#include "documents/custom_cfg.h"
+#include "documents/field_tables.h"
+#include "documents/history.h"
+#include "platform/clock_text.h"
+#include "render/item_pages.h"
+#include "render/template.h"
+#include "reports/list_reports.h"
+#include "storage/field_values.h"
+#include "storage/text_conversions.h"
+
+namespace vantorel {
+namespace {
+
+std::string Swatch(std::uint32_t reportColour) {
+    return "<span class=Swatch style=\"background-color:" + HtmlColour(reportColour) + "\"></span>";
+}
+
+std::string Shown(const std::string& value) {
+    return value.empty() ? std::string(kEmptyValue) : value;
+}
+
+std::string CreatedText(const ReportHeader& header) {
+    const std::optional<CalendarDate> date = ParseStoredDate(header.createDate);
+    std::string text = date ? DisplayDate(date->year, date->month, date->day) : header.createDate;
+    if (!header.createTime.empty())
+        text += ", " + header.createTime;
+    if (!header.filterName.empty())
+        text += " &middot; filter " + Escaped(header.filterName);
+    return "<p class=Meaning>Created " + text + "</p>\n";
+}
+
+std::string Image(const std::string& name) {
+    return "<img src=\"./" + UrlPath(name) + ".gif\">\n";
+}
+
+std::string StatusBody(const StatusReportData& report, const CustomCfg& custom,
+                       const std::string& baseName, std::vector<ChartFile>& charts) {
+    std::string html = CreatedText(report.header);
+    charts.push_back({StatusPieChart(report), baseName + "-status"});
+    charts.push_back({TimeFiguresChart(report, custom), baseName + "-time"});
+    html += "<h2>Tests by status</h2>\n" + Image(baseName + "-status");
+    html +=
+        "<table class=List><tr class=ListHeading><td class=ListHeading>Status</td><td "
+        "class=ListHeading>Tests</td><td class=ListHeading>Share</td></tr>\n";
+    for (std::size_t status = 0; status < report.statuses.size(); ++status) {
+        const std::int64_t count = status < report.counts.size() ? report.counts[status] : 0;
+        char share[32];
+        std::snprintf(share, sizeof share, "%.1f %%",
+                      report.totalTests > 0 ? 100.0 * static_cast<double>(count) /
+                                                  static_cast<double>(report.totalTests)
+                                            : 0.0);
+        const std::string rowClass = status % 2 == 0 ? "List" : "ListAlt";
+        html += "<tr class=" + rowClass + "><td class=" + rowClass + ">" +
+                Swatch(status < report.colours.size() ? report.colours[status] : 0x808080) +
+                Escaped(report.statuses[status]) + "</td><td class=\"" + rowClass + " Figure\">" +
+                std::to_string(count) + "</td><td class=\"" + rowClass + " Figure\">" + share +
+                "</td></tr>\n";
+    }
+    html += "</table>\n<h2>Time figures</h2>\n" + Image(baseName + "-time");
+    const std::pair<std::string, std::string> rows[] = {
+        {custom.ReportString(RS_TOTAL_PLAN_TIME), HoursAndMinutes(report.totalTestTime)},
+        {custom.ReportString(RS_EXTRAPOLATED_TIME), HoursAndMinutes(report.predictedTime)},
+        {custom.ReportString(RS_PLANNED_PASSED_TIME), HoursAndMinutes(report.expectedPassedTime)},
+        {custom.ReportString(RS_ACTUAL_PASSED_TIME), HoursAndMinutes(report.expendedTime)},
+        {custom.ReportString(RS_FAILED_TIME), HoursAndMinutes(report.failedTime)},
+        {custom.ReportString(RS_ATTEMPTED_TIME), HoursAndMinutes(report.totalAttemptedTime)},
+        {"Average time per attempted test", HoursAndMinutes(report.averagePerAttemptedTest)},
+        {"Average time per planned test", HoursAndMinutes(report.averagePerPlannedTest)},
+        {"Tests complete", report.perCentComplete + " %"},
+        {"Planned time used", report.perCentTimeUsed + " %"},
+    };
+    html +=
+        "<table class=List><tr class=ListHeading><td class=ListHeading>Figure</td><td "
+        "class=ListHeading>Hours</td></tr>\n";
+    std::size_t row = 0;
+    for (const auto& [caption, value] : rows) {
+        const std::string rowClass = row++ % 2 == 0 ? "List" : "ListAlt";
+        html += "<tr class=" + rowClass + "><td class=" + rowClass + ">" + Escaped(caption) +
+                "</td><td class=\"" + rowClass + " Figure\">" + value + "</td></tr>\n";
+    }
+    return html + "</table>\n";
+}
+
+std::string ProgressBody(const ProgressReportData& report, const std::string& baseName,
+                         std::vector<ChartFile>& charts) {
+    const Chart chart = ProgressLineChart(report);
+    charts.push_back({chart, baseName + "-progress", 720, 380});
+    std::string html = CreatedText(report.header) + Image(baseName + "-progress");
+    html += "<table class=List><tr class=ListHeading><td class=ListHeading>Period from</td>";
+    for (std::size_t status = 0; status < report.statuses.size(); ++status)
+        html += "<td class=ListHeading>" +
+                Swatch(status < report.colours.size() ? report.colours[status] : 0x808080) +
+                Escaped(report.statuses[status]) + "</td>";
+    html += "</tr>\n";
+    for (std::size_t period = 0; period < chart.labels.size(); ++period) {
+        const std::string rowClass = period % 2 == 0 ? "List" : "ListAlt";
+        html += "<tr class=" + rowClass + "><td class=" + rowClass + ">" + chart.labels[period] +
+                "</td>";
+        for (const ChartSeries& line : chart.series)
+            html += "<td class=\"" + rowClass + " Figure\">" +
+                    (period < line.values.size()
+                         ? std::to_string(static_cast<long long>(line.values[period]))
+                         : std::string("0")) +
+                    "</td>";
+        html += "</tr>\n";
+    }
+    return html + "</table>\n";
+}
+
+std::string ListBody(const ListReportData& report) {
+    std::string html = CreatedText(report.header) + "<table class=List><tr class=ListHeading>";
+    for (const std::string& heading : report.headings)
+        html += "<td class=ListHeading>" + Escaped(heading) + "</td>";
+    html += "</tr>\n";
+    std::size_t row = 0;
+    for (const ReportedTestCase& testCase : report.rows) {
+        const std::string rowClass = row++ % 2 == 0 ? "List" : "ListAlt";
+        html += "<tr class=" + rowClass + ">";
+        for (const std::string& value : testCase.values)
+            html += "<td class=" + rowClass + ">" + Shown(value) + "</td>";
+        html += "</tr>\n";
+    }
+    return html + "</table>\n";
+}
+
+std::string DetailsBody(const DetailsReportData& report, const CustomCfg& custom) {
+    std::string html = CreatedText(report.header);
+    for (const auto& [path, element] : report.testCases) {
+        PrjTestCaseCore testCase(custom, {});
+        testCase.LoadText(element);
+        html += "<h2>" + Escaped(path) + "</h2>\n" + testCase.FieldTable();
+        Template history;
+        history.LoadText("<!--VT_TEST_HISTORY-->");
+        html += testCase.Render(history, {});
+    }
+    return html;
+}
+
+}  // namespace
+
+std::string_view ReportTemplateName(ReportKind kind) {
+    switch (kind) {
+        case ReportKind::Status:
+            return "StatusReportTemplate.html";
+        case ReportKind::Progress:
+            return "ProgressReportTemplate.html";
+        case ReportKind::List:
+            return "ListReportTemplate.html";
+        case ReportKind::Details:
+            return "TestCaseReportTemplate.html";
+    }
+    return {};
+}
+
+std::optional<ReportPage> RenderReportPage(const std::filesystem::path& path,
+                                           const CustomCfg& custom, const std::string& baseName) {
+    const std::optional<ReportKind> kind = ReadReportKind(path);
+    if (!kind)
+        return std::nullopt;
+    ReportPage page;
+    page.kind = *kind;
+    page.title = Escaped(path.stem().string());
+    switch (*kind) {
+        case ReportKind::Status: {
+            auto report = ReadStatusReport(path);
+            if (!report)
+                return std::nullopt;
+            page.body = StatusBody(*report, custom, baseName, page.charts);
+            break;
+        }
+        case ReportKind::Progress: {
+            auto report = ReadProgressReport(path);
+            if (!report)
+                return std::nullopt;
+            page.body = ProgressBody(*report, baseName, page.charts);
+            break;
+        }
+        case ReportKind::List: {
+            auto report = ReadListReport(path);
+            if (!report)
+                return std::nullopt;
+            page.body = ListBody(*report);
+            break;
+        }
+        case ReportKind::Details: {
+            auto report = ReadDetailsReport(path);
+            if (!report)
+                return std::nullopt;
+            page.body = DetailsBody(*report, custom);
+            break;
+        }
+    }
+    return page;
+}
+
+std::string ReportListTable(const std::vector<ReportLink>& reports) {
+    std::string html =
+        "<table class=List><tr class=ListHeading><td class=ListHeading>Report</td>"
+        "<td class=ListHeading>Created</td></tr>\n";
+    std::size_t row = 0;
+    for (const ReportLink& report : reports) {
+        const std::string rowClass = row++ % 2 == 0 ? "List" : "ListAlt";
+        html += "<tr class=" + rowClass + "><td class=" + rowClass + "><a href=\"" + report.href +
+                "\">" + report.name + "</a></td><td class=" + rowClass + ">" +
+                Shown(report.created) + "</td></tr>\n";
+    }
+    if (reports.empty())
+        html +=
+            "<tr class=List><td class=List>No reports yet</td><td class=List>&nbsp;</td></tr>\n";
+    return html + "</table>\n";
+}
+
+}  // namespace vantorel

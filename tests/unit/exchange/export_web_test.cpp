@@ -1,0 +1,199 @@
+#include "exchange/export_web.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "render/gif_image.h"
+#include "support/project_fixture.h"
+
+namespace vantorel::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Draws every chart as a one-colour picture and remembers what it was asked to draw.
+class RecordingCharts : public ChartPainter {
+public:
+    std::string WriteGif(const Chart& chart, const fs::path& file, int width, int height) override {
+        drawn.push_back(chart);
+        IndexedImage image(width, height, {0xFFFFFF});
+        return vantorel::WriteGif(file, image);
+    }
+    std::vector<Chart> drawn;
+};
+
+class ExportTest : public ProjectTest {
+protected:
+    ExportTest() {
+        const fs::path style = styles / "plain";
+        fs::create_directories(style / "images");
+        WriteFile(style / "style.css", "a { background: url(<!--VT_IMAGEPATH-->x.gif) }\n");
+        WriteFile(style / "images" / "vtlogo.gif", "GIF");
+        for (const char* name :
+             {"ProjectTemplate.html", "PrjTestSuiteTemplate.html", "PrjTestCaseTemplate.html",
+              "ReportRootTemplate.html", "StatusReportTemplate.html", "ProgressReportTemplate.html",
+              "ListReportTemplate.html", "TestCaseReportTemplate.html"})
+            WriteFile(style / name,
+                      "<html><body><!--VT_BREADCRUMBS--><!--VT_STYLE-->[<!--VT_ID_DATA-->]"
+                      "<!--VT_TGID_DATA--><!--VT_REPORT--><!--VT_LIST--></body></html>");
+        WriteFile(db / "Projects" / "Alpha" / "Project Test Cases" / "Smoke.tgp",
+                  "<test_suite><id>Smoke</id><suite_title>Smoke</suite_title></test_suite>");
+        AddCase("Smoke/P 1.vtl", {{"<id>", "P 1"},
+                                  {"<test_status>", "Pass"},
+                                  {"<notes1>",
+                                   "<![CDATA[<a href=\"vantorel://Alpha/Project%20"
+                                   "Test%20Cases/Smoke/Deep/P2\">next</a> <a "
+                                   "href=\"vantorel://Beta/x\">other</a>]]>"}});
+        AddCase("Smoke/Deep/P2.vtl", {{"<id>", "P2"}, {"<test_status>", "Fail"}});
+        request.projectFolder = project;
+        request.stylesRoot = styles;
+        request.style = "plain";
+        request.destination = dir.path() / "site";
+        request.exportDate = {2026, 11, 21};
+    }
+
+    std::optional<fs::path> Export() {
+        ExportWeb exporter(port, custom, &charts,
+                           [this](const std::string& text) { progress.push_back(text); });
+        return exporter.Run(request);
+    }
+
+    const fs::path styles = dir.path() / "Templates";
+    const fs::path site = dir.path() / "site" / "Alpha";
+    WebExportRequest request;
+    RecordingCharts charts;
+    std::vector<std::string> progress;
+};
+
+TEST_F(ExportTest, WritesTheTreeWithBreadcrumbsFooterAndRelativeLinks) {
+    ASSERT_TRUE(Make(ReportKind::Status, WholeProject()));
+    ASSERT_EQ(Export(), site / "Alpha.html");
+    EXPECT_TRUE(port.notices.empty());
+    for (const char* file :
+         {"style.css", "images/vtlogo.gif", "images/pass.gif", "images/post.gif",
+          "Project Test Cases/Project Test Cases_index.html",
+          "Project Test Cases/Smoke/Smoke_index.html", "Project Test Cases/Smoke/P 1.html",
+          "Project Test Cases/Smoke/Deep/Deep_index.html", "Project Test Cases/Smoke/Deep/P2.html",
+          "Reports/Status Reports/Status Reports_index.html",
+          "Reports/Test List Reports/Test List Reports_index.html"})
+        EXPECT_TRUE(fs::exists(site / file)) << file;
+    EXPECT_EQ(ReadFile(site / "style.css"), "a { background: url(images/x.gif) }\n");
+    EXPECT_EQ(progress.front(), "Export progress - Gathering test case information");
+    EXPECT_NE(std::ranges::find(progress, "Export progress - Now exporting: P2"), progress.end());
+
+    const std::string page = ReadFile(site / "Project Test Cases/Smoke/P 1.html");
+    EXPECT_TRUE(page.starts_with(
+        "<html><body><div class=\"Breadcrumbs\">\n<table class=VTHeader width=100%><tr "
+        "class=VTHeader><td width = 15%><img src=\"../../images/vtlogo.gif\"></td><td "
+        "class=VTHeader valign=\"top\">Location:<a href=\"../../Alpha.html\">Alpha</a>&raquo;<a "
+        "href=\"../../Project%20Test%20Cases/Project%20Test%20Cases_index.html\">Project Test "
+        "Cases</a>&raquo;<a href=\"../../Project%20Test%20Cases/Smoke/Smoke_index.html\">Smoke</a>"
+        "&raquo;<a href=\"../../Project%20Test%20Cases/Smoke/P%201.html\">P 1</a></td></tr>"
+        "</table></div>\n<LINK REL=StyleSheet HREF=\"../../style.css\" TYPE=\"text/css\">\n[P 1]"))
+        << page;
+    EXPECT_TRUE(page.ends_with(
+        "<br><table class=footer>\n<tr class=footer><td class=footer><p class=footer>Exported "
+        "from <a href=\"https://vantorel.example/\">Vantorel</a> on 21 November 2026</p></td>"
+        "</tr>\n</table>\n</body>\n</html>"));
+
+    // The status report's page shows its two charts beside it, drawn in the report's colours.
+    const std::string report = ReadFile(site / "Reports/Status Reports/Status Reports_index.html");
+    EXPECT_NE(report.find(".html\">Status report - 2026-11-21-1</a>"), std::string::npos);
+    ASSERT_EQ(charts.drawn.size(), 2u);
+    EXPECT_EQ(charts.drawn[0].kind, ChartKind::Pie);
+    EXPECT_EQ(charts.drawn[0].series[2].name, "Pass");
+    const std::string statusPage =
+        ReadFile(site / "Reports/Status Reports/Status report - 2026-11-21-1.html");
+    EXPECT_NE(statusPage.find("<img src=\"./Status%20report%20-%202026-11-21-1-status.gif\">\n"),
+              std::string::npos);
+    EXPECT_NE(statusPage.find("<LINK REL=StyleSheet HREF=\"../../style.css\" TYPE=\"text/css\">\n"),
+              std::string::npos);
+    EXPECT_TRUE(ReadGif(site / "Reports/Status Reports/Status report - 2026-11-21-1-time.gif"));
+
+    // The project page holds the whole project; its sub-suite table keeps its odd closing tag.
+    const std::string projectPage = ReadFile(site / "Alpha.html");
+    EXPECT_NE(projectPage.find("<h2><a name=\"proj_suites\"></a>Test Suites</h2>\n"),
+              std::string::npos);
+    EXPECT_NE(projectPage.find("</table\n"), std::string::npos);
+    EXPECT_NE(projectPage.find("<a href=\"Project%20Test%20Cases/Smoke/Deep/P2.html\">P2</a>"),
+              std::string::npos);
+}
+
+TEST_F(ExportTest, InternalLinksLeadToExportedPages) {
+    const std::string html =
+        "<a href=\"vantorel://Alpha/Project%20Test%20Cases/Smoke/Deep/P2\">x</a>"
+        "<a href=\"Projects/alpha/Project Test Cases/Smoke\">y</a>"
+        "<a href=\"vantorel://Beta/Project Test Cases/Q\">z</a>"
+        "<a href=\"http://example.org/\">w</a>";
+    EXPECT_EQ(RewriteInternalLinks(html, project, "../../"),
+              "<a href=\"../../Project%20Test%20Cases/Smoke/Deep/P2.html\">x</a>"
+              "<a href=\"../../Project%20Test%20Cases/Smoke/Smoke_index.html\">y</a>"
+              "<a href=\"#\">z</a><a href=\"http://example.org/\">w</a>");
+}
+
+TEST_F(ExportTest, AsksBeforeOverwritingAndTellsEveryFailure) {
+    request.destination.clear();
+    EXPECT_FALSE(Export());
+    EXPECT_EQ(port.notices.back(),
+              (Notice{"You must enter the export destination.", "Error", Icon::Error}));
+
+    request.destination = dir.path() / "site";
+    ASSERT_TRUE(Export());
+    WriteFile(site / "Alpha.html", "earlier");
+    port.ScriptAnswers({false});
+    EXPECT_FALSE(Export());
+    EXPECT_EQ(port.questions.back(),
+              (Notice{"Directory " + site.string() + " already exists, overwrite contents?",
+                      "Overwrite Contents", Icon::Question}));
+    EXPECT_EQ(ReadFile(site / "Alpha.html"), "earlier");
+    port.ScriptAnswers({true, false});
+    EXPECT_TRUE(Export());
+    EXPECT_EQ(port.questions.back(), (Notice{"Images folder already exists, overwrite contents?",
+                                             "Overwrite existing folder", Icon::Question}));
+    request.askBeforeOverwriting = false;
+    const std::size_t asked = port.questions.size();
+    EXPECT_TRUE(Export());
+    EXPECT_EQ(port.questions.size(), asked);
+
+    request.destination = dir.path() / "file";
+    WriteFile(request.destination, "not a folder");
+    EXPECT_FALSE(Export());
+    EXPECT_EQ(port.notices.back().text, "Unable to create main directory for export: " +
+                                            (request.destination / "Alpha").string());
+
+    request.destination = dir.path() / "site";
+    request.style = "missing";
+    EXPECT_FALSE(Export());
+    EXPECT_EQ(port.notices.back().caption, "Error");
+
+    // A page that can't be written ends the export; the pages before it stay.
+    request.style = "plain";
+    fs::remove_all(site);
+    fs::create_directories(site / "Project Test Cases" / "Smoke" / "P 1.html");
+    EXPECT_FALSE(Export());
+    EXPECT_EQ(port.notices.back(),
+              (Notice{"Web Export Error: Unable to create file!", "Error", Icon::Error}));
+    EXPECT_TRUE(fs::exists(site / "Project Test Cases" / "Smoke" / "Smoke_index.html"));
+    EXPECT_EQ(DisplayStyles(styles), (std::vector<std::string>{"plain"}));
+}
+
+TEST(GifImage, WritesWhatItReadsBack) {
+    TempDir dir;
+    IndexedImage image(3, 2, {0xFF0000, 0x00FF00, 0x0000FF});
+    image.transparent = 2;
+    image.Set(1, 0, 1);
+    image.Set(2, 1, 2);
+    ASSERT_EQ(WriteGif(dir / "x.gif", image), "");
+    auto read = ReadGif(dir / "x.gif");
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->pixels, image.pixels);
+    EXPECT_EQ(read->palette[1], 0x00FF00u);
+    EXPECT_EQ(read->transparent, 2);
+    EXPECT_NE(WriteGif(dir / "no-such-folder" / "x.gif", image), "");
+    EXPECT_NE(WriteGif(dir / "y.gif", IndexedImage(2, 2, {})), "");
+    EXPECT_FALSE(fs::exists(dir / "y.gif"));
+}
+
+}  // namespace
+}  // namespace vantorel::testing
