@@ -169,6 +169,10 @@ std::optional<ReportPage> RenderReportPage(const std::filesystem::path& path,
             auto report = ReadStatusReport(path);
             if (!report)
                 return std::nullopt;
+            if (report->summaryForm)
+                for (int meaning = 0; meaning < kMeaningCount; ++meaning)
+                    report->colours.push_back(
+                        custom.ReportColourOf(static_cast<std::size_t>(MeaningSlot(meaning))));
             page.body = StatusBody(*report, custom, baseName, page.charts);
             break;
         }

@@ -532,6 +532,11 @@ bool LoadReportDocument(const std::filesystem::path& path, ReportKind kind, XMLP
     return header.reportType == KindInfo(kind).reportType;
 }
 
+bool HoldsTag(const XMLParse& document, std::string_view tag) {
+    std::string value;
+    return document.GetTag(tag, value) == 0;
+}
+
 std::optional<ReportKind> ReadReportKind(const std::filesystem::path& path) {
     XMLParse document;
     if (document.OpenFastRead(path) != 0 || document.Load() != 0)
@@ -540,6 +545,9 @@ std::optional<ReportKind> ReadReportKind(const std::filesystem::path& path) {
     for (ReportKind kind : kAllKinds)
         if (KindInfo(kind).reportType == type)
             return kind;
+    // The status summary form names no type; its per-meaning counts tell it.
+    if (type.empty() && HoldsTag(document, "<tests_passed>"))
+        return ReportKind::Status;
     return std::nullopt;
 }
 

@@ -166,7 +166,10 @@ void ReadSeriesCaptions(const XMLParse& document, std::vector<std::string>& stat
 // Loads the report document at path when it is a report of kind; its header goes to header.
 bool LoadReportDocument(const std::filesystem::path& path, ReportKind kind, XMLParse& document,
                         ReportHeader& header);
-// The kind of the report document at path, by its <report_type>; none when it can't be read.
+// True when the loaded document holds a readable tag.
+bool HoldsTag(const XMLParse& document, std::string_view tag);
+// The kind of the report document at path, by its <report_type> (a status summary by its
+// per-meaning counts); none when it can't be read.
 std::optional<ReportKind> ReadReportKind(const std::filesystem::path& path);
 
 }  // namespace vantorel

@@ -162,16 +162,30 @@ void StatusReport::WriteReport(XMLParse& document) const {
 std::optional<StatusReportData> ReadStatusReport(const std::filesystem::path& path) {
     XMLParse document;
     StatusReportData data;
-    if (!LoadReportDocument(path, ReportKind::Status, document, data.header))
+    const bool full = LoadReportDocument(path, ReportKind::Status, document, data.header);
+    data.summaryForm = !full && document.IsLoaded() && data.header.reportType.empty() &&
+                       HoldsTag(document, "<tests_passed>");
+    if (!full && !data.summaryForm)
         return std::nullopt;
     auto number = [&document](std::string_view tag) {
         std::string value;
         document.GetTag(tag, value);
         return std::atoll(value.c_str());
     };
-    ReadSeriesCaptions(document, data.statuses, data.colours);
-    for (const std::string& count : ReadRepeated(document, "<series_value>"))
-        data.counts.push_back(std::atoll(count.c_str()));
+    if (data.summaryForm) {
+        // One count per meaning, in the order of the meanings.
+        static constexpr std::string_view kCounts[kMeaningCount] = {
+            "<tests_passed>", "<tests_failed>", "<tests_not_yet_attempt>", "<tests_other_state>",
+            "<tests_postponed>"};
+        for (int meaning = 0; meaning < kMeaningCount; ++meaning) {
+            data.statuses.emplace_back(MeaningName(meaning));
+            data.counts.push_back(number(kCounts[meaning]));
+        }
+    } else {
+        ReadSeriesCaptions(document, data.statuses, data.colours);
+        for (const std::string& count : ReadRepeated(document, "<series_value>"))
+            data.counts.push_back(std::atoll(count.c_str()));
+    }
     data.totalTestTime = number("<total_test_time>");
     data.expendedTime = number("<expended_test_time>");
     data.expectedPassedTime = number("<expected_test_time>");

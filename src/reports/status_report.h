@@ -69,6 +69,9 @@ struct StatusReportData {
                  failedTime = 0, totalAttemptedTime = 0, totalTests = 0,
                  averagePerAttemptedTest = 0, averagePerPlannedTest = 0;
     std::string perCentComplete, perCentTimeUsed;  // as written, "%0.2f"
+    // The summary form: one count per meaning (Pass, Fail, Not yet attempted, Other,
+    // Postponed) instead of one per status, and no colours of its own.
+    bool summaryForm = false;
 };
 std::optional<StatusReportData> ReadStatusReport(const std::filesystem::path& path);
 

@@ -198,5 +198,28 @@ TEST_F(StatusReportTest, ChosenSuitesAndThreadsChangeNothingButTheirScope) {
     EXPECT_NE(documents[0].find("<total_number_tests>9</total_number_tests>"), std::string::npos);
 }
 
+TEST_F(StatusReportTest, TheSummaryFormReadsAsOneCountPerMeaning) {
+    const auto file = project / "Project Reports" / "Status Reports" / "summary.vtl";
+    WriteFile(
+        file,
+        "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\r\n<status_report>\r\n<id>summary</id>"
+        "<create_date>20261120</create_date><filter_name></filter_name>"
+        "<tests_passed>4</tests_passed><tests_failed>2</tests_failed>"
+        "<tests_not_yet_attempt>3</tests_not_yet_attempt><tests_other_state>0"
+        "</tests_other_state><tests_postponed>1</tests_postponed>"
+        "<total_test_time>600</total_test_time><per_tests_complete>40.00"
+        "</per_tests_complete></status_report>\r\n");
+    EXPECT_EQ(ReadReportKind(file), ReportKind::Status);
+    const auto report = ReadStatusReport(file);
+    ASSERT_TRUE(report);
+    EXPECT_TRUE(report->summaryForm);
+    EXPECT_EQ(report->statuses, (std::vector<std::string>{"Pass", "Fail", "Not yet attempted",
+                                                          "Other", "Postponed"}));
+    EXPECT_EQ(report->counts, (std::vector<std::int64_t>{4, 2, 3, 0, 1}));
+    EXPECT_EQ(report->totalTestTime, 600);
+    EXPECT_EQ(report->perCentComplete, "40.00");
+    EXPECT_EQ(report->header.createTime, "00:00:00");
+}
+
 }  // namespace
 }  // namespace vantorel::testing
