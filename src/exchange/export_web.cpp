@@ -26,13 +26,6 @@ constexpr const char* kMonths[] = {"January",   "February", "March",    "April",
                                    "May",       "June",     "July",     "August",
                                    "September", "October",  "November", "December"};
 
-std::string Replace(std::string text, std::string_view from, std::string_view to) {
-    for (std::size_t at = text.find(from); at != std::string::npos;
-         at = text.find(from, at + to.size()))
-        text.replace(at, from.size(), to);
-    return text;
-}
-
 std::string UpLevels(std::size_t depth) {
     std::string up;
     for (std::size_t level = 0; level < depth; ++level)
@@ -277,7 +270,7 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
         std::ifstream in(style / kStyleSheetName, std::ios::binary);
         css.assign(std::istreambuf_iterator<char>(in), {});
     }
-    if (!WritePage(root / kStyleSheetName, Replace(css, "<!--VT_IMAGEPATH-->", "images/")))
+    if (!WritePage(root / kStyleSheetName, ReplaceAll(css, "<!--VT_IMAGEPATH-->", "images/")))
         return std::nullopt;
     --m_pages;
     const fs::path images = root / "images";

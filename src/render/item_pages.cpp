@@ -32,13 +32,6 @@ bool IsDurationField(std::string_view tag) {
     return tag == "<test_duration>" || tag == "<actual_duration>";
 }
 
-std::string ReplaceAll(std::string text, std::string_view from, std::string_view to) {
-    for (std::size_t at = text.find(from); at != std::string::npos;
-         at = text.find(from, at + to.size()))
-        text.replace(at, from.size(), to);
-    return text;
-}
-
 // The entries a drop-down of the field offers.
 std::vector<std::string> ListEntries(std::string_view tag, const CustomCfg& custom) {
     const CustomTables& tables = custom.Tables();

@@ -4,18 +4,13 @@
 #include <fstream>
 #include <iterator>
 
+#include "storage/text_conversions.h"
+
 namespace vantorel {
 namespace {
 
 constexpr std::string_view kOpen = "<!--";
 constexpr std::string_view kClose = "-->";
-
-std::string ReplaceAll(std::string text, std::string_view from, std::string_view to) {
-    for (std::size_t at = text.find(from); at != std::string::npos;
-         at = text.find(from, at + to.size()))
-        text.replace(at, from.size(), to);
-    return text;
-}
 
 std::optional<std::string> ReadWhole(const std::filesystem::path& file) {
     std::ifstream in(file, std::ios::binary);

@@ -107,6 +107,15 @@ void Unescape(std::string& text, std::size_t size) {
     text = std::move(out);
 }
 
+std::string ReplaceAll(std::string text, std::string_view from, std::string_view to) {
+    if (from.empty())
+        return text;
+    for (std::size_t at = text.find(from); at != std::string::npos;
+         at = text.find(from, at + to.size()))
+        text.replace(at, from.size(), to);
+    return text;
+}
+
 std::string Escaped(std::string text) {
     Escape(text);
     return text;

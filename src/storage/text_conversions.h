@@ -19,6 +19,9 @@ void Escape(std::string& text, std::size_t size = kFieldValueMax);
 // the seven known entities is dropped and the text after it kept: old documents rely on it.
 void Unescape(std::string& text, std::size_t size = kFieldValueMax);
 // Copies converted by Escape and Unescape, for values written or read in passing.
+// Every occurrence of from replaced by to.
+std::string ReplaceAll(std::string text, std::string_view from, std::string_view to);
+
 std::string Escaped(std::string text);
 std::string Unescaped(std::string text);
 
