@@ -3,8 +3,12 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <fstream>
+#include <map>
+#include <mutex>
+#include <thread>
 
 #include "documents/custom_cfg.h"
 #include "documents/test_group.h"
@@ -190,16 +194,24 @@ void ExportWeb::Progress(const std::string& text) {
         m_progress(text);
 }
 
-bool ExportWeb::WritePage(const fs::path& file, const std::string& html) {
+std::optional<Notice> ExportWeb::WritePageFile(const fs::path& file, const std::string& html) {
+    // A page of an earlier export is removed, not truncated: file systems flush a truncated
+    // file at once when it is closed, which would make a second export many times slower.
+    std::error_code ignored;
+    fs::remove(file, ignored);
     std::ofstream out(file, std::ios::binary | std::ios::trunc);
-    if (!out) {
-        m_port.tell({"Web Export Error: Unable to create file!", "Error", Icon::Error});
-        return false;
-    }
+    if (!out)
+        return Notice{"Web Export Error: Unable to create file!", "Error", Icon::Error};
     out.write(html.data(), static_cast<std::streamsize>(html.size()));
     out.close();
-    if (!out) {
-        m_port.tell({"Web Export Error: Error writing to file!", "Error", Icon::Error});
+    if (!out)
+        return Notice{"Web Export Error: Error writing to file!", "Error", Icon::Error};
+    return std::nullopt;
+}
+
+bool ExportWeb::WritePage(const fs::path& file, const std::string& html) {
+    if (std::optional<Notice> failure = WritePageFile(file, html)) {
+        m_port.tell(*failure);
         return false;
     }
     ++m_pages;
@@ -226,11 +238,14 @@ struct ExportWeb::Site {
         settings.breadcrumbs = Breadcrumbs(crumbs, UpLevels(depth));
         return settings;
     }
-    Template Load(std::string_view name) const {
-        Template page;
-        page.Load(style / name);
-        return page;
+    // Each template is read once per export.
+    const Template& Load(std::string_view name) const {
+        auto [entry, added] = templates.try_emplace(std::string(name));
+        if (added)
+            entry->second.Load(style / name);
+        return entry->second;
     }
+    mutable std::map<std::string, Template> templates;
     std::string Finish(const std::string& html, std::size_t depth) const {
         return WithFooter(RewriteInternalLinks(html, request.projectFolder, UpLevels(depth)),
                           footer);
@@ -298,54 +313,96 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
                     project,
                     Footer(request.exportDate),
                     {project, project + ".html"},
-                    {casesName, casesName + "/" + casesName + "_index.html"}};
+                    {casesName, casesName + "/" + casesName + "_index.html"},
+                    {}};
 
     // The suites below "Project Test Cases", each with its index page and its test cases.
-    std::function<bool(const fs::path&, const fs::path&, std::vector<Crumb>)> exportSuite =
+    // The suites below "Project Test Cases", each with its index page and its test cases:
+    // the folders are made here, the pages written by one thread per core.
+    struct PageJob {
+        fs::path source;    // the suite's folder or the test case's document
+        fs::path relative;  // the page's folder below the site's root
+        std::string name;
+        std::vector<Crumb> crumbs;
+        bool suite = false;
+        std::string status;  // a test case's, kept for the project page
+    };
+    std::vector<PageJob> jobs;
+    std::function<void(const fs::path&, const fs::path&, std::vector<Crumb>)> gather =
         [&](const fs::path& folder, const fs::path& relative, std::vector<Crumb> crumbs) {
-            const std::size_t depth =
-                static_cast<std::size_t>(std::distance(relative.begin(), relative.end()));
-            const std::string name = folder.filename().string();
             fs::create_directories(root / relative, error);
-            Progress("Export progress - Now exporting: " + name);
-            PrjTestGroupCore suite(m_custom, folder);
-            if (folder == cases)
-                suite.LoadText("<test_suite><id>" + Escaped(casesName) +
-                               "</id><suite_title>Every suite and test case of " +
-                               Escaped(project) + "</suite_title></test_suite>");
-            else
-                suite.Load(GroupDocumentPath(folder));
-            if (!WritePage(root / relative / (name + "_index.html"),
-                           site.Finish(suite.Render(site.Load(kPrjTestSuiteTemplate),
-                                                    site.Settings(depth, crumbs)),
-                                       depth)))
-                return false;
+            jobs.push_back({folder, relative, folder.filename().string(), crumbs, true, {}});
             for (const fs::path& document : SortedEntries(folder, false)) {
                 const std::string id = document.stem().string();
-                Progress("Export progress - Now exporting: " + id);
-                PrjTestCaseCore testCase(m_custom, project);
-                testCase.Load(document);
                 std::vector<Crumb> trail = crumbs;
                 trail.push_back({id, (relative / (id + ".html")).generic_string()});
-                if (!WritePage(root / relative / (id + ".html"),
-                               site.Finish(testCase.Render(site.Load(kPrjTestCaseTemplate),
-                                                           site.Settings(depth, trail)),
-                                           depth)))
-                    return false;
+                jobs.push_back({document, relative, id, std::move(trail), false, {}});
             }
             for (const fs::path& sub : SortedEntries(folder, true)) {
                 const std::string subName = sub.filename().string();
                 std::vector<Crumb> trail = crumbs;
                 trail.push_back(
                     {subName, (relative / subName / (subName + "_index.html")).generic_string()});
-                if (!exportSuite(sub, relative / subName, trail))
-                    return false;
+                gather(sub, relative / subName, std::move(trail));
             }
-            return true;
         };
-    if (fs::is_directory(cases, error) &&
-        !exportSuite(cases, casesName, {site.projectCrumb, site.casesCrumb}))
+    if (fs::is_directory(cases, error))
+        gather(cases, casesName, {site.projectCrumb, site.casesCrumb});
+
+    const Template& suitePage = site.Load(kPrjTestSuiteTemplate);
+    const Template& casePage = site.Load(kPrjTestCaseTemplate);
+    std::atomic<std::size_t> next{0};
+    std::atomic<bool> failed{false};
+    std::mutex reporting;
+    std::optional<Notice> failure;
+    auto work = [&] {
+        for (std::size_t index = next++; index < jobs.size() && !failed; index = next++) {
+            PageJob& job = jobs[index];
+            {
+                std::lock_guard lock(reporting);
+                Progress("Export progress - Now exporting: " + job.name);
+            }
+            const std::size_t depth =
+                static_cast<std::size_t>(std::distance(job.relative.begin(), job.relative.end()));
+            std::string html;
+            if (job.suite) {
+                PrjTestGroupCore suite(m_custom, job.source);
+                if (job.source == cases)
+                    suite.LoadText("<test_suite><id>" + Escaped(casesName) +
+                                   "</id><suite_title>Every suite and test case of " +
+                                   Escaped(project) + "</suite_title></test_suite>");
+                else
+                    suite.Load(GroupDocumentPath(job.source));
+                html = suite.Render(suitePage, site.Settings(depth, job.crumbs));
+            } else {
+                PrjTestCaseCore testCase(m_custom, project);
+                testCase.Load(job.source);
+                job.status = testCase.Stored("<test_status>");
+                html = testCase.Render(casePage, site.Settings(depth, job.crumbs));
+            }
+            const fs::path file =
+                root / job.relative / (job.name + (job.suite ? "_index.html" : ".html"));
+            if (std::optional<Notice> problem = WritePageFile(file, site.Finish(html, depth))) {
+                std::lock_guard lock(reporting);
+                if (!failure)
+                    failure = std::move(problem);
+                failed = true;
+            } else {
+                ++m_pages;
+            }
+        }
+    };
+    {
+        const unsigned threads = std::max(1u, std::min(4u, std::thread::hardware_concurrency()));
+        std::vector<std::jthread> workers;
+        for (unsigned thread = 1; thread < threads; ++thread)
+            workers.emplace_back(work);
+        work();
+    }
+    if (failure) {
+        m_port.tell(*failure);
         return std::nullopt;
+    }
 
     // The reports: one folder per kind with its index page, one page per report.
     std::string reportsPart = "<h2>Project Reports</h2>\n";
@@ -373,7 +430,7 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
                         DebugLog::Write(kHeading, "chart %s not drawn: %s\n", chart.name.c_str(),
                                         failed.c_str());
                 }
-            Template page = site.Load(ReportTemplateName(report->kind));
+            const Template& page = site.Load(ReportTemplateName(report->kind));
             PageSettings settings =
                 site.Settings(2, {site.projectCrumb,
                                   kindCrumb,
@@ -396,7 +453,7 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
                            UrlPath((relative / (name + ".html")).generic_string()) + "\">" +
                            Escaped(name) + "</a></p>\n";
         }
-        Template index = site.Load("ReportRootTemplate.html");
+        const Template& index = site.Load("ReportRootTemplate.html");
         PageSettings settings = site.Settings(2, {site.projectCrumb, kindCrumb});
         settings.list = ReportListTable(links);
         const std::string html = index.Fill(settings, [&](std::string_view placeholder) {
@@ -412,6 +469,11 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
     Progress("Export progress - Now exporting: " + project);
     std::string list = "<h2><a name=\"proj_suites\"></a>Test Suites</h2>\n<p><table class=List>\n";
     std::string sections;
+    std::map<fs::path, std::string> statuses;
+    const std::string noStatus;
+    for (PageJob& job : jobs)
+        if (!job.suite)
+            statuses.emplace(job.source, std::move(job.status));
     std::function<void(const fs::path&, const fs::path&)> describe = [&](const fs::path& folder,
                                                                          const fs::path& relative) {
         const std::string name = folder.filename().string();
@@ -434,10 +496,8 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
         }
         sections += "<br><p><b>Test Cases</b></p><table class=List>";
         for (const fs::path& document : SortedEntries(folder, false)) {
-            XMLParse testCase;
-            std::string status;
-            if (testCase.OpenFastRead(document) == 0 && testCase.Load() == 0)
-                testCase.GetTag("<test_status>", status);
+            const auto known = statuses.find(document);
+            const std::string& status = known == statuses.end() ? noStatus : known->second;
             const std::string id = document.stem().string();
             sections += "<tr class=List><td class=List><a href=\"" +
                         UrlPath((relative / (id + ".html")).generic_string()) + "\">" +
@@ -459,7 +519,7 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
     const fs::path page = root / (project + ".html");
     if (!WritePage(page, site.Finish(projectPage.Render(site.Load(kProjectTemplate), settings), 0)))
         return std::nullopt;
-    DebugLog::Write(kHeading, "exported %d pages to %s\n", m_pages, root.c_str());
+    DebugLog::Write(kHeading, "exported %d pages to %s\n", m_pages.load(), root.c_str());
     return page;
 }
 

@@ -5,6 +5,7 @@
 // Pages are the display style's templates filled as in the desktop view, with links that lead
 // from page to page inside the site.
 
+#include <atomic>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -35,6 +36,7 @@ struct WebExportRequest {
 
 class ExportWeb {
 public:
+    // Progress texts may come from the export's page threads, one at a time.
     using ProgressText = std::function<void(const std::string&)>;
     ExportWeb(UserPort& port, const CustomCfg& custom, ChartPainter* charts,
               ProgressText progress = {});
@@ -46,14 +48,18 @@ public:
 
 private:
     struct Site;
+    // Writes a page; false after telling the user.
     bool WritePage(const std::filesystem::path& file, const std::string& html);
+    // The same for the page threads: the failure, told later by the calling thread.
+    static std::optional<Notice> WritePageFile(const std::filesystem::path& file,
+                                               const std::string& html);
     void Progress(const std::string& text);
 
     UserPort& m_port;
     const CustomCfg& m_custom;
     ChartPainter* m_charts;
     ProgressText m_progress;
-    int m_pages = 0;
+    std::atomic<int> m_pages{0};
 };
 
 // "Export successful! Do you wish to view the project now?": true when the user wants the

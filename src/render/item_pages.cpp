@@ -135,18 +135,18 @@ std::optional<std::string> ItemCore::Placeholder(std::string_view placeholder,
                                                  const PageSettings& settings) const {
     if (std::optional<std::string> own = OwnPlaceholder(placeholder, settings))
         return own;
-    if (!placeholder.starts_with("VT_"))
+    // "VT_<stem>_<part>"; the stems hold no "_".
+    const std::size_t split = placeholder.rfind('_');
+    if (!placeholder.starts_with("VT_") || split < 3)
         return std::nullopt;
+    const std::string_view stemOfPlaceholder = placeholder.substr(3, split - 3);
+    const std::string_view part = placeholder.substr(split + 1);
     for (const FieldDescriptor& row : m_fields) {
-        if (row.placeholderStem.empty())
+        if (row.placeholderStem != stemOfPlaceholder)
             continue;
-        const std::string stem = "VT_" + std::string(row.placeholderStem) + "_";
-        if (!placeholder.starts_with(stem))
-            continue;
-        const std::string_view part = placeholder.substr(stem.size());
-        const std::string stored = Stored(row.tag);
         if (part == "HEADING")
             return std::string(row.longHeading.empty() ? row.shortHeading : row.longHeading);
+        const std::string stored = Stored(row.tag);
         if (part == "DATA") {
             std::string value = Data(row, stored);
             return value.empty() ? std::string(kEmptyValue) : value;

@@ -48,8 +48,12 @@ protected:
     }
     // A field's value as the page shows it; empty for "&nbsp;".
     virtual std::string Data(const FieldDescriptor& row, const std::string& stored) const;
+
+public:
+    // A field's value as the document stores it; empty when it can't be read.
     std::string Stored(std::string_view tag) const;
 
+protected:
     std::span<const FieldDescriptor> m_fields;
     const CustomCfg& m_custom;
     std::filesystem::path m_document;

@@ -25,7 +25,15 @@ bool StartsWithNoCase(std::string_view text, std::size_t at, std::string_view pr
 }
 
 std::size_t FindNoCase(std::string_view text, std::string_view needle, std::size_t from) {
-    for (std::size_t at = from; at + needle.size() <= text.size(); ++at) {
+    if (needle.empty())
+        return from <= text.size() ? from : std::string_view::npos;
+    // Jump from one possible first character to the next; only there compare the rest.
+    const char first = needle.front();
+    const char both[] = {static_cast<char>(std::tolower(static_cast<unsigned char>(first))),
+                         static_cast<char>(std::toupper(static_cast<unsigned char>(first)))};
+    for (std::size_t at = text.find_first_of(std::string_view(both, 2), from);
+         at != std::string_view::npos && at + needle.size() <= text.size();
+         at = text.find_first_of(std::string_view(both, 2), at + 1)) {
         if (StartsWithNoCase(text, at, needle))
             return at;
     }

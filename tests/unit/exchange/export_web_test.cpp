@@ -170,7 +170,7 @@ TEST_F(ExportTest, AsksBeforeOverwritingAndTellsEveryFailure) {
     // A page that can't be written ends the export; the pages before it stay.
     request.style = "plain";
     fs::remove_all(site);
-    fs::create_directories(site / "Project Test Cases" / "Smoke" / "P 1.html");
+    fs::create_directories(site / "Project Test Cases" / "Smoke" / "P 1.html" / "in the way");
     EXPECT_FALSE(Export());
     EXPECT_EQ(port.notices.back(),
               (Notice{"Web Export Error: Unable to create file!", "Error", Icon::Error}));
