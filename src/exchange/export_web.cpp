@@ -285,9 +285,11 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
         std::ifstream in(style / kStyleSheetName, std::ios::binary);
         css.assign(std::istreambuf_iterator<char>(in), {});
     }
-    if (!WritePage(root / kStyleSheetName, ReplaceAll(css, "<!--VT_IMAGEPATH-->", "images/")))
+    if (std::optional<Notice> failure = WritePageFile(
+            root / kStyleSheetName, ReplaceAll(css, "<!--VT_IMAGEPATH-->", "images/"))) {
+        m_port.tell(*failure);
         return std::nullopt;
-    --m_pages;
+    }
     const fs::path images = root / "images";
     const bool imagesThere = fs::exists(images, error);
     if (!imagesThere || !request.askBeforeOverwriting ||
