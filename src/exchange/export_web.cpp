@@ -280,13 +280,8 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
     }
 
     // The style sheet and the pictures; the status icons take the database's report colours.
-    std::string css;
-    {
-        std::ifstream in(style / kStyleSheetName, std::ios::binary);
-        css.assign(std::istreambuf_iterator<char>(in), {});
-    }
-    if (std::optional<Notice> failure = WritePageFile(
-            root / kStyleSheetName, ReplaceAll(css, "<!--VT_IMAGEPATH-->", "images/"))) {
+    if (std::optional<Notice> failure =
+            WritePageFile(root / kStyleSheetName, StyleSheetText(style, "images/"))) {
         m_port.tell(*failure);
         return std::nullopt;
     }

@@ -68,10 +68,13 @@ void LoadMonthAbbreviations() {
     freelocale(user);
 }
 
+std::string_view MonthAbbreviation(int month) {
+    return month >= 1 && month <= 12 ? std::string_view(g_months[month - 1]) : "???";
+}
+
 std::string DisplayDate(int year, int month, int day) {
-    const char* monthName = month >= 1 && month <= 12 ? g_months[month - 1].c_str() : "???";
     char text[64];
-    std::snprintf(text, sizeof text, "%d-%s-%04d", day, monthName, year);
+    std::snprintf(text, sizeof text, "%d-%s-%04d", day, MonthAbbreviation(month).data(), year);
     return text;
 }
 

@@ -17,6 +17,9 @@ void LoadMonthAbbreviations();
 // ISO-8859-1 and cut to four characters; empty when it can't be held.
 std::string MonthAbbreviationFromLocale(std::string_view name, std::string_view codeset);
 
+// The abbreviated name of month 1-12 as dates show it; "???" outside.
+std::string_view MonthAbbreviation(int month);
+
 // "3-Mar-2026": day without leading zero, the abbreviated month, four-digit year.
 std::string DisplayDate(int year, int month, int day);
 

@@ -60,10 +60,9 @@ std::string DateEdit(std::string_view stem, std::string_view stored) {
                        day, day);
     html += "</select><select name=\"" + name + "month\" class =\"" + name + "month\">";
     for (int month = 1; month <= 12; ++month) {
-        const std::string shown = DisplayDate(2000, month, 1);
-        const std::string abbreviation = shown.substr(2, shown.size() - 7);
         html += Format("<option %s value=%d>%s</option>",
-                       date && date->month == month ? "selected" : "", month, abbreviation.c_str());
+                       date && date->month == month ? "selected" : "", month,
+                       MonthAbbreviation(month).data());
     }
     html += "</select><input name=\"" + name + "year\" type=\"text\" class=\"" + name +
             "year\" value=\"" + (date ? std::to_string(date->year) : std::string()) + "\">";

@@ -48,12 +48,16 @@ std::string UrlPath(std::string_view path) {
     return encoded;
 }
 
+std::string StyleSheetText(const std::filesystem::path& styleFolder, std::string_view imagePath) {
+    return ReplaceAll(ReadWhole(styleFolder / kStyleSheetName).value_or(""), "<!--VT_IMAGEPATH-->",
+                      imagePath);
+}
+
 std::string StyleSheetElement(const PageSettings& page) {
     if (!page.inlineStyle)
         return "<LINK REL=StyleSheet HREF=\"" + page.styleHref + std::string(kStyleSheetName) +
                "\" TYPE=\"text/css\">\n";
-    const std::string css = ReadWhole(page.styleFolder / kStyleSheetName).value_or("");
-    return "<STYLE TYPE=\"text/css\">\n" + ReplaceAll(css, "<!--VT_IMAGEPATH-->", page.imagePath) +
+    return "<STYLE TYPE=\"text/css\">\n" + StyleSheetText(page.styleFolder, page.imagePath) +
            "</STYLE>\n";
 }
 

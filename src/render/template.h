@@ -59,6 +59,9 @@ private:
 // href paths: every byte outside the unreserved set is percent-encoded, "/" kept.
 std::string UrlPath(std::string_view path);
 
+// The style's style.css with its images paths filled in; empty when it can't be read.
+std::string StyleSheetText(const std::filesystem::path& styleFolder, std::string_view imagePath);
+
 // The style sheet as a page carries it: inlined with the images path put in, or linked.
 std::string StyleSheetElement(const PageSettings& page);
 

@@ -67,14 +67,11 @@ bool IsWithin(const fs::path& inner, const fs::path& folder) {
     return !relative.empty() && *relative.begin() != "..";
 }
 
-// An entry of folder named like name, ignoring letter case.
-bool NameTaken(const fs::path& folder, const std::string& name) {
-    std::error_code error;
-    for (fs::directory_iterator entries(folder, error), end; !error && entries != end;
-         entries.increment(error))
-        if (strcasecmp(entries->path().filename().c_str(), name.c_str()) == 0)
-            return true;
-    return false;
+// Whether target already holds an item of source's name, ignoring letter case: a document of
+// that identifier, or a folder or description of that name.
+bool ItemNameTaken(const fs::path& target, const fs::path& source, bool folder) {
+    return folder ? GroupNameTaken(target, source.filename().string())
+                  : IdentifierTaken(target, source.stem().string());
 }
 
 bool IsBookkeeping(const fs::path& path) {
@@ -344,7 +341,7 @@ std::optional<TransferPlan> PlanPaste(const Clipboard& clipboard, const TreeNode
         const std::string name = entry.path.filename().string();
         const fs::path destination = target.path / name;
         bool replace = false;
-        if (NameTaken(target.path, name)) {
+        if (ItemNameTaken(target.path, entry.path, folder)) {
             const std::string shown = folder ? name : entry.path.stem().string();
             if (!port.ask({FillMessage("The item %s already exists.\nDo you want to replace it?",
                                        {shown}),
@@ -410,7 +407,7 @@ std::optional<TransferPlan> PlanMove(const TreeNode& item, const TreeNode& targe
         return std::nullopt;
     }
     bool replace = false;
-    if (NameTaken(target.path, name)) {
+    if (ItemNameTaken(target.path, item.path, folder)) {
         const std::string shown = folder ? name : item.label;
         std::string_view question;
         if (!folder)
@@ -539,7 +536,7 @@ bool ConvertDroppedTestCases(const TreeNode& item, const TreeNode& target, Edito
     const fs::path destination = target.path / item.path.filename();
     std::error_code error;
     if (item.kind == TV_TEST_TEST_DOC) {
-        if (NameTaken(target.path, destination.filename().string()) &&
+        if (ItemNameTaken(target.path, item.path, false) &&
             !context.port.ask(
                 {FillMessage("A test case with the name %s already exists in that folder, "
                              "overwrite?",

@@ -135,7 +135,7 @@ bool Shell::OpenDatabase(const fs::path& databaseOrMarker) {
         return false;
     }
     DebugLog::Write(kStartup, "DB opened\n");
-    RememberDatabase();
+    RememberDatabase(false);
     m_view.RebuildTree();
     for (std::size_t root = 0; root < std::size(kDatabaseFolders); ++root)
         m_progress.StepProgress();
@@ -163,7 +163,7 @@ bool Shell::OpenDatabase(const fs::path& databaseOrMarker) {
     return true;
 }
 
-void Shell::RememberDatabase() {
+void Shell::RememberDatabase(bool alwaysSave) {
     ConfigSettings& settings = m_config->Settings();
     const std::string directory = m_database.Directory().string();
     const bool changed =
@@ -172,7 +172,7 @@ void Shell::RememberDatabase() {
     settings.lastDbFileName = m_database.MarkerName();
     const auto recentBefore = settings.recentDatabases;
     m_config->AddRecentDatabase(directory);
-    if (changed || recentBefore != settings.recentDatabases)
+    if (alwaysSave || changed || recentBefore != settings.recentDatabases)
         m_config->Write();
 }
 
@@ -195,12 +195,8 @@ bool Shell::OnNewDatabase() {
     DebugLog::Write(kHeading, "SetWindowText3\n");
     m_view.SetCaption(Title());
     DebugLog::Write(kHeading, "Config reset\n");
-    ConfigSettings& settings = m_config->Settings();
-    settings.lastDbPath = m_database.Directory().string();
-    settings.lastDbFileName = m_database.MarkerName();
-    m_config->AddRecentDatabase(settings.lastDbPath);
     DebugLog::Write(kHeading, "Config save\n");
-    m_config->Write();
+    RememberDatabase(true);
     DebugLog::Write(kHeading, "Get user name\n");
     m_custom.Read(m_database.Directory(), m_port, m_identity.computer);
     m_currentUser = m_custom.CurrentUser(m_identity.computer);

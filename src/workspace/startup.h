@@ -98,7 +98,9 @@ public:
 private:
     void ShowCurrentUser();
     void CopySampleDatabaseOnFirstStart();
-    void RememberDatabase();
+    // The open database becomes the last one and heads the recent list; the file is written
+    // when that changed anything, or always when asked.
+    void RememberDatabase(bool alwaysSave);
 
     UserPort& m_port;
     ShellView& m_view;
