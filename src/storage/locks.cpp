@@ -14,7 +14,6 @@
 
 #include "platform/clock_text.h"
 #include "platform/debug_log.h"
-#include "storage/file_layer.h"
 
 namespace vantorel {
 namespace {
@@ -50,12 +49,12 @@ std::filesystem::path LockPath(const std::filesystem::path& itemPath) {
     return itemPath.string() + ".lck";
 }
 
-int createLockFile(const std::filesystem::path& itemPath, const UserIdentity& identity) {
+int createLockFile(const std::filesystem::path& itemPath, const UserIdentity& identity,
+                   FileLayer& files) {
     const std::filesystem::path lockPath = LockPath(itemPath);
     DebugLog::Write("createLockFile", "Start\n");
     DebugLog::Write("createLockFile", "%s\n", lockPath.c_str());
 
-    FileLayer& files = SystemFiles();
     int fd = -1;
     if (int error = files.CreateExclusive(lockPath, fd)) {
         DebugLog::Write("createLockFile", "Error2 : %d - ret 1\n", error);

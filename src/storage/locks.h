@@ -10,6 +10,7 @@
 #include <string>
 
 #include "platform/identity.h"
+#include "storage/file_layer.h"
 
 namespace vantorel {
 
@@ -18,9 +19,12 @@ std::filesystem::path LockPath(const std::filesystem::path& itemPath);
 
 // Creates the lock holding "computer\nuser", padded with NULs to at least 258 bytes rounded up
 // to the file system's block size. Returns 0, or the system's error number: EEXIST when the
-// item is locked already, whoever made the lock. Does not wait for a held lock to go away.
+// item is locked already, whoever made the lock. Does not wait for a held lock to go away. A
+// lock that was created but could not be written is removed again. Every step goes through
+// files.
 int createLockFile(const std::filesystem::path& itemPath,
-                   const UserIdentity& identity = CurrentIdentity());
+                   const UserIdentity& identity = CurrentIdentity(),
+                   FileLayer& files = SystemFiles());
 
 // Removes the lock. Without force, only a lock whose user line equals identity.user, ignoring
 // letter case, is removed: an editor that closes removes only its own lock.

@@ -1,8 +1,10 @@
 #pragma once
-// The real file system, except that the Nth call of one kind fails with a chosen error: the
-// way the tests check that a failure at any step of a save harms nothing.
+// The real file system, except that chosen calls fail with a chosen error: the way the tests
+// check that a failure at any step of a save harms nothing. It counts every call, so a test can
+// also tell that the code under test went through it at all.
 
 #include <cerrno>
+#include <vector>
 
 #include "storage/file_layer.h"
 
@@ -10,51 +12,68 @@ namespace vantorel::testing {
 
 class FaultyFileLayer : public FileLayer {
 public:
-    enum Step { kCreate, kWrite, kSync, kClose, kRename, kStepCount };
+    enum Step { kCreate, kWrite, kSync, kClose, kRename, kRemove, kSyncDirectory, kStepCount };
 
-    void FailAt(Step step, int nth, int error = EIO) {
-        m_failStep = step;
-        m_failAt = nth;
-        m_error = error;
-        for (int& count : m_calls)
-            count = 0;
-    }
+    // Makes the nth call (counting from 1) of step fail with error; several failures may be
+    // planned on one layer.
+    void FailAt(Step step, int nth, int error = EIO) { m_planned.push_back({step, nth, error}); }
     int Calls(Step step) const { return m_calls[step]; }
 
     int CreateExclusive(const std::filesystem::path& path, int& fd) override {
-        if (Fails(kCreate))
-            return m_error;
+        if (int error = Fault(kCreate))
+            return error;
         return SystemFiles().CreateExclusive(path, fd);
     }
     int WriteAll(int fd, std::string_view data) override {
-        if (Fails(kWrite)) {
+        if (int error = Fault(kWrite)) {
             // A disk that fills half-way: part of the data reaches the file first.
             (void)SystemFiles().WriteAll(fd, data.substr(0, data.size() / 2));
-            return m_error;
+            return error;
         }
         return SystemFiles().WriteAll(fd, data);
     }
-    int Sync(int fd) override { return Fails(kSync) ? m_error : SystemFiles().Sync(fd); }
+    int Sync(int fd) override {
+        int error = Fault(kSync);
+        return error ? error : SystemFiles().Sync(fd);
+    }
     int Close(int fd) override {
         // The descriptor is released even when the close reports an error, as on Linux.
         int result = SystemFiles().Close(fd);
-        return Fails(kClose) ? m_error : result;
+        int error = Fault(kClose);
+        return error ? error : result;
     }
     int Rename(const std::filesystem::path& from, const std::filesystem::path& to) override {
-        return Fails(kRename) ? m_error : SystemFiles().Rename(from, to);
+        int error = Fault(kRename);
+        return error ? error : SystemFiles().Rename(from, to);
     }
-    int Remove(const std::filesystem::path& path) override { return SystemFiles().Remove(path); }
+    int Remove(const std::filesystem::path& path) override {
+        int error = Fault(kRemove);
+        return error ? error : SystemFiles().Remove(path);
+    }
     int SyncDirectory(const std::filesystem::path& directory) override {
-        return SystemFiles().SyncDirectory(directory);
+        int error = Fault(kSyncDirectory);
+        return error ? error : SystemFiles().SyncDirectory(directory);
     }
 
 private:
-    bool Fails(Step step) { return ++m_calls[step] == m_failAt && step == m_failStep; }
+    struct Failure {
+        Step step;
+        int nth;
+        int error;
+    };
+
+    // Counts the call; the planned error when this call is to fail, otherwise 0.
+    int Fault(Step step) {
+        ++m_calls[step];
+        for (const Failure& failure : m_planned) {
+            if (failure.step == step && failure.nth == m_calls[step])
+                return failure.error;
+        }
+        return 0;
+    }
 
     int m_calls[kStepCount] = {};
-    Step m_failStep = kCreate;
-    int m_failAt = 0;
-    int m_error = EIO;
+    std::vector<Failure> m_planned;
 };
 
 }  // namespace vantorel::testing

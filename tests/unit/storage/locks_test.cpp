@@ -10,16 +10,27 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <vector>
 
 #include "platform/recording_port.h"
 #include "storage/edit_lock.h"
+#include "support/child_process.h"
+#include "support/faulty_file_layer.h"
 #include "support/temp_dir.h"
 
 namespace vantorel {
 namespace {
 
+using testing::FaultyFileLayer;
+using testing::GiveToOrdinaryUser;
+using testing::KillChildren;
 using testing::ReadFile;
+using testing::RunAsOrdinaryUser;
 using testing::TempDir;
+using testing::WaitForChildren;
 using testing::WriteFile;
 
 const UserIdentity kAlice{"PC-ALICE", "alice"};
@@ -63,18 +74,39 @@ TEST_F(LockTest, OnlyTheOwnerRemovesALockUnlessForced) {
 }
 
 TEST_F(LockTest, AnUnreadableLockIsLeftByANormalDelete) {
+    // The user may remove files from the folder but not read the lock, so a delete that took an
+    // unreadable lock for its own would get through. Root reads everything: the delete runs as
+    // an ordinary user who owns the folder.
     ASSERT_EQ(createLockFile(item, kAlice), 0);
-    ::chmod((dir / "TC1.vtl.lck").c_str(), 0);
-    pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        if (::geteuid() == 0 && ::setuid(65534) != 0)
-            _exit(3);
-        deleteLockFile(item, false, kAlice);
-        _exit(0);
+    const auto lock = LockPath(item);
+    ASSERT_EQ(::chmod(lock.c_str(), 0), 0);
+    ASSERT_TRUE(GiveToOrdinaryUser(dir.path()));
+    EXPECT_EQ(RunAsOrdinaryUser([&]() -> std::string {
+                  if (::access(dir.path().c_str(), W_OK | X_OK) != 0)
+                      return std::string("the folder is out of reach: ") + std::strerror(errno);
+                  if (::access(lock.c_str(), R_OK) == 0)
+                      return "the lock is readable";
+                  deleteLockFile(item, false, kAlice);
+                  return "";
+              }),
+              "");
+    EXPECT_TRUE(std::filesystem::exists(lock));
+}
+
+TEST_F(LockTest, ALockThatCannotBeWrittenWholeIsNotLeftBehind) {
+    // A lock that exists but says nobody would hold the item for everyone until a forced unlock.
+    for (auto step : {FaultyFileLayer::kCreate, FaultyFileLayer::kWrite, FaultyFileLayer::kSync,
+                      FaultyFileLayer::kClose}) {
+        FaultyFileLayer files;
+        files.FailAt(step, 1, ENOSPC);
+        EXPECT_EQ(createLockFile(item, kAlice, files), ENOSPC) << "step " << step;
+        EXPECT_EQ(files.Calls(step), 1) << "step " << step << " bypasses the file layer";
+        EXPECT_FALSE(std::filesystem::exists(LockPath(item))) << "step " << step;
     }
-    ::waitpid(child, nullptr, 0);
-    EXPECT_TRUE(std::filesystem::exists(dir / "TC1.vtl.lck"));
+    FaultyFileLayer files;
+    EXPECT_EQ(createLockFile(item, kAlice, files), 0);
+    EXPECT_EQ(files.Calls(FaultyFileLayer::kRemove), 0);
+    EXPECT_EQ(ReadFile(LockPath(item)).substr(0, 14), "PC-ALICE\nalice");
 }
 
 TEST_F(LockTest, LockMessageNamesHolderAndTime) {
@@ -148,26 +180,36 @@ TEST(LockRace, SixteenProcessesProduceExactlyOneWinnerEveryRound) {
     std::vector<pid_t> children;
     for (int p = 0; p < RaceBoard::kProcesses; ++p) {
         pid_t child = ::fork();
-        ASSERT_GE(child, 0);
+        if (child < 0) {
+            const int error = errno;
+            KillChildren(children);
+            ::munmap(shared, sizeof(RaceBoard));
+            FAIL() << "fork: " << std::strerror(error);
+        }
         if (child == 0) {
             const UserIdentity me{"PC" + std::to_string(p), "user" + std::to_string(p)};
             for (int round = 0; round < RaceBoard::kRounds; ++round) {
                 board->Barrier();
-                if (createLockFile(dir / ("item" + std::to_string(round) + ".vtl"), me) == 0)
+                const int result =
+                    createLockFile(dir / ("item" + std::to_string(round) + ".vtl"), me);
+                if (result == 0)
                     board->winners[round]++;
+                else if (result != EEXIST)
+                    _exit(2);
             }
             _exit(0);
         }
         children.push_back(child);
     }
-    for (pid_t child : children)
-        ::waitpid(child, nullptr, 0);
-
+    // The others would wait at the barrier for ever for a child that crashed: its end, or the
+    // time limit, ends them all and fails the test.
+    const std::string failure = WaitForChildren(children, std::chrono::minutes(2));
     int roundsWithOneWinner = 0;
     for (const auto& winners : board->winners)
         roundsWithOneWinner += winners.load() == 1;
-    EXPECT_EQ(roundsWithOneWinner, RaceBoard::kRounds);
     ::munmap(shared, sizeof(RaceBoard));
+    ASSERT_EQ(failure, "") << "a child that fails to create a lock exits with status 2";
+    EXPECT_EQ(roundsWithOneWinner, RaceBoard::kRounds);
 }
 
 class EditLockTest : public LockTest {
