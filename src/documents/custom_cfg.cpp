@@ -2,9 +2,11 @@
 
 #include <strings.h>
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 
+#include "platform/debug_log.h"
 #include "storage/identifiers.h"
 #include "storage/tagged_document.h"
 #include "storage/text_conversions.h"
@@ -41,6 +43,25 @@ std::vector<TagMatch> AllOf(const XMLParse& doc, std::string_view tag) {
 
 unsigned long Number(std::string_view text) {
     return std::strtoul(std::string(text).c_str(), nullptr, 10);
+}
+
+bool IsMeaning(int code) {
+    return code >= 0 && code < kMeaningCount;
+}
+
+// A status's meaning as custom.dat gives it. Anything but one of the five codes is a bad value
+// and, like a missing one, leaves the status at its default meaning: every table kept per
+// meaning is indexed with it, so no other number may get in.
+int ReadMeaning(std::string_view text, std::string_view status) {
+    int code = -1;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), code);
+    if (error == std::errc() && end == text.data() + text.size() && IsMeaning(code))
+        return code;
+    DebugLog::Write("CustomCfg::Read",
+                    "status %s: meaning \"%s\" is none of the five, read as %s\n",
+                    std::string(status).c_str(), std::string(text).c_str(),
+                    kMeaningNames[SM_NOT_YET_ATTEMPTED].data());
+    return SM_NOT_YET_ATTEMPTED;
 }
 
 void WriteList(XMLParse& doc, std::string_view block, std::string_view element,
@@ -123,11 +144,11 @@ CustomTables BuiltInCustomTables() {
 }
 
 std::string_view MeaningName(int meaning) {
-    return meaning >= 0 && meaning < kMeaningCount ? kMeaningNames[meaning] : std::string_view();
+    return IsMeaning(meaning) ? kMeaningNames[meaning] : std::string_view();
 }
 
 int MeaningSlot(int meaning) {
-    return meaning >= 0 && meaning < kMeaningCount ? kMeaningSlots[meaning] : 3;
+    return IsMeaning(meaning) ? kMeaningSlots[meaning] : 3;
 }
 
 CustomCfg::CustomCfg() {
@@ -260,7 +281,7 @@ void CustomCfg::Parse(const std::string& text) {
             from = status->end;
             StatusEntry entry{Cut(status->value, kStatusTextWidth), SM_NOT_YET_ATTEMPTED};
             if (auto meaning = doc.FindNextTag("<status>", from)) {
-                entry.meaning = static_cast<int>(Number(meaning->value));
+                entry.meaning = ReadMeaning(meaning->value, entry.text);
                 from = meaning->end;
             }
             statuses.push_back(std::move(entry));
@@ -323,14 +344,19 @@ std::optional<std::size_t> CustomCfg::ResolveStatus(std::string_view text) const
         if (strcasecmp(statuses[i].text.c_str(), wanted.c_str()) == 0)
             return i;
     for (std::size_t i = 0; i < statuses.size(); ++i)
-        if (strcasecmp(std::string(MeaningName(statuses[i].meaning)).c_str(), wanted.c_str()) == 0)
+        if (strcasecmp(std::string(MeaningName(MeaningAt(i))).c_str(), wanted.c_str()) == 0)
             return i;
     return std::nullopt;
 }
 
+int CustomCfg::MeaningAt(std::size_t index) const {
+    const int meaning = m_tables.statuses.at(index).meaning;
+    return IsMeaning(meaning) ? meaning : SM_NOT_YET_ATTEMPTED;
+}
+
 std::optional<int> CustomCfg::MeaningOf(std::string_view statusText) const {
     if (auto index = ResolveStatus(statusText))
-        return m_tables.statuses[*index].meaning;
+        return MeaningAt(*index);
     return std::nullopt;
 }
 

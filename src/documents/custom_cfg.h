@@ -132,6 +132,12 @@ public:
     // The status a stored status text stands for: the first whose text matches, ignoring case,
     // else the first whose meaning name matches; none when the text fits neither.
     std::optional<std::size_t> ResolveStatus(std::string_view text) const;
+    // The meaning of the status at index, always one of the five codes, so that every table
+    // kept per meaning (names, report slots, icons, counts) can be indexed with it. Reading
+    // lets no other code in; one in tables handed to Replace reads as Not yet attempted, as a
+    // bad value in custom.dat does.
+    int MeaningAt(std::size_t index) const;
+    // The meaning of the status a stored status text stands for, through MeaningAt.
     std::optional<int> MeaningOf(std::string_view statusText) const;
 
     const std::string& ReportString(std::size_t slot) const;

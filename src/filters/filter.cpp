@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <limits>
 
 #include "documents/custom_cfg.h"
 #include "documents/field_tables.h"
@@ -196,7 +197,13 @@ int DurationMinutes(std::string_view text) {
     if (colon == std::string_view::npos)
         return 0;
     const std::string hours(text.substr(0, colon)), minutes(text.substr(colon + 1));
-    return std::atoi(hours.c_str()) * 60 + std::atoi(minutes.c_str());
+    // A hand-edited duration may hold any number; it is read as far as an int of minutes goes
+    // rather than wrapping round into a negative figure.
+    static constexpr long long kIntMax = std::numeric_limits<int>::max();
+    auto number = [](const std::string& digits) {
+        return std::clamp<long long>(std::strtol(digits.c_str(), nullptr, 10), -kIntMax, kIntMax);
+    };
+    return static_cast<int>(std::clamp(number(hours) * 60 + number(minutes), -kIntMax, kIntMax));
 }
 
 std::string FilterDocumentText(const FilterDocument& filter) {

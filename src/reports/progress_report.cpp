@@ -35,7 +35,7 @@ public:
           m_span(span),
           m_changes(custom.StatusCount() * static_cast<std::size_t>(span.periods), 0) {
         for (std::size_t i = 0; i < custom.StatusCount() && !m_notAttempted; ++i)
-            if (custom.Status(i).meaning == SM_NOT_YET_ATTEMPTED)
+            if (custom.MeaningAt(i) == SM_NOT_YET_ATTEMPTED)
                 m_notAttempted = i;
     }
 
@@ -234,9 +234,8 @@ void ProgressReport::WriteReport(XMLParse& document) const {
         std::string text = custom.Status(i).text.substr(0, kStatusTextWidth);
         Escape(text);
         document.WriteTag("<report_string>", text);
-        document.WriteTag(
-            "<report_colours>",
-            std::to_string(custom.ReportColourOf(MeaningSlot(custom.Status(i).meaning))));
+        document.WriteTag("<report_colours>",
+                          std::to_string(custom.ReportColourOf(MeaningSlot(custom.MeaningAt(i)))));
     }
     for (std::size_t status = 0; status < m_series.size(); ++status) {
         std::string counts;

@@ -30,7 +30,7 @@ public:
         if (!status)
             return false;  // counted in the totals only, and its lock is not looked at
         ++sums.perStatus[*status];
-        const int meaning = m_custom.Status(*status).meaning;
+        const int meaning = m_custom.MeaningAt(*status);
         ++sums.perMeaning[meaning];
         switch (meaning) {
             case SM_PASS:
@@ -143,7 +143,7 @@ void StatusReport::WriteReport(XMLParse& document) const {
         document.WriteTag("<report_string>", text);
     }
     for (std::size_t i = 0; i < custom.StatusCount(); ++i)
-        number("<report_colours>", custom.ReportColourOf(MeaningSlot(custom.Status(i).meaning)));
+        number("<report_colours>", custom.ReportColourOf(MeaningSlot(custom.MeaningAt(i))));
     for (std::int64_t count : m_figures.sums.perStatus)
         number("<series_value>", count);
     number("<total_test_time>", m_figures.sums.totalTestTime);

@@ -64,6 +64,30 @@ TEST_F(CustomCfgTest, ReadingKeepsTwentyTypesAndCutsOverlongValues) {
     EXPECT_EQ(custom.Tables().notesCaptions[2], "Result Notes");
 }
 
+TEST_F(CustomCfgTest, MeaningOutsideTheFiveReadsAsAMissingOne) {
+    WriteFile(db / "custom.dat",
+              "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\r\n<status_vals>\r\n"
+              "<status_text>Huge</status_text><status>100000000</status>\r\n"
+              "<status_text>Five</status_text><status>5</status>\r\n"
+              "<status_text>Negative</status_text><status>-1</status>\r\n"
+              "<status_text>Word</status_text><status>pass</status>\r\n"
+              "<status_text>Done</status_text><status>4</status>\r\n</status_vals>\r\n");
+    custom.Read(db, port, "bench-7");
+    ASSERT_EQ(custom.StatusCount(), 5u);
+    for (std::size_t i = 0; i < 4; ++i)
+        EXPECT_EQ(custom.Status(i).meaning, SM_NOT_YET_ATTEMPTED) << custom.Status(i).text;
+    EXPECT_EQ(custom.Status(4).meaning, SM_POSTPONED);
+    EXPECT_TRUE(port.notices.empty());
+
+    // Tables handed over whole are checked where the meaning is used.
+    CustomTables tables = custom.Tables();
+    tables.statuses[4].meaning = 7;
+    custom.Replace(tables);
+    EXPECT_EQ(custom.MeaningAt(4), SM_NOT_YET_ATTEMPTED);
+    EXPECT_EQ(custom.MeaningOf("done"), SM_NOT_YET_ATTEMPTED);
+    EXPECT_EQ(custom.ResolveStatus("Not yet attempted"), 0u);
+}
+
 TEST_F(CustomCfgTest, StatusResolvesByTextThenMeaningIgnoringCase) {
     CustomTables tables = BuiltInCustomTables();
     tables.statuses = {{"Retest", SM_FAIL}, {"Blocked", SM_OTHER}, {"Fail", SM_POSTPONED}};

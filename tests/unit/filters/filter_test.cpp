@@ -2,6 +2,7 @@
 
 #include <fstream>
 #include <functional>
+#include <limits>
 
 #include "filters/filter_editor.h"
 #include "storage/locks.h"
@@ -53,6 +54,14 @@ TEST_F(FilterTest, TypedConditionsCompareByTheirKind) {
     EXPECT_FALSE(Passes({{18, {"1"}, FO_NOT_EQUAL_TO}}));
     // Every condition must hold.
     EXPECT_FALSE(Passes({{0, {"Pass"}, FO_EQUAL_TO}, {9, {"3"}, FO_LESS_THAN}}));
+}
+
+TEST(DurationMinutes, HugeFiguresStayTheLargestRatherThanTurnNegative) {
+    EXPECT_EQ(DurationMinutes("1:30"), 90);
+    EXPECT_EQ(DurationMinutes("0:90"), 90);
+    EXPECT_EQ(DurationMinutes("99999999:99"), std::numeric_limits<int>::max());
+    EXPECT_EQ(DurationMinutes("-99999999999999999999:00"), -std::numeric_limits<int>::max());
+    EXPECT_GT(DurationMinutes("35791394:07"), DurationMinutes("35791394:06"));
 }
 
 TEST_F(FilterTest, WhatCannotBeTestedDoesNotExclude) {

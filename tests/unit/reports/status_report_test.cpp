@@ -111,6 +111,31 @@ TEST_F(StatusReportTest, TenStatusesGiveTenSeries) {
     EXPECT_EQ(data->colours.size(), 10u);
 }
 
+TEST_F(StatusReportTest, StatusWithABadMeaningInCustomDatCountsAsNotAttempted) {
+    WriteFile(db / "custom.dat",
+              "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\r\n<status_vals>\r\n"
+              "<status_text>Pass</status_text><status>0</status>\r\n"
+              "<status_text>Blocked</status_text><status>5</status>\r\n"
+              "<status_text>Lost</status_text><status>100000000</status>\r\n</status_vals>\r\n");
+    custom.Read(db, port, "bench-7");
+    AddCase("S/A.vtl", {{"<test_duration>", "01:00"}, {"<test_status>", "Pass"}});
+    AddCase("S/B.vtl", {{"<test_duration>", "01:00"}, {"<test_status>", "Blocked"}});
+    AddCase("S/C.vtl", {{"<test_duration>", "01:00"}, {"<test_status>", "Lost"}});
+    for (ReportKind kind : {ReportKind::Status, ReportKind::Progress})
+        ASSERT_TRUE(Make(kind, WholeProject()));
+    const auto data = ReadStatusReport(project / "Project Reports" / "Status Reports" /
+                                       "Status report - 2026-11-21-1.vtl");
+    ASSERT_TRUE(data);
+    EXPECT_EQ(data->counts, (std::vector<std::int64_t>{1, 1, 1}));
+    EXPECT_EQ(data->totalTests, 3);
+    EXPECT_EQ(data->totalAttemptedTime, 60);
+    EXPECT_EQ(data->perCentComplete, "33.33");
+    // Not yet attempted statuses take that meaning's colour.
+    EXPECT_EQ(data->colours,
+              (std::vector<ReportColour>{custom.ReportColourOf(2), custom.ReportColourOf(0),
+                                         custom.ReportColourOf(0)}));
+}
+
 TEST_F(StatusReportTest, RefusesWithoutDocumentsOrWhenTheFilterPassesNone) {
     std::filesystem::create_directories(cases / "Empty suite");
     EXPECT_FALSE(Make(ReportKind::Status, WholeProject()));
