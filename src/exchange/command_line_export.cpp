@@ -5,6 +5,7 @@
 #include "documents/custom_cfg.h"
 #include "exchange/export_web.h"
 #include "platform/identity.h"
+#include "storage/identifiers.h"
 #include "storage/vantorel_database.h"
 
 namespace vantorel {
@@ -26,6 +27,12 @@ int RunCommandLineWebExport(const CommandLine& commandLine, UserPort& port, Char
     CustomCfg custom;
     if (!custom.Read(database.Directory(), port, CurrentIdentity().computer).read)
         return fail({});
+    if (!IsItemName(commandLine.project))
+        return fail("\"" + commandLine.project + "\" is not a project name. " +
+                    std::string(kItemNameRule));
+    if (!IsItemName(commandLine.templateName))
+        return fail("\"" + commandLine.templateName + "\" is not a display style's name. " +
+                    std::string(kItemNameRule));
     const std::optional<std::filesystem::path> project =
         FindProject(database.Directory(), commandLine.project);
     if (!project)

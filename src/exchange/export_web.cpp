@@ -1,11 +1,13 @@
 #include "exchange/export_web.h"
 
+#include <fcntl.h>
 #include <strings.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
-#include <fstream>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -17,6 +19,8 @@
 #include "render/report_pages.h"
 #include "render/style_images.h"
 #include "reports/report_base.h"
+#include "storage/file_layer.h"
+#include "storage/file_reading.h"
 #include "storage/identifiers.h"
 #include "storage/text_conversions.h"
 
@@ -37,23 +41,51 @@ std::string UpLevels(std::size_t depth) {
     return up;
 }
 
-std::vector<fs::path> SortedEntries(const fs::path& folder, bool folders) {
-    std::vector<fs::path> entries;
-    std::error_code error;
-    for (fs::directory_iterator list(folder, error), end; !error && list != end;
-         list.increment(error)) {
-        const std::string name = list->path().filename().string();
-        if (name.starts_with("."))
+// The documents and the sub-folders of one listed folder, each by name ignoring case. Hidden
+// names (unfinished saves and copies among them) and links are left out, so the export never
+// publishes what lies outside the project.
+struct FolderContents {
+    std::vector<fs::path> documents;
+    std::vector<fs::path> folders;
+};
+
+FolderContents SortedContents(const fs::path& folder, const std::vector<FolderEntry>& entries) {
+    FolderContents contents;
+    for (const FolderEntry& entry : entries) {
+        if (entry.name.starts_with("."))
             continue;
-        std::error_code typeError;
-        const bool isFolder = list->is_directory(typeError);
-        if (folders ? isFolder : (!isFolder && list->path().extension() == kItemExtension))
-            entries.push_back(list->path());
+        if (entry.kind == FolderEntry::Kind::Folder)
+            contents.folders.push_back(folder / entry.name);
+        else if (entry.kind == FolderEntry::Kind::File && entry.name.ends_with(kItemExtension))
+            contents.documents.push_back(folder / entry.name);
     }
-    std::ranges::sort(entries, [](const fs::path& a, const fs::path& b) {
-        return strcasecmp(a.filename().c_str(), b.filename().c_str()) < 0;
-    });
-    return entries;
+    for (std::vector<fs::path>* list : {&contents.documents, &contents.folders})
+        std::ranges::sort(*list, [](const fs::path& a, const fs::path& b) {
+            return strcasecmp(a.filename().c_str(), b.filename().c_str()) < 0;
+        });
+    return contents;
+}
+
+FolderContents SortedContents(const fs::path& folder) {
+    std::vector<FolderEntry> entries;
+    ListFolder(folder, entries);
+    return SortedContents(folder, entries);
+}
+
+// Makes folder (below root, which must exist) one level at a time. Each level must then be a
+// real folder before the next is made in it: a link planted in an earlier export would lead
+// the pages out of it.
+bool MakeExportFolder(const fs::path& root, const fs::path& relative) {
+    fs::path at = root;
+    for (const fs::path& part : relative) {
+        at /= part;
+        if (::mkdir(at.c_str(), 0777) != 0 && errno != EEXIST)
+            return false;
+        struct stat info {};
+        if (::lstat(at.c_str(), &info) != 0 || !S_ISDIR(info.st_mode))
+            return false;
+    }
+    return true;
 }
 
 // One level of the breadcrumbs: its name and its page, relative to the site's root.
@@ -123,7 +155,7 @@ std::string AnchorOf(const fs::path& relative) {
 
 std::vector<std::string> DisplayStyles(const fs::path& stylesRoot) {
     std::vector<std::string> styles;
-    for (const fs::path& folder : SortedEntries(stylesRoot, true)) {
+    for (const fs::path& folder : SortedContents(stylesRoot).folders) {
         std::error_code error;
         if (fs::exists(folder / kStyleSheetName, error))
             styles.push_back(folder.filename().string());
@@ -194,19 +226,46 @@ void ExportWeb::Progress(const std::string& text) {
         m_progress(text);
 }
 
-std::optional<Notice> ExportWeb::WritePageFile(const fs::path& file, const std::string& html) {
+ExportWeb::PageWriter::PageWriter(const fs::path& file) {
     // A page of an earlier export is removed, not truncated: file systems flush a truncated
     // file at once when it is closed, which would make a second export many times slower.
-    std::error_code ignored;
-    fs::remove(file, ignored);
-    std::ofstream out(file, std::ios::binary | std::ios::trunc);
-    if (!out)
+    // The page is made anew, never opened through a link that stands in its place.
+    ::unlink(file.c_str());
+    m_fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0644);
+}
+
+ExportWeb::PageWriter::~PageWriter() {
+    if (m_fd >= 0)
+        ::close(m_fd);
+}
+
+void ExportWeb::PageWriter::Write(std::string_view text) {
+    m_buffer += text;
+    if (m_buffer.size() >= kFlushSize)
+        Flush();
+}
+
+void ExportWeb::PageWriter::Flush() {
+    if (m_fd >= 0 && m_written && SystemFiles().WriteAll(m_fd, m_buffer) != 0)
+        m_written = false;
+    m_buffer.clear();
+}
+
+std::optional<Notice> ExportWeb::PageWriter::Close() {
+    if (m_fd < 0)
         return Notice{"Web Export Error: Unable to create file!", "Error", Icon::Error};
-    out.write(html.data(), static_cast<std::streamsize>(html.size()));
-    out.close();
-    if (!out)
+    Flush();
+    const int closed = ::close(m_fd);
+    m_fd = -1;
+    if (closed != 0 || !m_written)
         return Notice{"Web Export Error: Error writing to file!", "Error", Icon::Error};
     return std::nullopt;
+}
+
+std::optional<Notice> ExportWeb::WritePageFile(const fs::path& file, const std::string& html) {
+    PageWriter writer(file);
+    writer.Write(html);
+    return writer.Close();
 }
 
 bool ExportWeb::WritePage(const fs::path& file, const std::string& html) {
@@ -226,7 +285,19 @@ struct ExportWeb::Site {
     std::string project;
     std::string footer;
     Crumb projectCrumb;
-    Crumb casesCrumb;
+
+    // The breadcrumbs of a suite's page, from the page's folder below the site's root: the
+    // project, then each suite down to this one.
+    std::vector<Crumb> Trail(const fs::path& relative) const {
+        std::vector<Crumb> crumbs{projectCrumb};
+        fs::path at;
+        for (const fs::path& part : relative) {
+            at /= part;
+            const std::string name = part.string();
+            crumbs.push_back({name, (at / (name + "_index.html")).generic_string()});
+        }
+        return crumbs;
+    }
 
     PageSettings Settings(std::size_t depth, std::vector<Crumb> crumbs) const {
         PageSettings settings;
@@ -268,12 +339,16 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
     }
     const std::string project = request.projectFolder.filename().string();
     const fs::path root = request.destination / project;
-    if (fs::exists(root, error)) {
+    if (fs::exists(fs::symlink_status(root, error))) {
         if (request.askBeforeOverwriting &&
             !m_port.ask({"Directory " + root.string() + " already exists, overwrite contents?",
                          "Overwrite Contents", Icon::Question}))
             return std::nullopt;
-    } else if (!fs::create_directories(root, error)) {
+    }
+    // Another export may make the same folder at the same moment: only a failure to have it
+    // counts, and a link in its place is not a folder of ours.
+    fs::create_directories(root, error);
+    if (!fs::is_directory(fs::symlink_status(root, error))) {
         m_port.tell(
             {"Unable to create main directory for export: " + root.string(), "Error", Icon::Error});
         return std::nullopt;
@@ -290,9 +365,14 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
     if (!imagesThere || !request.askBeforeOverwriting ||
         m_port.ask({"Images folder already exists, overwrite contents?",
                     "Overwrite existing folder", Icon::Question})) {
-        fs::create_directories(images, error);
-        fs::copy(style / "images", images,
-                 fs::copy_options::overwrite_existing | fs::copy_options::recursive, error);
+        // Pictures are removed before they are copied, so none is written through a link.
+        std::vector<FolderEntry> pictures;
+        if (MakeExportFolder(root, "images") && ListFolder(style / "images", pictures) == 0)
+            for (const FolderEntry& picture : pictures)
+                if (picture.kind == FolderEntry::Kind::File) {
+                    fs::remove(images / picture.name, error);
+                    fs::copy_file(style / "images" / picture.name, images / picture.name, error);
+                }
         std::array<std::uint32_t, 5> colours{};
         for (int meaning = 0; meaning < kMeaningCount; ++meaning)
             colours[static_cast<std::size_t>(meaning)] =
@@ -304,47 +384,63 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
     Progress("Export progress - Gathering test case information");
     const fs::path cases = request.projectFolder / kProjectTestCasesFolder;
     const std::string casesName(kProjectTestCasesFolder);
-    const Site site{request,
-                    style,
-                    root,
-                    project,
-                    Footer(request.exportDate),
-                    {project, project + ".html"},
-                    {casesName, casesName + "/" + casesName + "_index.html"},
-                    {}};
+    const Site site{
+        request, style, root, project, Footer(request.exportDate), {project, project + ".html"},
+        {}};
 
-    // The suites below "Project Test Cases", each with its index page and its test cases.
     // The suites below "Project Test Cases", each with its index page and its test cases:
-    // the folders are made here, the pages written by one thread per core.
+    // the folders are made here, the pages written by one thread per core. A job keeps only
+    // its page's place; the breadcrumbs follow from it when the page is written.
+    // The suites in the order of the walk, and the pages in the same order: each suite's
+    // page, then its test cases' pages, then its sub-suites. A page keeps only its name and
+    // its suite, so an export of a large project holds little per test case.
+    struct SuitePlace {
+        fs::path relative;  // the suite's folder below the site's root
+        std::vector<std::size_t> children;
+    };
     struct PageJob {
-        fs::path source;    // the suite's folder or the test case's document
-        fs::path relative;  // the page's folder below the site's root
         std::string name;
-        std::vector<Crumb> crumbs;
-        bool suite = false;
+        std::uint32_t suite = 0;  // its place in suites
+        bool isSuite = false;
         std::string status;  // a test case's, kept for the project page
     };
+    std::vector<SuitePlace> suites;
     std::vector<PageJob> jobs;
-    std::function<void(const fs::path&, const fs::path&, std::vector<Crumb>)> gather =
-        [&](const fs::path& folder, const fs::path& relative, std::vector<Crumb> crumbs) {
-            fs::create_directories(root / relative, error);
-            jobs.push_back({folder, relative, folder.filename().string(), crumbs, true, {}});
-            for (const fs::path& document : SortedEntries(folder, false)) {
-                const std::string id = document.stem().string();
-                std::vector<Crumb> trail = crumbs;
-                trail.push_back({id, (relative / (id + ".html")).generic_string()});
-                jobs.push_back({document, relative, id, std::move(trail), false, {}});
-            }
-            for (const fs::path& sub : SortedEntries(folder, true)) {
-                const std::string subName = sub.filename().string();
-                std::vector<Crumb> trail = crumbs;
-                trail.push_back(
-                    {subName, (relative / subName / (subName + "_index.html")).generic_string()});
-                gather(sub, relative / subName, std::move(trail));
-            }
-        };
+    WalkTrail trail;
+    bool foldersMade = true;
+    std::function<void(const fs::path&, const fs::path&)> gather = [&](const fs::path& folder,
+                                                                       const fs::path& relative) {
+        std::vector<FolderEntry> entries;
+        if (!foldersMade || trail.Enter(folder, entries) != WalkTrail::Outcome::Entered)
+            return;
+        if (!MakeExportFolder(root, relative)) {
+            foldersMade = false;
+            trail.Leave();
+            return;
+        }
+        const auto place = static_cast<std::uint32_t>(suites.size());
+        suites.push_back({relative, {}});
+        jobs.push_back({folder.filename().string(), place, true, {}});
+        const FolderContents contents = SortedContents(folder, entries);
+        entries = {};
+        for (const fs::path& document : contents.documents)
+            jobs.push_back({document.stem().string(), place, false, {}});
+        for (const fs::path& sub : contents.folders) {
+            const std::size_t child = suites.size();
+            gather(sub, relative / sub.filename());
+            if (suites.size() > child)
+                suites[place].children.push_back(child);
+        }
+        trail.Leave();
+    };
     if (fs::is_directory(cases, error))
-        gather(cases, casesName, {site.projectCrumb, site.casesCrumb});
+        gather(cases, casesName);
+    if (!foldersMade) {
+        m_port.tell({"Web Export Error: Unable to create a folder below " + root.string() +
+                         " (a folder can't be made, or a link stands in its place)",
+                     "Error", Icon::Error});
+        return std::nullopt;
+    }
 
     const Template& suitePage = site.Load(kPrjTestSuiteTemplate);
     const Template& casePage = site.Load(kPrjTestCaseTemplate);
@@ -359,26 +455,30 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
                 std::lock_guard lock(reporting);
                 Progress("Export progress - Now exporting: " + job.name);
             }
+            const fs::path& relative = suites[job.suite].relative;
+            const fs::path folder = request.projectFolder / relative;
             const std::size_t depth =
-                static_cast<std::size_t>(std::distance(job.relative.begin(), job.relative.end()));
+                static_cast<std::size_t>(std::distance(relative.begin(), relative.end()));
             std::string html;
-            if (job.suite) {
-                PrjTestGroupCore suite(m_custom, job.source);
-                if (job.source == cases)
+            if (job.isSuite) {
+                PrjTestGroupCore suite(m_custom, folder);
+                if (job.suite == 0)
                     suite.LoadText("<test_suite><id>" + Escaped(casesName) +
                                    "</id><suite_title>Every suite and test case of " +
                                    Escaped(project) + "</suite_title></test_suite>");
                 else
-                    suite.Load(GroupDocumentPath(job.source));
-                html = suite.Render(suitePage, site.Settings(depth, job.crumbs));
+                    suite.Load(GroupDocumentPath(folder));
+                html = suite.Render(suitePage, site.Settings(depth, site.Trail(relative)));
             } else {
                 PrjTestCaseCore testCase(m_custom, project);
-                testCase.Load(job.source);
+                testCase.Load(folder / (job.name + std::string(kItemExtension)));
                 job.status = testCase.Stored("<test_status>");
-                html = testCase.Render(casePage, site.Settings(depth, job.crumbs));
+                std::vector<Crumb> crumbs = site.Trail(relative);
+                crumbs.push_back({job.name, (relative / (job.name + ".html")).generic_string()});
+                html = testCase.Render(casePage, site.Settings(depth, std::move(crumbs)));
             }
             const fs::path file =
-                root / job.relative / (job.name + (job.suite ? "_index.html" : ".html"));
+                root / relative / (job.name + (job.isSuite ? "_index.html" : ".html"));
             if (std::optional<Notice> problem = WritePageFile(file, site.Finish(html, depth))) {
                 std::lock_guard lock(reporting);
                 if (!failure)
@@ -406,13 +506,18 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
     for (std::string_view kindFolder : kReportFolders) {
         const std::string kind(kindFolder);
         const fs::path relative = fs::path("Reports") / kind;
-        fs::create_directories(root / relative, error);
+        if (!MakeExportFolder(root, relative)) {
+            m_port.tell({"Web Export Error: Unable to create a folder below " + root.string() +
+                             " (a folder can't be made, or a link stands in its place)",
+                         "Error", Icon::Error});
+            return std::nullopt;
+        }
         std::vector<ReportLink> links;
         const Crumb kindCrumb{kind, (relative / (kind + "_index.html")).generic_string()};
         reportsPart +=
             "<a name=\"" + Escaped(kind) + "\"></a><p><h3>" + Escaped(kind) + "</h3></p>\n";
         for (const fs::path& document :
-             SortedEntries(request.projectFolder / kProjectReportsFolder / kind, false)) {
+             SortedContents(request.projectFolder / kProjectReportsFolder / kind).documents) {
             const std::string name = document.stem().string();
             Progress("Export progress - Now exporting: " + name);
             std::optional<ReportPage> report = RenderReportPage(document, m_custom, name);
@@ -464,58 +569,67 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
     // The project page, with the whole project on one page: its suites with their test cases
     // and its reports.
     Progress("Export progress - Now exporting: " + project);
-    std::string list = "<h2><a name=\"proj_suites\"></a>Test Suites</h2>\n<p><table class=List>\n";
-    std::string sections;
-    std::map<fs::path, std::string> statuses;
-    const std::string noStatus;
-    for (PageJob& job : jobs)
-        if (!job.suite)
-            statuses.emplace(job.source, std::move(job.status));
-    std::function<void(const fs::path&, const fs::path&)> describe = [&](const fs::path& folder,
-                                                                         const fs::path& relative) {
-        const std::string name = folder.filename().string();
-        const std::string anchor = AnchorOf(relative);
-        XMLParse description;
-        std::string title;
-        if (description.OpenFastRead(GroupDocumentPath(folder)) == 0 && description.Load() == 0)
-            description.GetTag("<suite_title>", title);
-        list += "<tr class=List><td class=List><a href=\"#" + anchor + "\">" + Escaped(name) +
-                "</a></td>\n<td class=List>" + (title.empty() ? "&nbsp;" : title) + "</td></tr>\n";
-        sections += "<a name=\"" + anchor + "\"></a><h2>" + Escaped(name) + "</h2>\n";
-        const std::vector<fs::path> subs = SortedEntries(folder, true);
-        if (!subs.empty()) {
-            sections += "<br><p><b>Test Suites</b></p><table class=List>";
-            for (const fs::path& sub : subs)
-                sections += "<tr class=List><td class=List><a href=\"#" +
-                            AnchorOf(relative / sub.filename()) + "\">" +
-                            Escaped(sub.filename().string()) + "</a></td></tr>\n";
-            sections += "</table\n";
-        }
-        sections += "<br><p><b>Test Cases</b></p><table class=List>";
-        for (const fs::path& document : SortedEntries(folder, false)) {
-            const auto known = statuses.find(document);
-            const std::string& status = known == statuses.end() ? noStatus : known->second;
-            const std::string id = document.stem().string();
-            sections += "<tr class=List><td class=List><a href=\"" +
-                        UrlPath((relative / (id + ".html")).generic_string()) + "\">" +
-                        Escaped(id) + "</a></td><td class=List>" +
-                        (status.empty() ? "&nbsp;" : status) + "</td></tr>\n";
-        }
-        sections += "</table>\n<hr>\n";
-        for (const fs::path& sub : subs)
-            describe(sub, relative / sub.filename());
-    };
-    if (fs::is_directory(cases, error))
-        describe(cases, casesName);
-    list += "</table>\n" + sections + reportsPart;
-
+    // The page is written in three parts, so the list of every test case is never held
+    // whole: the template's part before the list, the list as it is made, the rest.
+    const std::string listMark("\0VT_LIST\0", 9);  // no document's text holds a NUL
     ProjectCore projectPage(m_custom);
     projectPage.Load(GroupDocumentPath(request.projectFolder));
     PageSettings settings = site.Settings(0, {site.projectCrumb});
-    settings.list = list;
+    settings.list = listMark;
+    const std::string frame =
+        site.Finish(projectPage.Render(site.Load(kProjectTemplate), settings), 0);
+    const std::size_t mark = frame.find(listMark);
     const fs::path page = root / (project + ".html");
-    if (!WritePage(page, site.Finish(projectPage.Render(site.Load(kProjectTemplate), settings), 0)))
+    PageWriter writer(page);
+    writer.Write(std::string_view(frame).substr(0, mark));
+    if (mark != std::string::npos) {
+        writer.Write("<h2><a name=\"proj_suites\"></a>Test Suites</h2>\n<p><table class=List>\n");
+        for (const SuitePlace& suite : suites) {
+            XMLParse description;
+            std::string title;
+            if (description.OpenFastRead(
+                    GroupDocumentPath(request.projectFolder / suite.relative)) == 0 &&
+                description.Load() == 0)
+                description.GetTag("<suite_title>", title);
+            writer.Write("<tr class=List><td class=List><a href=\"#" + AnchorOf(suite.relative) +
+                         "\">" + Escaped(suite.relative.filename().string()) +
+                         "</a></td>\n<td class=List>" +
+                         (title.empty() ? "&nbsp;" : PageValue(FT_TEXT, title)) + "</td></tr>\n");
+        }
+        writer.Write("</table>\n");
+        std::size_t at = 0;
+        while (at < jobs.size()) {
+            const SuitePlace& suite = suites[jobs[at++].suite];
+            writer.Write("<a name=\"" + AnchorOf(suite.relative) + "\"></a><h2>" +
+                         Escaped(suite.relative.filename().string()) + "</h2>\n");
+            if (!suite.children.empty()) {
+                writer.Write("<br><p><b>Test Suites</b></p><table class=List>");
+                for (std::size_t child : suite.children)
+                    writer.Write("<tr class=List><td class=List><a href=\"#" +
+                                 AnchorOf(suites[child].relative) + "\">" +
+                                 Escaped(suites[child].relative.filename().string()) +
+                                 "</a></td></tr>\n");
+                writer.Write("</table\n");
+            }
+            writer.Write("<br><p><b>Test Cases</b></p><table class=List>");
+            for (; at < jobs.size() && !jobs[at].isSuite; ++at) {
+                const PageJob& job = jobs[at];
+                writer.Write("<tr class=List><td class=List><a href=\"" +
+                             UrlPath((suite.relative / (job.name + ".html")).generic_string()) +
+                             "\">" + Escaped(job.name) + "</a></td><td class=List>" +
+                             (job.status.empty() ? "&nbsp;" : PageValue(FT_LIST_TEXT, job.status)) +
+                             "</td></tr>\n");
+            }
+            writer.Write("</table>\n<hr>\n");
+        }
+        writer.Write(reportsPart);
+        writer.Write(std::string_view(frame).substr(mark + listMark.size()));
+    }
+    if (std::optional<Notice> failure = writer.Close()) {
+        m_port.tell(*failure);
         return std::nullopt;
+    }
+    ++m_pages;
     DebugLog::Write(kHeading, "exported %d pages to %s\n", m_pages.load(), root.c_str());
     return page;
 }

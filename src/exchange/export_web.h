@@ -48,6 +48,24 @@ public:
 
 private:
     struct Site;
+    // One page written as it is made, in pieces of kFlushSize bytes.
+    class PageWriter {
+    public:
+        explicit PageWriter(const std::filesystem::path& file);
+        ~PageWriter();
+        PageWriter(const PageWriter&) = delete;
+        PageWriter& operator=(const PageWriter&) = delete;
+        void Write(std::string_view text);
+        // Writes what is left and closes the page: the failure to tell, if any.
+        std::optional<Notice> Close();
+
+    private:
+        static constexpr std::size_t kFlushSize = 64 * 1024;
+        void Flush();
+        int m_fd = -1;
+        bool m_written = true;
+        std::string m_buffer;
+    };
     // Writes a page; false after telling the user.
     bool WritePage(const std::filesystem::path& file, const std::string& html);
     // The same for the page threads: the failure, told later by the calling thread.

@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 
 #include "documents/custom_cfg.h"
@@ -11,6 +12,7 @@
 #include "documents/test_group.h"
 #include "filters/filter.h"
 #include "platform/clock_text.h"
+#include "render/style_images.h"
 #include "storage/identifiers.h"
 #include "storage/text_conversions.h"
 
@@ -75,8 +77,19 @@ std::string HtmlColour(std::uint32_t colour) {
     return Format("#%02x%02x%02x", colour & 0xFF, (colour >> 8) & 0xFF, (colour >> 16) & 0xFF);
 }
 
+std::string PageValue(FieldType type, std::string_view stored) {
+    switch (type) {
+        case FT_RICH_TEXT:
+            return DisplayValue(type, stored);
+        case FT_DATE:
+            return HtmlEscaped(DisplayValue(type, stored));
+        default:
+            return HtmlEscaped(Unescaped(std::string(stored)));
+    }
+}
+
 std::string LinkValue(std::string_view link) {
-    const std::string text(link);
+    const std::string text = HtmlEscaped(link);
     for (std::string_view web : {"http://", "www.", "https://"})
         if (link.starts_with(web)) {
             // "www." addresses need a scheme to leave the page's own folder.
@@ -92,11 +105,13 @@ ItemCore::ItemCore(std::span<const FieldDescriptor> fields, const CustomCfg& cus
 
 bool ItemCore::Load(const fs::path& document) {
     m_document = document;
+    m_values.reset();
     m_loaded = m_doc.OpenFastRead(document) == 0 && m_doc.Load() == 0;
     return m_loaded;
 }
 
 void ItemCore::LoadText(std::string text) {
+    m_values.reset();
     m_doc.LoadText(std::move(text));
     m_loaded = true;
 }
@@ -116,6 +131,12 @@ std::string ItemCore::FieldTable() const {
 }
 
 std::string ItemCore::Stored(std::string_view tag) const {
+    if (m_values) {
+        for (std::size_t row = 0; row < m_fields.size() && row < m_values->size(); ++row)
+            if (m_fields[row].tag == tag)
+                return (*m_values)[row];
+        return {};
+    }
     std::string value;
     if (!m_loaded || m_doc.GetTag(tag, value) != 0)
         return {};
@@ -158,18 +179,14 @@ std::optional<std::string> ItemCore::Placeholder(std::string_view placeholder,
 
 std::string ItemCore::Data(const FieldDescriptor& row, const std::string& stored) const {
     switch (row.type) {
-        case FT_RICH_TEXT:
-        case FT_DATE:
-            return DisplayValue(row.type, stored);
         case FT_YES_NO:
             return stored.empty() ? std::string() : (stored == "1" ? "Yes" : "No");
         case FT_PASSWORD:
             return stored.empty() ? std::string() : std::string(kPasswordMask);
         default:
-            // Stored text is escaped already, so it is HTML as it stands.
             if (IsLinkField(row.tag) && !stored.empty())
-                return LinkValue(stored);
-            return stored;
+                return LinkValue(Unescaped(stored));
+            return PageValue(row.type, stored);
     }
 }
 
@@ -178,16 +195,17 @@ std::string ItemCore::Edit(const FieldDescriptor& row, const std::string& stored
     const std::string named = "name=\"" + stem + "\" ";
     switch (row.type) {
         case FT_RICH_TEXT:
+            // The box shows the HTML as text to be edited.
             return "<textarea " + named + "class=\"" + stem + "\" maxlength=\"" +
                    std::to_string(kFieldValueMax) + "\" wrap=soft>" +
-                   DisplayValue(row.type, stored) + "</textarea>";
+                   HtmlEscaped(DisplayValue(row.type, stored)) + "</textarea>";
         case FT_LIST_TEXT: {
             std::string html = "<select " + named + "class =\"" + stem + "\">";
             for (const std::string& entry : ListEntries(row.tag, m_custom))
                 html +=
                     (strcasecmp(entry.c_str(), Unescaped(stored).c_str()) == 0 ? "<option selected>"
                                                                                : "<option>") +
-                    Escaped(entry) + "</option>";
+                    HtmlEscaped(entry) + "</option>";
             return html + "</select>";
         }
         case FT_DATE:
@@ -200,7 +218,7 @@ std::string ItemCore::Edit(const FieldDescriptor& row, const std::string& stored
                    "\">";
         }
         case FT_PLAIN_TEXT: {
-            std::string value = stored;
+            std::string value = PageValue(row.type, stored);
             if (IsDurationField(row.tag) && value.empty())
                 value = "00:00";
             return "<input " + named + "type=\"text\" class=\"" + stem + "\" value=\"" + value +
@@ -209,8 +227,8 @@ std::string ItemCore::Edit(const FieldDescriptor& row, const std::string& stored
         default:
             if (stored.empty())
                 return "<input " + named + "type=\"text\" class=\"" + stem + "\">";
-            return "<input " + named + "type=\"text\" class=\"" + stem + "\" value=\"" + stored +
-                   "\">";
+            return "<input " + named + "type=\"text\" class=\"" + stem + "\" value=\"" +
+                   PageValue(row.type, stored) + "\">";
     }
 }
 
@@ -221,9 +239,21 @@ PrjTestCaseCore::PrjTestCaseCore(const CustomCfg& custom, std::string project)
     : ItemCore(PrjTestCaseFields(), custom, "<!-- Failed to load XML file %s-->"),
       m_project(std::move(project)) {}
 
+void PrjTestCaseCore::LoadKept(const std::vector<std::string>& kept) {
+    const std::size_t fields = std::min(kept.size(), m_fields.size());
+    m_values.emplace(kept.begin(), kept.begin() + static_cast<std::ptrdiff_t>(fields));
+    // The history blocks are read as the document's own would be; each came out of a
+    // document whole, so none holds the closing tag of its block.
+    std::string history;
+    for (std::size_t block = fields; block < kept.size(); ++block)
+        history += "<history_entry>" + kept[block] + "</history_entry>";
+    m_doc.LoadText(std::move(history));
+    m_loaded = true;
+}
+
 std::string PrjTestCaseCore::Data(const FieldDescriptor& row, const std::string& stored) const {
     if (IsLinkField(row.tag) && !stored.empty())
-        return LinkValue(ReplaceAll(ReplaceAll(stored, "%VT_PROJECT%", m_project),
+        return LinkValue(ReplaceAll(ReplaceAll(Unescaped(stored), "%VT_PROJECT%", m_project),
                                     "%TESTCASE_PATH%", m_document.string()));
     return ItemCore::Data(row, stored);
 }
@@ -266,10 +296,11 @@ std::string PrjTestCaseCore::HistoryTable() const {
                     "</td><td class=List>" +
                     (block.update ? "Test Update</td><td class=List>"
                                   : "Test Creation</td><td class=List>") +
-                    Escaped(block.oldStatus) + "</td><td class=List>" + Escaped(block.newStatus) +
-                    "</td><td class=List>" + Format("%d</td><td class=List>", block.tries) +
-                    Escaped(block.phase) + "</td><td class=List>" + Escaped(block.version) +
-                    "</td><td class=List>" + Escaped(block.build) + "</td></tr>";
+                    HtmlEscaped(block.oldStatus) + "</td><td class=List>" +
+                    HtmlEscaped(block.newStatus) + "</td><td class=List>" +
+                    Format("%d</td><td class=List>", block.tries) + HtmlEscaped(block.phase) +
+                    "</td><td class=List>" + HtmlEscaped(block.version) + "</td><td class=List>" +
+                    HtmlEscaped(block.build) + "</td></tr>";
         }
     return html + "</table>\n";
 }
@@ -294,6 +325,12 @@ std::string PrjTestGroupCore::SuiteList(const PageSettings& settings) const {
                                                     "Priority",  "Testers", "Last Attempt"};
     static constexpr std::string_view kCells[] = {"<test_title>", "<test_status>", "<priority>",
                                                   "<testers>", "<last_attempt_date>"};
+    static const auto kCellTypes = [] {
+        std::array<FieldType, std::size(kCells)> types{};
+        for (std::size_t cell = 0; cell < types.size(); ++cell)
+            types[cell] = FindField(PrjTestCaseFields(), kCells[cell])->type;
+        return types;
+    }();
     std::string html =
         "<h3>Project Test Cases and Sub Suites</h3>\n<table class=List><tr "
         "class=ListHeading>";
@@ -331,11 +368,12 @@ std::string PrjTestGroupCore::SuiteList(const PageSettings& settings) const {
             break;
         }
         const std::string rowClass = rows++ % 2 == 0 ? "List" : "ListAlt";
-        const std::string escaped = Escaped(entry.name);
+        const std::string shown = HtmlEscaped(entry.name);
         if (entry.folder) {
             html += "<tr class=" + rowClass + "><td class=" + rowClass + "><img src=\"" +
-                    settings.imagePath + "folder.gif\" align=left><a href=\"" + escaped + "/" +
-                    escaped + "_index.html\">" + escaped + "</a></td>";
+                    settings.imagePath + "folder.gif\" align=left><a href=\"" +
+                    UrlPath(entry.name + "/" + entry.name + "_index.html") + "\">" + shown +
+                    "</a></td>";
             for (std::size_t cell = 0; cell < std::size(kCells); ++cell)
                 html += "<td class=" + rowClass + ">&nbsp;</td>";
             html += "</tr> \n";
@@ -345,22 +383,20 @@ std::string PrjTestGroupCore::SuiteList(const PageSettings& settings) const {
         const bool read =
             doc.OpenFastRead(m_folder / (entry.name + std::string(kItemExtension))) == 0 &&
             doc.Load() == 0;
-        auto value = [&](std::string_view tag) {
-            std::string stored;
-            if (!read || doc.GetTag(tag, stored) != 0)
-                return std::string();
-            return tag == "<last_attempt_date>" ? DisplayValue(FT_DATE, stored) : stored;
+        auto stored = [&](std::string_view tag) {
+            std::string value;
+            if (read)
+                doc.GetTag(tag, value);
+            return value;
         };
-        const std::optional<int> meaning = m_custom.MeaningOf(Unescaped(value("<test_status>")));
-        static constexpr const char* kIcons[] = {"pass.gif", "fail.gif", "nya.gif", "other.gif",
-                                                 "post.gif"};
-        const char* icon = meaning && *meaning >= 0 && *meaning < 5 ? kIcons[*meaning] : "tc.gif";
+        const std::optional<int> meaning = m_custom.MeaningOf(Unescaped(stored("<test_status>")));
+        const std::string_view icon = meaning ? kStatusIconFiles[*meaning] : "tc.gif";
         html += "<tr class=" + rowClass + "><td class=" + rowClass + "><img src=\"" +
-                settings.imagePath + icon + "\" align=left><a href=\"" + escaped + ".html\">" +
-                escaped + "</a></td>";
-        for (std::string_view tag : kCells) {
-            const std::string cell = value(tag);
-            html += "<td class=" + rowClass + ">" + (cell.empty() ? "&nbsp;" : cell) + "</td>";
+                settings.imagePath + std::string(icon) + "\" align=left><a href=\"" +
+                UrlPath(entry.name + ".html") + "\">" + shown + "</a></td>";
+        for (std::size_t cell = 0; cell < std::size(kCells); ++cell) {
+            const std::string value = PageValue(kCellTypes[cell], stored(kCells[cell]));
+            html += "<td class=" + rowClass + ">" + (value.empty() ? "&nbsp;" : value) + "</td>";
         }
         html += "</tr> \n";
     }
@@ -386,7 +422,7 @@ bool FilterCore::LoadFilter(const fs::path& document) {
 std::optional<std::string> FilterCore::OwnPlaceholder(std::string_view placeholder,
                                                       const PageSettings&) const {
     auto shown = [](const std::string& value) {
-        return value.empty() ? std::string(kEmptyValue) : Escaped(value);
+        return value.empty() ? std::string(kEmptyValue) : HtmlEscaped(value);
     };
     if (placeholder == "VT_FILTERID_HEADING")
         return "Filter ID";

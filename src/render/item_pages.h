@@ -11,6 +11,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "filters/filter.h"
 #include "render/template.h"
@@ -31,7 +32,7 @@ public:
 
     // Reads the item's document; false when it can't be read, and the page then says so.
     bool Load(const std::filesystem::path& document);
-    // Takes the document's text as it is (a test case kept inside a report).
+    // Takes the document's text as it is.
     void LoadText(std::string text);
     // Every field with a heading as a two-column table of headings and values.
     std::string FieldTable() const;
@@ -59,6 +60,9 @@ protected:
     std::filesystem::path m_document;
     XMLParse m_doc;
     bool m_loaded = false;
+    // The fields' stored values in table order, when the item came from a report rather
+    // than from its document.
+    std::optional<std::vector<std::string>> m_values;
 
 private:
     std::string Edit(const FieldDescriptor& row, const std::string& stored) const;
@@ -68,7 +72,14 @@ private:
 // A report colour (0x00BBGGRR) as CSS writes it, "#rrggbb".
 std::string HtmlColour(std::uint32_t colour);
 
-// "<a href="...">text</a>": web addresses as they are, anything else as a file.
+// A field's value as every page shows it (items, reports, the web export), from its stored
+// form: rich text is HTML and goes in as it is; every other value is text. Single-line text
+// is stored entity-escaped and list text as typed, so the value is unescaped first and then
+// escaped for HTML: "&amp;" shows as "&", and no "<" of a value reaches a page as markup.
+std::string PageValue(FieldType type, std::string_view stored);
+
+// "<a href="...">link</a>" for a link as the user typed it: web addresses as they are,
+// anything else as a file.
 std::string LinkValue(std::string_view link);
 
 class TestCaseCore : public ItemCore {
@@ -80,6 +91,10 @@ class PrjTestCaseCore : public ItemCore {
 public:
     // project: the project's name, put into links that ask for it.
     PrjTestCaseCore(const CustomCfg& custom, std::string project);
+
+    // Takes the test case as a details report keeps it: the stored value of every field of
+    // the table, in table order, then its history blocks without their enclosing tags.
+    void LoadKept(const std::vector<std::string>& kept);
 
 protected:
     std::optional<std::string> OwnPlaceholder(std::string_view placeholder,

@@ -24,12 +24,11 @@ std::string Shown(const std::string& value) {
 }
 
 std::string CreatedText(const ReportHeader& header) {
-    const std::optional<CalendarDate> date = ParseStoredDate(header.createDate);
-    std::string text = date ? DisplayDate(date->year, date->month, date->day) : header.createDate;
+    std::string text = HtmlEscaped(DisplayValue(FT_DATE, header.createDate));
     if (!header.createTime.empty())
-        text += ", " + header.createTime;
+        text += ", " + HtmlEscaped(header.createTime);
     if (!header.filterName.empty())
-        text += " &middot; filter " + Escaped(header.filterName);
+        text += " &middot; filter " + HtmlEscaped(header.filterName);
     return "<p class=Meaning>Created " + text + "</p>\n";
 }
 
@@ -56,9 +55,9 @@ std::string StatusBody(const StatusReportData& report, const CustomCfg& custom,
         const std::string rowClass = status % 2 == 0 ? "List" : "ListAlt";
         html += "<tr class=" + rowClass + "><td class=" + rowClass + ">" +
                 Swatch(status < report.colours.size() ? report.colours[status] : 0x808080) +
-                Escaped(report.statuses[status]) + "</td><td class=\"" + rowClass + " Figure\">" +
-                std::to_string(count) + "</td><td class=\"" + rowClass + " Figure\">" + share +
-                "</td></tr>\n";
+                HtmlEscaped(report.statuses[status]) + "</td><td class=\"" + rowClass +
+                " Figure\">" + std::to_string(count) + "</td><td class=\"" + rowClass +
+                " Figure\">" + share + "</td></tr>\n";
     }
     html += "</table>\n<h2>Time figures</h2>\n" + Image(baseName + "-time");
     const std::pair<std::string, std::string> rows[] = {
@@ -79,7 +78,7 @@ std::string StatusBody(const StatusReportData& report, const CustomCfg& custom,
     std::size_t row = 0;
     for (const auto& [caption, value] : rows) {
         const std::string rowClass = row++ % 2 == 0 ? "List" : "ListAlt";
-        html += "<tr class=" + rowClass + "><td class=" + rowClass + ">" + Escaped(caption) +
+        html += "<tr class=" + rowClass + "><td class=" + rowClass + ">" + HtmlEscaped(caption) +
                 "</td><td class=\"" + rowClass + " Figure\">" + value + "</td></tr>\n";
     }
     return html + "</table>\n";
@@ -94,7 +93,7 @@ std::string ProgressBody(const ProgressReportData& report, const std::string& ba
     for (std::size_t status = 0; status < report.statuses.size(); ++status)
         html += "<td class=ListHeading>" +
                 Swatch(status < report.colours.size() ? report.colours[status] : 0x808080) +
-                Escaped(report.statuses[status]) + "</td>";
+                HtmlEscaped(report.statuses[status]) + "</td>";
     html += "</tr>\n";
     for (std::size_t period = 0; period < chart.labels.size(); ++period) {
         const std::string rowClass = period % 2 == 0 ? "List" : "ListAlt";
@@ -111,17 +110,34 @@ std::string ProgressBody(const ProgressReportData& report, const std::string& ba
     return html + "</table>\n";
 }
 
+// The field type of each cell of a list report's rows, from its column flags; the suite
+// column, and any a report names no field for, is text.
+std::vector<FieldType> CellTypes(const std::string& columns) {
+    std::vector<FieldType> types;
+    for (std::size_t column = 0; column < columns.size() && column < kListColumnCount; ++column)
+        if (columns[column] == '1') {
+            const FieldDescriptor* field =
+                FindField(PrjTestCaseFields(), ListColumns()[column].tag);
+            types.push_back(field ? field->type : FT_TEXT);
+        }
+    return types;
+}
+
 std::string ListBody(const ListReportData& report) {
     std::string html = CreatedText(report.header) + "<table class=List><tr class=ListHeading>";
     for (const std::string& heading : report.headings)
-        html += "<td class=ListHeading>" + Escaped(heading) + "</td>";
+        html += "<td class=ListHeading>" + HtmlEscaped(heading) + "</td>";
     html += "</tr>\n";
+    const std::vector<FieldType> types = CellTypes(report.columns);
     std::size_t row = 0;
     for (const ReportedTestCase& testCase : report.rows) {
         const std::string rowClass = row++ % 2 == 0 ? "List" : "ListAlt";
         html += "<tr class=" + rowClass + ">";
-        for (const std::string& value : testCase.values)
-            html += "<td class=" + rowClass + ">" + Shown(value) + "</td>";
+        for (std::size_t cell = 0; cell < testCase.values.size(); ++cell)
+            html += "<td class=" + rowClass + ">" +
+                    Shown(PageValue(cell < types.size() ? types[cell] : FT_TEXT,
+                                    testCase.values[cell])) +
+                    "</td>";
         html += "</tr>\n";
     }
     return html + "</table>\n";
@@ -129,10 +145,10 @@ std::string ListBody(const ListReportData& report) {
 
 std::string DetailsBody(const DetailsReportData& report, const CustomCfg& custom) {
     std::string html = CreatedText(report.header);
-    for (const auto& [path, element] : report.testCases) {
+    for (const ReportedTestCase& kept : report.testCases) {
         PrjTestCaseCore testCase(custom, {});
-        testCase.LoadText(element);
-        html += "<h2>" + Escaped(path) + "</h2>\n" + testCase.FieldTable();
+        testCase.LoadKept(kept.values);
+        html += "<h2>" + HtmlEscaped(kept.path) + "</h2>\n" + testCase.FieldTable();
         Template history;
         history.LoadText("<!--VT_TEST_HISTORY-->");
         html += testCase.Render(history, {});
@@ -163,7 +179,7 @@ std::optional<ReportPage> RenderReportPage(const std::filesystem::path& path,
         return std::nullopt;
     ReportPage page;
     page.kind = *kind;
-    page.title = Escaped(path.stem().string());
+    page.title = HtmlEscaped(path.stem().string());
     switch (*kind) {
         case ReportKind::Status: {
             auto report = ReadStatusReport(path);
@@ -210,7 +226,7 @@ std::string ReportListTable(const std::vector<ReportLink>& reports) {
         const std::string rowClass = row++ % 2 == 0 ? "List" : "ListAlt";
         html += "<tr class=" + rowClass + "><td class=" + rowClass + "><a href=\"" + report.href +
                 "\">" + report.name + "</a></td><td class=" + rowClass + ">" +
-                Shown(report.created) + "</td></tr>\n";
+                Shown(HtmlEscaped(report.created)) + "</td></tr>\n";
     }
     if (reports.empty())
         html +=

@@ -1,9 +1,11 @@
 #include "render/template.h"
 
+#include <strings.h>
+
 #include <cctype>
-#include <fstream>
 #include <iterator>
 
+#include "storage/file_reading.h"
 #include "storage/text_conversions.h"
 
 namespace vantorel {
@@ -13,10 +15,36 @@ constexpr std::string_view kOpen = "<!--";
 constexpr std::string_view kClose = "-->";
 
 std::optional<std::string> ReadWhole(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    if (!in)
+    std::string text;
+    if (ReadRegularFile(file, text) != 0)
         return std::nullopt;
-    return std::string(std::istreambuf_iterator<char>(in), {});
+    return text;
+}
+
+// Just past the first start tag <name ...> of text, ignoring case; npos when there is none.
+std::size_t AfterStartTag(std::string_view text, std::string_view name) {
+    for (std::size_t at = text.find('<'); at != std::string_view::npos;
+         at = text.find('<', at + 1)) {
+        const std::size_t end = at + 1 + name.size();
+        if (end >= text.size() || strncasecmp(text.data() + at + 1, name.data(), name.size()) != 0)
+            continue;
+        if (text[end] != '>' && !std::isspace(static_cast<unsigned char>(text[end])))
+            continue;  // <header>, not <head>
+        const std::size_t close = text.find('>', end);
+        return close == std::string_view::npos ? close : close + 1;
+    }
+    return std::string_view::npos;
+}
+
+// The policy goes where a browser takes it: first in the head, or first in the page when the
+// head is left implicit.
+std::string WithPagePolicy(std::string text) {
+    std::size_t at = AfterStartTag(text, "head");
+    if (at == std::string::npos)
+        at = AfterStartTag(text, "html");
+    if (at != std::string::npos)
+        text.insert(at, kPagePolicy);
+    return text;
 }
 
 }  // namespace
@@ -24,12 +52,12 @@ std::optional<std::string> ReadWhole(const std::filesystem::path& file) {
 bool Template::Load(const std::filesystem::path& file) {
     std::optional<std::string> text = ReadWhole(file);
     m_loaded = text.has_value();
-    m_text = m_loaded ? std::move(*text) : std::string();
+    m_text = m_loaded ? WithPagePolicy(std::move(*text)) : std::string();
     return m_loaded;
 }
 
 void Template::LoadText(std::string text) {
-    m_text = std::move(text);
+    m_text = WithPagePolicy(std::move(text));
     m_loaded = true;
 }
 

@@ -21,6 +21,13 @@ inline constexpr std::string_view kUnmatchedPlaceholder = "<!--Vantorel: Couldn'
 inline constexpr std::size_t kPlaceholderMax = 1024;
 inline constexpr std::string_view kEmptyValue = "&nbsp;";
 inline constexpr std::string_view kStyleSheetName = "style.css";
+// The policy every page carries: no script of any kind runs in it. Pages need none, and rich
+// text is HTML that anyone who can write to the database may have typed or pasted. Style
+// sheets come only from the style itself or the page; pictures from wherever a rich text
+// shows them.
+inline constexpr std::string_view kPagePolicy =
+    "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src "
+    "'self' file: 'unsafe-inline'; img-src * data: file:\">\n";
 
 // Where a page will be read, and what the page-level placeholders hold.
 struct PageSettings {
@@ -38,7 +45,9 @@ struct PageSettings {
 class Template {
 public:
     // Loads the template at file; false when it can't be read, and the page is then the fixed
-    // text that says so.
+    // text that says so. A template of a whole page (one with <head> or <html>) gets
+    // kPagePolicy first thing in its head; one with neither is a piece of a page and is kept
+    // as it is.
     bool Load(const std::filesystem::path& file);
     void LoadText(std::string text);
     bool Loaded() const { return m_loaded; }

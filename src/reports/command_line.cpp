@@ -5,13 +5,13 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
-#include <fstream>
 #include <iostream>
 #include <optional>
 
 #include "documents/custom_cfg.h"
 #include "documents/test_group.h"
 #include "platform/identity.h"
+#include "storage/file_reading.h"
 #include "storage/identifiers.h"
 #include "storage/vantorel_database.h"
 
@@ -109,30 +109,48 @@ std::optional<std::vector<std::string>> WithSlashSwitches(const std::vector<std:
     return rewritten;
 }
 
-// A suite list is a short text; reading stops after this much, so a device or a huge file given
-// by mistake can't hold the run.
+// A suite list is a short text; a longer file, a FIFO or a device given by mistake is refused
+// rather than read, so it can't hold the run.
 constexpr std::size_t kSuiteListMax = 16 * 1024 * 1024;
 
-bool ReadSuiteList(const std::string& file, std::vector<std::string>& suites) {
-    std::ifstream list(file, std::ios::binary);
-    if (!list)
-        return false;
-    std::string line;
-    std::size_t read = 0;
-    for (char c; read < kSuiteListMax && list.get(c); ++read) {
-        if (c != '\n') {
-            if (line.size() < kSuiteLineMax)
-                line += c;
-            continue;
+enum class SuiteListProblem { None, CannotOpen, NotText };
+
+// One suite a line, the line break (LF or CR LF) removed, each cut at kSuiteLineMax. A line
+// holding a control character (a NUL of a UTF-16 file, say) can't be a suite's name, and
+// would name another folder than the one the user sees; the whole list is refused then.
+SuiteListProblem ReadSuiteList(const std::string& file, std::vector<std::string>& suites,
+                               std::size_t& badLine) {
+    std::string text;
+    if (ReadRegularFile(file, text, kSuiteListMax) != 0)
+        return SuiteListProblem::CannotOpen;
+    std::size_t number = 0;
+    for (std::size_t begin = 0; begin < text.size(); ++number) {
+        std::size_t end = text.find('\n', begin);
+        if (end == std::string::npos)
+            end = text.size();
+        std::string_view line(text.data() + begin, end - begin);
+        begin = end + 1;
+        if (line.ends_with('\r'))
+            line.remove_suffix(1);
+        if (std::ranges::any_of(
+                line, [](char c) { return std::iscntrl(static_cast<unsigned char>(c)); })) {
+            badLine = number + 1;
+            return SuiteListProblem::NotText;
         }
-        if (!line.empty() && line.back() == '\r')
-            line.pop_back();
         if (!line.empty())
-            suites.push_back(line);
-        line.clear();
+            suites.emplace_back(line.substr(0, kSuiteLineMax));
     }
-    if (!line.empty())
-        suites.push_back(line);
+    return SuiteListProblem::None;
+}
+
+// A suite line names a folder below "Project Test Cases", nested suites as "Parent/Child":
+// never an absolute path, and no part of it "." or "..".
+bool IsSuitePath(const std::string& suite) {
+    if (suite.starts_with('/'))
+        return false;
+    for (const std::filesystem::path& part : std::filesystem::path(suite))
+        if (part == "." || part == "..")
+            return false;
     return true;
 }
 
@@ -209,8 +227,18 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
                 std::string file;
                 if (!take(file, kCommandLineValueMax))
                     return refuse("No file after /s parameter.\n");
-                if (!ReadSuiteList(file, line.suites))
-                    return refuse("Cannot open file after /s parameter.\n");
+                std::size_t badLine = 0;
+                switch (ReadSuiteList(file, line.suites, badLine)) {
+                    case SuiteListProblem::CannotOpen:
+                        return refuse("Cannot open file after /s parameter.\n");
+                    case SuiteListProblem::NotText:
+                        return refuse("Line " + std::to_string(badLine) +
+                                      " of the file after /s parameter holds a control "
+                                      "character; the file must list one suite name a line as "
+                                      "plain text.\n");
+                    case SuiteListProblem::None:
+                        break;
+                }
                 break;
             }
             case 'O': {
@@ -253,16 +281,24 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
 
 std::optional<std::filesystem::path> FindProject(const std::filesystem::path& databaseDir,
                                                  const std::string& project) {
+    if (!IsItemName(project))
+        return std::nullopt;
     const std::filesystem::path projects = databaseDir / "Projects";
+    std::optional<std::filesystem::path> found;
     std::error_code error;
-    if (std::filesystem::is_directory(projects / project, error))
-        return projects / project;
-    for (const auto& entry : std::filesystem::directory_iterator(projects, error)) {
-        const std::string name = entry.path().filename().string();
-        if (entry.is_directory(error) && strcasecmp(name.c_str(), project.c_str()) == 0)
-            return entry.path();
+    if (std::filesystem::is_directory(projects / project, error)) {
+        found = projects / project;
+    } else {
+        std::vector<FolderEntry> entries;
+        ListFolder(projects, entries);
+        for (const FolderEntry& entry : entries)
+            if (entry.kind == FolderEntry::Kind::Folder &&
+                strcasecmp(entry.name.c_str(), project.c_str()) == 0)
+                found = projects / entry.name;
     }
-    return std::nullopt;
+    if (found && !LiesInside(projects, *found))
+        return std::nullopt;
+    return found;
 }
 
 int RunCommandLineReport(const CommandLine& commandLine, UserPort& port, unsigned threads) {
@@ -281,6 +317,9 @@ int RunCommandLineReport(const CommandLine& commandLine, UserPort& port, unsigne
 
     const std::optional<std::filesystem::path> project =
         FindProject(database.Directory(), commandLine.project);
+    if (!IsItemName(commandLine.project))
+        return fail(" - \"" + commandLine.project + "\" is not a project name. " +
+                    std::string(kItemNameRule));
     if (!project)
         return fail(" - project \"" + commandLine.project + "\" was not found in the database");
     if (commandLine.reportName.size() > kReportNameMax)
@@ -298,6 +337,9 @@ int RunCommandLineReport(const CommandLine& commandLine, UserPort& port, unsigne
     request.threads = threads;
     request.listColumns = commandLine.columns;
     if (!commandLine.filter.empty()) {
+        if (!IsItemName(commandLine.filter))
+            return fail(" - \"" + commandLine.filter + "\" is not a filter name. " +
+                        std::string(kItemNameRule));
         request.filter = Filter::Load(database.Directory() / std::string(kFiltersFolder) /
                                       (commandLine.filter + ".vtl"));
         if (!request.filter)
@@ -306,10 +348,15 @@ int RunCommandLineReport(const CommandLine& commandLine, UserPort& port, unsigne
     request.wholeProject = commandLine.suites.empty();
     for (std::string suite : commandLine.suites) {
         std::replace(suite.begin(), suite.end(), '\\', '/');
-        const std::filesystem::path folder =
-            *project / std::string(kProjectTestCasesFolder) / suite;
+        if (!IsSuitePath(suite))
+            return fail(" - \"" + suite +
+                        "\" is not a suite of the project: a suite line names a suite below "
+                        "\"Project Test Cases\", nested suites as Parent/Child, never \".\" "
+                        "or \"..\" and never from the root of the disk");
+        const std::filesystem::path cases = *project / std::string(kProjectTestCasesFolder);
+        const std::filesystem::path folder = cases / suite;
         std::error_code error;
-        if (!std::filesystem::is_directory(folder, error))
+        if (!std::filesystem::is_directory(folder, error) || !LiesInside(cases, folder))
             return fail(" - suite \"" + suite + "\" was not found in the project");
         request.suites.push_back({folder, true});
     }

@@ -99,6 +99,34 @@ std::vector<std::string> DetailsValues(const XMLParse& document, const std::stri
     return values;
 }
 
+// The details report holds values as their documents store them: rich text in CDATA, list
+// text as typed, whole history blocks. Any of them may hold what reads as a tag, so each is
+// escaped as a whole, without a length limit, and no value can end its element or its test
+// case early; the reader unescapes it back to exactly what was written.
+std::string KeptForm(std::string value) {
+    Escape(value, std::string::npos);
+    return value;
+}
+
+// Every occurrence of tag, each read whole: a test case, and an escaped rich text in it, may
+// be far longer than any one field.
+std::vector<std::string> WholeElements(const XMLParse& document, std::string_view tag) {
+    std::vector<std::string> elements;
+    try {
+        for (auto match = document.FindNextTag(tag, 0, std::string::npos); match;
+             match = document.FindNextTag(tag, match->end, std::string::npos))
+            elements.push_back(std::move(match->value));
+    } catch (const TagError&) {
+    }
+    return elements;
+}
+
+// A value as it was before KeptForm.
+std::string FromKeptForm(std::string value) {
+    Unescape(value, std::string::npos);
+    return value;
+}
+
 }  // namespace
 
 const std::array<ListColumn, kListColumnCount>& ListColumns() {
@@ -152,10 +180,10 @@ void TCFullReport::WriteReport(XMLParse& document) const {
     document.WriteTag("<num_test_cases>", std::to_string(m_testCases.size()));
     for (const ReportedTestCase& testCase : m_testCases) {
         document.WriteOpenTag("<test_case>");
-        document.WriteTag("<path>", Escaped(testCase.path));
+        document.WriteTag("<path>", KeptForm(testCase.path));
         for (std::size_t i = 0; i < testCase.values.size(); ++i)
             document.WriteTag(i < fields.size() ? fields[i].tag : "<history_entry>",
-                              testCase.values[i]);
+                              KeptForm(testCase.values[i]));
         document.WriteCloseTag("<test_case>");
     }
 }
@@ -184,12 +212,20 @@ std::optional<DetailsReportData> ReadDetailsReport(const std::filesystem::path& 
     XMLParse document;
     if (!LoadReportDocument(path, ReportKind::Details, document, data.header))
         return std::nullopt;
-    for (std::string& text : ReadRepeated(document, "<test_case>")) {
+    for (std::string& text : WholeElements(document, "<test_case>")) {
         XMLParse testCase;
-        testCase.LoadText(text);
-        std::string where = StoredValue(testCase, "<path>");
-        Unescape(where);
-        data.testCases.emplace_back(std::move(where), std::move(text));
+        testCase.LoadText(std::move(text));
+        // Each tag is there once: no value holds a "<" of its own.
+        auto first = [&testCase](std::string_view tag) {
+            std::vector<std::string> found = WholeElements(testCase, tag);
+            return found.empty() ? std::string() : FromKeptForm(std::move(found.front()));
+        };
+        ReportedTestCase kept{data.testCases.size(), first("<path>"), {}};
+        for (const FieldDescriptor& field : FieldRows(PrjTestCaseFields()))
+            kept.values.push_back(first(field.tag));
+        for (std::string& block : WholeElements(testCase, "<history_entry>"))
+            kept.values.push_back(FromKeptForm(std::move(block)));
+        data.testCases.push_back(std::move(kept));
     }
     return data;
 }

@@ -67,11 +67,12 @@ struct ListReportData {
 };
 std::optional<ListReportData> ReadListReport(const std::filesystem::path& path);
 
-// A details report read back: per test case its path and the text of its <test_case>
-// element, which reads like the project test case's own document (fields and history).
+// A details report read back: per test case its path and, exactly as the report was given
+// them, the stored value of every field of the project test case table in table order, then
+// its history blocks.
 struct DetailsReportData {
     ReportHeader header;
-    std::vector<std::pair<std::string, std::string>> testCases;  // path, element text
+    std::vector<ReportedTestCase> testCases;
 };
 std::optional<DetailsReportData> ReadDetailsReport(const std::filesystem::path& path);
 

@@ -1,8 +1,6 @@
 #include "reports/report_base.h"
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -24,6 +22,7 @@
 #include "reports/progress_report.h"
 #include "reports/status_report.h"
 #include "storage/atomic_save.h"
+#include "storage/file_reading.h"
 #include "storage/identifiers.h"
 #include "storage/locks.h"
 #include "storage/tagged_document.h"
@@ -115,6 +114,7 @@ public:
                 m_tallies[0]->Merge(*m_tallies[t]);
             passed += m_counts[t].passed;
             openForEditing += m_counts[t].openForEditing;
+            unreadable += m_counts[t].unreadable;
         }
         return std::move(m_tallies[0]);
     }
@@ -122,6 +122,8 @@ public:
     std::size_t listed = 0;
     std::size_t passed = 0;
     std::size_t openForEditing = 0;
+    std::size_t unreadable = 0;
+    std::size_t unreadableFolders = 0;
 
 private:
     struct Folder {
@@ -135,7 +137,7 @@ private:
     };
     using Chunk = std::vector<Document>;
     struct Counts {
-        std::size_t passed = 0, openForEditing = 0;
+        std::size_t passed = 0, openForEditing = 0, unreadable = 0;
     };
 
     // The folder a thread reads from, kept open while its documents are read.
@@ -161,56 +163,60 @@ private:
         int m_fd = -1;
     };
 
+    // Lists one folder and hands its documents to the readers, then goes down into its
+    // sub-folders. The folder is closed before the walk descends, so one folder is open at a
+    // time whatever the depth; a folder already on the way down (reached again through a
+    // mount, or a name the system cuts short) is not entered twice, and links are never
+    // followed.
     void List(const std::filesystem::path& path, bool recursive) {
-        DIR* directory = ::opendir(path.c_str());
-        if (!directory)
-            return;
+        std::vector<FolderEntry> entries;
+        switch (m_trail.Enter(path, entries)) {
+            case WalkTrail::Outcome::Entered:
+                break;
+            case WalkTrail::Outcome::Unreadable:
+                DebugLog::Write(KindInfo(m_report.m_kind).createHeading.data(),
+                                "Failed to open folder %s\n", path.c_str());
+                ++unreadableFolders;
+                return;
+            case WalkTrail::Outcome::AlreadyOnTrail:
+                return;
+        }
         // A deque keeps every folder where it is while the workers read through pointers.
         Folder& folder = m_folders.emplace_back(Folder{path, {}});
         Chunk documents;
+        std::vector<std::string> subFolders;
         const char* heading = KindInfo(m_report.m_kind).createHeading.data();
-        while (const dirent* entry = ::readdir(directory)) {
-            const std::string_view name = entry->d_name;
-            if (name == "." || name == "..")
-                continue;
-            unsigned char type = entry->d_type;
-            if (type == DT_UNKNOWN || type == DT_LNK) {
-                // Linked folders are not followed, so a link can't make the walk go round.
-                struct stat status {};
-                if (::fstatat(::dirfd(directory), entry->d_name, &status,
-                              type == DT_LNK ? 0 : AT_SYMLINK_NOFOLLOW) != 0)
-                    continue;
-                type = S_ISREG(status.st_mode)                     ? DT_REG
-                       : S_ISDIR(status.st_mode) && type != DT_LNK ? DT_DIR
-                                                                   : DT_UNKNOWN;
-            }
-            if (type == DT_DIR) {
+        for (FolderEntry& entry : entries) {
+            const std::string_view name = entry.name;
+            if (entry.kind == FolderEntry::Kind::Folder) {
                 // A folder still being copied is not yet part of the project.
                 if (recursive && name != kProjectReportsFolder &&
-                    !std::string_view(name).starts_with(kSaveTempPrefix)) {
-                    const std::filesystem::path sub = path / name;
-                    if (DebugLog::Enabled())
-                        DebugLog::Write(heading, "Found dir: %s - Calling CollectStats\n",
-                                        sub.c_str());
-                    List(sub, true);
-                }
-            } else if (type == DT_REG) {
+                    !name.starts_with(kSaveTempPrefix))
+                    subFolders.push_back(std::move(entry.name));
+            } else if (entry.kind == FolderEntry::Kind::File) {
                 if (EndsWith(name, kLockExtension)) {
-                    folder.locks.emplace_back(name);
+                    folder.locks.push_back(std::move(entry.name));
                 } else if (name.size() > kDocumentExtension.size() &&
                            EndsWith(name, kDocumentExtension)) {
                     if (DebugLog::Enabled())
                         DebugLog::Write(heading, "Found file: %s - Calling GetStatsFromFile\n",
                                         (path / name).c_str());
-                    documents.push_back({listed++, &folder, std::string(name)});
+                    documents.push_back({listed++, &folder, std::move(entry.name)});
                 }
             }
         }
-        ::closedir(directory);
         std::sort(folder.locks.begin(), folder.locks.end());
         if (m_readDocuments && !documents.empty())
             Publish(std::move(documents));
         m_report.m_context.port.progress(static_cast<int>(m_processed), static_cast<int>(listed));
+        entries = {};
+        for (const std::string& name : subFolders) {
+            const std::filesystem::path sub = path / name;
+            if (DebugLog::Enabled())
+                DebugLog::Write(heading, "Found dir: %s - Calling CollectStats\n", sub.c_str());
+            List(sub, true);
+        }
+        m_trail.Leave();
     }
 
     void Publish(Chunk&& documents) {
@@ -274,7 +280,9 @@ private:
         const int folderFd = folder.Descriptor(document.folder);
         if (folderFd < 0 || buffer.OpenFastRead(folderFd, document.name.c_str()) != 0 ||
             buffer.Load() != 0) {
-            DebugLog::Write(heading, "Failed to open file\n");
+            DebugLog::Write(heading, "Failed to open file %s\n",
+                            (document.folder->path / document.name).c_str());
+            ++counts.unreadable;
         } else if (request.filter && !request.filter->Passes(buffer, kProjectTestCaseDocument)) {
             DebugLog::Write(heading, "Did not pass filter\n");
         } else {
@@ -302,6 +310,7 @@ private:
 
     const ReportBaseClass& m_report;
     const bool m_readDocuments;
+    WalkTrail m_trail;
     std::deque<Folder> m_folders;
     std::mutex m_mutex;
     std::condition_variable m_ready;
@@ -333,11 +342,18 @@ std::optional<std::filesystem::path> ReportBaseClass::create(const ReportRequest
     m_request = &request;
     const ReportKindInfo& info = KindInfo(m_kind);
     const std::string title(info.title);
-    m_candidates = m_passed = m_openForEditing = 0;
+    m_candidates = m_passed = m_openForEditing = m_unreadable = 0;
     m_created = m_context.now();
 
     const std::filesystem::path folder =
         request.projectFolder / std::string(kProjectReportsFolder) / std::string(info.folder);
+    // A project copied by a tool that drops empty folders lacks its report folders; they are
+    // the project's own, so a project that has its test case folder gets them back.
+    std::error_code missing;
+    if (std::filesystem::is_directory(request.projectFolder / std::string(kProjectTestCasesFolder),
+                                      missing) &&
+        !std::filesystem::exists(folder, missing))
+        std::filesystem::create_directories(folder, missing);
     // The probe's file stays for a moment; the walk need not wait for it to go.
     const WriteProbe probe(folder);
     if (!CheckProbe(folder, probe.Error()))
@@ -350,6 +366,7 @@ std::optional<std::filesystem::path> ReportBaseClass::create(const ReportRequest
     // still being listed.
     const std::optional<Notice> refusal = InitStats();
     std::unique_ptr<DocumentTally> tally;
+    std::size_t unreadableFolders = 0;
     {
         Walk walk(*this, !refusal, request.threads);
         if (request.wholeProject) {
@@ -366,6 +383,23 @@ std::optional<std::filesystem::path> ReportBaseClass::create(const ReportRequest
         m_candidates = walk.listed;
         m_passed = walk.passed;
         m_openForEditing = walk.openForEditing;
+        m_unreadable = walk.unreadable;
+        unreadableFolders = walk.unreadableFolders;
+    }
+    if (m_unreadable > 0 || unreadableFolders > 0) {
+        // Unreadable documents still count as candidates, but no figure of theirs can be
+        // taken, and a folder that can't be listed hides its test cases; the user must know
+        // what the report leaves out.
+        std::string text;
+        if (m_unreadable > 0)
+            text = std::to_string(m_unreadable) + " test cases";
+        if (unreadableFolders > 0)
+            text += (text.empty() ? "" : " and ") + std::to_string(unreadableFolders) + " folders";
+        text +=
+            " could not be read (the debug log names them); the report counts no figures "
+            "of theirs";
+        m_context.port.tell(
+            KindNotice(text, title + " - " + text, "Unreadable test cases", Icon::Warning));
     }
 
     if (m_candidates == 0) {
@@ -526,7 +560,7 @@ void ReadSeriesCaptions(const XMLParse& document, std::vector<std::string>& stat
 
 bool LoadReportDocument(const std::filesystem::path& path, ReportKind kind, XMLParse& document,
                         ReportHeader& header) {
-    if (document.OpenFastRead(path) != 0 || document.Load() != 0)
+    if (document.OpenFastRead(path, kReportDocumentSizeMax) != 0 || document.Load() != 0)
         return false;
     header = ReadReportHeader(document);
     return header.reportType == KindInfo(kind).reportType;
@@ -539,7 +573,7 @@ bool HoldsTag(const XMLParse& document, std::string_view tag) {
 
 std::optional<ReportKind> ReadReportKind(const std::filesystem::path& path) {
     XMLParse document;
-    if (document.OpenFastRead(path) != 0 || document.Load() != 0)
+    if (document.OpenFastRead(path, kReportDocumentSizeMax) != 0 || document.Load() != 0)
         return std::nullopt;
     const std::string type = ReadReportHeader(document).reportType;
     for (ReportKind kind : kAllKinds)

@@ -108,6 +108,9 @@ public:
     std::size_t Candidates() const { return m_candidates; }
     std::size_t PassedFilter() const { return m_passed; }
     std::size_t OpenForEditing() const { return m_openForEditing; }
+    // Candidates that could not be read (a folder or file the user may not read, a file that
+    // is no document); the user is told how many.
+    std::size_t Unreadable() const { return m_unreadable; }
 
 protected:
     ReportBaseClass(ReportKind kind, ReportContext context);
@@ -146,10 +149,15 @@ private:
     std::size_t m_candidates = 0;
     std::size_t m_passed = 0;
     std::size_t m_openForEditing = 0;
+    std::size_t m_unreadable = 0;
 };
 
 // The report kind's generator.
 std::unique_ptr<ReportBaseClass> MakeReport(ReportKind kind, ReportContext context);
+
+// Report documents grow with the project (a details report holds every field of every test
+// case), so they are read with a cap of their own instead of an item document's.
+inline constexpr std::size_t kReportDocumentSizeMax = std::size_t{1} << 30;
 
 // The header every report document starts with.
 struct ReportHeader {

@@ -49,6 +49,24 @@ IdentifierProblem CheckIdentifier(std::string_view id) {
     return IdentifierProblem::None;
 }
 
+bool IsItemName(std::string_view name) {
+    return CheckIdentifier(name) == IdentifierProblem::None && name != "." && name != ".." &&
+           std::ranges::none_of(name,
+                                [](char c) { return std::iscntrl(static_cast<unsigned char>(c)); });
+}
+
+bool LiesInside(const std::filesystem::path& folder, const std::filesystem::path& path) {
+    std::error_code error;
+    const std::filesystem::path outer = std::filesystem::canonical(folder, error);
+    if (error)
+        return false;
+    const std::filesystem::path inner = std::filesystem::canonical(path, error);
+    if (error)
+        return false;
+    const auto [outerEnd, innerAt] = std::ranges::mismatch(outer, inner);
+    return outerEnd == outer.end();
+}
+
 std::size_t ItemPathLength(const std::filesystem::path& folder, std::string_view id,
                            std::string_view extension) {
     return folder.string().size() + 1 + id.size() + extension.size();

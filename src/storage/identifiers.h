@@ -26,6 +26,19 @@ enum class IdentifierProblem { None, Empty, TooLong, InvalidCharacters };
 // The first rule the identifier breaks, in the order the editors check them.
 IdentifierProblem CheckIdentifier(std::string_view id);
 
+// True when name can name one item or folder inside a folder of the database: an identifier
+// that is neither "." nor ".." and holds no control character, so joined to its folder it
+// can't lead anywhere else. Names that come from outside (the command line) are held to it.
+bool IsItemName(std::string_view name);
+// The rule of IsItemName in the user's words, for the messages that refuse such a name.
+inline constexpr std::string_view kItemNameRule =
+    "A name is one folder or item of the database: 1 to 64 characters, none of "
+    "\\ / : * ? \" < > |, and not \".\" or \"..\"";
+
+// True when path, with every link resolved, is folder or lies below it; false when either
+// can't be resolved.
+bool LiesInside(const std::filesystem::path& folder, const std::filesystem::path& path);
+
 // The length of folder/id+extension as the limit counts it.
 std::size_t ItemPathLength(const std::filesystem::path& folder, std::string_view id,
                            std::string_view extension);

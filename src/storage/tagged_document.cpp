@@ -9,12 +9,10 @@
 #include <cstring>
 
 #include "storage/atomic_save.h"
+#include "storage/file_reading.h"
 
 namespace vantorel {
 namespace {
-
-// Reading stops here when a file's size can't be known beforehand.
-constexpr std::size_t kUnknownSizeLimit = 1000000;
 
 bool IsTagForm(std::string_view tag) {
     return tag.size() >= 2 && tag.size() < kTagNameMax && tag.front() == '<' && tag.back() == '>';
@@ -80,27 +78,6 @@ Located LocateIn(std::basic_string_view<Char> text, std::basic_string_view<Char>
     return found;
 }
 
-int ReadWholeFile(int fd, std::string& text) {
-    struct stat info {};
-    std::size_t limit = kUnknownSizeLimit;
-    if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode))
-        limit = static_cast<std::size_t>(info.st_size);
-    text.resize(limit);
-    std::size_t filled = 0;
-    while (filled < limit) {
-        ssize_t got = ::read(fd, text.data() + filled, limit - filled);
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got < 0)
-            return errno;
-        if (got == 0)
-            break;
-        filled += static_cast<std::size_t>(got);
-    }
-    text.resize(filled);
-    return 0;
-}
-
 }  // namespace
 
 int FindTagValue(std::string_view text, std::string_view tag, std::string_view& value,
@@ -142,40 +119,29 @@ XMLParse::~XMLParse() {
 }
 
 void XMLParse::CloseStream() {
-    if (m_stream)
-        std::fclose(m_stream);
     if (m_fd >= 0)
         ::close(m_fd);
-    m_stream = nullptr;
     m_fd = -1;
 }
 
-int XMLParse::OpenRead(const std::filesystem::path& path, const char* mode) {
+int XMLParse::OpenRead(const std::filesystem::path& path, bool writable, std::size_t maxSize) {
     CloseStream();
     m_wide = false;
-    m_stream = std::fopen(path.c_str(), mode);
-    return m_stream ? 0 : errno;
+    return OpenRegularFile(path, m_fd, maxSize, writable);
 }
 
-int XMLParse::OpenFastRead(const std::filesystem::path& path) {
-    CloseStream();
-    m_wide = false;
-    m_fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (m_fd < 0)
-        return 1;
-    ::posix_fadvise(m_fd, 0, 0, POSIX_FADV_SEQUENTIAL);
-    return 0;
+int XMLParse::OpenFastRead(const std::filesystem::path& path, std::size_t maxSize) {
+    return OpenRead(path, false, maxSize) == 0 ? 0 : 1;
 }
 
 int XMLParse::OpenFastRead(int folderFd, const char* name) {
     CloseStream();
     m_wide = false;
-    m_fd = ::openat(folderFd, name, O_RDONLY | O_CLOEXEC);
-    return m_fd < 0 ? 1 : 0;
+    return OpenRegularFile(folderFd, name, m_fd) == 0 ? 0 : 1;
 }
 
-int XMLParse::OpenWide(const std::filesystem::path& path, const char* mode) {
-    int result = OpenRead(path, mode);
+int XMLParse::OpenWide(const std::filesystem::path& path) {
+    int result = OpenRead(path);
     m_wide = true;
     return result;
 }
@@ -189,9 +155,8 @@ int XMLParse::OpenWrite(const std::filesystem::path& path) {
 
 int XMLParse::Load() {
     // Read straight into the text, so a parser reused over many documents keeps its buffer.
-    const int fd = m_fd >= 0 ? m_fd : m_stream ? ::fileno(m_stream) : -1;
     m_loaded = false;
-    if (fd < 0 || ReadWholeFile(fd, m_text)) {
+    if (m_fd < 0 || ReadOpenFile(m_fd, m_text)) {
         m_text.clear();
         return 1;
     }
@@ -202,10 +167,8 @@ int XMLParse::Load() {
 }
 
 int XMLParse::LoadWide() {
-    if (!m_stream)
-        return 1;
     std::string raw;
-    if (ReadWholeFile(::fileno(m_stream), raw))
+    if (m_fd < 0 || ReadOpenFile(m_fd, raw))
         return 1;
     m_wideText.clear();
     m_wideText.reserve(raw.size() / 2);
@@ -448,7 +411,7 @@ int XMLParse::Flush() {
 bool XMLParse::RewriteInStandardForm(const std::filesystem::path& path, std::string_view rootTag,
                                      std::span<const FieldDescriptor> fields, FileLayer& files) {
     XMLParse document(files);
-    if (document.OpenRead(path, "r+b") || document.Load())
+    if (document.OpenRead(path, true) || document.Load())
         return false;
     document.OpenWrite(path);
     document.WriteHeader();
@@ -469,9 +432,9 @@ bool XMLParse::RewriteInStandardForm(const std::filesystem::path& path, std::str
 IoResult XMLParse::SetDocumentId(const std::filesystem::path& path, std::string_view newId,
                                  FileLayer& files) {
     XMLParse document(files);
-    if (int error = document.OpenRead(path, "rb"))
+    if (int error = document.OpenRead(path))
         return IoResult::Failure(error,
-                                 "Unable to open " + path.string() + ": " + std::strerror(error));
+                                 "Unable to open " + path.string() + ": " + ReadFailureText(error));
     if (document.Load())
         return IoResult::Failure(EIO, "Unable to read " + path.string());
     std::string id(newId);

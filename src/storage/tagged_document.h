@@ -18,6 +18,7 @@
 
 #include "storage/field_values.h"
 #include "storage/file_layer.h"
+#include "storage/file_reading.h"
 #include "storage/io_result.h"
 #include "storage/text_conversions.h"
 
@@ -71,17 +72,21 @@ public:
     XMLParse(const XMLParse&) = delete;
     XMLParse& operator=(const XMLParse&) = delete;
 
-    // Opening and loading. Each returns 0 on success.
-    int OpenRead(const std::filesystem::path& path, const char* mode = "rb");
+    // Opening and loading. Each returns 0 on success. Only a regular file no larger than
+    // kDocumentSizeMax is opened (storage/file_reading.h): anything else is unreadable.
+    // OpenRead gives the error number, or the reading layer's own codes.
+    int OpenRead(const std::filesystem::path& path, bool writable = false,
+                 std::size_t maxSize = kDocumentSizeMax);
     // The bulk read for walks over thousands of small documents: one read of the whole file.
-    int OpenFastRead(const std::filesystem::path& path);
+    // maxSize raises the cap for the few files that are no item (report documents).
+    int OpenFastRead(const std::filesystem::path& path, std::size_t maxSize = kDocumentSizeMax);
     // The same for a document named relative to an open folder, which spares the system the
     // walk down the whole path for every document of a folder.
     int OpenFastRead(int folderFd, const char* name);
     // Starts a new text for the file; nothing is written until Commit. Keeps a loaded text,
     // so a document can be loaded, patched and flushed back.
     int OpenWrite(const std::filesystem::path& path);
-    int OpenWide(const std::filesystem::path& path, const char* mode = "rb");
+    int OpenWide(const std::filesystem::path& path);
     int Load();  // NUL bytes become spaces
     int LoadWide();
     // Uses text as the loaded document, as if read from a file.
@@ -162,7 +167,6 @@ private:
     void CloseStream();
 
     FileLayer& m_files;
-    std::FILE* m_stream = nullptr;
     int m_fd = -1;
     bool m_wide = false;
     bool m_loaded = false;

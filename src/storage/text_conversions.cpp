@@ -134,6 +134,33 @@ std::string Unescaped(std::string text) {
     return text;
 }
 
+std::string HtmlEscaped(std::string_view text) {
+    std::string out;
+    out.reserve(text.size() + text.size() / 8);
+    for (char c : text) {
+        switch (c) {
+            case '&':
+                out += "&amp;";
+                break;
+            case '<':
+                out += "&lt;";
+                break;
+            case '>':
+                out += "&gt;";
+                break;
+            case '"':
+                out += "&quot;";
+                break;
+            case '\'':
+                out += "&#39;";
+                break;
+            default:
+                out += c;
+        }
+    }
+    return out;
+}
+
 int WrapCData(std::string& text, std::size_t size) {
     static constexpr std::string_view kOpen = "<![CDATA[", kClose = "]]>";
     if (text.size() + kOpen.size() + kClose.size() > Room(size))

@@ -25,6 +25,10 @@ std::string ReplaceAll(std::string text, std::string_view from, std::string_view
 std::string Escaped(std::string text);
 std::string Unescaped(std::string text);
 
+// Text as an HTML page carries it, between tags or in a quoted attribute: &, <, >, " and '
+// become entities. Unlike Escape it has no limit, since a page is no field.
+std::string HtmlEscaped(std::string_view text);
+
 // "<![CDATA[text]]>". Returns 1 and leaves the text as it was when the result would not fit.
 int WrapCData(std::string& text, std::size_t size = kFieldValueMax);
 

@@ -1,12 +1,12 @@
 #include "storage/vantorel_database.h"
 
 #include <cstring>
-#include <fstream>
 #include <iterator>
 #include <system_error>
 
 #include "platform/debug_log.h"
 #include "storage/atomic_save.h"
+#include "storage/file_reading.h"
 
 namespace vantorel {
 namespace {
@@ -88,8 +88,8 @@ bool VantorelDatabase::Open(const std::filesystem::path& markerPath, OpenMode mo
     if (!m_directory.has_filename())
         m_directory = m_directory.parent_path();
     m_markerName = markerName;
-    std::ifstream marker(MarkerPath(), std::ios::binary);
-    std::string record(std::istreambuf_iterator<char>(marker), {});
+    std::string record;
+    (void)ReadRegularFile(MarkerPath(), record);  // an unreadable record: an unknown version
     m_version = DecodeVersionRecord(record);
     m_open = true;
     if (mode == OpenMode::ReadOnly)

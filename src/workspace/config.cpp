@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
 
+#include "storage/file_reading.h"
 #include "storage/tagged_document.h"
 #include "storage/text_conversions.h"
 
@@ -124,10 +124,9 @@ private:
 // Whether the file begins with the magic word of the older record form, in single or
 // two-byte characters.
 bool BeginsWithOldRecord(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::string start(kOldRecordMagic.size() * 2, '\0');
-    in.read(start.data(), static_cast<std::streamsize>(start.size()));
-    start.resize(static_cast<std::size_t>(in.gcount()));
+    std::string start;
+    if (ReadRegularFile(file, start) != 0)
+        return false;
     std::string wide;
     for (char c : kOldRecordMagic) {
         wide += c;

@@ -2,9 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <sys/stat.h>
 
+#include <algorithm>
+#include <thread>
+
+#include "platform/recording_port.h"
 #include "render/gif_image.h"
+#include "render/template.h"
 #include "support/project_fixture.h"
 
 namespace vantorel::testing {
@@ -84,7 +89,8 @@ TEST_F(ExportTest, WritesTheTreeWithBreadcrumbsFooterAndRelativeLinks) {
 
     const std::string page = ReadFile(site / "Project Test Cases/Smoke/P 1.html");
     EXPECT_TRUE(page.starts_with(
-        "<html><body><div class=\"Breadcrumbs\">\n<table class=VTHeader width=100%><tr "
+        "<html>" + std::string(kPagePolicy) +
+        "<body><div class=\"Breadcrumbs\">\n<table class=VTHeader width=100%><tr "
         "class=VTHeader><td width = 15%><img src=\"../../images/vtlogo.gif\"></td><td "
         "class=VTHeader valign=\"top\">Location:<a href=\"../../Alpha.html\">Alpha</a>&raquo;<a "
         "href=\"../../Project%20Test%20Cases/Project%20Test%20Cases_index.html\">Project Test "
@@ -117,6 +123,31 @@ TEST_F(ExportTest, WritesTheTreeWithBreadcrumbsFooterAndRelativeLinks) {
               std::string::npos);
     EXPECT_NE(projectPage.find("</table\n"), std::string::npos);
     EXPECT_NE(projectPage.find("<a href=\"Project%20Test%20Cases/Smoke/Deep/P2.html\">P2</a>"),
+              std::string::npos);
+}
+
+TEST_F(ExportTest, ValuesReachTheSiteAsTextAndEveryPageForbidsScripts) {
+    const std::string script = "<img src=x onerror=alert(1)>";
+    AddCase("Smoke/P3.vtl", {{"<id>", "P3"}, {"<test_type>", script}, {"<test_status>", script}});
+    WriteFile(db / "Projects" / "Alpha" / "Project Test Cases" / "Smoke.tgp",
+              "<test_suite><id>Smoke</id><suite_title>" + script + "</suite_title></test_suite>");
+    for (ReportKind kind : {ReportKind::List, ReportKind::Details}) {
+        ReportRequest request = WholeProject();
+        request.listColumns.fill(true);
+        ASSERT_TRUE(Make(kind, request));
+    }
+    ASSERT_TRUE(Export());
+    std::size_t pages = 0;
+    for (const auto& entry : fs::recursive_directory_iterator(site)) {
+        if (entry.path().extension() != ".html")
+            continue;
+        ++pages;
+        const std::string page = ReadFile(entry.path());
+        EXPECT_EQ(page.find("<img src=x"), std::string::npos) << entry.path();
+        EXPECT_NE(page.find(kPagePolicy), std::string::npos) << entry.path();
+    }
+    EXPECT_EQ(pages, 13u);
+    EXPECT_NE(ReadFile(site / "Alpha.html").find("&lt;img src=x onerror=alert(1)&gt;"),
               std::string::npos);
 }
 
@@ -176,6 +207,66 @@ TEST_F(ExportTest, AsksBeforeOverwritingAndTellsEveryFailure) {
               (Notice{"Web Export Error: Unable to create file!", "Error", Icon::Error}));
     EXPECT_TRUE(fs::exists(site / "Project Test Cases" / "Smoke" / "Smoke_index.html"));
     EXPECT_EQ(DisplayStyles(styles), (std::vector<std::string>{"plain"}));
+}
+
+TEST_F(ExportTest, NeitherFollowsLinksNorWritesThroughThem) {
+    const fs::path smoke = cases / "Smoke";
+    const fs::path outside = dir.path() / "outside";
+    fs::create_directories(outside / "Secrets");
+    WriteFile(outside / "Secrets" / "Key.vtl", "<project_test_case><id>Key</id>");
+    // Two links round to the suite itself, one out of the database, a linked document, and a
+    // FIFO that would block a reader for ever.
+    fs::create_directory_symlink(".", smoke / "Again");
+    fs::create_directory_symlink("..", smoke / "Up");
+    fs::create_directory_symlink(outside / "Secrets", smoke / "Out");
+    fs::create_symlink(outside / "Secrets" / "Key.vtl", smoke / "Key.vtl");
+    ASSERT_EQ(::mkfifo((smoke / "Pipe.vtl").c_str(), 0600), 0);
+    ASSERT_TRUE(Export());
+    EXPECT_TRUE(fs::exists(site / "Project Test Cases" / "Smoke" / "P 1.html"));
+    for (const char* page : {"Again", "Up", "Out", "Key.html", "Pipe.html"})
+        EXPECT_FALSE(fs::exists(fs::symlink_status(site / "Project Test Cases" / "Smoke" / page)))
+            << page;
+
+    // A link planted in the destination, where a folder of the site belongs.
+    const fs::path elsewhere = dir.path() / "elsewhere";
+    fs::create_directories(elsewhere);
+    fs::remove_all(site / "Project Test Cases" / "Smoke");
+    fs::create_directory_symlink(elsewhere, site / "Project Test Cases" / "Smoke");
+    request.askBeforeOverwriting = false;
+    EXPECT_FALSE(Export());
+    EXPECT_EQ(port.notices.back().text,
+              "Web Export Error: Unable to create a folder below " + site.string() +
+                  " (a folder can't be made, or a link stands in its place)");
+    EXPECT_TRUE(fs::is_empty(elsewhere));
+
+    // A linked page is replaced by the page, not written through.
+    fs::remove(site / "Project Test Cases" / "Smoke");
+    WriteFile(elsewhere / "target.html", "kept");
+    ASSERT_TRUE(Export());
+    fs::remove(site / "Project Test Cases" / "Smoke" / "P 1.html");
+    fs::create_symlink(elsewhere / "target.html",
+                       site / "Project Test Cases" / "Smoke" / "P 1.html");
+    fs::remove(site / "images" / "vtlogo.gif");
+    fs::create_symlink(elsewhere / "target.html", site / "images" / "vtlogo.gif");
+    ASSERT_TRUE(Export());
+    EXPECT_EQ(ReadFile(elsewhere / "target.html"), "kept");
+    EXPECT_FALSE(fs::is_symlink(site / "Project Test Cases" / "Smoke" / "P 1.html"));
+    EXPECT_FALSE(fs::is_symlink(site / "images" / "vtlogo.gif"));
+}
+
+TEST_F(ExportTest, TwoExportsIntoOneNewPlaceBothSucceed) {
+    request.askBeforeOverwriting = false;
+    for (int round = 0; round < 20; ++round) {
+        request.destination = dir.path() / ("new" + std::to_string(round)) / "nested";
+        RecordingPort otherPort;
+        std::optional<fs::path> first, second;
+        {
+            std::jthread other(
+                [&] { second = ExportWeb(otherPort, custom, nullptr).Run(request); });
+            first = ExportWeb(port, custom, nullptr).Run(request);
+        }
+        ASSERT_TRUE(first && second) << "round " << round;
+    }
 }
 
 TEST(GifImage, WritesWhatItReadsBack) {

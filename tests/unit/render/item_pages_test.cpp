@@ -34,7 +34,7 @@ TEST_F(PageTest, PlaceholdersPassThroughOrBecomeTheFixedTexts) {
               "<test_type></test_type></test_case>");
     ASSERT_TRUE(core.Load(db / "tc.vtl"));
 
-    const std::string plain = "<html><body><p>no placeholders at all</p></body></html>";
+    const std::string plain = "<p>no placeholders at all</p>";
     EXPECT_EQ(Render(core, plain), plain);
     const std::string longComment = "<!--" + std::string(1020, 'x') + "-->";
     EXPECT_EQ(Render(core, "a" + longComment + "b"), "a" + longComment + "b");
@@ -53,6 +53,56 @@ TEST_F(PageTest, PlaceholdersPassThroughOrBecomeTheFixedTexts) {
     EXPECT_FALSE(unread.Load(db / "gone.vtl"));
     EXPECT_EQ(Render(unread, "<!--VT_ID_DATA-->"),
               "<!-- Failed to load XML file " + (db / "gone.vtl").string() + "-->&nbsp;");
+}
+
+TEST_F(PageTest, EveryPageCarriesThePolicyFirstInItsHead) {
+    TestCaseCore core(custom);
+    const std::string policy(kPagePolicy);
+    EXPECT_EQ(Render(core, "<!DOCTYPE html>\n<HTML><HEAD lang=en><title>t</title></HEAD></HTML>"),
+              "<!DOCTYPE html>\n<HTML><HEAD lang=en>" + policy + "<title>t</title></HEAD></HTML>");
+    EXPECT_EQ(Render(core, "<html lang=en><header>h</header><body></body></html>"),
+              "<html lang=en>" + policy + "<header>h</header><body></body></html>");
+    EXPECT_EQ(Render(core, "<header>a piece of a page</header>"),
+              "<header>a piece of a page</header>");
+
+    // What the policy allows: the style's sheet, inline styles and pictures; never a script.
+    EXPECT_NE(policy.find("default-src 'none'"), std::string::npos);
+    EXPECT_EQ(policy.find("script-src"), std::string::npos);
+    EXPECT_NE(policy.find("style-src 'self' file: 'unsafe-inline'"), std::string::npos);
+}
+
+TEST_F(PageTest, ValuesAreTextOnThePageAndRichTextIsHtml) {
+    WriteFile(db / "p.vtl",
+              "<project_test_case><id>P1</id><test_title>R&amp;D &lt;b&gt; &quot;q&quot;"
+              "</test_title><test_type><img src=x onerror=alert(1)></test_type>"
+              "<test_phase>Alpha &amp; Beta</test_phase><test_status>Pass</test_status>"
+              "<test_attempts>\"><script>x()</script></test_attempts>"
+              "<external_link>www.example.org/?a=1&amp;b=\"2\"</external_link>"
+              "<test_description><![CDATA[<b>bold</b> & </textarea><i>]]></test_description>"
+              "</project_test_case>");
+    PrjTestCaseCore core(custom, "Alpha");
+    ASSERT_TRUE(core.Load(db / "p.vtl"));
+    EXPECT_EQ(Render(core, "<!--VT_TITLE_DATA-->"), "R&amp;D &lt;b&gt; &quot;q&quot;");
+    EXPECT_EQ(Render(core, "<!--VT_TESTTYPE_DATA-->"), "&lt;img src=x onerror=alert(1)&gt;");
+    EXPECT_EQ(Render(core, "<!--VT_TESTTPHASE_DATA-->"), "Alpha &amp; Beta");
+    EXPECT_EQ(Render(core, "<!--VT_ATTEMPTS_DATA-->"),
+              "&quot;&gt;&lt;script&gt;x()&lt;/script&gt;");
+    EXPECT_EQ(Render(core, "<!--VT_EXTLINK_DATA-->"),
+              "<a href=\"http://www.example.org/?a=1&amp;b=&quot;2&quot;\">www.example.org/"
+              "?a=1&amp;b=&quot;2&quot;</a>");
+    EXPECT_EQ(Render(core, "<!--VT_DESCRIPTION_DATA-->"), "<b>bold</b> & </textarea><i>");
+    EXPECT_EQ(core.FieldTable().find("<img"), std::string::npos);
+
+    // Edit controls hold the same values as attribute text and box text.
+    EXPECT_EQ(Render(core, "<!--VT_TITLE_EDIT-->"),
+              "<input name=\"TITLE\" type=\"text\" class=\"TITLE\" value=\"R&amp;D &lt;b&gt; "
+              "&quot;q&quot;\">");
+    EXPECT_EQ(Render(core, "<!--VT_ATTEMPTS_EDIT-->"),
+              "<input name=\"ATTEMPTS\" type=\"text\" class=\"ATTEMPTS\" "
+              "value=\"&quot;&gt;&lt;script&gt;x()&lt;/script&gt;\">");
+    EXPECT_NE(Render(core, "<!--VT_DESCRIPTION_EDIT-->")
+                  .find("&lt;b&gt;bold&lt;/b&gt; &amp; &lt;/textarea&gt;&lt;i&gt;</textarea>"),
+              std::string::npos);
 }
 
 TEST_F(PageTest, StyleInlinedWithImagesAndTheDesktopBase) {
@@ -146,6 +196,19 @@ TEST_F(PageTest, SuiteListShowsStatusIconsSubSuitesAndItsLimit) {
                         "class=List>Log in</td>"),
               std::string::npos);
     EXPECT_TRUE(list.ends_with("</tr> \n</table>"));
+
+    // Names are links by URL encoding and text by HTML escaping; cells are text.
+    fs::create_directories(suite / "a#b 50%");
+    WriteFile(suite / "R&D#1.vtl",
+              "<project_test_case><test_title>x &lt; y</test_title><test_status>"
+              "<b>Pass</b></test_status></project_test_case>");
+    const std::string named = Render(core, "<!--VT_TGLIST-->");
+    EXPECT_NE(named.find("<a href=\"a%23b%2050%25/a%23b%2050%25_index.html\">a#b 50%</a>"),
+              std::string::npos);
+    EXPECT_NE(named.find("<a href=\"R%26D%231.html\">R&amp;D#1</a></td><td class=List>x &lt; "
+                         "y</td><td class=List>&lt;b&gt;Pass&lt;/b&gt;</td>"),
+              std::string::npos)
+        << named;
 
     for (std::size_t n = 0; n < kSuiteListLimit; ++n)
         WriteFile(suite / ("Q" + std::to_string(n) + ".vtl"), "<project_test_case/>");

@@ -1,5 +1,7 @@
 #include "reports/command_line.h"
 
+#include <sys/stat.h>
+
 #include <fstream>
 
 #include "platform/recording_port.h"
@@ -101,6 +103,31 @@ TEST_F(CommandLineTest, SuiteFileListsOneSuiteALine) {
     EXPECT_EQ(line.suites[2].size(), 1023u);
 }
 
+TEST_F(CommandLineTest, SuiteFileThatIsNoTextIsRefused) {
+    const auto nul = dir.path() / "nul.txt";
+    std::ofstream(nul, std::ios::binary) << std::string("Login\n\0Login\n", 13);
+    // UTF-16 without a byte-order mark: every other byte a NUL.
+    const auto wide = dir.path() / "wide.txt";
+    std::ofstream(wide, std::ios::binary) << std::string("L\0o\0g\0i\0n\0\n\0", 12);
+    for (const auto& file : {nul, wide}) {
+        const CommandLine line =
+            Parse({"/r", "status", "/d", "db", "/p", "A", "/s", file.string()});
+        EXPECT_TRUE(line.refused);
+        EXPECT_FALSE(line.reportMode);
+        EXPECT_TRUE(port.notices.back().text.find("holds a control character") != std::string::npos)
+            << port.notices.back().text;
+    }
+    EXPECT_EQ(port.notices.front().text.substr(0, 7), "Line 2 ");
+
+    // A FIFO would block a plain read for ever; a folder can't be read at all.
+    const auto fifo = dir.path() / "fifo.txt";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    for (const auto& file : {fifo, dir.path()}) {
+        EXPECT_TRUE(Parse({"/s", file.string()}).refused);
+        EXPECT_EQ(port.notices.back().text, "Cannot open file after /s parameter.\n");
+    }
+}
+
 class CommandLineRunTest : public ProjectTest {
 protected:
     CommandLineRunTest() {
@@ -148,6 +175,46 @@ TEST_F(CommandLineRunTest, SaysWhyNoReportWasMade) {
     }
     EXPECT_EQ(Run({"/r", "status", "/d", db.string(), "/p", "Alpha", "/n", std::string(64, 'n')}),
               0);
+
+    // Names from the command line never lead out of their folder.
+    const std::string notAProject =
+        "\" is not a project name. A name is one folder or item of the database: 1 to 64 "
+        "characters, none of \\ / : * ? \" < > |, and not \".\" or \"..\"";
+    const std::filesystem::path outside = dir.path() / "outside";
+    std::filesystem::create_directories(outside / "Project Test Cases" / "S");
+    std::filesystem::create_directory_symlink(outside, db / "Projects" / "Linked");
+    std::ofstream(dir.path() / "outfilter.vtl") << "<filter><id>x</id></filter>";
+    std::filesystem::create_directories(project / "Project Test Cases" / "Login" / "Deep");
+    const auto suites = [this](const std::string& line) {
+        const auto file = dir.path() / "suites.txt";
+        std::ofstream(file, std::ios::trunc) << line << "\n";
+        return file.string();
+    };
+    const std::vector<std::pair<std::vector<std::string>, std::string>> hostile{
+        {{"/r", "status", "/d", db.string(), "/p", ".."},
+         "Report was not created - \".." + notAProject},
+        {{"/r", "status", "/d", db.string(), "/p", outside.string()},
+         "Report was not created - \"" + outside.string() + notAProject},
+        {{"/r", "status", "/d", db.string(), "/p", "Linked"},
+         "Report was not created - project \"Linked\" was not found in the database"},
+        {{"/r", "status", "/d", db.string(), "/p", "Alpha", "/f", "../../outfilter"},
+         "Report was not created - \"../../outfilter\" is not a filter name. A name is one "
+         "folder or item of the database: 1 to 64 characters, none of \\ / : * ? \" < > |, and "
+         "not \".\" or \"..\""},
+    };
+    for (const auto& [arguments, message] : hostile) {
+        EXPECT_EQ(Run(arguments), 1) << message;
+        EXPECT_EQ(port.notices.back().text, message);
+    }
+    for (const std::string line :
+         {"../../outside", "Login/../../..", "/etc", "\\etc", "Login/./Deep"}) {
+        EXPECT_EQ(Run({"/r", "status", "/d", db.string(), "/p", "Alpha", "/s", suites(line)}), 1)
+            << line;
+        EXPECT_TRUE(port.notices.back().text.find("is not a suite of the project") !=
+                    std::string::npos)
+            << port.notices.back().text;
+    }
+    EXPECT_FALSE(std::filesystem::exists(outside / "Project Reports"));
 
     std::ofstream(db / "VantorelDatabase.vdb", std::ios::binary)
         << EncodeVersionRecord({"V2.0", 900});

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "documents/field_tables.h"
 #include "documents/history.h"
+#include "render/report_pages.h"
 #include "reports/status_report.h"
 #include "storage/tagged_document.h"
 #include "support/project_fixture.h"
@@ -54,16 +56,46 @@ TEST_F(ListReportsTest, DetailsHoldEveryFieldAndTheHistory) {
     const auto data = ReadDetailsReport(*file);
     ASSERT_TRUE(data);
     ASSERT_EQ(data->testCases.size(), 1u);
-    EXPECT_EQ(data->testCases[0].first, "Project Test Cases/Login/A.vtl");
-    XMLParse testCase;
-    testCase.LoadText(data->testCases[0].second);
-    std::string status;
-    EXPECT_EQ(testCase.GetTag("<test_status>", status), 0);
-    EXPECT_EQ(status, "Pass");
-    const auto history = LoadHistoryBlocks(testCase);
-    ASSERT_EQ(history.size(), 2u);
-    EXPECT_EQ(history[1].newStatus, "Pass");
+    const ReportedTestCase& kept = data->testCases[0];
+    EXPECT_EQ(kept.path, "Project Test Cases/Login/A.vtl");
+    const std::size_t fields = FieldRows(PrjTestCaseFields()).size();
+    ASSERT_EQ(kept.values.size(), fields + 2);
+    EXPECT_EQ(kept.values[7], "Pass");  // <test_status>
+    XMLParse lastBlock;
+    lastBlock.LoadText("<history_entry>" + kept.values[fields + 1] + "</history_entry>");
+    const auto history = LoadHistoryBlocks(lastBlock);
+    ASSERT_EQ(history.size(), 1u);
+    EXPECT_EQ(history[0].newStatus, "Pass");
     EXPECT_EQ(ReadStatusReport(*file), std::nullopt);
+}
+
+TEST_F(ListReportsTest, DetailsGiveBackAnyValueSoNoneForgesAnEntry) {
+    const std::string forged = "</test_case>\r\n<test_case>\r\n<path>evil</path><id>X</id>";
+    AddCase("Login/A.vtl",
+            {{"<id>", "A"},
+             {"<test_type>", "Manual " + forged},
+             {"<test_description>", "<![CDATA[Step " + forged + " &amp; &#x0A; done]]>"}},
+            Block("01-10-2026", false, "Not yet attempted", "Not yet attempted"));
+    const auto file = Make(ReportKind::Details, WholeProject());
+    ASSERT_TRUE(file);
+    TCFullReport written(Reporting());
+    ASSERT_TRUE(written.create(WholeProject()));
+
+    const auto data = ReadDetailsReport(*file);
+    ASSERT_TRUE(data);
+    ASSERT_EQ(data->testCases.size(), 1u);
+    EXPECT_EQ(data->testCases[0].path, "Project Test Cases/Login/A.vtl");
+    ASSERT_EQ(written.TestCases().size(), 1u);
+    EXPECT_EQ(data->testCases[0].values, written.TestCases()[0].values);
+
+    // Its page shows the one test case with the texts as they were written.
+    const auto page = RenderReportPage(*file, custom, "details");
+    ASSERT_TRUE(page);
+    EXPECT_EQ(page->body.find("<h2>", page->body.find("<h2>") + 1), std::string::npos);
+    EXPECT_EQ(page->body.find("evil</h2>"), std::string::npos);
+    EXPECT_NE(page->body.find("<td>Step " + forged + " &amp; &#x0A; done</td>"), std::string::npos)
+        << page->body;
+    EXPECT_NE(page->body.find("<td>Manual &lt;/test_case&gt;"), std::string::npos);
 }
 
 }  // namespace

@@ -63,7 +63,9 @@ TEST_F(ReportWizardTest, ChecksEachPageBeforeMovingOn) {
 
 TEST_F(ReportWizardTest, TellsWhenGenerationFails) {
     AddCase("Login/A.vtl", {{"<test_status>", "Pass"}});
+    // A missing report folder is made again; a file in its place can't be.
     std::filesystem::remove_all(project / "Project Reports" / "Status Reports");
+    std::ofstream(project / "Project Reports" / "Status Reports") << "not a folder";
     wizard.project = "Alpha";
     wizard.kind = ReportKind::Status;
     wizard.suites = {{"Login", false}};

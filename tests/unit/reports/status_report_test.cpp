@@ -179,7 +179,9 @@ TEST_F(StatusReportTest, NamesReportsAndAsksBeforeReplacingOne) {
 
 TEST_F(StatusReportTest, TellsWhyTheReportFolderCannotBeUsed) {
     AddCase("S/A.vtl", {{"<test_status>", "Pass"}});
+    // A missing report folder is made again; a file in its place can't be.
     std::filesystem::remove_all(project / "Project Reports" / "Status Reports");
+    std::ofstream(project / "Project Reports" / "Status Reports") << "not a folder";
     EXPECT_FALSE(Make(ReportKind::Status, WholeProject()));
     EXPECT_EQ(port.notices.back(),
               (Notice{"Unable to create new file, the directory could not be accessed. Please "

@@ -1,6 +1,9 @@
 #include "storage/tagged_document.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <map>
 
 #include "support/temp_dir.h"
 
@@ -133,6 +136,61 @@ TEST(Load, FailsWithoutAnOpenFile) {
     EXPECT_EQ(doc.Load(), 1);
     EXPECT_EQ(doc.OpenFastRead("/no/such/file.vtl"), 1);
     EXPECT_NE(doc.OpenRead("/no/such/file.vtl"), 0);
+}
+
+// Whatever stands under a document's name on a shared disk, opening it returns at once, and
+// only a regular file of a document's size is read.
+TEST(Load, OnlyRegularFilesOfADocumentsSizeAreRead) {
+    TempDir dir;
+    const auto fifo = dir / "Pipe.vtl";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    const auto huge = dir / "Huge.vtl";
+    {
+        std::ofstream(huge) << "<id>x</id>";
+        std::filesystem::resize_file(huge, kDocumentSizeMax + 1);  // sparse: costs nothing
+    }
+    const auto largest = dir / "Largest.vtl";
+    {
+        std::ofstream(largest) << "<id>big</id>";
+        std::filesystem::resize_file(largest, kDocumentSizeMax);
+    }
+    XMLParse document;
+    EXPECT_EQ(document.OpenRead(fifo), kNotRegularFile);
+    EXPECT_EQ(document.OpenRead("/dev/zero"), kNotRegularFile);
+    EXPECT_EQ(document.OpenRead(dir.path()), kNotRegularFile);
+    EXPECT_EQ(document.OpenRead(huge), kFileTooLarge);
+    EXPECT_NE(document.OpenFastRead(fifo), 0);
+    EXPECT_NE(document.OpenWide(fifo), 0);
+    EXPECT_EQ(document.Load(), 1);
+
+    ASSERT_EQ(document.OpenFastRead(largest), 0);
+    ASSERT_EQ(document.Load(), 0);
+    std::string id;
+    EXPECT_EQ(document.GetTag("<id>", id), 0);
+    EXPECT_EQ(id, "big");
+    EXPECT_EQ(ReadFailureText(kFileTooLarge), "is larger than 32 MiB");
+}
+
+TEST(ListFolder, TypesEntriesWithoutFollowingLinks) {
+    TempDir dir;
+    std::filesystem::create_directory(dir / "Suite");
+    std::ofstream(dir / "A.vtl") << "x";
+    std::filesystem::create_directory_symlink(".", dir / "Self");
+    std::filesystem::create_symlink(dir / "A.vtl", dir / "Link.vtl");
+    ASSERT_EQ(::mkfifo((dir / "Pipe.vtl").c_str(), 0600), 0);
+    std::vector<FolderEntry> entries;
+    ASSERT_EQ(ListFolder(dir.path(), entries), 0);
+    std::map<std::string, FolderEntry::Kind> kinds;
+    for (const FolderEntry& entry : entries)
+        kinds[entry.name] = entry.kind;
+    using Kind = FolderEntry::Kind;
+    EXPECT_EQ(kinds, (std::map<std::string, Kind>{{"A.vtl", Kind::File},
+                                                  {"Link.vtl", Kind::Other},
+                                                  {"Pipe.vtl", Kind::Other},
+                                                  {"Self", Kind::Other},
+                                                  {"Suite", Kind::Folder}}));
+    EXPECT_NE(ListFolder(dir / "Self", entries), 0);  // a walk is never led through a link
+    EXPECT_NE(ListFolder(dir / "Missing", entries), 0);
 }
 
 TEST(Writers, ProduceTheDocumentFormatByteForByte) {

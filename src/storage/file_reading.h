@@ -1,0 +1,85 @@
+#pragma once
+// Reading files that come from a shared disk, and listing its folders. Anything may stand
+// under a document's name there: a FIFO or a device would block a read for ever, a huge or
+// sparse file would exhaust memory, a symbolic link to a folder would lead a walk round in
+// circles or out of the database. Every read of a file from the database and every walk of
+// its tree goes through here, so each of those is refused in one place.
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace vantorel {
+
+// The largest document read. The largest legal item holds 16 rich-text fields of 250,000
+// bytes and a long history; this is eight times that, so only a file that is no document is
+// ever refused.
+inline constexpr std::size_t kDocumentSizeMax = 32u * 1024 * 1024;
+
+// The codes of a file that can't be read as a document, beside the system's error numbers
+// (which are all far smaller).
+inline constexpr int kNotRegularFile = 10001;  // a folder, FIFO, device, socket
+inline constexpr int kFileTooLarge = 10002;
+
+// Opens name (relative to the folder open as folderFd, or to the working folder with
+// AT_FDCWD) for reading, or reading and writing, without ever blocking: 0 and the descriptor
+// when it is a regular file of at most maxSize bytes; otherwise an error number, with
+// kNotRegularFile and kFileTooLarge for what is no document.
+int OpenRegularFile(int folderFd, const char* name, int& fd, std::size_t maxSize = kDocumentSizeMax,
+                    bool writable = false);
+int OpenRegularFile(const std::filesystem::path& path, int& fd,
+                    std::size_t maxSize = kDocumentSizeMax, bool writable = false);
+
+// Reads the whole of an open regular file into text (its buffer is reused); 0 or errno.
+int ReadOpenFile(int fd, std::string& text);
+
+// Opens, reads and closes a regular file of at most maxSize bytes; 0 or the code of
+// OpenRegularFile.
+int ReadRegularFile(const std::filesystem::path& path, std::string& text,
+                    std::size_t maxSize = kDocumentSizeMax);
+
+// "is not a regular file", "is larger than 32 MiB", or the system's text for the error.
+std::string ReadFailureText(int code);
+
+// One entry of a folder, typed without following symbolic links: a link, a FIFO, a device or
+// a socket is Other, and no walk goes into or reads through one.
+struct FolderEntry {
+    enum class Kind { File, Folder, Other };
+    std::string name;
+    Kind kind = Kind::Other;
+};
+
+// Where a folder lies on its disk: the same folder reached by two paths (a bind mount) has
+// one identity.
+struct FolderIdentity {
+    dev_t device = 0;
+    ino_t inode = 0;
+    bool operator==(const FolderIdentity&) const = default;
+};
+
+// Lists a folder's entries (never "." and "..") in the order the file system gives them. The
+// folder is closed before this returns, so a walk that descends after listing holds one open
+// folder at a time whatever the depth. 0, or the error number of opening the folder.
+int ListFolder(const std::filesystem::path& folder, std::vector<FolderEntry>& entries,
+               FolderIdentity* identity = nullptr);
+
+// The folders from a walk's root down to where it stands. A walk enters a folder only when it
+// is not already on its way down, so no folder can be visited inside itself, whatever path
+// led there.
+class WalkTrail {
+public:
+    enum class Outcome { Entered, Unreadable, AlreadyOnTrail };
+    // Lists folder into entries and enters it; nothing is entered when the folder can't be
+    // listed or is already on the trail.
+    Outcome Enter(const std::filesystem::path& folder, std::vector<FolderEntry>& entries);
+    void Leave() { m_trail.pop_back(); }
+    std::size_t Depth() const { return m_trail.size(); }
+
+private:
+    std::vector<FolderIdentity> m_trail;
+};
+
+}  // namespace vantorel

@@ -1,0 +1,115 @@
+// The walk of a report over a hostile tree: whatever stands in the project, a report ends,
+// counts what it can't read, and never leaves the project.
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "reports/list_reports.h"
+#include "reports/status_report.h"
+#include "storage/file_reading.h"
+#include "support/project_fixture.h"
+
+namespace vantorel::testing {
+namespace {
+
+class ReportWalkTest : public ProjectTest {
+protected:
+    // A sparse file larger than any document: no memory is spent making it.
+    static void MakeHugeFile(const std::filesystem::path& file) {
+        const int fd = ::open(file.c_str(), O_CREAT | O_WRONLY | O_TRUNC, 0644);
+        ASSERT_GE(fd, 0);
+        ASSERT_EQ(::ftruncate(fd, static_cast<off_t>(kDocumentSizeMax) + 1), 0);
+        ::close(fd);
+    }
+};
+
+TEST_F(ReportWalkTest, LinksFifosAndHugeFilesNeitherHoldNorMisleadTheWalk) {
+    AddCase("Login/A.vtl", {{"<test_status>", "Pass"}});
+    const std::filesystem::path outside = dir.path() / "outside";
+    std::filesystem::create_directories(outside);
+    std::ofstream(outside / "Stolen.vtl") << "<project_test_case><test_status>Fail</test_status>";
+    // Links to the suite itself, to its parent and out of the database; a linked document.
+    std::filesystem::create_directory_symlink(".", cases / "Login" / "Self");
+    std::filesystem::create_directory_symlink("..", cases / "Login" / "Up");
+    std::filesystem::create_directory_symlink(outside, cases / "Login" / "Out");
+    std::filesystem::create_symlink(outside / "Stolen.vtl", cases / "Login" / "Stolen.vtl");
+    ASSERT_EQ(::mkfifo((cases / "Login" / "Pipe.vtl").c_str(), 0600), 0);
+    MakeHugeFile(cases / "Login" / "Huge.vtl");
+
+    const auto file = Make(ReportKind::Status, WholeProject());
+    ASSERT_TRUE(file);
+    const auto report = ReadStatusReport(*file);
+    ASSERT_TRUE(report);
+    EXPECT_EQ(report->totalTests, 1);  // A alone has figures
+    const auto notice = std::ranges::find(port.notices, "Unreadable test cases", &Notice::caption);
+    ASSERT_NE(notice, port.notices.end());
+    EXPECT_EQ(notice->text,
+              "1 test cases could not be read (the debug log names them); the report counts no "
+              "figures of theirs");
+}
+
+TEST_F(ReportWalkTest, AFolderReachedAgainUnderAnotherNameIsNotEnteredTwice) {
+    AddCase("Top.vtl", {{"<test_status>", "Pass"}});
+    AddCase("Login/A.vtl", {{"<test_status>", "Pass"}});
+    // The system cuts a path at a NUL, so this suite names "Project Test Cases" itself, and
+    // each sub-folder below it names the same folder again: the walk takes Top once and ends.
+    ReportRequest request = WholeProject();
+    request.wholeProject = false;
+    request.suites = {{cases / std::string("\0Login", 6), true}};
+    const auto file = Make(ReportKind::Status, request);
+    ASSERT_TRUE(file);
+    EXPECT_EQ(ReadStatusReport(*file)->totalTests, 1);
+}
+
+TEST_F(ReportWalkTest, DeepSuitesNeedOneOpenFolderAtATime) {
+    std::string relative;
+    for (int level = 0; level < 200; ++level)
+        relative += "d/";
+    AddCase(relative + "Deep.vtl", {{"<id>", "Deep"}, {"<test_status>", "Pass"}});
+    AddCase("Top.vtl", {{"<id>", "Top"}, {"<test_status>", "Fail"}});
+
+    rlimit saved{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &saved), 0);
+    rlimit tight = saved;
+    tight.rlim_cur = 64;
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &tight), 0);
+    ReportRequest request = WholeProject();
+    request.threads = 2;
+    const auto file = Make(ReportKind::List, request);
+    ::setrlimit(RLIMIT_NOFILE, &saved);
+    ASSERT_TRUE(file);
+    const std::string text = ReadFile(*file);
+    EXPECT_NE(text.find("Deep.vtl"), std::string::npos);
+    EXPECT_NE(text.find("Top.vtl"), std::string::npos);
+}
+
+TEST_F(ReportWalkTest, AMissingReportFolderOfAProjectIsMadeAgain) {
+    AddCase("Login/A.vtl", {{"<test_status>", "Pass"}});
+    std::filesystem::remove_all(project / "Project Reports");
+    EXPECT_TRUE(Make(ReportKind::Progress, WholeProject()));
+    EXPECT_TRUE(std::filesystem::is_directory(project / "Project Reports" / "Progress Reports"));
+}
+
+TEST_F(ReportWalkTest, UnreadableFoldersAreToldToo) {
+    if (::geteuid() == 0)
+        GTEST_SKIP() << "permissions do not bind the superuser";
+    AddCase("Login/A.vtl", {{"<test_status>", "Pass"}});
+    AddCase("Hidden/B.vtl", {{"<test_status>", "Fail"}});
+    std::filesystem::permissions(cases / "Hidden", std::filesystem::perms::none);
+    ReportRequest request = WholeProject();
+    request.commandLine = true;
+    ASSERT_TRUE(Make(ReportKind::Status, request));
+    std::filesystem::permissions(cases / "Hidden", std::filesystem::perms::owner_all);
+    const auto notice = std::ranges::find(port.notices, "Unreadable test cases", &Notice::caption);
+    ASSERT_NE(notice, port.notices.end());
+    EXPECT_EQ(notice->text,
+              "Status Report - 1 folders could not be read (the debug log names them); the "
+              "report counts no figures of theirs");
+}
+
+}  // namespace
+}  // namespace vantorel::testing
