@@ -29,6 +29,9 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr char kHeading[] = "ExportWeb";
+// Stands in a rendered frame where a page's long part goes, written apart as it is made; no
+// document's text holds a NUL.
+constexpr std::string_view kBodyMark("\0VT_BODY\0", 9);
 constexpr std::string_view kHomePage = "https://vantorel.example/";
 constexpr const char* kMonths[] = {"January",   "February", "March",    "April",
                                    "May",       "June",     "July",     "August",
@@ -226,7 +229,7 @@ void ExportWeb::Progress(const std::string& text) {
         m_progress(text);
 }
 
-ExportWeb::PageWriter::PageWriter(const fs::path& file) {
+ExportWeb::PageWriter::PageWriter(const fs::path& file) : m_file(file) {
     // A page of an earlier export is removed, not truncated: file systems flush a truncated
     // file at once when it is closed, which would make a second export many times slower.
     // The page is made anew, never opened through a link that stands in its place.
@@ -235,8 +238,11 @@ ExportWeb::PageWriter::PageWriter(const fs::path& file) {
 }
 
 ExportWeb::PageWriter::~PageWriter() {
-    if (m_fd >= 0)
+    // A page that was begun and not finished is no page.
+    if (m_fd >= 0) {
         ::close(m_fd);
+        ::unlink(m_file.c_str());
+    }
 }
 
 void ExportWeb::PageWriter::Write(std::string_view text) {
@@ -318,8 +324,12 @@ struct ExportWeb::Site {
     }
     mutable std::map<std::string, Template> templates;
     std::string Finish(const std::string& html, std::size_t depth) const {
-        return WithFooter(RewriteInternalLinks(html, request.projectFolder, UpLevels(depth)),
-                          footer);
+        return WithFooter(Linked(html, depth), footer);
+    }
+    // A page, or a part of one holding whole elements, with its links into the database
+    // made relative.
+    std::string Linked(const std::string& html, std::size_t depth) const {
+        return RewriteInternalLinks(html, request.projectFolder, UpLevels(depth));
     }
 };
 
@@ -520,9 +530,45 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
              SortedContents(request.projectFolder / kProjectReportsFolder / kind).documents) {
             const std::string name = document.stem().string();
             Progress("Export progress - Now exporting: " + name);
-            std::optional<ReportPage> report = RenderReportPage(document, m_custom, name);
+            std::optional<ReportPage> report = ReportPageHead(document);
             if (!report)
                 continue;
+            const Template& page = site.Load(ReportTemplateName(report->kind));
+            PageSettings settings =
+                site.Settings(2, {site.projectCrumb,
+                                  kindCrumb,
+                                  {name, (relative / (name + ".html")).generic_string()}});
+            // The report is written into its page as it is read: a list or details report
+            // of a large project is far larger than what should be held at once.
+            const std::string frame =
+                site.Finish(page.Fill(settings,
+                                      [&](std::string_view placeholder) {
+                                          if (placeholder == "VT_REPORT_TITLE")
+                                              return std::optional<std::string>(report->title);
+                                          if (placeholder == "VT_REPORT")
+                                              return std::optional<std::string>(kBodyMark);
+                                          return std::optional<std::string>();
+                                      }),
+                            2);
+            const fs::path file = root / relative / (name + ".html");
+            const std::size_t mark = frame.find(kBodyMark);
+            PageWriter writer(file);
+            writer.Write(std::string_view(frame).substr(0, mark));
+            if (mark != std::string::npos) {
+                if (!WriteReportBody(*report, document, m_custom, name,
+                                     [&](std::string_view piece) {
+                                         writer.Write(site.Linked(std::string(piece), 2));
+                                     })) {
+                    DebugLog::Write(kHeading, "report %s can't be read\n", document.c_str());
+                    continue;  // the writer removes the page it began
+                }
+                writer.Write(std::string_view(frame).substr(mark + kBodyMark.size()));
+            }
+            if (std::optional<Notice> failure = writer.Close()) {
+                m_port.tell(*failure);
+                return std::nullopt;
+            }
+            ++m_pages;
             for (const ChartFile& chart : report->charts)
                 if (m_charts) {
                     const std::string failed =
@@ -532,20 +578,6 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
                         DebugLog::Write(kHeading, "chart %s not drawn: %s\n", chart.name.c_str(),
                                         failed.c_str());
                 }
-            const Template& page = site.Load(ReportTemplateName(report->kind));
-            PageSettings settings =
-                site.Settings(2, {site.projectCrumb,
-                                  kindCrumb,
-                                  {name, (relative / (name + ".html")).generic_string()}});
-            const std::string html = page.Fill(settings, [&](std::string_view placeholder) {
-                if (placeholder == "VT_REPORT_TITLE")
-                    return std::optional<std::string>(report->title);
-                if (placeholder == "VT_REPORT")
-                    return std::optional<std::string>(report->body);
-                return std::optional<std::string>();
-            });
-            if (!WritePage(root / relative / (name + ".html"), site.Finish(html, 2)))
-                return std::nullopt;
             const std::string href = UrlPath(name + ".html");
             std::string created;
             if (const std::size_t dash = name.find(" - "); dash != std::string::npos)
@@ -571,14 +603,13 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
     Progress("Export progress - Now exporting: " + project);
     // The page is written in three parts, so the list of every test case is never held
     // whole: the template's part before the list, the list as it is made, the rest.
-    const std::string listMark("\0VT_LIST\0", 9);  // no document's text holds a NUL
     ProjectCore projectPage(m_custom);
     projectPage.Load(GroupDocumentPath(request.projectFolder));
     PageSettings settings = site.Settings(0, {site.projectCrumb});
-    settings.list = listMark;
+    settings.list = kBodyMark;
     const std::string frame =
         site.Finish(projectPage.Render(site.Load(kProjectTemplate), settings), 0);
-    const std::size_t mark = frame.find(listMark);
+    const std::size_t mark = frame.find(kBodyMark);
     const fs::path page = root / (project + ".html");
     PageWriter writer(page);
     writer.Write(std::string_view(frame).substr(0, mark));
@@ -609,6 +640,7 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
                                  AnchorOf(suites[child].relative) + "\">" +
                                  Escaped(suites[child].relative.filename().string()) +
                                  "</a></td></tr>\n");
+                // The sub-suite table has always been closed without its angle bracket.
                 writer.Write("</table\n");
             }
             writer.Write("<br><p><b>Test Cases</b></p><table class=List>");
@@ -623,7 +655,7 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
             writer.Write("</table>\n<hr>\n");
         }
         writer.Write(reportsPart);
-        writer.Write(std::string_view(frame).substr(mark + listMark.size()));
+        writer.Write(std::string_view(frame).substr(mark + kBodyMark.size()));
     }
     if (std::optional<Notice> failure = writer.Close()) {
         m_port.tell(*failure);

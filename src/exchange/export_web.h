@@ -48,7 +48,8 @@ public:
 
 private:
     struct Site;
-    // One page written as it is made, in pieces of kFlushSize bytes.
+    // One page written as it is made, in pieces of kFlushSize bytes; a page dropped before
+    // Close is removed.
     class PageWriter {
     public:
         explicit PageWriter(const std::filesystem::path& file);
@@ -62,6 +63,7 @@ private:
     private:
         static constexpr std::size_t kFlushSize = 64 * 1024;
         void Flush();
+        std::filesystem::path m_file;
         int m_fd = -1;
         bool m_written = true;
         std::string m_buffer;

@@ -123,37 +123,40 @@ std::vector<FieldType> CellTypes(const std::string& columns) {
     return types;
 }
 
-std::string ListBody(const ListReportData& report) {
-    std::string html = CreatedText(report.header) + "<table class=List><tr class=ListHeading>";
-    for (const std::string& heading : report.headings)
+// The rows of a list report, written as they are read.
+void WriteListBody(ReportRowReader& reader, const PageOutput& out) {
+    std::string html = CreatedText(reader.Header()) + "<table class=List><tr class=ListHeading>";
+    for (const std::string& heading : ReadRepeated(reader.Head(), "<column_heading>"))
         html += "<td class=ListHeading>" + HtmlEscaped(heading) + "</td>";
     html += "</tr>\n";
-    const std::vector<FieldType> types = CellTypes(report.columns);
-    std::size_t row = 0;
-    for (const ReportedTestCase& testCase : report.rows) {
-        const std::string rowClass = row++ % 2 == 0 ? "List" : "ListAlt";
-        html += "<tr class=" + rowClass + ">";
+    out(html);
+    std::string columns;
+    reader.Head().GetTag("<columns>", columns);
+    const std::vector<FieldType> types = CellTypes(columns);
+    for (ReportedTestCase testCase; reader.Next(testCase);) {
+        const std::string rowClass = testCase.order % 2 == 0 ? "List" : "ListAlt";
+        html = "<tr class=" + rowClass + ">";
         for (std::size_t cell = 0; cell < testCase.values.size(); ++cell)
             html += "<td class=" + rowClass + ">" +
                     Shown(PageValue(cell < types.size() ? types[cell] : FT_TEXT,
                                     testCase.values[cell])) +
                     "</td>";
-        html += "</tr>\n";
+        out(html + "</tr>\n");
     }
-    return html + "</table>\n";
+    out("</table>\n");
 }
 
-std::string DetailsBody(const DetailsReportData& report, const CustomCfg& custom) {
-    std::string html = CreatedText(report.header);
-    for (const ReportedTestCase& kept : report.testCases) {
+// Every test case of a details report, written as it is read.
+void WriteDetailsBody(ReportRowReader& reader, const CustomCfg& custom, const PageOutput& out) {
+    out(CreatedText(reader.Header()));
+    Template history;
+    history.LoadText("<!--VT_TEST_HISTORY-->");
+    for (ReportedTestCase kept; reader.Next(kept);) {
         PrjTestCaseCore testCase(custom, {});
         testCase.LoadKept(kept.values);
-        html += "<h2>" + HtmlEscaped(kept.path) + "</h2>\n" + testCase.FieldTable();
-        Template history;
-        history.LoadText("<!--VT_TEST_HISTORY-->");
-        html += testCase.Render(history, {});
+        out("<h2>" + HtmlEscaped(kept.path) + "</h2>\n" + testCase.FieldTable() +
+            testCase.Render(history, {}));
     }
-    return html;
 }
 
 }  // namespace
@@ -172,48 +175,58 @@ std::string_view ReportTemplateName(ReportKind kind) {
     return {};
 }
 
-std::optional<ReportPage> RenderReportPage(const std::filesystem::path& path,
-                                           const CustomCfg& custom, const std::string& baseName) {
+std::optional<ReportPage> ReportPageHead(const std::filesystem::path& path) {
     const std::optional<ReportKind> kind = ReadReportKind(path);
     if (!kind)
         return std::nullopt;
     ReportPage page;
     page.kind = *kind;
     page.title = HtmlEscaped(path.stem().string());
-    switch (*kind) {
+    return page;
+}
+
+bool WriteReportBody(ReportPage& page, const std::filesystem::path& path, const CustomCfg& custom,
+                     const std::string& baseName, const PageOutput& out) {
+    switch (page.kind) {
         case ReportKind::Status: {
             auto report = ReadStatusReport(path);
             if (!report)
-                return std::nullopt;
+                return false;
             if (report->summaryForm)
                 for (int meaning = 0; meaning < kMeaningCount; ++meaning)
                     report->colours.push_back(
                         custom.ReportColourOf(static_cast<std::size_t>(MeaningSlot(meaning))));
-            page.body = StatusBody(*report, custom, baseName, page.charts);
-            break;
+            out(StatusBody(*report, custom, baseName, page.charts));
+            return true;
         }
         case ReportKind::Progress: {
             auto report = ReadProgressReport(path);
             if (!report)
-                return std::nullopt;
-            page.body = ProgressBody(*report, baseName, page.charts);
-            break;
+                return false;
+            out(ProgressBody(*report, baseName, page.charts));
+            return true;
         }
-        case ReportKind::List: {
-            auto report = ReadListReport(path);
-            if (!report)
-                return std::nullopt;
-            page.body = ListBody(*report);
-            break;
-        }
+        case ReportKind::List:
         case ReportKind::Details: {
-            auto report = ReadDetailsReport(path);
-            if (!report)
-                return std::nullopt;
-            page.body = DetailsBody(*report, custom);
-            break;
+            ReportRowReader reader;
+            if (!reader.Open(path, page.kind))
+                return false;
+            if (page.kind == ReportKind::List)
+                WriteListBody(reader, out);
+            else
+                WriteDetailsBody(reader, custom, out);
+            return true;
         }
     }
+    return false;
+}
+
+std::optional<ReportPage> RenderReportPage(const std::filesystem::path& path,
+                                           const CustomCfg& custom, const std::string& baseName) {
+    std::optional<ReportPage> page = ReportPageHead(path);
+    if (!page || !WriteReportBody(*page, path, custom, baseName,
+                                  [&page](std::string_view piece) { page->body += piece; }))
+        return std::nullopt;
     return page;
 }
 

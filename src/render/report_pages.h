@@ -3,8 +3,10 @@
 // report templates' <!--VT_REPORT--> placeholder; the charts are handed back to be drawn.
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "render/charts.h"
@@ -29,8 +31,19 @@ struct ReportPage {
 // The template each kind of report page is filled into.
 std::string_view ReportTemplateName(ReportKind kind);
 
-// The page of the report document at path; none when it is not a report that can be read.
-// Chart files are named from baseName.
+// Receives a page's text piece by piece.
+using PageOutput = std::function<void(std::string_view)>;
+
+// The kind and title of the page of the report document at path, read from its header; none
+// when it is not a report.
+std::optional<ReportPage> ReportPageHead(const std::filesystem::path& path);
+// Writes the body of the report's page to out as the report is read, so a list or details
+// report of any size is shown holding one test case; the charts go to page.charts, named from
+// baseName. False when the report can't be read (a cut-short list or details report ends
+// where it was cut).
+bool WriteReportBody(ReportPage& page, const std::filesystem::path& path, const CustomCfg& custom,
+                     const std::string& baseName, const PageOutput& out);
+// Both, with the body in page.body.
 std::optional<ReportPage> RenderReportPage(const std::filesystem::path& path,
                                            const CustomCfg& custom, const std::string& baseName);
 

@@ -1,8 +1,19 @@
 #include "reports/list_reports.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <utility>
 
 #include "documents/field_tables.h"
+#include "storage/atomic_save.h"
+#include "storage/file_layer.h"
+#include "storage/file_reading.h"
 #include "storage/tagged_document.h"
 
 namespace vantorel {
@@ -32,93 +43,19 @@ std::string RelativePath(const std::filesystem::path& file, const std::filesyste
     return file.lexically_relative(project).generic_string();
 }
 
-// Keeps what a kind takes of each document, with the document's place in the walk, and puts
-// the threads' rows back into walk order.
-class RowTally : public DocumentTally {
-public:
-    using Extract = std::vector<std::string> (*)(const XMLParse&, const std::string& path);
-
-    RowTally(std::filesystem::path project, Extract extract)
-        : m_project(std::move(project)), m_extract(extract) {}
-
-    bool Take(const XMLParse& document, std::size_t order, const std::filesystem::path& folder,
-              std::string_view name) override {
-        std::string path = RelativePath(folder / name, m_project);
-        std::vector<std::string> values = m_extract(document, path);
-        rows.push_back({order, std::move(path), std::move(values)});
-        return true;
-    }
-
-    void Merge(DocumentTally& other) override {
-        auto& more = static_cast<RowTally&>(other).rows;
-        rows.insert(rows.end(), std::make_move_iterator(more.begin()),
-                    std::make_move_iterator(more.end()));
-    }
-
-    std::vector<ReportedTestCase> InWalkOrder() {
-        std::sort(
-            rows.begin(), rows.end(),
-            [](const ReportedTestCase& a, const ReportedTestCase& b) { return a.order < b.order; });
-        return std::move(rows);
-    }
-
-    std::vector<ReportedTestCase> rows;
-
-private:
-    std::filesystem::path m_project;
-    Extract m_extract;
-};
-
 std::string StoredValue(const XMLParse& document, std::string_view tag) {
     std::string value;
     document.GetTag(tag, value);
     return value;
 }
 
-std::vector<std::string> ListCells(const XMLParse& document, const std::string& path) {
-    std::vector<std::string> cells;
-    for (const ListColumn& column : kColumns) {
-        if (!column.tag.empty()) {
-            cells.push_back(StoredValue(document, column.tag));
-        } else {
-            // The suite: the folders between "Project Test Cases" and the document.
-            const auto first = path.find('/'), last = path.rfind('/');
-            cells.push_back(first < last ? Escaped(path.substr(first + 1, last - first - 1))
-                                         : std::string());
-        }
-    }
-    return cells;
-}
-
-std::vector<std::string> DetailsValues(const XMLParse& document, const std::string&) {
-    std::vector<std::string> values;
-    for (const FieldDescriptor& field : FieldRows(PrjTestCaseFields()))
-        values.push_back(StoredValue(document, field.tag));
-    for (std::string& block : ReadRepeated(document, "<history_entry>"))
-        values.push_back(std::move(block));
-    return values;
-}
-
-// The details report holds values as their documents store them: rich text in CDATA, list
-// text as typed, whole history blocks. Any of them may hold what reads as a tag, so each is
-// escaped as a whole, without a length limit, and no value can end its element or its test
-// case early; the reader unescapes it back to exactly what was written.
+// A report holds values as their documents store them: rich text in CDATA, list text as
+// typed, whole history blocks. Any of them may hold what reads as a tag, so each is escaped
+// as a whole, without a length limit, and no value can end its element or its test case
+// early; the reader unescapes it back to exactly what was written.
 std::string KeptForm(std::string value) {
     Escape(value, std::string::npos);
     return value;
-}
-
-// Every occurrence of tag, each read whole: a test case, and an escaped rich text in it, may
-// be far longer than any one field.
-std::vector<std::string> WholeElements(const XMLParse& document, std::string_view tag) {
-    std::vector<std::string> elements;
-    try {
-        for (auto match = document.FindNextTag(tag, 0, std::string::npos); match;
-             match = document.FindNextTag(tag, match->end, std::string::npos))
-            elements.push_back(std::move(match->value));
-    } catch (const TagError&) {
-    }
-    return elements;
 }
 
 // A value as it was before KeptForm.
@@ -127,22 +64,205 @@ std::string FromKeptForm(std::string value) {
     return value;
 }
 
+// Every occurrence of tag, each read whole and given back from its kept form: an escaped rich
+// text may be far longer than any one field.
+std::vector<std::string> KeptElements(const XMLParse& document, std::string_view tag) {
+    std::vector<std::string> elements;
+    try {
+        for (auto match = document.FindNextTag(tag, 0, std::string::npos); match;
+             match = document.FindNextTag(tag, match->end, std::string::npos))
+            elements.push_back(FromKeptForm(std::move(match->value)));
+    } catch (const TagError&) {
+    }
+    return elements;
+}
+
+// The suite of a test case: the folders between "Project Test Cases" and the document.
+std::string SuiteOf(const std::string& path) {
+    const auto first = path.find('/'), last = path.rfind('/');
+    return first < last ? Escaped(path.substr(first + 1, last - first - 1)) : std::string();
+}
+
+constexpr std::string_view kRowTag = "<test_case>";
+constexpr std::string_view kRowEnd = "</test_case>";
+// A test case whose element is longer than this is taken for a damaged report: no document
+// can give one that long, even with every character escaped.
+constexpr std::size_t kRowElementMax = 8 * kDocumentSizeMax;
+constexpr std::size_t kReadBlock = 1 << 16;
+
+}  // namespace
+
+// The rows of a report, put back into walk order as the threads finish their chunks, and
+// written to an unnamed file in the report's folder. A thread whose chunk is far ahead of
+// the next one to be written waits while too much is held, so the rows held stay bounded
+// however unevenly the threads go.
+class RowSpool {
+public:
+    explicit RowSpool(const std::filesystem::path& folder) {
+        m_fd = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+        if (m_fd < 0) {
+            // Not every file system has unnamed files; a named one is unlinked at once (a
+            // crash between the two leaves a temporary name the sweep removes).
+            std::string name = (folder / (std::string(kSaveTempPrefix) + "rows-XXXXXX")).string();
+            m_fd = ::mkostemp(name.data(), O_CLOEXEC);
+            if (m_fd >= 0)
+                ::unlink(name.c_str());
+        }
+        if (m_fd < 0)
+            m_error = errno;
+    }
+    ~RowSpool() {
+        if (m_fd >= 0)
+            ::close(m_fd);
+    }
+    RowSpool(const RowSpool&) = delete;
+    RowSpool& operator=(const RowSpool&) = delete;
+
+    // Hands over the elements of the documents from first to end (not included) of the walk,
+    // count of them taken.
+    void Put(std::size_t first, std::size_t end, std::string elements, std::size_t count) {
+        std::unique_lock lock(m_mutex);
+        m_changed.wait(lock, [&] { return first == m_next || m_held < kHeldMax || m_abandoned; });
+        if (m_abandoned)
+            return;
+        m_held += elements.size();
+        m_waiting.emplace(first, Chunk{end, std::move(elements), count});
+        while (!m_waiting.empty() && m_waiting.begin()->first == m_next) {
+            Chunk chunk = std::move(m_waiting.begin()->second);
+            m_waiting.erase(m_waiting.begin());
+            m_held -= chunk.elements.size();
+            if (!m_error && m_fd >= 0)
+                m_error = SystemFiles().WriteAll(m_fd, chunk.elements);
+            m_next = chunk.end;
+            m_count += chunk.count;
+        }
+        m_changed.notify_all();
+    }
+
+    // The walk ends early: nobody waits for chunks that will never come.
+    void Abandon() {
+        std::lock_guard lock(m_mutex);
+        m_abandoned = true;
+        m_changed.notify_all();
+    }
+
+    std::size_t Count() const { return m_count; }
+
+    // Copies every element, in walk order, to the end of save.
+    void CopyTo(PiecewiseSave& save) const {
+        if (m_error) {
+            save.Fail(m_error);
+            return;
+        }
+        std::string block(kReadBlock, '\0');
+        for (off_t at = 0;;) {
+            const ssize_t got = ::pread(m_fd, block.data(), block.size(), at);
+            if (got < 0 && errno == EINTR)
+                continue;
+            if (got < 0) {
+                save.Fail(errno);
+                return;
+            }
+            if (got == 0)
+                return;
+            save.Write(std::string_view(block.data(), static_cast<std::size_t>(got)));
+            at += got;
+        }
+    }
+
+private:
+    // Chunks held for rows still to come, in bytes, before threads further ahead wait.
+    static constexpr std::size_t kHeldMax = std::size_t{16} << 20;
+    struct Chunk {
+        std::size_t end;
+        std::string elements;
+        std::size_t count;
+    };
+
+    int m_fd = -1;
+    int m_error = 0;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::map<std::size_t, Chunk> m_waiting;
+    std::size_t m_next = 0;
+    std::size_t m_held = 0;
+    std::size_t m_count = 0;
+    bool m_abandoned = false;
+};
+
+namespace {
+
+// One thread's share of a row report: the elements of the documents of its current chunk.
+class RowTally : public DocumentTally {
+public:
+    RowTally(const RowReport& report, std::filesystem::path project,
+             std::shared_ptr<RowSpool> spool,
+             void (RowReport::*write)(const XMLParse&, const std::string&, XMLParse&) const)
+        : m_report(report),
+          m_project(std::move(project)),
+          m_spool(std::move(spool)),
+          m_write(write) {
+        m_elements.OpenWrite(m_project);
+    }
+
+    bool Take(const XMLParse& document, std::size_t, const std::filesystem::path& folder,
+              std::string_view name) override {
+        (m_report.*m_write)(document, RelativePath(folder / name, m_project), m_elements);
+        ++m_count;
+        return true;
+    }
+
+    void EndChunk(std::size_t first, std::size_t end) override {
+        m_spool->Put(first, end, m_elements.TakeWritten(), std::exchange(m_count, 0));
+    }
+
+    void Abandon() override { m_spool->Abandon(); }
+
+    // The spool holds what the threads wrote; there is nothing to add up.
+    void Merge(DocumentTally&) override {}
+
+private:
+    const RowReport& m_report;
+    std::filesystem::path m_project;
+    std::shared_ptr<RowSpool> m_spool;
+    void (RowReport::*m_write)(const XMLParse&, const std::string&, XMLParse&) const;
+    XMLParse m_elements;  // never committed: only its written text is taken
+    std::size_t m_count = 0;
+};
+
 }  // namespace
 
 const std::array<ListColumn, kListColumnCount>& ListColumns() {
     return kColumns;
 }
 
+RowReport::RowReport(ReportKind kind, ReportContext context)
+    : ReportBaseClass(kind, std::move(context)) {}
+
+RowReport::~RowReport() = default;
+
+std::optional<Notice> RowReport::InitStats() {
+    m_spool = std::make_shared<RowSpool>(ReportFolder());
+    return std::nullopt;
+}
+
+std::unique_ptr<DocumentTally> RowReport::NewTally() const {
+    return std::make_unique<RowTally>(*this, Request().projectFolder, m_spool,
+                                      &RowReport::WriteRow);
+}
+
+void RowReport::FinishStats(std::unique_ptr<DocumentTally>) {}
+
+std::size_t RowReport::RowCount() const {
+    return m_spool->Count();
+}
+
+void RowReport::WriteBody(PiecewiseSave& save) const {
+    m_spool->CopyTo(save);
+}
+
 TCListReport::TCListReport(ReportContext context)
-    : ReportBaseClass(ReportKind::List, std::move(context)) {}
-
-std::unique_ptr<DocumentTally> TCListReport::NewTally() const {
-    return std::make_unique<RowTally>(Request().projectFolder, ListCells);
-}
-
-void TCListReport::FinishStats(std::unique_ptr<DocumentTally> tally) {
-    m_rows = static_cast<RowTally&>(*tally).InWalkOrder();
-}
+    : RowReport(ReportKind::List, std::move(context)) {}
 
 void TCListReport::WriteReport(XMLParse& document) const {
     const auto& shown = Request().listColumns;
@@ -153,80 +273,131 @@ void TCListReport::WriteReport(XMLParse& document) const {
     for (std::size_t column = 0; column < kListColumnCount; ++column)
         if (shown[column])
             document.WriteTag("<column_heading>", kColumns[column].heading);
-    document.WriteTag("<num_test_cases>", std::to_string(m_rows.size()));
-    for (const ReportedTestCase& row : m_rows) {
-        document.WriteOpenTag("<test_case>");
-        document.WriteTag("<path>", Escaped(row.path));
-        for (std::size_t column = 0; column < kListColumnCount; ++column)
-            if (shown[column])
-                document.WriteTag("<cell>", row.values[column]);
-        document.WriteCloseTag("<test_case>");
-    }
+    document.WriteTag("<num_test_cases>", std::to_string(RowCount()));
+}
+
+void TCListReport::WriteRow(const XMLParse& document, const std::string& path,
+                            XMLParse& out) const {
+    const auto& shown = Request().listColumns;
+    out.WriteOpenTag(kRowTag);
+    out.WriteTag("<path>", KeptForm(path));
+    for (std::size_t column = 0; column < kListColumnCount; ++column)
+        if (shown[column])
+            out.WriteTag("<cell>", KeptForm(kColumns[column].tag.empty()
+                                                ? SuiteOf(path)
+                                                : StoredValue(document, kColumns[column].tag)));
+    out.WriteCloseTag(kRowTag);
 }
 
 TCFullReport::TCFullReport(ReportContext context)
-    : ReportBaseClass(ReportKind::Details, std::move(context)) {}
-
-std::unique_ptr<DocumentTally> TCFullReport::NewTally() const {
-    return std::make_unique<RowTally>(Request().projectFolder, DetailsValues);
-}
-
-void TCFullReport::FinishStats(std::unique_ptr<DocumentTally> tally) {
-    m_testCases = static_cast<RowTally&>(*tally).InWalkOrder();
-}
+    : RowReport(ReportKind::Details, std::move(context)) {}
 
 void TCFullReport::WriteReport(XMLParse& document) const {
-    const auto fields = FieldRows(PrjTestCaseFields());
-    document.WriteTag("<num_test_cases>", std::to_string(m_testCases.size()));
-    for (const ReportedTestCase& testCase : m_testCases) {
-        document.WriteOpenTag("<test_case>");
-        document.WriteTag("<path>", KeptForm(testCase.path));
-        for (std::size_t i = 0; i < testCase.values.size(); ++i)
-            document.WriteTag(i < fields.size() ? fields[i].tag : "<history_entry>",
-                              KeptForm(testCase.values[i]));
-        document.WriteCloseTag("<test_case>");
+    document.WriteTag("<num_test_cases>", std::to_string(RowCount()));
+}
+
+void TCFullReport::WriteRow(const XMLParse& document, const std::string& path,
+                            XMLParse& out) const {
+    out.WriteOpenTag(kRowTag);
+    out.WriteTag("<path>", KeptForm(path));
+    for (const FieldDescriptor& field : FieldRows(PrjTestCaseFields()))
+        out.WriteTag(field.tag, KeptForm(StoredValue(document, field.tag)));
+    for (std::string& block : ReadRepeated(document, "<history_entry>"))
+        out.WriteTag("<history_entry>", KeptForm(std::move(block)));
+    out.WriteCloseTag(kRowTag);
+}
+
+ReportRowReader::~ReportRowReader() {
+    if (m_fd >= 0)
+        ::close(m_fd);
+}
+
+bool ReportRowReader::ReadMore() {
+    if (m_atEnd || m_fd < 0)
+        return false;
+    // What was read is dropped first, so the buffer holds one test case and a block.
+    m_buffer.erase(0, m_at);
+    m_at = 0;
+    const std::size_t had = m_buffer.size();
+    m_buffer.resize(had + kReadBlock);
+    ssize_t got;
+    do
+        got = ::read(m_fd, m_buffer.data() + had, kReadBlock);
+    while (got < 0 && errno == EINTR);
+    m_buffer.resize(had + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    // NUL bytes read as spaces, as in any document.
+    std::replace(m_buffer.begin() + static_cast<std::ptrdiff_t>(had), m_buffer.end(), '\0', ' ');
+    if (got <= 0)
+        m_atEnd = true;
+    return got > 0;
+}
+
+bool ReportRowReader::Open(const std::filesystem::path& path, ReportKind kind) {
+    m_kind = kind;
+    if (OpenRegularFile(path, m_fd, kReportDocumentSizeMax) != 0)
+        return false;
+    std::size_t rows;
+    while ((rows = m_buffer.find(kRowTag)) == std::string::npos && m_buffer.size() < kReadBlock * 4)
+        if (!ReadMore())
+            break;
+    m_at = std::min(rows, m_buffer.size());
+    m_head.LoadText(m_buffer.substr(0, m_at));
+    m_header = ReadReportHeader(m_head);
+    return m_header.reportType == KindInfo(kind).reportType;
+}
+
+bool ReportRowReader::Next(ReportedTestCase& testCase) {
+    std::size_t begin, end;
+    for (;;) {
+        begin = m_buffer.find(kRowTag, m_at);
+        end = begin == std::string::npos ? begin : m_buffer.find(kRowEnd, begin);
+        if (end != std::string::npos)
+            break;
+        if (m_buffer.size() - m_at > kRowElementMax || !ReadMore())
+            return false;
     }
+    XMLParse row;
+    row.LoadText(m_buffer.substr(begin + kRowTag.size(), end - begin - kRowTag.size()));
+    m_at = end + kRowEnd.size();
+    testCase.order = m_rows++;
+    const std::vector<std::string> paths = KeptElements(row, "<path>");
+    testCase.path = paths.empty() ? std::string() : paths.front();
+    testCase.values.clear();
+    if (m_kind == ReportKind::List) {
+        testCase.values = KeptElements(row, "<cell>");
+    } else {
+        // Each tag is there once: no kept value holds a "<" of its own.
+        for (const FieldDescriptor& field : FieldRows(PrjTestCaseFields())) {
+            std::vector<std::string> found = KeptElements(row, field.tag);
+            testCase.values.push_back(found.empty() ? std::string() : std::move(found.front()));
+        }
+        for (std::string& block : KeptElements(row, "<history_entry>"))
+            testCase.values.push_back(std::move(block));
+    }
+    return true;
 }
 
 std::optional<ListReportData> ReadListReport(const std::filesystem::path& path) {
-    ListReportData data;
-    XMLParse document;
-    if (!LoadReportDocument(path, ReportKind::List, document, data.header))
+    ReportRowReader reader;
+    if (!reader.Open(path, ReportKind::List))
         return std::nullopt;
-    document.GetTag("<columns>", data.columns);
-    for (std::string& heading : ReadRepeated(document, "<column_heading>"))
-        data.headings.push_back(std::move(heading));
-    std::size_t order = 0;
-    for (std::string& text : ReadRepeated(document, "<test_case>")) {
-        XMLParse row;
-        row.LoadText(std::move(text));
-        ReportedTestCase testCase{order++, StoredValue(row, "<path>"), ReadRepeated(row, "<cell>")};
-        Unescape(testCase.path);
-        data.rows.push_back(std::move(testCase));
-    }
+    ListReportData data;
+    data.header = reader.Header();
+    reader.Head().GetTag("<columns>", data.columns);
+    data.headings = ReadRepeated(reader.Head(), "<column_heading>");
+    for (ReportedTestCase row; reader.Next(row);)
+        data.rows.push_back(std::move(row));
     return data;
 }
 
 std::optional<DetailsReportData> ReadDetailsReport(const std::filesystem::path& path) {
-    DetailsReportData data;
-    XMLParse document;
-    if (!LoadReportDocument(path, ReportKind::Details, document, data.header))
+    ReportRowReader reader;
+    if (!reader.Open(path, ReportKind::Details))
         return std::nullopt;
-    for (std::string& text : WholeElements(document, "<test_case>")) {
-        XMLParse testCase;
-        testCase.LoadText(std::move(text));
-        // Each tag is there once: no value holds a "<" of its own.
-        auto first = [&testCase](std::string_view tag) {
-            std::vector<std::string> found = WholeElements(testCase, tag);
-            return found.empty() ? std::string() : FromKeptForm(std::move(found.front()));
-        };
-        ReportedTestCase kept{data.testCases.size(), first("<path>"), {}};
-        for (const FieldDescriptor& field : FieldRows(PrjTestCaseFields()))
-            kept.values.push_back(first(field.tag));
-        for (std::string& block : WholeElements(testCase, "<history_entry>"))
-            kept.values.push_back(FromKeptForm(std::move(block)));
-        data.testCases.push_back(std::move(kept));
-    }
+    DetailsReportData data;
+    data.header = reader.Header();
+    for (ReportedTestCase testCase; reader.Next(testCase);)
+        data.testCases.push_back(std::move(testCase));
     return data;
 }
 

@@ -5,12 +5,14 @@
 
 #include <array>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "reports/report_base.h"
+#include "storage/tagged_document.h"
 
 namespace vantorel {
 
@@ -21,40 +23,90 @@ struct ListColumn {
 // The columns in their fixed order; "/o" position n switches column n.
 const std::array<ListColumn, kListColumnCount>& ListColumns();
 
-// One chosen project test case: where it lies below the project folder ("/" separated) and
-// what the report keeps of it, as stored in the document.
+// One chosen project test case as a report gives it back: where it lies below the project
+// folder ("/" separated) and the values the report keeps of it, as stored in the document.
 struct ReportedTestCase {
-    std::size_t order = 0;  // place in the walk
+    std::size_t order = 0;  // place in the report
     std::string path;
     std::vector<std::string> values;
 };
 
-class TCListReport : public ReportBaseClass {
+class RowSpool;
+
+// What the list and details reports share: each thread writes the elements of the test cases
+// it reads, the elements are put back into walk order as chunks finish and go to an unnamed
+// file beside the report, and the report document is written from that file. However large
+// the project, a report holds no more than a few chunks of test cases.
+class RowReport : public ReportBaseClass {
 public:
-    explicit TCListReport(ReportContext context);
-    const std::vector<ReportedTestCase>& Rows() const { return m_rows; }
+    ~RowReport() override;
 
 protected:
-    void WriteReport(XMLParse& document) const override;
-    std::unique_ptr<DocumentTally> NewTally() const override;
+    RowReport(ReportKind kind, ReportContext context);
+
+    std::optional<Notice> InitStats() override;
     void FinishStats(std::unique_ptr<DocumentTally> tally) override;
+    void WriteBody(PiecewiseSave& save) const override;
+    // The number of test cases the walk gave the report.
+    std::size_t RowCount() const;
+    // Writes the <test_case> element of one document lying at path below the project.
+    virtual void WriteRow(const XMLParse& document, const std::string& path,
+                          XMLParse& out) const = 0;
 
 private:
-    std::vector<ReportedTestCase> m_rows;
+    std::unique_ptr<DocumentTally> NewTally() const override;
+
+    std::shared_ptr<RowSpool> m_spool;
 };
 
-class TCFullReport : public ReportBaseClass {
+class TCListReport : public RowReport {
 public:
-    explicit TCFullReport(ReportContext context);
-    const std::vector<ReportedTestCase>& TestCases() const { return m_testCases; }
+    explicit TCListReport(ReportContext context);
 
 protected:
     void WriteReport(XMLParse& document) const override;
-    std::unique_ptr<DocumentTally> NewTally() const override;
-    void FinishStats(std::unique_ptr<DocumentTally> tally) override;
+    void WriteRow(const XMLParse& document, const std::string& path, XMLParse& out) const override;
+};
+
+class TCFullReport : public RowReport {
+public:
+    explicit TCFullReport(ReportContext context);
+
+protected:
+    void WriteReport(XMLParse& document) const override;
+    void WriteRow(const XMLParse& document, const std::string& path, XMLParse& out) const override;
+};
+
+// Reads a list or details report from start to end a test case at a time, so that a report
+// of any size is shown holding one test case.
+class ReportRowReader {
+public:
+    ReportRowReader() = default;
+    ~ReportRowReader();
+    ReportRowReader(const ReportRowReader&) = delete;
+    ReportRowReader& operator=(const ReportRowReader&) = delete;
+
+    // Opens the report at path when it is a report of kind, reading what comes before its
+    // first test case.
+    bool Open(const std::filesystem::path& path, ReportKind kind);
+    const ReportHeader& Header() const { return m_header; }
+    // The tags before the first test case.
+    const XMLParse& Head() const { return m_head; }
+    // The next test case; false at the end of the report, or where it is cut short.
+    bool Next(ReportedTestCase& testCase);
 
 private:
-    std::vector<ReportedTestCase> m_testCases;
+    // Reads on; false at the end of the file or on a read failure.
+    bool ReadMore();
+
+    ReportKind m_kind = ReportKind::List;
+    int m_fd = -1;
+    bool m_atEnd = false;
+    std::string m_buffer;
+    std::size_t m_at = 0;
+    std::size_t m_rows = 0;
+    XMLParse m_head;
+    ReportHeader m_header;
 };
 
 // A list report read back: the headings of the columns shown and one row of cells (stored

@@ -48,6 +48,8 @@ constexpr std::string_view kLockExtension = ".lck";
 // Documents handed to a thread at a time: large enough to keep the threads apart, small
 // enough to share the work out evenly.
 constexpr std::size_t kChunk = 64;
+// Where the kind of a report is read from: its header, and a status summary's counts.
+constexpr std::size_t kReportHeadMax = 1 << 16;
 
 bool EndsWith(std::string_view text, std::string_view end) {
     return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
@@ -256,6 +258,7 @@ private:
                 for (const Document& document : chunk)
                     GetStatsFromFile(document, folder, buffer, *m_tallies[thread],
                                      m_counts[thread]);
+                m_tallies[thread]->EndChunk(chunk.front().order, chunk.back().order + 1);
                 const std::size_t done = m_processed += chunk.size();
                 // The port belongs to the calling thread; only it reports progress.
                 if (thread == 0)
@@ -264,6 +267,7 @@ private:
             }
         } catch (...) {
             m_failures[thread] = std::current_exception();
+            m_tallies[thread]->Abandon();
             std::lock_guard lock(m_mutex);
             m_queue.clear();
             m_closed = true;
@@ -328,6 +332,11 @@ ReportBaseClass::ReportBaseClass(ReportKind kind, ReportContext context)
 
 ReportBaseClass::~ReportBaseClass() = default;
 
+std::filesystem::path ReportBaseClass::ReportFolder() const {
+    return m_request->projectFolder / std::string(kProjectReportsFolder) /
+           std::string(KindInfo(m_kind).folder);
+}
+
 std::string ReportBaseClass::FilterCaption() const {
     return m_request->filter ? m_request->filter->Caption() : std::string();
 }
@@ -345,8 +354,7 @@ std::optional<std::filesystem::path> ReportBaseClass::create(const ReportRequest
     m_candidates = m_passed = m_openForEditing = m_unreadable = 0;
     m_created = m_context.now();
 
-    const std::filesystem::path folder =
-        request.projectFolder / std::string(kProjectReportsFolder) / std::string(info.folder);
+    const std::filesystem::path folder = ReportFolder();
     // A project copied by a tool that drops empty folders lacks its report folders; they are
     // the project's own, so a project that has its test case folder gets them back.
     std::error_code missing;
@@ -508,8 +516,13 @@ bool ReportBaseClass::WriteDocument(const std::filesystem::path& file) {
     document.WriteTag("<filter_name>", Escaped(FilterCaption()));
     document.WriteTag("<report_type>", info.reportType);
     WriteReport(document);
+    // The save is written in pieces: the header and the kind's tags, the body, the end.
+    PiecewiseSave save(file);
+    save.Write(document.TakeWritten());
+    WriteBody(save);
     document.WriteCloseTag(info.rootTag);
-    const IoResult result = document.Commit();
+    save.Write(document.TakeWritten());
+    const IoResult result = save.Commit();
     if (!result.ok()) {
         m_context.port.tell(SaveFailure(result));
         return false;
@@ -572,9 +585,18 @@ bool HoldsTag(const XMLParse& document, std::string_view tag) {
 }
 
 std::optional<ReportKind> ReadReportKind(const std::filesystem::path& path) {
-    XMLParse document;
-    if (document.OpenFastRead(path, kReportDocumentSizeMax) != 0 || document.Load() != 0)
+    // The header lies at the start; the rest of a large report is not read for it.
+    int fd = -1;
+    if (OpenRegularFile(path, fd, kReportDocumentSizeMax) != 0)
         return std::nullopt;
+    std::string head;
+    const int error = ReadOpenFile(fd, head, kReportHeadMax);
+    ::close(fd);
+    if (error)
+        return std::nullopt;
+    std::replace(head.begin(), head.end(), '\0', ' ');
+    XMLParse document;
+    document.LoadText(std::move(head));
     const std::string type = ReadReportHeader(document).reportType;
     for (ReportKind kind : kAllKinds)
         if (KindInfo(kind).reportType == type)

@@ -28,6 +28,7 @@
 
 namespace vantorel {
 
+class PiecewiseSave;
 class XMLParse;
 
 enum class ReportKind { Status, Progress, List, Details };
@@ -91,6 +92,15 @@ public:
                       const std::filesystem::path& folder, std::string_view name) = 0;
     // Adds the statistics of another thread.
     virtual void Merge(DocumentTally& other) = 0;
+    // Every document of the walk from first to end (not included) was taken by this thread:
+    // a kind that writes as it goes passes on what it holds of them.
+    virtual void EndChunk(std::size_t first, std::size_t end) {
+        (void)first;
+        (void)end;
+    }
+    // The walk ends early, a thread having failed: a kind that writes as it goes stops
+    // waiting for chunks that will not come.
+    virtual void Abandon() {}
 };
 
 class ReportBaseClass {
@@ -117,6 +127,9 @@ protected:
 
     // Writes the kind's tags after the common header.
     virtual void WriteReport(XMLParse& document) const = 0;
+    // Writes what follows those tags straight into the save, for a kind too large to write
+    // through a document in memory.
+    virtual void WriteBody(PiecewiseSave& save) const { (void)save; }
     // Fresh statistics for one thread of the walk.
     virtual std::unique_ptr<DocumentTally> NewTally() const = 0;
     // Gets ready for the walk. A refusal is told only after the candidates were counted, so
@@ -128,6 +141,8 @@ protected:
     virtual std::string FilterCaption() const;
 
     const ReportRequest& Request() const { return *m_request; }
+    // The folder of the kind's reports in the project.
+    std::filesystem::path ReportFolder() const;
     const ReportContext& Context() const { return m_context; }
     // The notice for the user, or in a command-line run the kind's line for the error log.
     Notice KindNotice(std::string interactive, std::string logLine, std::string caption,

@@ -22,60 +22,88 @@ std::string TempName() {
            std::to_string(counter++) + "-" + std::to_string(random() % 1000000);
 }
 
-IoResult Failed(int code, const char* step, const std::filesystem::path& target) {
-    DebugLog::Write("SaveWholeFile", "%s failed for %s: %d\n", step, target.c_str(), code);
-    return IoResult::Failure(
-        code, std::string("Unable to save ") + target.string() + ": " + std::strerror(code));
-}
-
 }  // namespace
 
-IoResult SaveWholeFile(const std::filesystem::path& target, std::string_view content,
-                       FileLayer& files) {
+PiecewiseSave::PiecewiseSave(const std::filesystem::path& target, FileLayer& files)
+    : m_target(target), m_files(files) {
     std::filesystem::path folder = target.parent_path();
     if (folder.empty())
         folder = ".";
-
-    std::filesystem::path temp;
-    int fd = -1;
-    int error = EEXIST;
-    for (int attempt = 0; attempt < 8 && error == EEXIST; ++attempt) {
-        temp = folder / TempName();
-        error = files.CreateExclusive(temp, fd);
+    m_error = EEXIST;
+    for (int attempt = 0; attempt < 8 && m_error == EEXIST; ++attempt) {
+        m_temp = folder / TempName();
+        m_error = files.CreateExclusive(m_temp, m_fd);
     }
-    if (error)
-        return Failed(error, "create", target);
-
+    if (m_error) {
+        m_fd = -1;
+        return;
+    }
+    m_step = "write";
     // Keep the permissions the old document had.
     struct stat old {};
     if (::stat(target.c_str(), &old) == 0)
-        (void)::fchmod(fd, old.st_mode & 07777);
+        (void)::fchmod(m_fd, old.st_mode & 07777);
+}
 
-    const char* step = "write";
-    error = files.WriteAll(fd, content);
-    if (!error) {
-        step = "sync";
-        error = files.Sync(fd);
+PiecewiseSave::~PiecewiseSave() {
+    if (m_fd >= 0) {
+        m_files.Close(m_fd);
+        m_files.Remove(m_temp);
     }
-    int closeError = files.Close(fd);
-    if (!error && closeError) {
-        step = "close";
-        error = closeError;
+}
+
+void PiecewiseSave::Write(std::string_view piece) {
+    if (!m_error)
+        m_error = m_files.WriteAll(m_fd, piece);
+}
+
+void PiecewiseSave::Fail(int error) {
+    if (!m_error)
+        m_error = error;
+}
+
+IoResult PiecewiseSave::Failed() const {
+    DebugLog::Write("SaveWholeFile", "%s failed for %s: %d\n", m_step, m_target.c_str(), m_error);
+    return IoResult::Failure(m_error, std::string("Unable to save ") + m_target.string() + ": " +
+                                          std::strerror(m_error));
+}
+
+IoResult PiecewiseSave::Commit() {
+    if (m_fd < 0)
+        return Failed();
+    if (!m_error) {
+        m_step = "sync";
+        m_error = m_files.Sync(m_fd);
     }
-    if (!error) {
-        step = "rename";
-        error = files.Rename(temp, target);
+    const int closeError = m_files.Close(m_fd);
+    m_fd = -1;
+    if (!m_error && closeError) {
+        m_step = "close";
+        m_error = closeError;
     }
-    if (error) {
-        files.Remove(temp);
-        return Failed(error, step, target);
+    if (!m_error) {
+        m_step = "rename";
+        m_error = m_files.Rename(m_temp, m_target);
+    }
+    if (m_error) {
+        m_files.Remove(m_temp);
+        return Failed();
     }
     // The document is in place; syncing the folder only makes the rename durable sooner.
-    if (int syncError = files.SyncDirectory(folder)) {
+    const std::filesystem::path folder =
+        m_target.has_parent_path() ? m_target.parent_path() : std::filesystem::path(".");
+    if (int syncError = m_files.SyncDirectory(folder)) {
         DebugLog::Write("SaveWholeFile", "folder sync failed for %s: %d\n", folder.c_str(),
                         syncError);
     }
     return IoResult::Success();
+}
+
+IoResult SaveWholeFile(const std::filesystem::path& target, std::string_view content,
+                       FileLayer& files) {
+    PiecewiseSave save(target, files);
+    save.Write(content);
+    return save.Commit();
 }
 
 bool RewriteWithRetries(const std::filesystem::path& target, std::string_view content,

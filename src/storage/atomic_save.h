@@ -18,6 +18,36 @@ namespace vantorel {
 // with a dot), so no walk of the tree mistakes one for an item.
 inline constexpr std::string_view kSaveTempPrefix = ".vtsave-";
 
+// A save whose text is written in pieces, for documents too large to hold whole (reports of
+// a large project). Nothing at target changes until Commit; a save that is dropped before
+// its Commit removes its temporary file.
+class PiecewiseSave {
+public:
+    explicit PiecewiseSave(const std::filesystem::path& target, FileLayer& files = SystemFiles());
+    ~PiecewiseSave();
+    PiecewiseSave(const PiecewiseSave&) = delete;
+    PiecewiseSave& operator=(const PiecewiseSave&) = delete;
+
+    // Appends a piece; after a failure later pieces are dropped and Commit reports it.
+    void Write(std::string_view piece);
+    // The temporary file, to copy a large part into directly; -1 after a failure.
+    int Descriptor() const { return m_error ? -1 : m_fd; }
+    // Marks the save failed with the system's error number (a copy into Descriptor failed).
+    void Fail(int error);
+    // Syncs, closes and renames the temporary file over target.
+    IoResult Commit();
+
+private:
+    IoResult Failed() const;
+
+    std::filesystem::path m_target;
+    std::filesystem::path m_temp;
+    FileLayer& m_files;
+    int m_fd = -1;
+    int m_error = 0;
+    const char* m_step = "create";
+};
+
 // Replaces (or creates) the file at target with content. On failure nothing at target has
 // changed and the message names the target.
 IoResult SaveWholeFile(const std::filesystem::path& target, std::string_view content,

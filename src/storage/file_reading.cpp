@@ -38,12 +38,13 @@ int OpenRegularFile(const std::filesystem::path& path, int& fd, std::size_t maxS
     return OpenRegularFile(AT_FDCWD, path.c_str(), fd, maxSize, writable);
 }
 
-int ReadOpenFile(int fd, std::string& text) {
+int ReadOpenFile(int fd, std::string& text, std::size_t byteLimit) {
     struct stat info {};
     if (::fstat(fd, &info) != 0)
         return errno;
     // A file that grows while it is read is read as far as it was long when opened.
-    const std::size_t limit = static_cast<std::size_t>(std::max<off_t>(info.st_size, 0));
+    const std::size_t limit =
+        std::min(static_cast<std::size_t>(std::max<off_t>(info.st_size, 0)), byteLimit);
     text.resize(limit);
     std::size_t filled = 0;
     while (filled < limit) {

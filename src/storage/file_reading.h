@@ -8,6 +8,7 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -33,8 +34,9 @@ int OpenRegularFile(int folderFd, const char* name, int& fd, std::size_t maxSize
 int OpenRegularFile(const std::filesystem::path& path, int& fd,
                     std::size_t maxSize = kDocumentSizeMax, bool writable = false);
 
-// Reads the whole of an open regular file into text (its buffer is reused); 0 or errno.
-int ReadOpenFile(int fd, std::string& text);
+// Reads the whole of an open regular file, or its first byteLimit bytes, into text (its buffer
+// is reused); 0 or errno.
+int ReadOpenFile(int fd, std::string& text, std::size_t byteLimit = SIZE_MAX);
 
 // Opens, reads and closes a regular file of at most maxSize bytes; 0 or the code of
 // OpenRegularFile.

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "storage/atomic_save.h"
 #include "storage/file_reading.h"
@@ -367,6 +368,10 @@ IoResult XMLParse::Commit() {
     m_writePath.reset();
     m_pending.clear();
     return result;
+}
+
+std::string XMLParse::TakeWritten() {
+    return std::exchange(m_pending, {});
 }
 
 void XMLParse::ReplaceTag(std::string_view tag, std::string_view newValue) {

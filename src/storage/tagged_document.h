@@ -135,6 +135,9 @@ public:
     void WriteWide(std::string_view utf8, bool byteOrderMark = false);
     // Saves what was written over the file given to OpenWrite and closes it.
     IoResult Commit();
+    // Hands over what was written since OpenWrite or the last call, and goes on writing: for
+    // a document saved in pieces.
+    std::string TakeWritten();
 
     // Patching the loaded text; Flush then makes it the text to be written.
     void ReplaceTag(std::string_view tag, std::string_view newValue);

@@ -145,7 +145,12 @@ TEST_F(ExportTest, ValuesReachTheSiteAsTextAndEveryPageForbidsScripts) {
         const std::string page = ReadFile(entry.path());
         EXPECT_EQ(page.find("<img src=x"), std::string::npos) << entry.path();
         EXPECT_NE(page.find(kPagePolicy), std::string::npos) << entry.path();
+        EXPECT_NE(page.find("</html>"), std::string::npos) << entry.path() << " is not whole";
     }
+    // Report pages are written as the report is read, between the parts of their frame.
+    const std::string list =
+        ReadFile(site / "Reports/Test List Reports/List report - 2026-11-21-1.html");
+    EXPECT_LT(list.find("P3</td>"), list.find("</body>"));
     EXPECT_EQ(pages, 13u);
     EXPECT_NE(ReadFile(site / "Alpha.html").find("&lt;img src=x onerror=alert(1)&gt;"),
               std::string::npos);

@@ -83,6 +83,36 @@ TEST(SaveWholeFile, FailureAtAnyStepLeavesTheOldDocumentAndNoTemporaryFile) {
     }
 }
 
+TEST(PiecewiseSave, PiecesMakeTheDocumentOnlyAtCommit) {
+    TempDir dir;
+    const auto path = dir / "report.vtl";
+    WriteFile(path, "old");
+    {
+        PiecewiseSave dropped(path);
+        dropped.Write("never ");
+        dropped.Write("committed");
+    }
+    EXPECT_EQ(ReadFile(path), "old");
+    EXPECT_EQ(EntriesIn(dir.path()), 1) << "a dropped save leaves no temporary file";
+
+    PiecewiseSave save(path);
+    save.Write("head ");
+    save.Write("body ");
+    EXPECT_EQ(ReadFile(path), "old");
+    save.Write("end");
+    ASSERT_TRUE(save.Commit().ok());
+    EXPECT_EQ(ReadFile(path), "head body end");
+
+    // A failed copy into the file fails the whole save.
+    PiecewiseSave failed(path);
+    failed.Write("partial");
+    failed.Fail(EIO);
+    failed.Write(" more");
+    EXPECT_EQ(failed.Commit().code, EIO);
+    EXPECT_EQ(ReadFile(path), "head body end");
+    EXPECT_EQ(EntriesIn(dir.path()), 1);
+}
+
 TEST(SaveWholeFile, AFailedFolderSyncStillReportsTheSavedDocument) {
     // The new document is in place by then: a failure would tell the user the old one was kept.
     TempDir dir;
