@@ -135,11 +135,13 @@ private:
 
 std::int64_t DayNumber(const CalendarDate& date) {
     // Days from the civil calendar, valid for every year of the proleptic Gregorian calendar.
-    const std::int64_t year = date.month <= 2 ? date.year - 1 : date.year;
+    // A history block may hold any numbers for a date; they are computed in 64 bits, where
+    // none can overflow, and such a date falls outside every report's periods.
+    const std::int64_t month = date.month, day = date.day;
+    const std::int64_t year = month <= 2 ? std::int64_t{date.year} - 1 : date.year;
     const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
     const std::int64_t yearOfEra = year - era * 400;
-    const std::int64_t dayOfYear =
-        (153 * (date.month + (date.month > 2 ? -3 : 9)) + 2) / 5 + date.day - 1;
+    const std::int64_t dayOfYear = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
     const std::int64_t dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
     return era * 146097 + dayOfEra - 719468;
 }

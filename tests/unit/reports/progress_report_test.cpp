@@ -1,5 +1,7 @@
 #include "reports/progress_report.h"
 
+#include <limits>
+
 #include "support/project_fixture.h"
 
 namespace vantorel::testing {
@@ -43,6 +45,11 @@ TEST_F(ProgressReportTest, DividesTheSpanIntoAtMostAHundredPeriods) {
     // Whole days across the change of clocks at the end of October and over a leap day.
     EXPECT_EQ(DayNumber({2026, 10, 26}) - DayNumber({2026, 10, 24}), 2);
     EXPECT_EQ(DateOfDayNumber(DayNumber({2028, 2, 28}) + 1), (CalendarDate{2028, 2, 29}));
+    // A hand-edited history may hold any numbers for a date; they order, never wrap.
+    const int most = std::numeric_limits<int>::max();
+    EXPECT_GT(DayNumber({2026, 999999996, 1}), DayNumber({2026, 12, 31}));
+    EXPECT_GT(DayNumber({most, most, most}), DayNumber({2026, 12, 31}));
+    EXPECT_LT(DayNumber({-most, -most, -most}), DayNumber({2026, 1, 1}));
 }
 
 TEST_F(ProgressReportTest, ReplaysEachHistoryIntoOneSeriesPerPeriod) {
