@@ -48,23 +48,23 @@ std::string UpLevels(std::size_t depth) {
 // names (unfinished saves and copies among them) and links are left out, so the export never
 // publishes what lies outside the project.
 struct FolderContents {
-    std::vector<fs::path> documents;
-    std::vector<fs::path> folders;
+    std::vector<std::string> documents;
+    std::vector<std::string> folders;
 };
 
-FolderContents SortedContents(const fs::path& folder, const std::vector<FolderEntry>& entries) {
+FolderContents SortedContents(const std::vector<FolderEntry>& entries) {
     FolderContents contents;
     for (const FolderEntry& entry : entries) {
         if (entry.name.starts_with("."))
             continue;
         if (entry.kind == FolderEntry::Kind::Folder)
-            contents.folders.push_back(folder / entry.name);
+            contents.folders.push_back(entry.name);
         else if (entry.kind == FolderEntry::Kind::File && entry.name.ends_with(kItemExtension))
-            contents.documents.push_back(folder / entry.name);
+            contents.documents.push_back(entry.name);
     }
-    for (std::vector<fs::path>* list : {&contents.documents, &contents.folders})
-        std::ranges::sort(*list, [](const fs::path& a, const fs::path& b) {
-            return strcasecmp(a.filename().c_str(), b.filename().c_str()) < 0;
+    for (std::vector<std::string>* list : {&contents.documents, &contents.folders})
+        std::ranges::sort(*list, [](const std::string& a, const std::string& b) {
+            return strcasecmp(a.c_str(), b.c_str()) < 0;
         });
     return contents;
 }
@@ -72,7 +72,7 @@ FolderContents SortedContents(const fs::path& folder, const std::vector<FolderEn
 FolderContents SortedContents(const fs::path& folder) {
     std::vector<FolderEntry> entries;
     ListFolder(folder, entries);
-    return SortedContents(folder, entries);
+    return SortedContents(entries);
 }
 
 // Makes folder (below root, which must exist) one level at a time. Each level must then be a
@@ -146,22 +146,26 @@ std::string PercentDecoded(const std::string& text) {
 }
 
 // An anchor name for a suite of the project page: its path with only letters and digits kept.
-std::string AnchorOf(const fs::path& relative) {
-    std::string anchor = relative.generic_string();
+std::string AnchorOf(std::string anchor) {
     for (char& c : anchor)
         if (!std::isalnum(static_cast<unsigned char>(c)))
             c = '-';
     return anchor;
 }
 
+// The last level of a "/" separated path.
+std::string_view LastPart(std::string_view relative) {
+    return relative.substr(relative.rfind('/') + 1);
+}
+
 }  // namespace
 
 std::vector<std::string> DisplayStyles(const fs::path& stylesRoot) {
     std::vector<std::string> styles;
-    for (const fs::path& folder : SortedContents(stylesRoot).folders) {
+    for (const std::string& name : SortedContents(stylesRoot).folders) {
         std::error_code error;
-        if (fs::exists(folder / kStyleSheetName, error))
-            styles.push_back(folder.filename().string());
+        if (fs::exists(stylesRoot / name / kStyleSheetName, error))
+            styles.push_back(name);
     }
     return styles;
 }
@@ -404,8 +408,10 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
     // The suites in the order of the walk, and the pages in the same order: each suite's
     // page, then its test cases' pages, then its sub-suites. A page keeps only its name and
     // its suite, so an export of a large project holds little per test case.
+    // Paths are kept as plain text: a path object keeps every level of itself apart, which
+    // costs a deep tree far more than its characters.
     struct SuitePlace {
-        fs::path relative;  // the suite's folder below the site's root
+        std::string relative;  // the suite's folder below the site's root, "/" separated
         std::vector<std::size_t> children;
     };
     struct PageJob {
@@ -418,33 +424,36 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
     std::vector<PageJob> jobs;
     WalkTrail trail;
     bool foldersMade = true;
-    std::function<void(const fs::path&, const fs::path&)> gather = [&](const fs::path& folder,
-                                                                       const fs::path& relative) {
-        std::vector<FolderEntry> entries;
-        if (!foldersMade || trail.Enter(folder, entries) != WalkTrail::Outcome::Entered)
-            return;
-        if (!MakeExportFolder(root, relative)) {
-            foldersMade = false;
+    std::function<void(const std::string&, const std::string&)> gather =
+        [&](const std::string& folder, const std::string& relative) {
+            std::vector<FolderEntry> entries;
+            if (!foldersMade || trail.Enter(folder, entries) != WalkTrail::Outcome::Entered)
+                return;
+            if (!MakeExportFolder(root, relative)) {
+                foldersMade = false;
+                trail.Leave();
+                return;
+            }
+            const auto place = static_cast<std::uint32_t>(suites.size());
+            suites.push_back({relative, {}});
+            jobs.push_back({fs::path(folder).filename().string(), place, true, {}});
+            const FolderContents contents = SortedContents(entries);
+            entries = {};
+            for (const std::string& document : contents.documents)
+                jobs.push_back({document.substr(0, document.size() - kItemExtension.size()),
+                                place,
+                                false,
+                                {}});
+            for (const std::string& sub : contents.folders) {
+                const std::size_t child = suites.size();
+                gather(folder + "/" + sub, relative + "/" + sub);
+                if (suites.size() > child)
+                    suites[place].children.push_back(child);
+            }
             trail.Leave();
-            return;
-        }
-        const auto place = static_cast<std::uint32_t>(suites.size());
-        suites.push_back({relative, {}});
-        jobs.push_back({folder.filename().string(), place, true, {}});
-        const FolderContents contents = SortedContents(folder, entries);
-        entries = {};
-        for (const fs::path& document : contents.documents)
-            jobs.push_back({document.stem().string(), place, false, {}});
-        for (const fs::path& sub : contents.folders) {
-            const std::size_t child = suites.size();
-            gather(sub, relative / sub.filename());
-            if (suites.size() > child)
-                suites[place].children.push_back(child);
-        }
-        trail.Leave();
-    };
+        };
     if (fs::is_directory(cases, error))
-        gather(cases, casesName);
+        gather(cases.string(), casesName);
     if (!foldersMade) {
         m_port.tell({"Web Export Error: Unable to create a folder below " + root.string() +
                          " (a folder can't be made, or a link stands in its place)",
@@ -465,7 +474,7 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
                 std::lock_guard lock(reporting);
                 Progress("Export progress - Now exporting: " + job.name);
             }
-            const fs::path& relative = suites[job.suite].relative;
+            const fs::path relative = suites[job.suite].relative;
             const fs::path folder = request.projectFolder / relative;
             const std::size_t depth =
                 static_cast<std::size_t>(std::distance(relative.begin(), relative.end()));
@@ -526,8 +535,9 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
         const Crumb kindCrumb{kind, (relative / (kind + "_index.html")).generic_string()};
         reportsPart +=
             "<a name=\"" + Escaped(kind) + "\"></a><p><h3>" + Escaped(kind) + "</h3></p>\n";
-        for (const fs::path& document :
-             SortedContents(request.projectFolder / kProjectReportsFolder / kind).documents) {
+        const fs::path reports = request.projectFolder / kProjectReportsFolder / kind;
+        for (const std::string& fileName : SortedContents(reports).documents) {
+            const fs::path document = reports / fileName;
             const std::string name = document.stem().string();
             Progress("Export progress - Now exporting: " + name);
             std::optional<ReportPage> report = ReportPageHead(document);
@@ -623,7 +633,7 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
                 description.Load() == 0)
                 description.GetTag("<suite_title>", title);
             writer.Write("<tr class=List><td class=List><a href=\"#" + AnchorOf(suite.relative) +
-                         "\">" + Escaped(suite.relative.filename().string()) +
+                         "\">" + Escaped(std::string(LastPart(suite.relative))) +
                          "</a></td>\n<td class=List>" +
                          (title.empty() ? "&nbsp;" : PageValue(FT_TEXT, title)) + "</td></tr>\n");
         }
@@ -632,13 +642,13 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
         while (at < jobs.size()) {
             const SuitePlace& suite = suites[jobs[at++].suite];
             writer.Write("<a name=\"" + AnchorOf(suite.relative) + "\"></a><h2>" +
-                         Escaped(suite.relative.filename().string()) + "</h2>\n");
+                         Escaped(std::string(LastPart(suite.relative))) + "</h2>\n");
             if (!suite.children.empty()) {
                 writer.Write("<br><p><b>Test Suites</b></p><table class=List>");
                 for (std::size_t child : suite.children)
                     writer.Write("<tr class=List><td class=List><a href=\"#" +
                                  AnchorOf(suites[child].relative) + "\">" +
-                                 Escaped(suites[child].relative.filename().string()) +
+                                 Escaped(std::string(LastPart(suites[child].relative))) +
                                  "</a></td></tr>\n");
                 // The sub-suite table has always been closed without its angle bracket.
                 writer.Write("</table\n");
@@ -647,8 +657,8 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
             for (; at < jobs.size() && !jobs[at].isSuite; ++at) {
                 const PageJob& job = jobs[at];
                 writer.Write("<tr class=List><td class=List><a href=\"" +
-                             UrlPath((suite.relative / (job.name + ".html")).generic_string()) +
-                             "\">" + Escaped(job.name) + "</a></td><td class=List>" +
+                             UrlPath(suite.relative + "/" + job.name + ".html") + "\">" +
+                             Escaped(job.name) + "</a></td><td class=List>" +
                              (job.status.empty() ? "&nbsp;" : PageValue(FT_LIST_TEXT, job.status)) +
                              "</td></tr>\n");
             }

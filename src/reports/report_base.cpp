@@ -126,6 +126,7 @@ public:
     std::size_t openForEditing = 0;
     std::size_t unreadable = 0;
     std::size_t unreadableFolders = 0;
+    std::size_t unreadableEntries = 0;  // not regular files: listed, never read
 
 private:
     struct Folder {
@@ -205,6 +206,13 @@ private:
                                         (path / name).c_str());
                     documents.push_back({listed++, &folder, std::move(entry.name)});
                 }
+            } else if (name.size() > kDocumentExtension.size() &&
+                       EndsWith(name, kDocumentExtension)) {
+                // A link, FIFO, device or socket under a document's name is never read (it
+                // could block, or lead out of the database), but the user is told of it.
+                DebugLog::Write(heading, "Failed to open file %s (not a regular file)\n",
+                                (path / name).c_str());
+                ++unreadableEntries;
             }
         }
         std::sort(folder.locks.begin(), folder.locks.end());
@@ -388,10 +396,10 @@ std::optional<std::filesystem::path> ReportBaseClass::create(const ReportRequest
             }
         }
         tally = walk.Finish();
-        m_candidates = walk.listed;
+        m_candidates = walk.listed + walk.unreadableEntries;
         m_passed = walk.passed;
         m_openForEditing = walk.openForEditing;
-        m_unreadable = walk.unreadable;
+        m_unreadable = walk.unreadable + walk.unreadableEntries;
         unreadableFolders = walk.unreadableFolders;
     }
     if (m_unreadable > 0 || unreadableFolders > 0) {

@@ -48,7 +48,7 @@ TEST_F(ReportWalkTest, LinksFifosAndHugeFilesNeitherHoldNorMisleadTheWalk) {
     const auto notice = std::ranges::find(port.notices, "Unreadable test cases", &Notice::caption);
     ASSERT_NE(notice, port.notices.end());
     EXPECT_EQ(notice->text,
-              "1 test cases could not be read (the debug log names them); the report counts no "
+              "3 test cases could not be read (the debug log names them); the report counts no "
               "figures of theirs");
 }
 
