@@ -126,7 +126,6 @@ public:
     std::size_t openForEditing = 0;
     std::size_t unreadable = 0;
     std::size_t unreadableFolders = 0;
-    std::size_t unreadableEntries = 0;  // not regular files: listed, never read
 
 private:
     struct Folder {
@@ -196,23 +195,16 @@ private:
                 if (recursive && name != kProjectReportsFolder &&
                     !name.starts_with(kSaveTempPrefix))
                     subFolders.push_back(std::move(entry.name));
-            } else if (entry.kind == FolderEntry::Kind::File) {
-                if (EndsWith(name, kLockExtension)) {
-                    folder.locks.push_back(std::move(entry.name));
-                } else if (name.size() > kDocumentExtension.size() &&
-                           EndsWith(name, kDocumentExtension)) {
-                    if (DebugLog::Enabled())
-                        DebugLog::Write(heading, "Found file: %s - Calling GetStatsFromFile\n",
-                                        (path / name).c_str());
-                    documents.push_back({listed++, &folder, std::move(entry.name)});
-                }
+            } else if (entry.kind == FolderEntry::Kind::File && EndsWith(name, kLockExtension)) {
+                folder.locks.push_back(std::move(entry.name));
             } else if (name.size() > kDocumentExtension.size() &&
                        EndsWith(name, kDocumentExtension)) {
-                // A link, FIFO, device or socket under a document's name is never read (it
-                // could block, or lead out of the database), but the user is told of it.
-                DebugLog::Write(heading, "Failed to open file %s (not a regular file)\n",
-                                (path / name).c_str());
-                ++unreadableEntries;
+                // A link, FIFO, device or socket under a document's name is a test case that
+                // can't be read: the reader refuses it without blocking or leaving the tree.
+                if (DebugLog::Enabled())
+                    DebugLog::Write(heading, "Found file: %s - Calling GetStatsFromFile\n",
+                                    (path / name).c_str());
+                documents.push_back({listed++, &folder, std::move(entry.name)});
             }
         }
         std::sort(folder.locks.begin(), folder.locks.end());
@@ -295,7 +287,11 @@ private:
             DebugLog::Write(heading, "Failed to open file %s\n",
                             (document.folder->path / document.name).c_str());
             ++counts.unreadable;
-        } else if (request.filter && !request.filter->Passes(buffer, kProjectTestCaseDocument)) {
+            // It still counts, as a test case none of whose fields can be read: no status, 0
+            // minutes, and no condition of a filter excludes it.
+            buffer.LoadText({});
+        }
+        if (request.filter && !request.filter->Passes(buffer, kProjectTestCaseDocument)) {
             DebugLog::Write(heading, "Did not pass filter\n");
         } else {
             ++counts.passed;
@@ -396,10 +392,10 @@ std::optional<std::filesystem::path> ReportBaseClass::create(const ReportRequest
             }
         }
         tally = walk.Finish();
-        m_candidates = walk.listed + walk.unreadableEntries;
+        m_candidates = walk.listed;
         m_passed = walk.passed;
         m_openForEditing = walk.openForEditing;
-        m_unreadable = walk.unreadable + walk.unreadableEntries;
+        m_unreadable = walk.unreadable;
         unreadableFolders = walk.unreadableFolders;
     }
     if (m_unreadable > 0 || unreadableFolders > 0) {

@@ -11,11 +11,13 @@
 
 namespace vantorel {
 
-int OpenRegularFile(int folderFd, const char* name, int& fd, std::size_t maxSize, bool writable) {
+int OpenRegularFile(int folderFd, const char* name, int& fd, std::size_t maxSize, bool writable,
+                    bool followLinks) {
     // O_NONBLOCK makes opening a FIFO without a writer return at once; the type is checked on
     // the open descriptor, so nothing can be swapped in between the check and the read.
     fd = ::openat(folderFd, name,
-                  (writable ? O_RDWR : O_RDONLY) | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+                  (writable ? O_RDWR : O_RDONLY) | (followLinks ? 0 : O_NOFOLLOW) | O_CLOEXEC |
+                      O_NONBLOCK | O_NOCTTY);
     if (fd < 0)
         return errno;
     struct stat info {};

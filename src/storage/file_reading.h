@@ -28,9 +28,10 @@ inline constexpr int kFileTooLarge = 10002;
 // Opens name (relative to the folder open as folderFd, or to the working folder with
 // AT_FDCWD) for reading, or reading and writing, without ever blocking: 0 and the descriptor
 // when it is a regular file of at most maxSize bytes; otherwise an error number, with
-// kNotRegularFile and kFileTooLarge for what is no document.
+// kNotRegularFile and kFileTooLarge for what is no document. Without followLinks a symbolic
+// link is refused too (ELOOP), so a walk never reads out of the tree it walks.
 int OpenRegularFile(int folderFd, const char* name, int& fd, std::size_t maxSize = kDocumentSizeMax,
-                    bool writable = false);
+                    bool writable = false, bool followLinks = true);
 int OpenRegularFile(const std::filesystem::path& path, int& fd,
                     std::size_t maxSize = kDocumentSizeMax, bool writable = false);
 

@@ -138,7 +138,7 @@ int XMLParse::OpenFastRead(const std::filesystem::path& path, std::size_t maxSiz
 int XMLParse::OpenFastRead(int folderFd, const char* name) {
     CloseStream();
     m_wide = false;
-    return OpenRegularFile(folderFd, name, m_fd) == 0 ? 0 : 1;
+    return OpenRegularFile(folderFd, name, m_fd, kDocumentSizeMax, false, false) == 0 ? 0 : 1;
 }
 
 int XMLParse::OpenWide(const std::filesystem::path& path) {

@@ -81,7 +81,7 @@ public:
     // maxSize raises the cap for the few files that are no item (report documents).
     int OpenFastRead(const std::filesystem::path& path, std::size_t maxSize = kDocumentSizeMax);
     // The same for a document named relative to an open folder, which spares the system the
-    // walk down the whole path for every document of a folder.
+    // walk down the whole path for every document of a folder. A link is not read through.
     int OpenFastRead(int folderFd, const char* name);
     // Starts a new text for the file; nothing is written until Commit. Keeps a loaded text,
     // so a document can be loaded, patched and flushed back.

@@ -7,10 +7,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <numeric>
 
 #include "reports/list_reports.h"
 #include "reports/status_report.h"
 #include "storage/file_reading.h"
+#include "support/child_process.h"
 #include "support/project_fixture.h"
 
 namespace vantorel::testing {
@@ -44,7 +46,9 @@ TEST_F(ReportWalkTest, LinksFifosAndHugeFilesNeitherHoldNorMisleadTheWalk) {
     ASSERT_TRUE(file);
     const auto report = ReadStatusReport(*file);
     ASSERT_TRUE(report);
-    EXPECT_EQ(report->totalTests, 1);  // A alone has figures
+    // Each counts, A alone with figures: the linked document was not read through its link.
+    EXPECT_EQ(report->totalTests, 4);
+    EXPECT_EQ(std::accumulate(report->counts.begin(), report->counts.end(), std::int64_t{0}), 1);
     const auto notice = std::ranges::find(port.notices, "Unreadable test cases", &Notice::caption);
     ASSERT_NE(notice, port.notices.end());
     EXPECT_EQ(notice->text,
@@ -94,21 +98,35 @@ TEST_F(ReportWalkTest, AMissingReportFolderOfAProjectIsMadeAgain) {
     EXPECT_TRUE(std::filesystem::is_directory(project / "Project Reports" / "Progress Reports"));
 }
 
-TEST_F(ReportWalkTest, UnreadableFoldersAreToldToo) {
-    if (::geteuid() == 0)
-        GTEST_SKIP() << "permissions do not bind the superuser";
+TEST_F(ReportWalkTest, UnreadableDocumentsAndFoldersAreCountedAndTold) {
     AddCase("Login/A.vtl", {{"<test_status>", "Pass"}});
+    AddCase("Login/Locked.vtl", {{"<test_status>", "Pass"}});
     AddCase("Hidden/B.vtl", {{"<test_status>", "Fail"}});
+    // The superuser reads everything: the report runs as an ordinary user who owns the tree
+    // but may read neither the folder nor the document.
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(dir.path()))
+        ASSERT_TRUE(GiveToOrdinaryUser(entry.path()));
+    ASSERT_TRUE(GiveToOrdinaryUser(dir.path()));
     std::filesystem::permissions(cases / "Hidden", std::filesystem::perms::none);
-    ReportRequest request = WholeProject();
-    request.commandLine = true;
-    ASSERT_TRUE(Make(ReportKind::Status, request));
+    std::filesystem::permissions(cases / "Login" / "Locked.vtl", std::filesystem::perms::none);
+    EXPECT_EQ(RunAsOrdinaryUser([&]() -> std::string {
+                  ReportRequest request = WholeProject();
+                  request.commandLine = true;
+                  const auto file = Make(ReportKind::Status, request);
+                  if (!file)
+                      return "no report";
+                  const auto notice =
+                      std::ranges::find(port.notices, "Unreadable test cases", &Notice::caption);
+                  if (notice == port.notices.end())
+                      return "nobody was told";
+                  const auto report = ReadStatusReport(*file);
+                  if (!report || report->totalTests != 2)
+                      return "the unreadable test case is not counted";
+                  return notice->text;
+              }),
+              "Status Report - 1 test cases and 1 folders could not be read (the debug log names "
+              "them); the report counts no figures of theirs");
     std::filesystem::permissions(cases / "Hidden", std::filesystem::perms::owner_all);
-    const auto notice = std::ranges::find(port.notices, "Unreadable test cases", &Notice::caption);
-    ASSERT_NE(notice, port.notices.end());
-    EXPECT_EQ(notice->text,
-              "Status Report - 1 folders could not be read (the debug log names them); the "
-              "report counts no figures of theirs");
 }
 
 }  // namespace
