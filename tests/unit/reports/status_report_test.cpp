@@ -1,5 +1,4 @@
 #include "reports/status_report.h"
-
 #include <fstream>
 
 #include "support/child_process.h"
