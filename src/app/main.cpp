@@ -85,6 +85,14 @@ int main(int argc, char** argv) {
         std::fwrite(kUsageText, 1, std::strlen(kUsageText), stdout);
         return 0;
     }
+    if (line.linuxHelp) {
+        std::fputs(kLinuxHelpText, stdout);
+        return 0;
+    }
+    if (line.version) {
+        std::fputs(VersionText().c_str(), stdout);
+        return 0;
+    }
     if (line.debug)
         DebugLog::Start(dataFolder / "VantorelDebug.txt");
     if (line.refused)
@@ -92,8 +100,12 @@ int main(int argc, char** argv) {
     if (line.reportMode)
         return RunCommandLineReport(line, port, ReportThreads());
     if (line.webMode) {
-        // Charts are drawn without a display.
+        // Charts are drawn without a display; Qt's own remarks (a server without
+        // XDG_RUNTIME_DIR, say) go to the debug log, not among the run's messages.
         setenv("QT_QPA_PLATFORM", "offscreen", 0);
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) {
+            DebugLog::Write("Qt", "%s\n", text.toLocal8Bit().constData());
+        });
         QGuiApplication application(argc, argv);
         QtChartPainter charts;
         const std::time_t now = std::time(nullptr);
@@ -104,7 +116,7 @@ int main(int argc, char** argv) {
     }
     ConsoleView view;
     Shell shell(port, view, FindShellFolders());
-    shell.Start({argv + 1, argv + argc});
+    shell.Start({argv + 1, argv + argc}, !line.databaseMarker.empty());
     if (line.databaseMarker.empty())
         shell.OpenAtStartup();
     else
@@ -122,6 +134,7 @@ int main(int argc, char** argv) {
         std::cout << "  " << root.label << ": " << count.items << " items in " << count.folders
                   << " folders\n";
     }
-    std::cout << "  " << view.currentUser << "\n";
+    if (!shell.CurrentUser().empty())
+        std::cout << "  " << view.currentUser << "\n";
     return 0;
 }

@@ -7,7 +7,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -19,6 +22,7 @@
 #include "render/report_pages.h"
 #include "render/style_images.h"
 #include "reports/report_base.h"
+#include "storage/atomic_save.h"
 #include "storage/file_layer.h"
 #include "storage/file_reading.h"
 #include "storage/identifiers.h"
@@ -90,6 +94,48 @@ bool MakeExportFolder(const fs::path& root, const fs::path& relative) {
     }
     return true;
 }
+
+// The folder a new site is built in, beside the place it will take. Removed with whatever it
+// holds unless it was put in place.
+struct StagingFolder {
+    explicit StagingFolder(fs::path folder) : path(std::move(folder)) {}
+    ~StagingFolder() {
+        std::error_code error;
+        fs::remove_all(path, error);
+    }
+    StagingFolder(const StagingFolder&) = delete;
+    StagingFolder& operator=(const StagingFolder&) = delete;
+
+    // Puts the new site in place of target at once: an earlier site is swapped out and then
+    // removed. 0, or the system's error number, with target as it was.
+    int PutInPlaceOf(const fs::path& target) const {
+        for (int attempt = 0; attempt < 3; ++attempt) {
+            if (::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) == 0)
+                return 0;  // the earlier site is now in path, removed with it
+            if (errno == ENOENT && ::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, target.c_str(),
+                                               RENAME_NOREPLACE) == 0) {
+                // Nothing stood at target; path must still name a folder to remove.
+                ::mkdir(path.c_str(), 0700);
+                return 0;
+            }
+            if (errno == EINVAL) {
+                // A file system that can't swap: the earlier site goes first.
+                std::error_code error;
+                fs::remove_all(target, error);
+                if (::rename(path.c_str(), target.c_str()) == 0) {
+                    ::mkdir(path.c_str(), 0700);
+                    return 0;
+                }
+            }
+            // Another export put its site in place at this very moment: swap again.
+            if (errno != EEXIST && errno != ENOENT && errno != ENOTEMPTY)
+                return errno;
+        }
+        return errno;
+    }
+
+    fs::path path;
+};
 
 // One level of the breadcrumbs: its name and its page, relative to the site's root.
 struct Crumb {
@@ -239,6 +285,8 @@ ExportWeb::PageWriter::PageWriter(const fs::path& file) : m_file(file) {
     // The page is made anew, never opened through a link that stands in its place.
     ::unlink(file.c_str());
     m_fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0644);
+    if (m_fd < 0)
+        m_error = errno;
 }
 
 ExportWeb::PageWriter::~PageWriter() {
@@ -256,31 +304,44 @@ void ExportWeb::PageWriter::Write(std::string_view text) {
 }
 
 void ExportWeb::PageWriter::Flush() {
-    if (m_fd >= 0 && m_written && SystemFiles().WriteAll(m_fd, m_buffer) != 0)
-        m_written = false;
+    if (m_fd >= 0 && m_error == 0)
+        m_error = SystemFiles().WriteAll(m_fd, m_buffer);
     m_buffer.clear();
 }
 
-std::optional<Notice> ExportWeb::PageWriter::Close() {
+std::optional<ExportWeb::PageFailure> ExportWeb::PageWriter::Close() {
     if (m_fd < 0)
-        return Notice{"Web Export Error: Unable to create file!", "Error", Icon::Error};
+        return PageFailure{
+            {"Web Export Error: Unable to create file!", "Error", Icon::Error}, m_file, m_error};
     Flush();
-    const int closed = ::close(m_fd);
+    if (::close(m_fd) != 0 && m_error == 0)
+        m_error = errno;
     m_fd = -1;
-    if (closed != 0 || !m_written)
-        return Notice{"Web Export Error: Error writing to file!", "Error", Icon::Error};
+    if (m_error != 0)
+        return PageFailure{
+            {"Web Export Error: Error writing to file!", "Error", Icon::Error}, m_file, m_error};
     return std::nullopt;
 }
 
-std::optional<Notice> ExportWeb::WritePageFile(const fs::path& file, const std::string& html) {
+std::optional<ExportWeb::PageFailure> ExportWeb::WritePageFile(const fs::path& file,
+                                                               const std::string& html) {
     PageWriter writer(file);
     writer.Write(html);
     return writer.Close();
 }
 
+void ExportWeb::TellReason(const fs::path& file, int error) {
+    m_port.tell({file.string() + ": " + std::strerror(error), "Error", Icon::Error});
+}
+
+void ExportWeb::Tell(const PageFailure& failure) {
+    m_port.tell(failure.notice);
+    TellReason(failure.file, failure.error);
+}
+
 bool ExportWeb::WritePage(const fs::path& file, const std::string& html) {
-    if (std::optional<Notice> failure = WritePageFile(file, html)) {
-        m_port.tell(*failure);
+    if (std::optional<PageFailure> failure = WritePageFile(file, html)) {
+        Tell(*failure);
         return false;
     }
     ++m_pages;
@@ -352,41 +413,58 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
         return std::nullopt;
     }
     const std::string project = request.projectFolder.filename().string();
-    const fs::path root = request.destination / project;
-    if (fs::exists(fs::symlink_status(root, error))) {
+    // The new site is built beside the old one and put in its place only when it is whole, so
+    // an export that fails half-way leaves the earlier site as it was.
+    const fs::path finalRoot = request.destination / project;
+    if (fs::exists(fs::symlink_status(finalRoot, error))) {
         if (request.askBeforeOverwriting &&
-            !m_port.ask({"Directory " + root.string() + " already exists, overwrite contents?",
+            !m_port.ask({"Directory " + finalRoot.string() + " already exists, overwrite contents?",
                          "Overwrite Contents", Icon::Question}))
             return std::nullopt;
     }
     // Another export may make the same folder at the same moment: only a failure to have it
-    // counts, and a link in its place is not a folder of ours.
-    fs::create_directories(root, error);
-    if (!fs::is_directory(fs::symlink_status(root, error))) {
-        m_port.tell(
-            {"Unable to create main directory for export: " + root.string(), "Error", Icon::Error});
+    // counts.
+    fs::create_directories(request.destination, error);
+    std::string stagingName =
+        (request.destination / (std::string(kSaveTempPrefix) + "export-XXXXXX")).string();
+    if (!fs::is_directory(request.destination, error) || ::mkdtemp(stagingName.data()) == nullptr) {
+        m_port.tell({"Unable to create main directory for export: " + finalRoot.string(), "Error",
+                     Icon::Error});
+        TellReason(request.destination, errno);
         return std::nullopt;
     }
+    const StagingFolder staging(stagingName);
+    ::chmod(stagingName.c_str(), 0755);
+    const fs::path& root = staging.path;
+    auto folderFailure = [&] {
+        m_port.tell({"Web Export Error: Unable to create a folder below " + finalRoot.string() +
+                         " (a folder can't be made, or a link stands in its place)",
+                     "Error", Icon::Error});
+    };
 
     // The style sheet and the pictures; the status icons take the database's report colours.
-    if (std::optional<Notice> failure =
+    if (std::optional<PageFailure> failure =
             WritePageFile(root / kStyleSheetName, StyleSheetText(style, "images/"))) {
-        m_port.tell(*failure);
+        Tell(*failure);
         return std::nullopt;
     }
     const fs::path images = root / "images";
-    const bool imagesThere = fs::exists(images, error);
-    if (!imagesThere || !request.askBeforeOverwriting ||
-        m_port.ask({"Images folder already exists, overwrite contents?",
-                    "Overwrite existing folder", Icon::Question})) {
-        // Pictures are removed before they are copied, so none is written through a link.
-        std::vector<FolderEntry> pictures;
-        if (MakeExportFolder(root, "images") && ListFolder(style / "images", pictures) == 0)
-            for (const FolderEntry& picture : pictures)
-                if (picture.kind == FolderEntry::Kind::File) {
-                    fs::remove(images / picture.name, error);
-                    fs::copy_file(style / "images" / picture.name, images / picture.name, error);
-                }
+    if (!MakeExportFolder(root, "images")) {
+        folderFailure();
+        return std::nullopt;
+    }
+    // Pictures the user chose to keep are taken from the earlier site.
+    const bool keepImages = fs::is_directory(finalRoot / "images", error) &&
+                            request.askBeforeOverwriting &&
+                            !m_port.ask({"Images folder already exists, overwrite contents?",
+                                         "Overwrite existing folder", Icon::Question});
+    const fs::path pictureSource = keepImages ? finalRoot / "images" : style / "images";
+    std::vector<FolderEntry> pictures;
+    if (ListFolder(pictureSource, pictures) == 0)
+        for (const FolderEntry& picture : pictures)
+            if (picture.kind == FolderEntry::Kind::File)
+                fs::copy_file(pictureSource / picture.name, images / picture.name, error);
+    if (!keepImages) {
         std::array<std::uint32_t, 5> colours{};
         for (int meaning = 0; meaning < kMeaningCount; ++meaning)
             colours[static_cast<std::size_t>(meaning)] =
@@ -455,9 +533,7 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
     if (fs::is_directory(cases, error))
         gather(cases.string(), casesName);
     if (!foldersMade) {
-        m_port.tell({"Web Export Error: Unable to create a folder below " + root.string() +
-                         " (a folder can't be made, or a link stands in its place)",
-                     "Error", Icon::Error});
+        folderFailure();
         return std::nullopt;
     }
 
@@ -466,7 +542,7 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
     std::atomic<std::size_t> next{0};
     std::atomic<bool> failed{false};
     std::mutex reporting;
-    std::optional<Notice> failure;
+    std::optional<PageFailure> failure;
     auto work = [&] {
         for (std::size_t index = next++; index < jobs.size() && !failed; index = next++) {
             PageJob& job = jobs[index];
@@ -498,7 +574,8 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
             }
             const fs::path file =
                 root / relative / (job.name + (job.isSuite ? "_index.html" : ".html"));
-            if (std::optional<Notice> problem = WritePageFile(file, site.Finish(html, depth))) {
+            if (std::optional<PageFailure> problem =
+                    WritePageFile(file, site.Finish(html, depth))) {
                 std::lock_guard lock(reporting);
                 if (!failure)
                     failure = std::move(problem);
@@ -516,7 +593,7 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
         work();
     }
     if (failure) {
-        m_port.tell(*failure);
+        Tell(*failure);
         return std::nullopt;
     }
 
@@ -526,9 +603,7 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
         const std::string kind(kindFolder);
         const fs::path relative = fs::path("Reports") / kind;
         if (!MakeExportFolder(root, relative)) {
-            m_port.tell({"Web Export Error: Unable to create a folder below " + root.string() +
-                             " (a folder can't be made, or a link stands in its place)",
-                         "Error", Icon::Error});
+            folderFailure();
             return std::nullopt;
         }
         std::vector<ReportLink> links;
@@ -574,8 +649,8 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
                 }
                 writer.Write(std::string_view(frame).substr(mark + kBodyMark.size()));
             }
-            if (std::optional<Notice> failure = writer.Close()) {
-                m_port.tell(*failure);
+            if (std::optional<PageFailure> failure = writer.Close()) {
+                Tell(*failure);
                 return std::nullopt;
             }
             ++m_pages;
@@ -667,13 +742,20 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
         writer.Write(reportsPart);
         writer.Write(std::string_view(frame).substr(mark + kBodyMark.size()));
     }
-    if (std::optional<Notice> failure = writer.Close()) {
-        m_port.tell(*failure);
+    if (std::optional<PageFailure> failure = writer.Close()) {
+        Tell(*failure);
         return std::nullopt;
     }
     ++m_pages;
-    DebugLog::Write(kHeading, "exported %d pages to %s\n", m_pages.load(), root.c_str());
-    return page;
+    if (const int failed = staging.PutInPlaceOf(finalRoot)) {
+        m_port.tell({"Web Export Error: Unable to put the new pages in place of " +
+                         finalRoot.string() + "; the earlier pages are kept",
+                     "Error", Icon::Error});
+        TellReason(finalRoot, failed);
+        return std::nullopt;
+    }
+    DebugLog::Write(kHeading, "exported %d pages to %s\n", m_pages.load(), finalRoot.c_str());
+    return finalRoot / (project + ".html");
 }
 
 }  // namespace vantorel

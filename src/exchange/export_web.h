@@ -48,6 +48,13 @@ public:
 
 private:
     struct Site;
+    // A page that could not be written: what the user is told, and the file and the system's
+    // reason, told on a line of their own.
+    struct PageFailure {
+        Notice notice;
+        std::filesystem::path file;
+        int error = 0;
+    };
     // One page written as it is made, in pieces of kFlushSize bytes; a page dropped before
     // Close is removed.
     class PageWriter {
@@ -58,21 +65,24 @@ private:
         PageWriter& operator=(const PageWriter&) = delete;
         void Write(std::string_view text);
         // Writes what is left and closes the page: the failure to tell, if any.
-        std::optional<Notice> Close();
+        std::optional<PageFailure> Close();
 
     private:
         static constexpr std::size_t kFlushSize = 64 * 1024;
         void Flush();
         std::filesystem::path m_file;
         int m_fd = -1;
-        bool m_written = true;
+        int m_error = 0;  // of the first failed step
         std::string m_buffer;
     };
     // Writes a page; false after telling the user.
     bool WritePage(const std::filesystem::path& file, const std::string& html);
     // The same for the page threads: the failure, told later by the calling thread.
-    static std::optional<Notice> WritePageFile(const std::filesystem::path& file,
-                                               const std::string& html);
+    static std::optional<PageFailure> WritePageFile(const std::filesystem::path& file,
+                                                    const std::string& html);
+    void Tell(const PageFailure& failure);
+    // Tells the file and the system's text for error, after a failure was told.
+    void TellReason(const std::filesystem::path& file, int error);
     void Progress(const std::string& text);
 
     UserPort& m_port;

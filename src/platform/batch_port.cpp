@@ -8,10 +8,12 @@
 
 namespace vantorel {
 
-BatchPort::BatchPort(std::filesystem::path errorLog, std::ostream& errorStream, bool questionAnswer)
+BatchPort::BatchPort(std::filesystem::path errorLog, std::ostream& errorStream, bool questionAnswer,
+                     std::uintmax_t logSizeMax)
     : m_errorLog(std::move(errorLog)),
       m_errorStream(errorStream),
-      m_questionAnswer(questionAnswer) {}
+      m_questionAnswer(questionAnswer),
+      m_logSizeMax(logSizeMax) {}
 
 std::string BatchPort::FormatLine(const std::string& text, const struct tm& localTime) {
     std::string folded;
@@ -41,6 +43,9 @@ void BatchPort::WriteLine(const std::string& text) {
     struct tm local {};
     localtime_r(&now, &local);
     std::string line = FormatLine(text, local);
+    std::error_code error;
+    if (std::filesystem::file_size(m_errorLog, error) > m_logSizeMax && !error)
+        std::filesystem::rename(m_errorLog, m_errorLog.string() + ".old", error);
     // Opened and closed for every line, so the log is complete whenever the run ends.
     if (std::FILE* log = std::fopen(m_errorLog.c_str(), "ab")) {
         std::fwrite(line.data(), 1, line.size(), log);

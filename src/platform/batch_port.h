@@ -3,6 +3,7 @@
 // "error_log.txt" in the data folder and the same line on stderr, and questions take their
 // safe answer.
 
+#include <cstdint>
 #include <filesystem>
 #include <iosfwd>
 #include <string>
@@ -14,8 +15,12 @@ namespace vantorel {
 class BatchPort : public UserPort {
 public:
     // questionAnswer is what every question gets: No unless a switch of the run says otherwise.
+    // A log that has grown past logSizeMax is moved aside to "<name>.old" (replacing the one
+    // before) before a line is added, so scheduled runs never fill the disk.
     BatchPort(std::filesystem::path errorLog, std::ostream& errorStream,
-              bool questionAnswer = false);
+              bool questionAnswer = false, std::uintmax_t logSizeMax = kErrorLogSizeMax);
+
+    static constexpr std::uintmax_t kErrorLogSizeMax = 1024 * 1024;
 
     void tell(const Notice& notice) override;
     bool ask(const Notice& question) override;
@@ -32,6 +37,7 @@ private:
     std::filesystem::path m_errorLog;
     std::ostream& m_errorStream;
     bool m_questionAnswer;
+    std::uintmax_t m_logSizeMax;
 };
 
 }  // namespace vantorel

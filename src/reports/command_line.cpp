@@ -53,6 +53,53 @@ const char kUsageText[] =
     "file of the database you want to open\n"
     "   eg \"c:\\vantorel\\vantorel.exe c:\\newdb\\VantorelDatabase.vdb\".\n";
 
+const char kLinuxHelpText[] =
+    "Usage: vantorel [DATABASE]\n"
+    "       vantorel --report KIND --database DATABASE --project PROJECT [OPTION]...\n"
+    "       vantorel --web --database DATABASE --project PROJECT --template STYLE\n"
+    "                --export-dir FOLDER\n"
+    "\n"
+    "Vantorel keeps test cases, test projects and their executions. Without options it\n"
+    "opens DATABASE (a database folder or its VantorelDatabase.vdb), else the last\n"
+    "database used. With --report or --web it makes one report or one web export\n"
+    "without a window; every message goes to stderr and to error_log.txt in the data\n"
+    "folder ($VANTOREL_DATA_DIR, else ~/.local/share/Corvanta/Vantorel).\n"
+    "\n"
+    "Reports and web export:\n"
+    "  -r, --report KIND      make a report: status, progress, list or details\n"
+    "  -d, --database PATH    the database folder, or its VantorelDatabase.vdb\n"
+    "  -p, --project NAME     the project, as named below the database's Projects\n"
+    "  -f, --filter NAME      keep only the test cases that pass this filter\n"
+    "  -s, --suites FILE      only these suites: one a line, nested ones as Parent/Child\n"
+    "  -o, --columns FLAGS    list report columns: up to 16 digits, 1 shows a column\n"
+    "  -n, --name NAME        the report's name (an earlier report of that name is\n"
+    "                         replaced); otherwise a new name of the day\n"
+    "  -w, --web              export the project as a static web site\n"
+    "  -c, --template STYLE   the display style of the site: default or night\n"
+    "  -e, --export-dir DIR   the folder the site is written into\n"
+    "\n"
+    "Other options:\n"
+    "      --debug            write a debug log, VantorelDebug.txt, in the data folder\n"
+    "  -h, --help             show this help and exit\n"
+    "  -V, --version          show the version and exit\n"
+    "      /help              show the switches in the program's own form\n"
+    "\n"
+    "Each option has a slash form too: /r, /d, /p, /f, /s, /o, /n, /w, /c, /e, /debug.\n"
+    "\n"
+    "Examples:\n"
+    "  vantorel ~/qa/shop-db\n"
+    "  vantorel --report status --database ~/qa/shop-db --project \"Release 2.0\"\n"
+    "  vantorel /r list /d ~/qa/shop-db /p \"Release 2.0\" /o 1011000000000000 /n weekly\n"
+    "  vantorel --web -d ~/qa/shop-db -p \"Release 2.0\" -c night -e ~/public_html\n"
+    "\n"
+    "Exit status: 0 when the report or export was made, 1 when it was not, 2 when the\n"
+    "command line was refused.\n";
+
+std::string VersionText() {
+    return "vantorel " + std::string(kProductVersion.substr(1)) + " (build " +
+           std::to_string(kProductBuild) + ")\n";
+}
+
 namespace {
 
 constexpr const char* kParseCaption = "Vantorel Command Line Error";
@@ -65,7 +112,7 @@ struct LongOption {
 constexpr LongOption kLongOptions[] = {
     {"report", "/r"},   {"project", "/p"},    {"database", "/d"},  {"filter", "/f"},
     {"suites", "/s"},   {"columns", "/o"},    {"name", "/n"},      {"web", "/w"},
-    {"template", "/c"}, {"export-dir", "/e"}, {"debug", "/debug"}, {"help", "/help"},
+    {"template", "/c"}, {"export-dir", "/e"}, {"debug", "/debug"},
 };
 
 // The weights of the switches a report or a web export needs; each mode needs exactly its
@@ -84,11 +131,16 @@ bool IsSwitch(std::string_view argument) {
            argument.find('/', 1) == std::string_view::npos;
 }
 
-// Rewrites "--name value" and "--name=value" into the switch and its value.
+// Rewrites "--name value", "--name=value" and "-x value" into the switch and its value.
 std::optional<std::vector<std::string>> WithSlashSwitches(const std::vector<std::string>& arguments,
                                                           std::string& unknown) {
     std::vector<std::string> rewritten;
     for (const std::string& argument : arguments) {
+        if (argument.size() == 2 && argument[0] == '-' &&
+            std::string_view("rdpfsonwce").find(argument[1]) != std::string_view::npos) {
+            rewritten.push_back("/" + argument.substr(1));
+            continue;
+        }
         if (argument.rfind("--", 0) != 0 || argument.size() == 2) {
             rewritten.push_back(argument);
             continue;
@@ -164,6 +216,16 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
         line.refused = true;
         return line;
     };
+    for (const std::string& argument : arguments) {
+        if (argument == "--help" || argument == "-h") {
+            line.linuxHelp = true;
+            return line;
+        }
+        if (argument == "--version" || argument == "-V") {
+            line.version = true;
+            return line;
+        }
+    }
     std::string unknown;
     const std::optional<std::vector<std::string>> args = WithSlashSwitches(arguments, unknown);
     if (!args)
@@ -326,9 +388,14 @@ int RunCommandLineReport(const CommandLine& commandLine, UserPort& port, unsigne
         return fail(" - report name is greater than 64 characters");
     if (commandLine.reportName.find_first_of(kForbiddenIdCharacters) != std::string::npos)
         return fail(" - report name contains invalid characters");
-    const std::optional<ReportKind> kind = ReportKindFromKeyword(commandLine.reportKeyword);
+    // The kind is a word like the switches: any letter case.
+    std::string keyword = commandLine.reportKeyword;
+    std::ranges::transform(keyword, keyword.begin(),
+                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const std::optional<ReportKind> kind = ReportKindFromKeyword(keyword);
     if (!kind)
-        return fail("");
+        return fail(" - \"" + commandLine.reportKeyword +
+                    "\" is not a kind of report: status, progress, list or details");
 
     ReportRequest request;
     request.projectFolder = *project;

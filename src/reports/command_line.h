@@ -15,6 +15,10 @@ namespace vantorel {
 
 // What "/help" prints, byte for byte (ISO-8859-1).
 extern const char kUsageText[];
+// What "--help" and "-h" print: the help of a Linux program (UTF-8).
+extern const char kLinuxHelpText[];
+// What "--version" and "-V" print.
+std::string VersionText();
 
 inline constexpr std::size_t kCommandLinePathMax = 256;
 inline constexpr std::size_t kCommandLineValueMax = 516;
@@ -24,7 +28,9 @@ inline constexpr std::size_t kSuiteLineMax = 1023;
 struct CommandLine {
     std::string databaseMarker;  // the plain argument
     bool debug = false;
-    bool help = false;
+    bool help = false;       // "/help"
+    bool linuxHelp = false;  // "--help", "-h"
+    bool version = false;    // "--version", "-V"
     bool reportMode = false;
     bool webMode = false;
     bool refused = false;  // a message was shown and both modes were cleared
@@ -42,7 +48,8 @@ struct CommandLine {
 };
 
 // Parses the arguments that follow the program's name. Every refusal is told through port
-// under "Vantorel Command Line Error" and clears both modes; "/help" stops the parsing.
+// under "Vantorel Command Line Error" and clears both modes; "/help", "--help", "-h",
+// "--version" and "-V" stop the parsing.
 CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort& port);
 
 // The project folder below "Projects": the name as given, else the one that matches it

@@ -54,7 +54,7 @@ Shell::Shell(UserPort& port, ShellView& view, ShellFolders folders, UserIdentity
       m_identity(std::move(identity)),
       m_database(port) {}
 
-void Shell::Start(const std::vector<std::string>& arguments) {
+void Shell::Start(const std::vector<std::string>& arguments, bool databaseNamed) {
     if (DebugSwitchGiven(arguments))
         DebugLog::Start(m_folders.DebugLogFile());
     DebugLog::Write(kStartup, "Begin startup\n");
@@ -65,7 +65,8 @@ void Shell::Start(const std::vector<std::string>& arguments) {
     DebugLog::Write(kStartup, "Load temp dir\n");
     std::error_code error;
     fs::create_directories(m_folders.temp, error);
-    CopySampleDatabaseOnFirstStart();
+    if (!databaseNamed)
+        CopySampleDatabaseOnFirstStart();
 }
 
 void Shell::CopySampleDatabaseOnFirstStart() {

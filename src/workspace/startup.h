@@ -72,8 +72,9 @@ public:
 
     // The start-up before the window shows: the debug log when "/debug" is given, the
     // configuration, the month names, the temporary folder, and on a first start the sample
-    // database copied into the data folder.
-    void Start(const std::vector<std::string>& arguments);
+    // database copied into the data folder, unless the command line names the database to
+    // open (databaseNamed): a user who asked for one database gets no other.
+    void Start(const std::vector<std::string>& arguments, bool databaseNamed = false);
     // The start-up once the window shows: the database the configuration or the start-up
     // options choose is opened or created, and the caption set.
     void OpenAtStartup();

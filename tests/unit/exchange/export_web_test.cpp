@@ -195,22 +195,31 @@ TEST_F(ExportTest, AsksBeforeOverwritingAndTellsEveryFailure) {
     request.destination = dir.path() / "file";
     WriteFile(request.destination, "not a folder");
     EXPECT_FALSE(Export());
-    EXPECT_EQ(port.notices.back().text, "Unable to create main directory for export: " +
-                                            (request.destination / "Alpha").string());
+    ASSERT_GE(port.notices.size(), 2u);
+    EXPECT_EQ(
+        port.notices[port.notices.size() - 2].text,
+        "Unable to create main directory for export: " + (request.destination / "Alpha").string());
+    EXPECT_EQ(port.notices.back().text, request.destination.string() + ": Not a directory");
 
     request.destination = dir.path() / "site";
     request.style = "missing";
     EXPECT_FALSE(Export());
     EXPECT_EQ(port.notices.back().caption, "Error");
 
-    // A page that can't be written ends the export; the pages before it stay.
+    // A page that can't be written (a suite's folder takes its name) ends the export, with
+    // the file and the reason; the earlier site stays whole and nothing else is left.
     request.style = "plain";
-    fs::remove_all(site);
-    fs::create_directories(site / "Project Test Cases" / "Smoke" / "P 1.html" / "in the way");
+    const std::string earlier = ReadFile(site / "Alpha.html");
+    fs::create_directories(cases / "Smoke" / "P 1.html");
     EXPECT_FALSE(Export());
-    EXPECT_EQ(port.notices.back(),
+    ASSERT_GE(port.notices.size(), 2u);
+    EXPECT_EQ(port.notices[port.notices.size() - 2],
               (Notice{"Web Export Error: Unable to create file!", "Error", Icon::Error}));
-    EXPECT_TRUE(fs::exists(site / "Project Test Cases" / "Smoke" / "Smoke_index.html"));
+    EXPECT_TRUE(port.notices.back().text.ends_with("P 1.html: Is a directory"))
+        << port.notices.back().text;
+    EXPECT_EQ(ReadFile(site / "Alpha.html"), earlier);
+    EXPECT_TRUE(fs::exists(site / "Project Test Cases" / "Smoke" / "P 1.html"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(request.destination), {}), 1);
     EXPECT_EQ(DisplayStyles(styles), (std::vector<std::string>{"plain"}));
 }
 
@@ -232,22 +241,25 @@ TEST_F(ExportTest, NeitherFollowsLinksNorWritesThroughThem) {
         EXPECT_FALSE(fs::exists(fs::symlink_status(site / "Project Test Cases" / "Smoke" / page)))
             << page;
 
-    // A link planted in the destination, where a folder of the site belongs.
+    // Links planted in an earlier site, where a folder or a page of the site belongs, and in
+    // place of the site itself: the new site is built apart and replaces them, and nothing is
+    // written through them.
     const fs::path elsewhere = dir.path() / "elsewhere";
     fs::create_directories(elsewhere);
     fs::remove_all(site / "Project Test Cases" / "Smoke");
     fs::create_directory_symlink(elsewhere, site / "Project Test Cases" / "Smoke");
     request.askBeforeOverwriting = false;
-    EXPECT_FALSE(Export());
-    EXPECT_EQ(port.notices.back().text,
-              "Web Export Error: Unable to create a folder below " + site.string() +
-                  " (a folder can't be made, or a link stands in its place)");
-    EXPECT_TRUE(fs::is_empty(elsewhere));
-
-    // A linked page is replaced by the page, not written through.
-    fs::remove(site / "Project Test Cases" / "Smoke");
-    WriteFile(elsewhere / "target.html", "kept");
     ASSERT_TRUE(Export());
+    EXPECT_TRUE(fs::is_empty(elsewhere));
+    EXPECT_FALSE(fs::is_symlink(site / "Project Test Cases" / "Smoke"));
+
+    WriteFile(elsewhere / "target.html", "kept");
+    const fs::path moved = dir.path() / "moved";
+    fs::rename(site, moved);
+    fs::create_directory_symlink(elsewhere, site);
+    ASSERT_TRUE(Export());
+    EXPECT_FALSE(fs::is_symlink(site));
+    EXPECT_EQ(std::distance(fs::directory_iterator(elsewhere), {}), 1);
     fs::remove(site / "Project Test Cases" / "Smoke" / "P 1.html");
     fs::create_symlink(elsewhere / "target.html",
                        site / "Project Test Cases" / "Smoke" / "P 1.html");

@@ -40,6 +40,21 @@ TEST(BatchPort, WritesTheLogAndStderrAndAnswersQuestionsSafely) {
     EXPECT_TRUE(yes.ask({"Overwrite?", "Question", Icon::Question}));
 }
 
+TEST(BatchPort, ALogPastItsSizeIsMovedAsideKeepingThePreviousOne) {
+    TempDir dir;
+    std::ostringstream err;
+    BatchPort port(dir / "error_log.txt", err, false, 100);
+    for (int line = 0; line < 9; ++line)
+        port.tell({"line " + std::to_string(line), "Caption", Icon::Warning});
+    // Lines of about thirty bytes: a log takes four before it passes 100 bytes.
+    const std::string current = ReadFile(dir / "error_log.txt");
+    const std::string previous = ReadFile(dir / "error_log.txt.old");
+    EXPECT_LE(current.size(), 130u);
+    EXPECT_NE(current.find(" line 8\n"), std::string::npos);
+    EXPECT_NE(previous.find(" line 7\n"), std::string::npos);
+    EXPECT_EQ(previous.find(" line 0\n"), std::string::npos) << "only one earlier log is kept";
+}
+
 TEST(DebugLog, HeaderThenTimestampedEntriesOnlyWhileStarted) {
     TempDir dir;
     const auto file = dir / "VantorelDebug.txt";

@@ -165,7 +165,9 @@ TEST_F(CommandLineRunTest, SaysWhyNoReportWasMade) {
          "Report was not created - project \"Beta\" was not found in the database"},
         {{"/r", "status", "/d", db.string(), "/p", "Alpha", "/n", std::string(65, 'n')},
          "Report was not created - report name is greater than 64 characters"},
-        {{"/r", "weekly", "/d", db.string(), "/p", "Alpha"}, "Report was not created"},
+        {{"/r", "weekly", "/d", db.string(), "/p", "Alpha"},
+         "Report was not created - \"weekly\" is not a kind of report: status, progress, list or "
+         "details"},
         {{"/r", "status", "/d", db.string(), "/p", "Alpha", "/f", "Nope"},
          "Report was not created - filter \"Nope\" could not be read"},
     };

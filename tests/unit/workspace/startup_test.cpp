@@ -97,8 +97,9 @@ TEST_F(StartupTest, StartupChoicesAndTheDebugSwitch) {
     EXPECT_FALSE(DebugSwitchGiven({"debug", "-debug", "/debugx"}));
 
     Shell shell(port, view, folders, identity);
-    shell.Start({"debug"});
+    shell.Start({"debug"}, true);
     EXPECT_FALSE(fs::exists(folders.data / "VantorelDebug.txt"));
+    EXPECT_FALSE(fs::exists(folders.data / "SampleDB")) << "a named database, and no other";
 
     view.startup = {StartupChoice::NoDatabase, false};
     shell.OpenAtStartup();
