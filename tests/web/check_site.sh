@@ -14,6 +14,10 @@ work=$(mktemp -d)
 chmod 755 "$work"  # linkchecker, started as root, reads as nobody
 trap 'rm -rf "$work"' EXIT
 export VANTOREL_DATA_DIR="$work/data"
+# The browser's profile, caches and the link checker's files stay in the work folder, not in
+# the user's home.
+export HOME="$work/home" XDG_CONFIG_HOME="$work/config" XDG_CACHE_HOME="$work/cache"
+mkdir -p "$HOME"
 # Qt and fontconfig keep their caches until the process ends; only the unit tests look for leaks.
 export ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0"
 cp -r "$sample" "$work/db"
@@ -25,6 +29,7 @@ done
 
 chrome() {
     timeout 60 chromium --headless --no-sandbox --disable-gpu --disable-background-networking \
+        --user-data-dir="$work/chromium" \
         --disable-component-update --disable-sync --no-first-run --allow-file-access-from-files \
         --enable-logging=stderr --v=0 --dump-dom "$@"
 }
