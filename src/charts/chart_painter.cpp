@@ -87,40 +87,46 @@ void PaintPie(QPainter& painter, const Chart& chart, const QRect& area) {
         if (span == 0)
             continue;
         painter.setBrush(ColourOf(series.colour));
+        if (value >= total) {
+            // A slice of the whole is a disc: a pie's edges would draw a seam to its centre.
+            painter.setPen(Qt::NoPen);
+            painter.drawEllipse(circle);
+            return;
+        }
         painter.drawPie(circle, start, span);
         start += span;
     }
 }
 
-// A scale of round steps from 0 to at least the largest value.
-double NiceMaximum(double largest) {
-    if (largest <= 0)
-        return 1;
-    const double magnitude = std::pow(10.0, std::floor(std::log10(largest)));
-    for (double step : {1.0, 2.0, 2.5, 5.0, 10.0})
-        if (step * magnitude >= largest)
-            return step * magnitude;
-    return 10 * magnitude;
-}
-
-QRect PaintAxes(QPainter& painter, const QRect& plot, double maximum, const QString& axis) {
+// The value axis with its ticks and grid; the plot inside it. The labels' room is that of the
+// widest of them, so none is cut.
+QRect PaintAxes(QPainter& painter, const QRect& plot, const std::vector<double>& ticks,
+                const QString& axis) {
     const QFontMetrics metrics(painter.font());
-    const int labelWidth = metrics.horizontalAdvance(Number(maximum)) + 8;
+    const double step = ticks.size() > 1 ? ticks[1] : 1;
+    std::vector<QString> labels;
+    int widest = 0;
+    for (double tick : ticks) {
+        labels.push_back(QString::fromStdString(TickText(tick, step)));
+        widest = std::max(widest, metrics.horizontalAdvance(labels.back()));
+    }
+    const int labelWidth = widest + 8;
     // The axis title sits above the top tick's label.
     const QRect inner(plot.left() + labelWidth, plot.top() + 2 * metrics.height(),
                       plot.width() - labelWidth, plot.height() - 3 * metrics.height() - 8);
     painter.setPen(kMuted);
     painter.drawText(QRect(plot.left(), plot.top(), plot.width(), metrics.height()), Qt::AlignLeft,
                      axis);
-    for (int tick = 0; tick <= 4; ++tick) {
-        const double value = maximum * tick / 4;
-        const int y = inner.bottom() - static_cast<int>(inner.height() * tick / 4.0);
+    const double top = ticks.back();
+    for (std::size_t index = 0; index < ticks.size(); ++index) {
+        const int y =
+            inner.bottom() - static_cast<int>(std::lround(inner.height() * ticks[index] / top));
         painter.setPen(QPen(kGrid, 1));
         painter.drawLine(inner.left(), y, inner.right(), y);
         painter.setPen(kMuted);
         painter.drawText(
             QRect(plot.left(), y - metrics.height() / 2, labelWidth - 6, metrics.height()),
-            Qt::AlignRight | Qt::AlignVCenter, Number(value));
+            Qt::AlignRight | Qt::AlignVCenter, labels[index]);
     }
     return inner;
 }
@@ -131,9 +137,10 @@ void PaintColumns(QPainter& painter, const Chart& chart, const QRect& area) {
     for (const ChartSeries& series : chart.series)
         if (!series.values.empty())
             largest = std::max(largest, series.values[0]);
-    const double maximum = NiceMaximum(largest);
+    const std::vector<double> ticks = AxisTicks(largest, chart.countAxis);
+    const double maximum = ticks.back();
     const QRect inner = PaintAxes(
-        painter, QRect(area.left(), area.top(), area.width() - legend - 16, area.height()), maximum,
+        painter, QRect(area.left(), area.top(), area.width() - legend - 16, area.height()), ticks,
         Text(chart.valueAxis));
     const int count = static_cast<int>(chart.series.size());
     if (count == 0)
@@ -155,31 +162,32 @@ void PaintLines(QPainter& painter, const Chart& chart, const QRect& area) {
     for (const ChartSeries& series : chart.series)
         for (double value : series.values)
             largest = std::max(largest, value);
-    const double maximum = NiceMaximum(largest);
+    const std::vector<double> ticks = AxisTicks(largest, chart.countAxis);
+    const double maximum = ticks.back();
     const QRect inner = PaintAxes(
-        painter, QRect(area.left(), area.top(), area.width() - legend - 16, area.height()), maximum,
+        painter, QRect(area.left(), area.top(), area.width() - legend - 16, area.height()), ticks,
         Text(chart.valueAxis));
     const std::size_t points = chart.labels.size();
     if (points == 0)
         return;
-    // Dates under the axis, as many as fit without touching; the points keep half a date's
-    // width from the ends, so the first and last dates are whole.
+    // Dates under the axis, as many as fit without touching, measured by the widest; the
+    // points keep half a date's width from the ends, so the first and last dates are whole.
     const QFontMetrics metrics(painter.font());
-    const int labelWidth = metrics.horizontalAdvance(Text(chart.labels.front())) + 12;
-    const double left = inner.left() + labelWidth / 2.0;
-    const double span = std::max(1.0, inner.width() - static_cast<double>(labelWidth));
+    int widest = 0;
+    for (const std::string& label : chart.labels)
+        widest = std::max(widest, metrics.horizontalAdvance(Text(label)));
+    const double left = inner.left() + widest / 2.0;
+    const double span = std::max(1.0, inner.width() - static_cast<double>(widest));
     auto xOf = [&](std::size_t point) {
         return points == 1
                    ? inner.center().x()
                    : left + span * static_cast<double>(point) / static_cast<double>(points - 1);
     };
-    const std::size_t every = std::max<std::size_t>(
-        1, static_cast<std::size_t>(
-               std::ceil(labelWidth * static_cast<double>(points) / std::max(1, inner.width()))));
+    const std::size_t every = LabelStride(points, span, widest, 12);
     painter.setPen(kMuted);
     for (std::size_t point = 0; point < points; point += every)
         painter.drawText(
-            QRectF(xOf(point) - labelWidth / 2.0, inner.bottom() + 4, labelWidth, metrics.height()),
+            QRectF(xOf(point) - widest / 2.0, inner.bottom() + 4, widest, metrics.height()),
             Qt::AlignCenter, Text(chart.labels[point]));
     for (const ChartSeries& series : chart.series) {
         QPainterPath path;

@@ -1,5 +1,7 @@
 #include "render/charts.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 #include "documents/custom_cfg.h"
@@ -19,6 +21,41 @@ std::string HoursAndMinutes(std::int64_t minutes) {
     return text;
 }
 
+std::vector<double> AxisTicks(double largest, bool countAxis) {
+    constexpr int kTicksMax = 6;
+    if (!(largest > 0))
+        largest = 1;
+    double magnitude = std::pow(10.0, std::floor(std::log10(largest / kTicksMax)));
+    for (;; magnitude *= 10)
+        for (double factor : {1.0, 2.0, 5.0}) {
+            const double step = factor * magnitude;
+            if ((countAxis && step < 1) || step * kTicksMax < largest)
+                continue;
+            std::vector<double> ticks;
+            for (int tick = 0; ticks.empty() || ticks.back() < largest; ++tick)
+                ticks.push_back(step * tick);
+            return ticks;
+        }
+}
+
+std::string TickText(double value, double step) {
+    // As many decimals as the step needs: 0.5 gives one, 0.05 two, 2 none.
+    const int decimals = std::clamp(static_cast<int>(-std::floor(std::log10(step) + 1e-9)), 0, 6);
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*f", decimals, value);
+    return text;
+}
+
+std::size_t LabelStride(std::size_t count, double span, double widest, double gap) {
+    if (count < 2)
+        return 1;
+    const double spacing = span / static_cast<double>(count - 1);
+    std::size_t stride = 1;
+    while (stride < count && spacing * static_cast<double>(stride) < widest + gap)
+        ++stride;
+    return stride;
+}
+
 Chart StatusPieChart(const StatusReportData& report) {
     Chart chart{ChartKind::Pie, "Tests by status", "Tests", {}, {}};
     for (std::size_t status = 0; status < report.statuses.size(); ++status)
@@ -30,7 +67,7 @@ Chart StatusPieChart(const StatusReportData& report) {
 }
 
 Chart TimeFiguresChart(const StatusReportData& report, const CustomCfg& custom) {
-    Chart chart{ChartKind::Columns, "Time figures", "Hours", {}, {}};
+    Chart chart{ChartKind::Columns, "Time figures", "Hours", {}, {}, false};
     const std::pair<int, std::int64_t> figures[] = {
         {RS_TOTAL_PLAN_TIME, report.totalTestTime},
         {RS_EXTRAPOLATED_TIME, report.predictedTime},

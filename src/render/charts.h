@@ -33,7 +33,18 @@ struct Chart {
     std::string valueAxis;            // what a column or line value counts
     std::vector<std::string> labels;  // the line chart's points, dates as "d-MMM-yyyy"
     std::vector<ChartSeries> series;
+    bool countAxis = true;  // the values are counts: the axis has whole-number ticks
 };
+
+// The ticks of a value axis: from 0 in equal round steps (1, 2 or 5 times a power of ten), at
+// most six of them past 0, the last at or above largest; a count axis steps by whole numbers.
+std::vector<double> AxisTicks(double largest, bool countAxis);
+// The text of a tick of an axis stepping by step: as many decimals as the step has.
+std::string TickText(double value, double step);
+// Every how many of count labels, centred at even spaces over span pixels (from the first
+// label's centre to the last's), one is shown so that none of them, each at most widest
+// pixels wide, comes nearer the next than gap. The first label is always shown.
+std::size_t LabelStride(std::size_t count, double span, double widest, double gap);
 
 class ChartPainter {
 public:

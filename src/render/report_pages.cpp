@@ -44,7 +44,8 @@ std::string StatusBody(const StatusReportData& report, const CustomCfg& custom,
     html += "<h2>Tests by status</h2>\n" + Image(baseName + "-status");
     html +=
         "<table class=List><tr class=ListHeading><td class=ListHeading>Status</td><td "
-        "class=ListHeading>Tests</td><td class=ListHeading>Share</td></tr>\n";
+        "class=\"ListHeading Figure\">Tests</td><td class=\"ListHeading Figure\">Share</td>"
+        "</tr>\n";
     for (std::size_t status = 0; status < report.statuses.size(); ++status) {
         const std::int64_t count = status < report.counts.size() ? report.counts[status] : 0;
         char share[32];
@@ -74,7 +75,7 @@ std::string StatusBody(const StatusReportData& report, const CustomCfg& custom,
     };
     html +=
         "<table class=List><tr class=ListHeading><td class=ListHeading>Figure</td><td "
-        "class=ListHeading>Hours</td></tr>\n";
+        "class=\"ListHeading Figure\">Hours</td></tr>\n";
     std::size_t row = 0;
     for (const auto& [caption, value] : rows) {
         const std::string rowClass = row++ % 2 == 0 ? "List" : "ListAlt";
@@ -90,8 +91,9 @@ std::string ProgressBody(const ProgressReportData& report, const std::string& ba
     charts.push_back({chart, baseName + "-progress", 720, 380});
     std::string html = CreatedText(report.header) + Image(baseName + "-progress");
     html += "<table class=List><tr class=ListHeading><td class=ListHeading>Period from</td>";
+    // Headings of figures sit right, above their numbers.
     for (std::size_t status = 0; status < report.statuses.size(); ++status)
-        html += "<td class=ListHeading>" +
+        html += "<td class=\"ListHeading Figure\">" +
                 Swatch(status < report.colours.size() ? report.colours[status] : 0x808080) +
                 HtmlEscaped(report.statuses[status]) + "</td>";
     html += "</tr>\n";
@@ -110,40 +112,50 @@ std::string ProgressBody(const ProgressReportData& report, const std::string& ba
     return html + "</table>\n";
 }
 
-// The field type of each cell of a list report's rows, from its column flags; the suite
-// column, and any a report names no field for, is text.
-std::vector<FieldType> CellTypes(const std::string& columns) {
-    std::vector<FieldType> types;
+// One shown column of a list report: the field type of its cells (the suite column, and any
+// a report names no field for, is text) and whether its text may wrap. Identifiers, dates,
+// figures and short list values stay on one line; titles and free text wrap at word ends.
+struct ShownColumn {
+    FieldType type = FT_TEXT;
+    bool wraps = false;
+};
+
+std::vector<ShownColumn> ShownColumns(const std::string& columns) {
+    std::vector<ShownColumn> shown;
     for (std::size_t column = 0; column < columns.size() && column < kListColumnCount; ++column)
         if (columns[column] == '1') {
-            const FieldDescriptor* field =
-                FindField(PrjTestCaseFields(), ListColumns()[column].tag);
-            types.push_back(field ? field->type : FT_TEXT);
+            const std::string_view tag = ListColumns()[column].tag;
+            const FieldDescriptor* field = FindField(PrjTestCaseFields(), tag);
+            shown.push_back({field ? field->type : FT_TEXT,
+                             tag == "<test_title>" || tag == "<fault_report_id>" ||
+                                 tag == "<requirement>" || tag == "<testers>"});
         }
-    return types;
+    return shown;
 }
 
-// The rows of a list report, written as they are read.
+// The rows of a list report, written as they are read. A table wider than the page scrolls
+// inside its own box, not the page.
 void WriteListBody(ReportRowReader& reader, const PageOutput& out) {
-    std::string html = CreatedText(reader.Header()) + "<table class=List><tr class=ListHeading>";
+    std::string html = CreatedText(reader.Header()) +
+                       "<div class=TableScroll><table class=\"List Wide\"><tr class=ListHeading>";
     for (const std::string& heading : ReadRepeated(reader.Head(), "<column_heading>"))
         html += "<td class=ListHeading>" + HtmlEscaped(heading) + "</td>";
     html += "</tr>\n";
     out(html);
-    std::string columns;
-    reader.Head().GetTag("<columns>", columns);
-    const std::vector<FieldType> types = CellTypes(columns);
+    std::string flags;
+    reader.Head().GetTag("<columns>", flags);
+    const std::vector<ShownColumn> columns = ShownColumns(flags);
     for (ReportedTestCase testCase; reader.Next(testCase);) {
         const std::string rowClass = testCase.order % 2 == 0 ? "List" : "ListAlt";
         html = "<tr class=" + rowClass + ">";
-        for (std::size_t cell = 0; cell < testCase.values.size(); ++cell)
-            html += "<td class=" + rowClass + ">" +
-                    Shown(PageValue(cell < types.size() ? types[cell] : FT_TEXT,
-                                    testCase.values[cell])) +
-                    "</td>";
+        for (std::size_t cell = 0; cell < testCase.values.size(); ++cell) {
+            const ShownColumn column = cell < columns.size() ? columns[cell] : ShownColumn{};
+            html += "<td class=\"" + rowClass + (column.wraps ? " Wraps" : "") + "\">" +
+                    Shown(PageValue(column.type, testCase.values[cell])) + "</td>";
+        }
         out(html + "</tr>\n");
     }
-    out("</table>\n");
+    out("</table></div>\n");
 }
 
 // Every test case of a details report, written as it is read.
@@ -154,8 +166,15 @@ void WriteDetailsBody(ReportRowReader& reader, const CustomCfg& custom, const Pa
     for (ReportedTestCase kept; reader.Next(kept);) {
         PrjTestCaseCore testCase(custom, {});
         testCase.LoadKept(kept.values);
-        out("<h2>" + HtmlEscaped(kept.path) + "</h2>\n" + testCase.FieldTable() +
-            testCase.Render(history, {}));
+        // Headed by what a tester knows it by: identifier and title, then its suite.
+        const std::string title = testCase.Stored("<test_title>");
+        const std::size_t first = kept.path.find('/'), last = kept.path.rfind('/');
+        const std::string suite =
+            first < last ? kept.path.substr(first + 1, last - first - 1) : std::string();
+        out("<h2>" + PageValue(FT_TEXT, testCase.Stored("<id>")) +
+            (title.empty() ? "" : " &ndash; " + PageValue(FT_TEXT, title)) + "</h2>\n" +
+            (suite.empty() ? "" : "<p class=Meaning>Suite " + HtmlEscaped(suite) + "</p>\n") +
+            testCase.FieldTable() + testCase.Render(history, {}));
     }
 }
 

@@ -15,7 +15,10 @@ namespace {
 class ListReportsTest : public ProjectTest {};
 
 TEST_F(ListReportsTest, ListShowsTheChosenColumnsInWalkOrder) {
-    AddCase("Login/A.vtl", {{"<id>", "A"}, {"<test_status>", "Pass"}, {"<test_title>", "R&amp;D"}});
+    AddCase("Login/A.vtl", {{"<id>", "A"},
+                            {"<test_status>", "Pass"},
+                            {"<test_title>", "R&amp;D"},
+                            {"<last_attempt_date>", "20261006"}});
     AddCase("Login/Deep/B.vtl", {{"<id>", "B"}, {"<test_status>", "Fail"}});
     ReportRequest request = WholeProject();
     request.listColumns.fill(true);
@@ -43,6 +46,15 @@ TEST_F(ListReportsTest, ListShowsTheChosenColumnsInWalkOrder) {
             EXPECT_EQ(row.values[2], "Pass");
         }
     }
+    // The page shows dates in their display form, keeps identifiers on one line and lets only
+    // titles and free text wrap, inside a box of its own that scrolls.
+    const auto page = RenderReportPage(*file, custom, "list");
+    ASSERT_TRUE(page);
+    EXPECT_NE(page->body.find("<div class=TableScroll><table class=\"List Wide\">"),
+              std::string::npos);
+    EXPECT_NE(page->body.find(">6-Oct-2026</td>"), std::string::npos) << page->body;
+    EXPECT_NE(page->body.find(" Wraps\">R&amp;D</td>"), std::string::npos);
+    EXPECT_NE(page->body.find("\">A</td>"), std::string::npos);
 }
 
 TEST_F(ListReportsTest, RowsComeInWalkOrderWhateverTheThreads) {
@@ -120,6 +132,11 @@ TEST_F(ListReportsTest, DetailsHoldEveryFieldAndTheHistory) {
     ASSERT_EQ(history.size(), 1u);
     EXPECT_EQ(history[0].newStatus, "Pass");
     EXPECT_EQ(ReadStatusReport(*file), std::nullopt);
+    // Each test case is headed by its identifier, its suite beneath.
+    const auto page = RenderReportPage(*file, custom, "details");
+    ASSERT_TRUE(page);
+    EXPECT_NE(page->body.find("<h2>A</h2>\n<p class=Meaning>Suite Login</p>"), std::string::npos)
+        << page->body;
 }
 
 TEST_F(ListReportsTest, DetailsGiveBackAnyValueSoNoneForgesAnEntry) {

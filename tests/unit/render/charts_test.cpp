@@ -1,0 +1,60 @@
+#include "render/charts.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace vantorel {
+namespace {
+
+TEST(AxisTicks, RoundStepsFromZeroPastTheLargestValue) {
+    EXPECT_EQ(AxisTicks(2, false), (std::vector<double>{0, 0.5, 1, 1.5, 2}));
+    EXPECT_EQ(AxisTicks(10, true), (std::vector<double>{0, 2, 4, 6, 8, 10}));
+    EXPECT_EQ(AxisTicks(7, true), (std::vector<double>{0, 2, 4, 6, 8}));
+    EXPECT_EQ(AxisTicks(0, true), (std::vector<double>{0, 1}));
+    // Counts never step by less than one, whatever the range.
+    EXPECT_EQ(AxisTicks(3, true), (std::vector<double>{0, 1, 2, 3}));
+    EXPECT_EQ(AxisTicks(1, true), (std::vector<double>{0, 1}));
+    for (bool counts : {true, false})
+        for (double largest : {0.3, 1.0, 2.5, 7.5, 13.0, 99.0, 101.0, 12345.0, 987654.0}) {
+            const std::vector<double> ticks = AxisTicks(largest, counts);
+            ASSERT_GE(ticks.size(), 2u) << largest;
+            EXPECT_EQ(ticks.front(), 0);
+            EXPECT_GE(ticks.back(), largest);
+            EXPECT_LE(ticks.size(), 7u) << largest;
+            const double step = ticks[1];
+            const double mantissa = step / std::pow(10.0, std::floor(std::log10(step)));
+            EXPECT_TRUE(std::fabs(mantissa - 1) < 1e-9 || std::fabs(mantissa - 2) < 1e-9 ||
+                        std::fabs(mantissa - 5) < 1e-9)
+                << largest << ": step " << step;
+            if (counts) {
+                EXPECT_EQ(step, std::round(step)) << largest;
+            }
+        }
+}
+
+TEST(AxisTicks, EveryLabelShowsItsValue) {
+    // Each label of an axis differs from the others: 1.5 is not shown as "2".
+    const std::vector<double> hours = AxisTicks(2, false);
+    std::vector<std::string> labels;
+    for (double tick : hours)
+        labels.push_back(TickText(tick, hours[1]));
+    EXPECT_EQ(labels, (std::vector<std::string>{"0.0", "0.5", "1.0", "1.5", "2.0"}));
+    EXPECT_EQ(TickText(0.15, 0.05), "0.15");
+    EXPECT_EQ(TickText(40, 20), "40");
+}
+
+TEST(LabelStride, DatesNeverTouchAndTheFirstIsAlwaysShown) {
+    EXPECT_EQ(LabelStride(1, 500, 80, 12), 1u);
+    EXPECT_EQ(LabelStride(5, 400, 80, 12), 1u);  // 100 pixels apart
+    // Thirty dates of 80 pixels over 400: one in every seven shown, each 96.6 pixels apart.
+    const std::size_t stride = LabelStride(30, 400, 80, 12);
+    EXPECT_EQ(stride, 7u);
+    EXPECT_GE(400.0 / 29 * static_cast<double>(stride), 92.0);
+    EXPECT_LT(400.0 / 29 * static_cast<double>(stride - 1), 92.0) << "no more thinned than needed";
+    // Too narrow for two: only the first.
+    EXPECT_EQ(LabelStride(10, 50, 80, 12), 10u);
+}
+
+}  // namespace
+}  // namespace vantorel
