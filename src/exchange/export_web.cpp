@@ -13,6 +13,7 @@
 #include <cstring>
 #include <map>
 #include <mutex>
+#include <span>
 #include <thread>
 
 #include "documents/custom_cfg.h"
@@ -664,10 +665,7 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
                                         failed.c_str());
                 }
             const std::string href = UrlPath(name + ".html");
-            std::string created;
-            if (const std::size_t dash = name.find(" - "); dash != std::string::npos)
-                created = name.substr(dash + 3, 10);
-            links.push_back({Escaped(name), href, created});
+            links.push_back({Escaped(name), href, report->created});
             reportsPart += "<p><a href=\"" +
                            UrlPath((relative / (name + ".html")).generic_string()) + "\">" +
                            Escaped(name) + "</a></p>\n";
@@ -700,7 +698,8 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
     writer.Write(std::string_view(frame).substr(0, mark));
     if (mark != std::string::npos) {
         writer.Write("<h2><a name=\"proj_suites\"></a>Test Suites</h2>\n<p><table class=List>\n");
-        for (const SuitePlace& suite : suites) {
+        // "Project Test Cases" holds the suites; it is no suite of its own.
+        for (const SuitePlace& suite : std::span(suites).subspan(1)) {
             XMLParse description;
             std::string title;
             if (description.OpenFastRead(
@@ -715,10 +714,18 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
         writer.Write("</table>\n");
         std::size_t at = 0;
         while (at < jobs.size()) {
-            const SuitePlace& suite = suites[jobs[at++].suite];
+            const std::uint32_t place = jobs[at++].suite;
+            const SuitePlace& suite = suites[place];
+            const std::size_t firstCase = at;
+            while (at < jobs.size() && !jobs[at].isSuite)
+                ++at;
+            // "Project Test Cases" gets a part only for test cases of its own: its suites are
+            // listed above. Empty tables are left out.
+            if (place == 0 && at == firstCase)
+                continue;
             writer.Write("<a name=\"" + AnchorOf(suite.relative) + "\"></a><h2>" +
                          Escaped(std::string(LastPart(suite.relative))) + "</h2>\n");
-            if (!suite.children.empty()) {
+            if (place != 0 && !suite.children.empty()) {
                 writer.Write("<br><p><b>Test Suites</b></p><table class=List>");
                 for (std::size_t child : suite.children)
                     writer.Write("<tr class=List><td class=List><a href=\"#" +
@@ -728,16 +735,18 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
                 // The sub-suite table has always been closed without its angle bracket.
                 writer.Write("</table\n");
             }
-            writer.Write("<br><p><b>Test Cases</b></p><table class=List>");
-            for (; at < jobs.size() && !jobs[at].isSuite; ++at) {
-                const PageJob& job = jobs[at];
+            if (at > firstCase)
+                writer.Write("<br><p><b>Test Cases</b></p><table class=List>");
+            for (std::size_t job = firstCase; job < at; ++job) {
+                const PageJob& testCase = jobs[job];
                 writer.Write("<tr class=List><td class=List><a href=\"" +
-                             UrlPath(suite.relative + "/" + job.name + ".html") + "\">" +
-                             Escaped(job.name) + "</a></td><td class=List>" +
-                             (job.status.empty() ? "&nbsp;" : PageValue(FT_LIST_TEXT, job.status)) +
+                             UrlPath(suite.relative + "/" + testCase.name + ".html") + "\">" +
+                             Escaped(testCase.name) + "</a></td><td class=List>" +
+                             (testCase.status.empty() ? "&nbsp;"
+                                                      : PageValue(FT_LIST_TEXT, testCase.status)) +
                              "</td></tr>\n");
             }
-            writer.Write("</table>\n<hr>\n");
+            writer.Write(at > firstCase ? "</table>\n<hr>\n" : "<hr>\n");
         }
         writer.Write(reportsPart);
         writer.Write(std::string_view(frame).substr(mark + kBodyMark.size()));

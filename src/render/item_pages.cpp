@@ -264,6 +264,17 @@ std::optional<std::string> PrjTestCaseCore::OwnPlaceholder(std::string_view plac
         const std::optional<int> meaning = m_custom.MeaningOf(Unescaped(Stored("<test_status>")));
         return meaning ? std::string(MeaningName(*meaning)) : std::string(kEmptyValue);
     }
+    if (placeholder == "VT_STATUS_MEANING_NOTE") {
+        // "counts as Pass" beside a status "Pass" says nothing: the note is only for a status
+        // of the team's own, or one that counts as no meaning at all.
+        const std::string status = Unescaped(Stored("<test_status>"));
+        const std::optional<int> meaning = m_custom.MeaningOf(status);
+        if (!meaning)
+            return std::string(status.empty() ? "" : "counts as no status of this database");
+        if (strcasecmp(status.c_str(), std::string(MeaningName(*meaning)).c_str()) == 0)
+            return std::string();
+        return "counts as " + std::string(MeaningName(*meaning));
+    }
     if (placeholder == "VT_STATUS_STYLE") {
         // The status's report colour, with text dark or light as the colour needs.
         const std::optional<int> meaning = m_custom.MeaningOf(Unescaped(Stored("<test_status>")));

@@ -195,12 +195,14 @@ std::string_view ReportTemplateName(ReportKind kind) {
 }
 
 std::optional<ReportPage> ReportPageHead(const std::filesystem::path& path) {
-    const std::optional<ReportKind> kind = ReadReportKind(path);
+    ReportHeader header;
+    const std::optional<ReportKind> kind = ReadReportKind(path, &header);
     if (!kind)
         return std::nullopt;
     ReportPage page;
     page.kind = *kind;
     page.title = HtmlEscaped(path.stem().string());
+    page.created = DisplayValue(FT_DATE, header.createDate);
     return page;
 }
 

@@ -23,7 +23,8 @@ struct ChartFile {
 
 struct ReportPage {
     ReportKind kind = ReportKind::Status;
-    std::string title;  // the report's name
+    std::string title;    // the report's name
+    std::string created;  // its creation date, "d-MMM-yyyy"
     std::string body;
     std::vector<ChartFile> charts;
 };

@@ -588,7 +588,7 @@ bool HoldsTag(const XMLParse& document, std::string_view tag) {
     return document.GetTag(tag, value) == 0;
 }
 
-std::optional<ReportKind> ReadReportKind(const std::filesystem::path& path) {
+std::optional<ReportKind> ReadReportKind(const std::filesystem::path& path, ReportHeader* header) {
     // The header lies at the start; the rest of a large report is not read for it.
     int fd = -1;
     if (OpenRegularFile(path, fd, kReportDocumentSizeMax) != 0)
@@ -601,7 +601,10 @@ std::optional<ReportKind> ReadReportKind(const std::filesystem::path& path) {
     std::replace(head.begin(), head.end(), '\0', ' ');
     XMLParse document;
     document.LoadText(std::move(head));
-    const std::string type = ReadReportHeader(document).reportType;
+    const ReportHeader read = ReadReportHeader(document);
+    if (header)
+        *header = read;
+    const std::string& type = read.reportType;
     for (ReportKind kind : kAllKinds)
         if (KindInfo(kind).reportType == type)
             return kind;

@@ -192,7 +192,8 @@ bool LoadReportDocument(const std::filesystem::path& path, ReportKind kind, XMLP
 // True when the loaded document holds a readable tag.
 bool HoldsTag(const XMLParse& document, std::string_view tag);
 // The kind of the report document at path, by its <report_type> (a status summary by its
-// per-meaning counts); none when it can't be read.
-std::optional<ReportKind> ReadReportKind(const std::filesystem::path& path);
+// per-meaning counts), and its header when asked; none when it can't be read.
+std::optional<ReportKind> ReadReportKind(const std::filesystem::path& path,
+                                         ReportHeader* header = nullptr);
 
 }  // namespace vantorel

@@ -122,6 +122,10 @@ TEST_F(ExportTest, WritesTheTreeWithBreadcrumbsFooterAndRelativeLinks) {
     EXPECT_NE(projectPage.find("<h2><a name=\"proj_suites\"></a>Test Suites</h2>\n"),
               std::string::npos);
     EXPECT_NE(projectPage.find("</table\n"), std::string::npos);
+    // Each suite is listed once, and no table is empty.
+    EXPECT_EQ(projectPage.find("<h2>Project Test Cases</h2>"), std::string::npos);
+    EXPECT_EQ(projectPage.find("href=\"#Project-Test-Cases\""), std::string::npos);
+    EXPECT_EQ(projectPage.find("<table class=List></table>"), std::string::npos);
     EXPECT_NE(projectPage.find("<a href=\"Project%20Test%20Cases/Smoke/Deep/P2.html\">P2</a>"),
               std::string::npos);
 }
@@ -136,7 +140,14 @@ TEST_F(ExportTest, ValuesReachTheSiteAsTextAndEveryPageForbidsScripts) {
         request.listColumns.fill(true);
         ASSERT_TRUE(Make(kind, request));
     }
+    ReportRequest named = WholeProject();
+    named.name = "Weekly";
+    ASSERT_TRUE(Make(ReportKind::List, named));
     ASSERT_TRUE(Export());
+    // A named report's creation date comes from the report, not from its name.
+    EXPECT_NE(ReadFile(site / "Reports/Test List Reports/Test List Reports_index.html")
+                  .find("Weekly</a></td><td class=ListAlt>21-Nov-2026</td>"),
+              std::string::npos);
     std::size_t pages = 0;
     for (const auto& entry : fs::recursive_directory_iterator(site)) {
         if (entry.path().extension() != ".html")
@@ -151,7 +162,7 @@ TEST_F(ExportTest, ValuesReachTheSiteAsTextAndEveryPageForbidsScripts) {
     const std::string list =
         ReadFile(site / "Reports/Test List Reports/List report - 2026-11-21-1.html");
     EXPECT_LT(list.find("P3</td>"), list.find("</body>"));
-    EXPECT_EQ(pages, 13u);
+    EXPECT_EQ(pages, 14u);
     EXPECT_NE(ReadFile(site / "Alpha.html").find("&lt;img src=x onerror=alert(1)&gt;"),
               std::string::npos);
 }

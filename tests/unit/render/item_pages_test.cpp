@@ -137,6 +137,7 @@ TEST_F(PageTest, ProjectTestCaseShowsHistoryMeaningLinksAndEditControls) {
     PrjTestCaseCore core(custom, "Alpha");
     ASSERT_TRUE(core.Load(db / "p.vtl"));
     EXPECT_EQ(Render(core, "<!--VT_STATUS_MEANING-->"), "Fail");
+    EXPECT_EQ(Render(core, "<!--VT_STATUS_MEANING_NOTE-->"), "") << "Fail counts as Fail";
     EXPECT_EQ(Render(core, "<!--VT_RESLINK_DATA-->"),
               "<a href=\"http://www.example.org/Alpha\">www.example.org/Alpha</a>");
     EXPECT_EQ(Render(core, "<!--VT_EXTLINK_DATA-->"),
