@@ -114,19 +114,14 @@ struct StagingFolder {
             if (::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) == 0)
                 return 0;  // the earlier site is now in path, removed with it
             if (errno == ENOENT && ::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, target.c_str(),
-                                               RENAME_NOREPLACE) == 0) {
-                // Nothing stood at target; path must still name a folder to remove.
-                ::mkdir(path.c_str(), 0700);
-                return 0;
-            }
+                                               RENAME_NOREPLACE) == 0)
+                return 0;  // nothing stood at target
             if (errno == EINVAL) {
                 // A file system that can't swap: the earlier site goes first.
                 std::error_code error;
                 fs::remove_all(target, error);
-                if (::rename(path.c_str(), target.c_str()) == 0) {
-                    ::mkdir(path.c_str(), 0700);
+                if (::rename(path.c_str(), target.c_str()) == 0)
                     return 0;
-                }
             }
             // Another export put its site in place at this very moment: swap again.
             if (errno != EEXIST && errno != ENOENT && errno != ENOTEMPTY)
@@ -425,13 +420,19 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
     }
     // Another export may make the same folder at the same moment: only a failure to have it
     // counts.
-    fs::create_directories(request.destination, error);
+    std::error_code made;
+    fs::create_directories(request.destination, made);
     std::string stagingName =
         (request.destination / (std::string(kSaveTempPrefix) + "export-XXXXXX")).string();
-    if (!fs::is_directory(request.destination, error) || ::mkdtemp(stagingName.data()) == nullptr) {
+    int reason = 0;
+    if (!fs::is_directory(request.destination, error))
+        reason = made ? made.value() : error ? error.value() : ENOTDIR;
+    else if (::mkdtemp(stagingName.data()) == nullptr)
+        reason = errno;
+    if (reason) {
         m_port.tell({"Unable to create main directory for export: " + finalRoot.string(), "Error",
                      Icon::Error});
-        TellReason(request.destination, errno);
+        TellReason(request.destination, reason);
         return std::nullopt;
     }
     const StagingFolder staging(stagingName);
