@@ -101,7 +101,7 @@ void PaintPie(QPainter& painter, const Chart& chart, const QRect& area) {
 // The value axis with its ticks and grid; the plot inside it. The labels' room is that of the
 // widest of them, so none is cut.
 QRect PaintAxes(QPainter& painter, const QRect& plot, const std::vector<double>& ticks,
-                const QString& axis) {
+                const QString& axis, std::vector<AxisText>* axisTexts) {
     const QFontMetrics metrics(painter.font());
     const double step = ticks.size() > 1 ? ticks[1] : 1;
     std::vector<QString> labels;
@@ -124,14 +124,16 @@ QRect PaintAxes(QPainter& painter, const QRect& plot, const std::vector<double>&
         painter.setPen(QPen(kGrid, 1));
         painter.drawLine(inner.left(), y, inner.right(), y);
         painter.setPen(kMuted);
-        painter.drawText(
-            QRect(plot.left(), y - metrics.height() / 2, labelWidth - 6, metrics.height()),
-            Qt::AlignRight | Qt::AlignVCenter, labels[index]);
+        const QRect box(plot.left(), y - metrics.height() / 2, labelWidth - 6, metrics.height());
+        painter.drawText(box, Qt::AlignRight | Qt::AlignVCenter, labels[index]);
+        if (axisTexts)
+            axisTexts->push_back({box, labels[index]});
     }
     return inner;
 }
 
-void PaintColumns(QPainter& painter, const Chart& chart, const QRect& area) {
+void PaintColumns(QPainter& painter, const Chart& chart, const QRect& area,
+                  std::vector<AxisText>* axisTexts) {
     const int legend = PaintLegend(painter, chart, area, true);
     double largest = 0;
     for (const ChartSeries& series : chart.series)
@@ -141,7 +143,7 @@ void PaintColumns(QPainter& painter, const Chart& chart, const QRect& area) {
     const double maximum = ticks.back();
     const QRect inner = PaintAxes(
         painter, QRect(area.left(), area.top(), area.width() - legend - 16, area.height()), ticks,
-        Text(chart.valueAxis));
+        Text(chart.valueAxis), axisTexts);
     const int count = static_cast<int>(chart.series.size());
     if (count == 0)
         return;
@@ -156,7 +158,8 @@ void PaintColumns(QPainter& painter, const Chart& chart, const QRect& area) {
     }
 }
 
-void PaintLines(QPainter& painter, const Chart& chart, const QRect& area) {
+void PaintLines(QPainter& painter, const Chart& chart, const QRect& area,
+                std::vector<AxisText>* axisTexts) {
     const int legend = PaintLegend(painter, chart, area, false);
     double largest = 0;
     for (const ChartSeries& series : chart.series)
@@ -166,7 +169,7 @@ void PaintLines(QPainter& painter, const Chart& chart, const QRect& area) {
     const double maximum = ticks.back();
     const QRect inner = PaintAxes(
         painter, QRect(area.left(), area.top(), area.width() - legend - 16, area.height()), ticks,
-        Text(chart.valueAxis));
+        Text(chart.valueAxis), axisTexts);
     const std::size_t points = chart.labels.size();
     if (points == 0)
         return;
@@ -185,10 +188,12 @@ void PaintLines(QPainter& painter, const Chart& chart, const QRect& area) {
     };
     const std::size_t every = LabelStride(points, span, widest, 12);
     painter.setPen(kMuted);
-    for (std::size_t point = 0; point < points; point += every)
-        painter.drawText(
-            QRectF(xOf(point) - widest / 2.0, inner.bottom() + 4, widest, metrics.height()),
-            Qt::AlignCenter, Text(chart.labels[point]));
+    for (std::size_t point = 0; point < points; point += every) {
+        const QRectF box(xOf(point) - widest / 2.0, inner.bottom() + 4, widest, metrics.height());
+        painter.drawText(box, Qt::AlignCenter, Text(chart.labels[point]));
+        if (axisTexts)
+            axisTexts->push_back({box, Text(chart.labels[point])});
+    }
     for (const ChartSeries& series : chart.series) {
         QPainterPath path;
         for (std::size_t point = 0; point < series.values.size() && point < points; ++point) {
@@ -208,7 +213,8 @@ void PaintLines(QPainter& painter, const Chart& chart, const QRect& area) {
 
 }  // namespace
 
-void PaintChart(QPainter& painter, const Chart& chart, const QRect& area) {
+void PaintChart(QPainter& painter, const Chart& chart, const QRect& area,
+                std::vector<AxisText>* axisTexts) {
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     QFont font = painter.font();
@@ -230,10 +236,10 @@ void PaintChart(QPainter& painter, const Chart& chart, const QRect& area) {
             PaintPie(painter, chart, body);
             break;
         case ChartKind::Columns:
-            PaintColumns(painter, chart, body);
+            PaintColumns(painter, chart, body, axisTexts);
             break;
         case ChartKind::Lines:
-            PaintLines(painter, chart, body);
+            PaintLines(painter, chart, body, axisTexts);
             break;
     }
     painter.restore();

@@ -5,13 +5,24 @@
 
 #include <QPainter>
 #include <QRect>
+#include <QString>
+#include <vector>
 
 #include "render/charts.h"
 
 namespace vantorel {
 
-// Draws chart into area of painter's device.
-void PaintChart(QPainter& painter, const Chart& chart, const QRect& area);
+// A text drawn along an axis and the box it was drawn in.
+struct AxisText {
+    QRectF box;
+    QString text;
+};
+
+// Draws chart into area of painter's device. The texts along the axes (tick values, dates) go
+// to axisTexts too when it is given, so that tests can hold their layout: none cut, none
+// overlapping another.
+void PaintChart(QPainter& painter, const Chart& chart, const QRect& area,
+                std::vector<AxisText>* axisTexts = nullptr);
 
 class QtChartPainter : public ChartPainter {
 public:
