@@ -236,6 +236,7 @@ std::string RewriteInternalLinks(const std::string& html, const fs::path& projec
         std::string target = PercentDecoded(Unescaped(html.substr(link + skip, end - link - skip)));
         std::replace(target.begin(), target.end(), '\\', '/');
         std::string href = "#";
+        std::string title;  // of the test case the link leads to, when it has one
         const std::size_t slash = target.find('/');
         if (slash != std::string::npos &&
             strcasecmp(target.substr(0, slash).c_str(), project.c_str()) == 0) {
@@ -245,16 +246,37 @@ std::string RewriteInternalLinks(const std::string& html, const fs::path& projec
             std::error_code error;
             const fs::path onDisk = projectFolder / inside;
             const std::string relative = inside.generic_string();
+            const fs::path document = onDisk.string() + std::string(kItemExtension);
             if (relative.starts_with(kProjectTestCasesFolder)) {
-                if (fs::is_directory(onDisk, error))
+                XMLParse testCase;
+                if (fs::is_directory(onDisk, error)) {
                     href = toRoot +
                            UrlPath(relative + "/" + onDisk.filename().string() + "_index.html");
-                else if (fs::exists(fs::path(onDisk.string() + std::string(kItemExtension)), error))
+                } else if (testCase.OpenFastRead(document) == 0 && testCase.Load() == 0) {
                     href = toRoot + UrlPath(relative + ".html");
+                    testCase.GetTag("<test_title>", title);
+                }
             }
         }
         out += "href=\"" + href + "\"";
         at = end + 1;
+        // A link that shows its own address reads as the identifier it leads to, and the
+        // title of that test case when it has one.
+        const std::size_t textBegin = html.find('>', at);
+        const std::size_t textEnd =
+            textBegin == std::string::npos ? textBegin : html.find("</a>", textBegin);
+        if (textEnd != std::string::npos) {
+            const std::string_view text(html.data() + textBegin + 1, textEnd - textBegin - 1);
+            if (text.starts_with("vantorel://") || text.starts_with("Projects/")) {
+                std::string identifier = fs::path(target).filename().string();
+                if (identifier.ends_with(kItemExtension))
+                    identifier.resize(identifier.size() - kItemExtension.size());
+                out.append(html, at, textBegin + 1 - at);
+                out += HtmlEscaped(identifier) +
+                       (title.empty() ? "" : " &ndash; " + PageValue(FT_TEXT, title));
+                at = textEnd;
+            }
+        }
     }
     out.append(html, at, std::string::npos);
     return out;

@@ -177,6 +177,17 @@ TEST_F(ExportTest, InternalLinksLeadToExportedPages) {
               "<a href=\"../../Project%20Test%20Cases/Smoke/Deep/P2.html\">x</a>"
               "<a href=\"../../Project%20Test%20Cases/Smoke/Smoke_index.html\">y</a>"
               "<a href=\"#\">z</a><a href=\"http://example.org/\">w</a>");
+    // A link that shows its address reads as the identifier it leads to, with its title.
+    WriteFile(cases / "Smoke" / "P 1.vtl",
+              "<project_test_case><id>P 1</id><test_title>Log in &amp; out</test_title>"
+              "</project_test_case>");
+    EXPECT_EQ(
+        RewriteInternalLinks("<a target=\"_blank\" href=\"vantorel://Alpha/Project%20Test%20"
+                             "Cases/Smoke/P%201\">vantorel://Alpha/Project Test Cases/Smoke/"
+                             "P 1</a> and <a href=\"vantorel://Beta/Q\">vantorel://Beta/Q</a>",
+                             project, "../"),
+        "<a target=\"_blank\" href=\"../Project%20Test%20Cases/Smoke/P%201.html\">P 1 &ndash; "
+        "Log in &amp; out</a> and <a href=\"#\">Q</a>");
 }
 
 TEST_F(ExportTest, AsksBeforeOverwritingAndTellsEveryFailure) {
