@@ -42,7 +42,7 @@ struct Items {
                  {"<external_link2>", "vantorel://Alpha/Project Test Cases/Login/LOG-002.vtl"},
                  {"<create_date>", "20261005"},
                  {"<test_description>", "<![CDATA[Open the page.<br>Sign in.]]>"},
-                 {"<external_link>", "https://example.org/spec?a=1&amp;b=2"},
+                 {"<external_link>", "https://example.org/plan?a=1&amp;b=2"},
                  {"<priority>", "Highest"}},
                 HistoryBlockText("05-10-2026", false, "Not yet attempted", "Not yet attempted") +
                     HistoryBlockText("06-10-2026", true, "Not yet attempted", "Pass")));
@@ -63,7 +63,7 @@ struct Items {
             DocumentText("<test_case>", {{"<id>", "LOG-001"},
                                          {"<test_title>", "Log in"},
                                          {"<test_duration>", "00:10"},
-                                         {"<external_link>", "\\\\server\\share\\spec.doc"},
+                                         {"<external_link>", "\\\\server\\share\\plan.doc"},
                                          {"<priority>", "High"}}));
     }
 
