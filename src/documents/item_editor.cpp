@@ -308,7 +308,8 @@ bool ItemEditor::Save() {
 
 bool ItemEditor::WriteDocument(const std::filesystem::path& target) {
     const bool renamed = m_path && *m_path != target;
-    if ((renamed || IsNew()) && std::filesystem::exists(target) &&
+    std::error_code error;
+    if ((renamed || IsNew()) && std::filesystem::exists(target, error) &&
         !m_kind.texts.renameClashCaption.empty()) {
         m_context.port.tell({FillMessage("%s already exists in this directory. Please choose "
                                          "another ID",

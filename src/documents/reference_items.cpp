@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "documents/field_tables.h"
+#include "storage/file_reading.h"
+#include "storage/identifiers.h"
 
 namespace vantorel {
 namespace {
@@ -60,10 +62,11 @@ struct ReferenceTexts {
 
 std::vector<TesterEntry> ListTesters(const std::filesystem::path& databaseDir) {
     std::vector<std::filesystem::path> documents;
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(databaseDir / "Testers", error))
-        if (entry.path().extension() == ".vtl")
-            documents.push_back(entry.path());
+    std::vector<FolderEntry> entries;
+    ListFolder(databaseDir / "Testers", entries);
+    for (const FolderEntry& entry : entries)
+        if (entry.kind == FolderEntry::Kind::File && entry.name.ends_with(kItemExtension))
+            documents.push_back(databaseDir / "Testers" / entry.name);
     std::sort(documents.begin(), documents.end());
     std::vector<TesterEntry> testers;
     for (const auto& path : documents) {

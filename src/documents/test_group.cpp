@@ -91,19 +91,21 @@ const ItemKind& ProjectKind() {
 std::filesystem::path GroupDocumentPath(const std::filesystem::path& folder) {
     std::filesystem::path beside = folder;
     beside += kGroupExtension;
-    if (std::filesystem::exists(beside))
+    std::error_code error;
+    if (std::filesystem::exists(beside, error))
         return beside;
     std::filesystem::path inside = folder / folder.filename();
     inside += kGroupExtension;
-    return std::filesystem::exists(inside) ? inside : beside;
+    return std::filesystem::exists(inside, error) ? inside : beside;
 }
 
 std::filesystem::path GroupFolderOf(const std::filesystem::path& document) {
     std::filesystem::path folder = document;
     folder.replace_extension();
     // A document kept inside its folder carries the folder's name.
+    std::error_code error;
     if (document.parent_path().filename() == folder.filename() &&
-        !std::filesystem::is_directory(folder))
+        !std::filesystem::is_directory(folder, error))
         return document.parent_path();
     return folder;
 }

@@ -329,15 +329,17 @@ void ExportWeb::PageWriter::Flush() {
 
 std::optional<ExportWeb::PageFailure> ExportWeb::PageWriter::Close() {
     if (m_fd < 0)
-        return PageFailure{
-            {"Web Export Error: Unable to create file!", "Error", Icon::Error}, m_file, m_error};
+        return PageFailure{{"Web Export Error: Unable to create file!", "Error", Icon::Error},
+                           m_file,
+                           std::strerror(m_error)};
     Flush();
     if (::close(m_fd) != 0 && m_error == 0)
         m_error = errno;
     m_fd = -1;
     if (m_error != 0)
-        return PageFailure{
-            {"Web Export Error: Error writing to file!", "Error", Icon::Error}, m_file, m_error};
+        return PageFailure{{"Web Export Error: Error writing to file!", "Error", Icon::Error},
+                           m_file,
+                           std::strerror(m_error)};
     return std::nullopt;
 }
 
@@ -348,13 +350,16 @@ std::optional<ExportWeb::PageFailure> ExportWeb::WritePageFile(const fs::path& f
     return writer.Close();
 }
 
-void ExportWeb::TellReason(const fs::path& file, int error) {
-    m_port.tell({file.string() + ": " + std::strerror(error), "Error", Icon::Error});
+void ExportWeb::TellReason(const fs::path& file, const std::string& reason) {
+    m_port.tell({file.string() + ": " + reason, "Error", Icon::Error});
 }
 
 void ExportWeb::Tell(const PageFailure& failure) {
     m_port.tell(failure.notice);
-    TellReason(failure.file, failure.error);
+    // A page is named where the user will look for it, not in the folder it was built in.
+    const fs::path inside = failure.file.lexically_relative(m_building);
+    const bool built = !m_building.empty() && !inside.empty() && *inside.begin() != "..";
+    TellReason(built ? m_site / inside : failure.file, failure.reason);
 }
 
 bool ExportWeb::WritePage(const fs::path& file, const std::string& html) {
@@ -454,12 +459,14 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
     if (reason) {
         m_port.tell({"Unable to create main directory for export: " + finalRoot.string(), "Error",
                      Icon::Error});
-        TellReason(request.destination, reason);
+        TellReason(request.destination, std::strerror(reason));
         return std::nullopt;
     }
     const StagingFolder staging(stagingName);
     ::chmod(stagingName.c_str(), 0755);
     const fs::path& root = staging.path;
+    m_building = root;
+    m_site = finalRoot;
     auto folderFailure = [&] {
         m_port.tell({"Web Export Error: Unable to create a folder below " + finalRoot.string() +
                          " (a folder can't be made, or a link stands in its place)",
@@ -567,39 +574,53 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
     std::atomic<bool> failed{false};
     std::mutex reporting;
     std::optional<PageFailure> failure;
+    // Writes one page and returns what went wrong with it.
+    auto writeJobPage = [&](PageJob& job) -> std::optional<PageFailure> {
+        {
+            std::lock_guard lock(reporting);
+            Progress("Export progress - Now exporting: " + job.name);
+        }
+        const fs::path relative = suites[job.suite].relative;
+        const fs::path folder = request.projectFolder / relative;
+        const std::size_t depth =
+            static_cast<std::size_t>(std::distance(relative.begin(), relative.end()));
+        std::string html;
+        if (job.isSuite) {
+            PrjTestGroupCore suite(m_custom, folder);
+            if (job.suite == 0)
+                suite.LoadText("<test_suite><id>" + Escaped(casesName) +
+                               "</id><suite_title>Every suite and test case of " +
+                               Escaped(project) + "</suite_title></test_suite>");
+            else
+                suite.Load(GroupDocumentPath(folder));
+            html = suite.Render(suitePage, site.Settings(depth, site.Trail(relative)));
+        } else {
+            PrjTestCaseCore testCase(m_custom, project);
+            testCase.Load(folder / (job.name + std::string(kItemExtension)));
+            job.status = testCase.Stored("<test_status>");
+            std::vector<Crumb> crumbs = site.Trail(relative);
+            crumbs.push_back({job.name, (relative / (job.name + ".html")).generic_string()});
+            html = testCase.Render(casePage, site.Settings(depth, std::move(crumbs)));
+        }
+        const fs::path file =
+            root / relative / (job.name + (job.isSuite ? "_index.html" : ".html"));
+        return WritePageFile(file, site.Finish(html, depth));
+    };
     auto work = [&] {
         for (std::size_t index = next++; index < jobs.size() && !failed; index = next++) {
             PageJob& job = jobs[index];
-            {
-                std::lock_guard lock(reporting);
-                Progress("Export progress - Now exporting: " + job.name);
+            std::optional<PageFailure> problem;
+            try {
+                problem = writeJobPage(job);
+            } catch (const std::exception& error) {
+                // Nothing may leave a worker thread (it would end the program): the page fails
+                // the export like one that can't be written.
+                problem = PageFailure{{"Web Export Error: Unable to make the page of " + job.name,
+                                       "Error", Icon::Error},
+                                      root / suites[job.suite].relative,
+                                      error.what()};
             }
-            const fs::path relative = suites[job.suite].relative;
-            const fs::path folder = request.projectFolder / relative;
-            const std::size_t depth =
-                static_cast<std::size_t>(std::distance(relative.begin(), relative.end()));
-            std::string html;
-            if (job.isSuite) {
-                PrjTestGroupCore suite(m_custom, folder);
-                if (job.suite == 0)
-                    suite.LoadText("<test_suite><id>" + Escaped(casesName) +
-                                   "</id><suite_title>Every suite and test case of " +
-                                   Escaped(project) + "</suite_title></test_suite>");
-                else
-                    suite.Load(GroupDocumentPath(folder));
-                html = suite.Render(suitePage, site.Settings(depth, site.Trail(relative)));
-            } else {
-                PrjTestCaseCore testCase(m_custom, project);
-                testCase.Load(folder / (job.name + std::string(kItemExtension)));
-                job.status = testCase.Stored("<test_status>");
-                std::vector<Crumb> crumbs = site.Trail(relative);
-                crumbs.push_back({job.name, (relative / (job.name + ".html")).generic_string()});
-                html = testCase.Render(casePage, site.Settings(depth, std::move(crumbs)));
-            }
-            const fs::path file =
-                root / relative / (job.name + (job.isSuite ? "_index.html" : ".html"));
-            if (std::optional<PageFailure> problem =
-                    WritePageFile(file, site.Finish(html, depth))) {
+            if (problem) {
                 std::lock_guard lock(reporting);
                 if (!failure)
                     failure = std::move(problem);
@@ -783,7 +804,7 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
         m_port.tell({"Web Export Error: Unable to put the new pages in place of " +
                          finalRoot.string() + "; the earlier pages are kept",
                      "Error", Icon::Error});
-        TellReason(finalRoot, failed);
+        TellReason(finalRoot, std::strerror(failed));
         return std::nullopt;
     }
     DebugLog::Write(kHeading, "exported %d pages to %s\n", m_pages.load(), finalRoot.c_str());

@@ -53,7 +53,7 @@ private:
     struct PageFailure {
         Notice notice;
         std::filesystem::path file;
-        int error = 0;
+        std::string reason;
     };
     // One page written as it is made, in pieces of kFlushSize bytes; a page dropped before
     // Close is removed.
@@ -82,13 +82,16 @@ private:
                                                     const std::string& html);
     void Tell(const PageFailure& failure);
     // Tells the file and the system's text for error, after a failure was told.
-    void TellReason(const std::filesystem::path& file, int error);
+    void TellReason(const std::filesystem::path& file, const std::string& reason);
     void Progress(const std::string& text);
 
     UserPort& m_port;
     const CustomCfg& m_custom;
     ChartPainter* m_charts;
     ProgressText m_progress;
+    // The folder the new site is built in, and where it goes when whole.
+    std::filesystem::path m_building;
+    std::filesystem::path m_site;
     std::atomic<int> m_pages{0};
 };
 

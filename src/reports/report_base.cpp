@@ -379,7 +379,7 @@ std::optional<std::filesystem::path> ReportBaseClass::create(const ReportRequest
     const std::optional<Notice> refusal = InitStats();
     std::unique_ptr<DocumentTally> tally;
     std::size_t unreadableFolders = 0;
-    {
+    try {
         Walk walk(*this, !refusal, request.threads);
         if (request.wholeProject) {
             walk.CollectStats(request.projectFolder / std::string(kProjectTestCasesFolder));
@@ -397,6 +397,12 @@ std::optional<std::filesystem::path> ReportBaseClass::create(const ReportRequest
         m_openForEditing = walk.openForEditing;
         m_unreadable = walk.unreadable;
         unreadableFolders = walk.unreadableFolders;
+    } catch (const std::exception& error) {
+        // A failure on one of the walk's threads ends the walk; the user is told why, and no
+        // report is written.
+        const std::string text = std::string("The report could not be made: ") + error.what();
+        m_context.port.tell(KindNotice(text, title + " - " + text, "Report error", Icon::Error));
+        return std::nullopt;
     }
     if (m_unreadable > 0 || unreadableFolders > 0) {
         // Unreadable documents still count as candidates, but no figure of theirs can be

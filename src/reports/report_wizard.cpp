@@ -5,6 +5,7 @@
 
 #include "documents/test_group.h"
 #include "filters/filter.h"
+#include "storage/file_reading.h"
 #include "storage/identifiers.h"
 
 namespace vantorel {
@@ -15,12 +16,11 @@ constexpr std::string_view kGenerateHint = "Click the \"Next\" button to generat
 // The folders directly in folder, in name order.
 std::vector<std::string> FolderNames(const std::filesystem::path& folder) {
     std::vector<std::string> names;
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-        std::error_code typeError;
-        if (entry.is_directory(typeError))
-            names.push_back(entry.path().filename().string());
-    }
+    std::vector<FolderEntry> entries;
+    ListFolder(folder, entries);
+    for (FolderEntry& entry : entries)
+        if (entry.kind == FolderEntry::Kind::Folder)
+            names.push_back(std::move(entry.name));
     std::sort(names.begin(), names.end());
     return names;
 }

@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "platform/debug_log.h"
+#include "storage/file_reading.h"
 
 namespace vantorel {
 namespace {
@@ -79,10 +80,11 @@ bool ItemPathFits(const std::filesystem::path& folder, std::string_view id,
 
 std::vector<std::string> ItemIdsIn(const std::filesystem::path& folder) {
     std::vector<std::string> ids;
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(folder, error))
-        if (entry.path().extension() == ".vtl")
-            ids.push_back(entry.path().stem().string());
+    std::vector<FolderEntry> entries;
+    ListFolder(folder, entries);
+    for (const FolderEntry& entry : entries)
+        if (entry.kind == FolderEntry::Kind::File && entry.name.ends_with(kItemExtension))
+            ids.push_back(entry.name.substr(0, entry.name.size() - kItemExtension.size()));
     std::sort(ids.begin(), ids.end());
     return ids;
 }

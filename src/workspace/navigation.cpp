@@ -474,7 +474,8 @@ std::optional<RenameOutcome> RenameItem(const TreeNode& node, std::string newNam
     const fs::path description = folder ? GroupDocumentPath(node.path) : fs::path();
     std::error_code error;
     fs::rename(node.path, newPath, error);
-    if (!error && folder && fs::exists(description)) {
+    std::error_code missing;
+    if (!error && folder && fs::exists(description, missing)) {
         const bool inside = description.parent_path() == node.path;
         fs::path newDescription = inside ? newPath / newName : newPath;
         newDescription += kGroupExtension;

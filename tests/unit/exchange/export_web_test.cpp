@@ -10,6 +10,7 @@
 #include "platform/recording_port.h"
 #include "render/gif_image.h"
 #include "render/template.h"
+#include "support/child_process.h"
 #include "support/project_fixture.h"
 
 namespace vantorel::testing {
@@ -237,8 +238,8 @@ TEST_F(ExportTest, AsksBeforeOverwritingAndTellsEveryFailure) {
     ASSERT_GE(port.notices.size(), 2u);
     EXPECT_EQ(port.notices[port.notices.size() - 2],
               (Notice{"Web Export Error: Unable to create file!", "Error", Icon::Error}));
-    EXPECT_TRUE(port.notices.back().text.ends_with("P 1.html: Is a directory"))
-        << port.notices.back().text;
+    EXPECT_EQ(port.notices.back().text,
+              (site / "Project Test Cases" / "Smoke" / "P 1.html").string() + ": Is a directory");
     EXPECT_EQ(ReadFile(site / "Alpha.html"), earlier);
     EXPECT_TRUE(fs::exists(site / "Project Test Cases" / "Smoke" / "P 1.html"));
     EXPECT_EQ(std::distance(fs::directory_iterator(request.destination), {}), 1);
@@ -291,6 +292,26 @@ TEST_F(ExportTest, NeitherFollowsLinksNorWritesThroughThem) {
     EXPECT_EQ(ReadFile(elsewhere / "target.html"), "kept");
     EXPECT_FALSE(fs::is_symlink(site / "Project Test Cases" / "Smoke" / "P 1.html"));
     EXPECT_FALSE(fs::is_symlink(site / "images" / "vtlogo.gif"));
+}
+
+TEST_F(ExportTest, AFolderNobodyMayEnterEndsNoWorker) {
+    // A suite the user may list but not enter: its page asks for its description inside it,
+    // which must be a question answered "no", not a failure on a page thread.
+    fs::create_directories(cases / "Smoke" / "Locked");
+    WriteFile(cases / "Smoke" / "Locked" / "L1.vtl", "<project_test_case><id>L1</id>");
+    for (const auto& entry : fs::recursive_directory_iterator(dir.path()))
+        ASSERT_TRUE(GiveToOrdinaryUser(entry.path()));
+    ASSERT_TRUE(GiveToOrdinaryUser(dir.path()));
+    fs::permissions(cases / "Smoke" / "Locked", fs::perms::owner_read);
+    EXPECT_EQ(RunAsOrdinaryUser([&]() -> std::string {
+                  if (!Export())
+                      return "the export failed: " + port.notices.back().text;
+                  return fs::exists(site / "Project Test Cases" / "Smoke" / "Smoke_index.html")
+                             ? ""
+                             : "no suite page";
+              }),
+              "");
+    fs::permissions(cases / "Smoke" / "Locked", fs::perms::owner_all);
 }
 
 TEST_F(ExportTest, TwoExportsIntoOneNewPlaceBothSucceed) {

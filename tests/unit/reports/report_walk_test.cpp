@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <stdexcept>
 
 #include "reports/list_reports.h"
 #include "reports/status_report.h"
@@ -96,6 +97,39 @@ TEST_F(ReportWalkTest, AMissingReportFolderOfAProjectIsMadeAgain) {
     std::filesystem::remove_all(project / "Project Reports");
     EXPECT_TRUE(Make(ReportKind::Progress, WholeProject()));
     EXPECT_TRUE(std::filesystem::is_directory(project / "Project Reports" / "Progress Reports"));
+}
+
+// A kind whose statistics fail on the walk's threads.
+class FailingReport : public ReportBaseClass {
+public:
+    explicit FailingReport(ReportContext context)
+        : ReportBaseClass(ReportKind::Status, std::move(context)) {}
+
+protected:
+    struct Tally : DocumentTally {
+        bool Take(const XMLParse&, std::size_t, const std::filesystem::path&,
+                  std::string_view) override {
+            throw std::runtime_error("no room left for figures");
+        }
+        void Merge(DocumentTally&) override {}
+    };
+    void WriteReport(XMLParse&) const override {}
+    std::unique_ptr<DocumentTally> NewTally() const override { return std::make_unique<Tally>(); }
+    void FinishStats(std::unique_ptr<DocumentTally>) override {}
+};
+
+TEST_F(ReportWalkTest, AFailureOnAWalkThreadIsToldNotThrown) {
+    for (int n = 0; n < 200; ++n)
+        AddCase("S/T" + std::to_string(n) + ".vtl", {{"<test_status>", "Pass"}});
+    ReportRequest request = WholeProject();
+    request.commandLine = true;
+    request.threads = 4;
+    FailingReport report(Reporting());
+    EXPECT_FALSE(report.create(request));
+    EXPECT_EQ(port.notices.back(),
+              (Notice{"Status Report - The report could not be made: no room left for figures",
+                      "Report error", Icon::Error}));
+    EXPECT_TRUE(std::filesystem::is_empty(project / "Project Reports" / "Status Reports"));
 }
 
 TEST_F(ReportWalkTest, UnreadableDocumentsAndFoldersAreCountedAndTold) {
