@@ -20,9 +20,11 @@ namespace vantorel {
 namespace fs = std::filesystem;
 namespace {
 
+// printf-style formatting into a string of whatever length the result needs.
 std::string Format(const char* format, auto... values) {
-    char text[512];
-    std::snprintf(text, sizeof text, format, values...);
+    const int length = std::snprintf(nullptr, 0, format, values...);
+    std::string text(static_cast<std::size_t>(std::max(length, 0)), '\0');
+    std::snprintf(text.data(), text.size() + 1, format, values...);
     return text;
 }
 
