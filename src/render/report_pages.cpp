@@ -168,9 +168,7 @@ void WriteDetailsBody(ReportRowReader& reader, const CustomCfg& custom, const Pa
         testCase.LoadKept(kept.values);
         // Headed by what a tester knows it by: identifier and title, then its suite.
         const std::string title = testCase.Stored("<test_title>");
-        const std::size_t first = kept.path.find('/'), last = kept.path.rfind('/');
-        const std::string suite =
-            first < last ? kept.path.substr(first + 1, last - first - 1) : std::string();
+        const std::string suite = SuiteOfPath(kept.path);
         out("<h2>" + PageValue(FT_TEXT, testCase.Stored("<id>")) +
             (title.empty() ? "" : " &ndash; " + PageValue(FT_TEXT, title)) + "</h2>\n" +
             (suite.empty() ? "" : "<p class=Meaning>Suite " + HtmlEscaped(suite) + "</p>\n") +

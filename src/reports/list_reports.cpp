@@ -77,12 +77,6 @@ std::vector<std::string> KeptElements(const XMLParse& document, std::string_view
     return elements;
 }
 
-// The suite of a test case: the folders between "Project Test Cases" and the document.
-std::string SuiteOf(const std::string& path) {
-    const auto first = path.find('/'), last = path.rfind('/');
-    return first < last ? Escaped(path.substr(first + 1, last - first - 1)) : std::string();
-}
-
 constexpr std::string_view kRowTag = "<test_case>";
 constexpr std::string_view kRowEnd = "</test_case>";
 // A test case whose element is longer than this is taken for a damaged report: no document
@@ -232,6 +226,11 @@ private:
 
 }  // namespace
 
+std::string SuiteOfPath(const std::string& path) {
+    const auto first = path.find('/'), last = path.rfind('/');
+    return first < last ? path.substr(first + 1, last - first - 1) : std::string();
+}
+
 const std::array<ListColumn, kListColumnCount>& ListColumns() {
     return kColumns;
 }
@@ -284,7 +283,7 @@ void TCListReport::WriteRow(const XMLParse& document, const std::string& path,
     for (std::size_t column = 0; column < kListColumnCount; ++column)
         if (shown[column])
             out.WriteTag("<cell>", KeptForm(kColumns[column].tag.empty()
-                                                ? SuiteOf(path)
+                                                ? Escaped(SuiteOfPath(path))
                                                 : StoredValue(document, kColumns[column].tag)));
     out.WriteCloseTag(kRowTag);
 }

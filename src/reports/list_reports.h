@@ -31,6 +31,10 @@ struct ReportedTestCase {
     std::vector<std::string> values;
 };
 
+// The suite of a test case at path below the project ("Project Test Cases/Parent/Child/X.vtl"):
+// the folders between "Project Test Cases" and the document, "/" separated; empty at the top.
+std::string SuiteOfPath(const std::string& path);
+
 class RowSpool;
 
 // What the list and details reports share: each thread writes the elements of the test cases

@@ -30,9 +30,7 @@ public:
 
     // Appends a piece; after a failure later pieces are dropped and Commit reports it.
     void Write(std::string_view piece);
-    // The temporary file, to copy a large part into directly; -1 after a failure.
-    int Descriptor() const { return m_error ? -1 : m_fd; }
-    // Marks the save failed with the system's error number (a copy into Descriptor failed).
+    // Marks the save failed with the system's error number (a piece could not be read).
     void Fail(int error);
     // Syncs, closes and renames the temporary file over target.
     IoResult Commit();

@@ -79,7 +79,6 @@ public:
     // listed or is already on the trail.
     Outcome Enter(const std::filesystem::path& folder, std::vector<FolderEntry>& entries);
     void Leave() { m_trail.pop_back(); }
-    std::size_t Depth() const { return m_trail.size(); }
 
 private:
     std::vector<FolderIdentity> m_trail;
