@@ -43,6 +43,7 @@ void BatchPort::WriteLine(const std::string& text) {
     struct tm local {};
     localtime_r(&now, &local);
     std::string line = FormatLine(text, local);
+    std::lock_guard lock(m_mutex);
     std::error_code error;
     if (std::filesystem::file_size(m_errorLog, error) > m_logSizeMax && !error)
         std::filesystem::rename(m_errorLog, m_errorLog.string() + ".old", error);

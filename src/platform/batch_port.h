@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <iosfwd>
+#include <mutex>
 #include <string>
 
 #include "platform/user_port.h"
@@ -38,6 +39,7 @@ private:
     std::ostream& m_errorStream;
     bool m_questionAnswer;
     std::uintmax_t m_logSizeMax;
+    std::mutex m_mutex;  // one line at a time, whichever thread tells
 };
 
 }  // namespace vantorel

@@ -1,8 +1,13 @@
 #pragma once
 // A port for tests: it records every notice and question and answers questions from a script,
-// so that a test can assert on the exact caption and text the user would have seen.
+// so that a test can assert on the exact caption and text the user would have seen. Like every
+// port it may be called from several threads at once; the records are read once the operation
+// under test has ended.
 
 #include <deque>
+#include <mutex>
+#include <optional>
+#include <stop_token>
 #include <vector>
 
 #include "platform/user_port.h"
@@ -14,6 +19,9 @@ public:
     // Answers for the coming questions, in order. A question with no scripted answer is
     // answered No and counted in unscriptedQuestions.
     void ScriptAnswers(std::initializer_list<bool> answers);
+    // Plays the user who clicks Cancel half-way: the first progress call that reports at
+    // least processed documents requests a stop from source.
+    void CancelAtProgress(int processed, std::stop_source source);
 
     void tell(const Notice& notice) override;
     bool ask(const Notice& question) override;
@@ -25,7 +33,9 @@ public:
     int unscriptedQuestions = 0;
 
 private:
+    std::mutex m_mutex;
     std::deque<bool> m_answers;
+    std::optional<std::pair<int, std::stop_source>> m_cancelAt;
 };
 
 }  // namespace vantorel

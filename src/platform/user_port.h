@@ -1,6 +1,18 @@
 #pragma once
 // The one narrow way the core speaks to the user. The desktop program shows message boxes, a
 // command-line run writes lines to the error log, the tests record what was said.
+//
+// Threads. Long operations (report generation, the web export, copies and moves) run on
+// worker threads, and some of them on several threads at once, so every call below may come
+// from any thread, concurrently; an implementation is thread-safe. tell and ask are carried to
+// the window's thread and the calling thread waits there until the user has answered; a
+// worker never holds a lock of its own while it waits. progress returns at once: the window
+// shows the latest numbers when it next paints, so a worker never waits for the window.
+//
+// Cancelling. A long operation takes a std::stop_token in its request; whoever shows its
+// progress (the window's progress bar with its Cancel button) owns the std::stop_source. The
+// operation checks the token between documents, removes what it had half-written, keeps what
+// was there before, and tells the user it was cancelled.
 
 #include <string>
 
@@ -23,7 +35,7 @@ public:
     virtual void tell(const Notice& notice) = 0;
     // Asks a Yes/No question; true means Yes.
     virtual bool ask(const Notice& question) = 0;
-    // Long operations report how far they are; total 0 clears the counter.
+    // Long operations report how far they are; total 0 clears the counter. Never waits.
     virtual void progress(int processed, int total) = 0;
 };
 

@@ -171,6 +171,8 @@ private:
     // mount, or a name the system cuts short) is not entered twice, and links are never
     // followed.
     void List(const std::filesystem::path& path, bool recursive) {
+        if (Cancelled())
+            return;
         std::vector<FolderEntry> entries;
         switch (m_trail.Enter(path, entries)) {
             case WalkTrail::Outcome::Entered:
@@ -249,15 +251,22 @@ private:
         return true;
     }
 
+    bool Cancelled() const { return m_report.m_request->stop.stop_requested(); }
+
     void Work(unsigned thread) {
         try {
             XMLParse buffer;
             OpenFolder folder;
             Chunk chunk;
             while (Pop(chunk)) {
-                for (const Document& document : chunk)
+                for (const Document& document : chunk) {
+                    if (Cancelled()) {
+                        EndEarly(thread);
+                        return;
+                    }
                     GetStatsFromFile(document, folder, buffer, *m_tallies[thread],
                                      m_counts[thread]);
+                }
                 m_tallies[thread]->EndChunk(chunk.front().order, chunk.back().order + 1);
                 const std::size_t done = m_processed += chunk.size();
                 // The port belongs to the calling thread; only it reports progress.
@@ -267,12 +276,18 @@ private:
             }
         } catch (...) {
             m_failures[thread] = std::current_exception();
-            m_tallies[thread]->Abandon();
-            std::lock_guard lock(m_mutex);
-            m_queue.clear();
-            m_closed = true;
-            m_ready.notify_all();
+            EndEarly(thread);
         }
+    }
+
+    // Ends the walk for every thread: nothing more is handed out, and a kind that writes as
+    // it goes stops waiting for chunks that will not come.
+    void EndEarly(unsigned thread) {
+        m_tallies[thread]->Abandon();
+        std::lock_guard lock(m_mutex);
+        m_queue.clear();
+        m_closed = true;
+        m_ready.notify_all();
     }
 
     // Takes one project test case into a thread's statistics: read it, test it against the
@@ -392,6 +407,8 @@ std::optional<std::filesystem::path> ReportBaseClass::create(const ReportRequest
             }
         }
         tally = walk.Finish();
+        if (ToldCancelled())
+            return std::nullopt;
         m_candidates = walk.listed;
         m_passed = walk.passed;
         m_openForEditing = walk.openForEditing;
@@ -445,7 +462,7 @@ std::optional<std::filesystem::path> ReportBaseClass::create(const ReportRequest
                                        Icon::Warning));
         return std::nullopt;
     }
-    if (!WriteDocument(*file))
+    if (ToldCancelled() || !WriteDocument(*file))
         return std::nullopt;
     if (m_openForEditing > 0) {
         char text[200];
@@ -457,6 +474,15 @@ std::optional<std::filesystem::path> ReportBaseClass::create(const ReportRequest
             KindNotice(text, title + " - " + text, "Open test cases", Icon::Warning));
     }
     return file;
+}
+
+bool ReportBaseClass::ToldCancelled() {
+    if (!m_request->stop.stop_requested())
+        return false;
+    const std::string title(KindInfo(m_kind).title);
+    const std::string text = "The report was cancelled; no report was written.";
+    m_context.port.tell(KindNotice(text, title + " - " + text, title, Icon::Information));
+    return true;
 }
 
 bool ReportBaseClass::CheckProbe(const std::filesystem::path& folder, int error) {

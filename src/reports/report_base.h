@@ -17,6 +17,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -73,6 +74,8 @@ struct ReportRequest {
     // an existing one without asking.
     bool commandLine = false;
     unsigned threads = 0;  // 0: one per core
+    // Asked to stop, the walk ends after the documents in hand and no report is written.
+    std::stop_token stop;
 };
 
 // What a report needs from the program around it.
@@ -151,6 +154,8 @@ protected:
 private:
     class Walk;
 
+    // True, after telling the user, when the request was asked to stop.
+    bool ToldCancelled();
     // Tells the user why no file can be made in folder; false then.
     bool CheckProbe(const std::filesystem::path& folder, int error);
     std::optional<std::filesystem::path> ReportFile(const std::filesystem::path& folder);

@@ -187,6 +187,8 @@ void ReportWizard::Generate() {
         request.suites.push_back(
             {request.projectFolder / std::string(kProjectTestCasesFolder) / suite, withSubSuites});
     request.listColumns = columns;
+    m_stop = {};
+    request.stop = m_stop.get_token();
     if (!filter.empty()) {
         request.filter =
             Filter::Load(m_databaseDir / std::string(kFiltersFolder) / (filter + ".vtl"));
@@ -203,9 +205,12 @@ void ReportWizard::Generate() {
         m_context.port.tell({"Out of free memory.", "Memory error", Icon::Error});
         m_report.reset();
     }
-    m_pageText = m_report ? "Success! Report has been created. Click the \"Finish\" button to "
-                            "view report"
-                          : "Error! Report has not been created.";
+    if (!m_report && request.stop.stop_requested())
+        m_pageText = "Cancelled! Report has not been created.";
+    else
+        m_pageText = m_report ? "Success! Report has been created. Click the \"Finish\" button to "
+                                "view report"
+                              : "Error! Report has not been created.";
 }
 
 }  // namespace vantorel

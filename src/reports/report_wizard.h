@@ -6,6 +6,7 @@
 #include <array>
 #include <filesystem>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,9 @@ public:
 
     // What the last page shows: the hint, the patience text while generating, the outcome.
     const std::string& PageText() const { return m_pageText; }
+    // Asks a generation running on another thread (the last Next) to stop between documents;
+    // it then ends with no report. Called only while that generation runs.
+    void Cancel() { m_stop.request_stop(); }
     // The written report after a successful generation.
     const std::optional<std::filesystem::path>& Report() const { return m_report; }
 
@@ -60,6 +64,7 @@ private:
     WizardPage m_page = WizardPage::Intro;
     std::string m_pageText;
     std::optional<std::filesystem::path> m_report;
+    std::stop_source m_stop;
 };
 
 }  // namespace vantorel

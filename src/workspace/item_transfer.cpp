@@ -448,6 +448,11 @@ TransferResult RunTransfer(const TransferPlan& plan, const std::function<void()>
                 copier.Step();
         }
     }
+    if (result.stopped)
+        result.failures.push_back(
+            {"The copy was cancelled. The items already in place stay; nothing half-copied is "
+             "left.",
+             "Copy cancelled", Icon::Information});
     return result;
 }
 
@@ -598,6 +603,12 @@ bool TransferWorker::Start(TransferPlan plan, std::function<void()> step, Finish
 bool TransferWorker::Running() const {
     std::lock_guard lock(m_mutex);
     return m_running;
+}
+
+void TransferWorker::Cancel() {
+    std::lock_guard lock(m_mutex);
+    if (m_running)
+        m_thread.request_stop();
 }
 
 void TransferWorker::StopAndWait() {

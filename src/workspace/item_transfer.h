@@ -39,9 +39,9 @@ struct TransferPlan {
 };
 
 struct TransferResult {
-    std::vector<Notice> failures;                // to tell, in order
+    std::vector<Notice> failures;                // to tell, in order; a stop is told last
     std::vector<std::filesystem::path> written;  // items now in place
-    bool stopped = false;                        // the program asked the work to end
+    bool stopped = false;                        // the work was asked to end
 };
 
 // Paste: every clipboard entry into target. Items of the same name are replaced only when the
@@ -83,7 +83,10 @@ public:
     // False when a transfer still runs: a second drop waits for the first.
     bool Start(TransferPlan plan, std::function<void()> step, Finished finished);
     bool Running() const;
-    // Asks the running transfer to stop after its current file, and waits for it.
+    // Asks the running transfer to stop after its current file (the user's Cancel); it ends
+    // through finished, with its result stopped. Returns at once.
+    void Cancel();
+    // The same, waiting for the transfer to end (a database closing).
     void StopAndWait();
     void Wait();
 

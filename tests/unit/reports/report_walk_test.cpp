@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <numeric>
 #include <stdexcept>
 
@@ -130,6 +131,79 @@ TEST_F(ReportWalkTest, AFailureOnAWalkThreadIsToldNotThrown) {
               (Notice{"Status Report - The report could not be made: no room left for figures",
                       "Report error", Icon::Error}));
     EXPECT_TRUE(std::filesystem::is_empty(project / "Project Reports" / "Status Reports"));
+}
+
+// A kind that asks for the stop itself after a number of documents, and counts how many
+// documents it was still handed.
+class CancelledReport : public ReportBaseClass {
+public:
+    CancelledReport(ReportContext context, std::stop_source& stop, int stopAfter)
+        : ReportBaseClass(ReportKind::Status, std::move(context)),
+          m_stop(stop),
+          m_stopAfter(stopAfter) {}
+
+    std::atomic<int> taken{0};
+
+protected:
+    struct Tally : DocumentTally {
+        explicit Tally(CancelledReport& report) : report(report) {}
+        bool Take(const XMLParse&, std::size_t, const std::filesystem::path&,
+                  std::string_view) override {
+            if (++report.taken == report.m_stopAfter)
+                report.m_stop.request_stop();
+            return true;
+        }
+        void Merge(DocumentTally&) override {}
+        CancelledReport& report;
+    };
+    void WriteReport(XMLParse&) const override {}
+    std::unique_ptr<DocumentTally> NewTally() const override {
+        return std::make_unique<Tally>(const_cast<CancelledReport&>(*this));
+    }
+    void FinishStats(std::unique_ptr<DocumentTally>) override {}
+
+private:
+    std::stop_source& m_stop;
+    const int m_stopAfter;
+};
+
+TEST_F(ReportWalkTest, ACancelledWalkStopsBetweenDocuments) {
+    for (int n = 0; n < 600; ++n)
+        AddCase("S" + std::to_string(n % 6) + "/T" + std::to_string(n) + ".vtl", {});
+    std::stop_source stop;
+    ReportRequest request = WholeProject();
+    request.threads = 4;
+    request.stop = stop.get_token();
+    CancelledReport report(Reporting(), stop, 100);
+    EXPECT_FALSE(report.create(request));
+    // Each thread finishes at most the document in its hands.
+    EXPECT_LE(report.taken, 100 + 3);
+    EXPECT_EQ(port.notices.back(), (Notice{"The report was cancelled; no report was written.",
+                                           "Status Report", Icon::Information}));
+}
+
+TEST_F(ReportWalkTest, EveryKindCancelledHalfWayLeavesNoReportBehind) {
+    for (int n = 0; n < 1000; ++n)
+        AddCase("S" + std::to_string(n % 10) + "/T" + std::to_string(n) + ".vtl",
+                {{"<test_status>", "Pass"}, {"<title>", "case " + std::to_string(n)}},
+                Block("02-10-2026", false, "", "Pass"));
+    for (ReportKind kind :
+         {ReportKind::Status, ReportKind::Progress, ReportKind::List, ReportKind::Details}) {
+        SCOPED_TRACE(KindInfo(kind).title);
+        std::stop_source stop;
+        port.CancelAtProgress(64, stop);
+        ReportRequest request = WholeProject();
+        request.commandLine = true;
+        request.threads = 4;
+        request.stop = stop.get_token();
+        EXPECT_FALSE(Make(kind, request));
+        EXPECT_EQ(port.notices.back().text, std::string(KindInfo(kind).title) +
+                                                " - The report was cancelled; no report was "
+                                                "written.");
+        // Neither a report nor its temporary file, nor a spool of rows.
+        EXPECT_TRUE(std::filesystem::is_empty(project / "Project Reports" /
+                                              std::string(KindInfo(kind).folder)));
+    }
 }
 
 TEST_F(ReportWalkTest, UnreadableDocumentsAndFoldersAreCountedAndTold) {

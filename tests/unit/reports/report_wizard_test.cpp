@@ -1,5 +1,6 @@
 #include "reports/report_wizard.h"
 
+#include "platform/recording_port.h"
 #include "support/project_fixture.h"
 
 namespace vantorel::testing {
@@ -77,6 +78,33 @@ TEST_F(ReportWizardTest, TellsWhenGenerationFails) {
     EXPECT_EQ(LastCaption(), "Invalid Directory Name");
     wizard.Back();  // the status report has no columns page
     EXPECT_EQ(wizard.Page(), WizardPage::Suites);
+}
+
+// The user who clicks Cancel while the wizard generates.
+class CancellingPort : public RecordingPort {
+public:
+    void progress(int processed, int total) override {
+        RecordingPort::progress(processed, total);
+        if (processed >= 64 && wizard)
+            wizard->Cancel();
+    }
+    ReportWizard* wizard = nullptr;
+};
+
+TEST_F(ReportWizardTest, AGenerationCancelledHalfWayWritesNoReport) {
+    for (int n = 0; n < 500; ++n)
+        AddCase("Login/T" + std::to_string(n) + ".vtl", {{"<test_status>", "Pass"}});
+    CancellingPort cancelling;
+    ReportWizard generating(db, {cancelling, custom, [this] { return clock; }});
+    cancelling.wizard = &generating;
+    generating.project = "Alpha";
+    generating.kind = ReportKind::Details;
+    generating.suites = {{"Login", true}};
+    for (int page = 0; page < 5; ++page)
+        ASSERT_TRUE(generating.Next());
+    EXPECT_FALSE(generating.Next());
+    EXPECT_EQ(generating.PageText(), "Cancelled! Report has not been created.");
+    EXPECT_TRUE(std::filesystem::is_empty(project / "Project Reports" / "Test Case Reports"));
 }
 
 }  // namespace

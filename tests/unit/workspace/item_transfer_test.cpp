@@ -184,9 +184,10 @@ TEST_F(TransferTest, WorkerRunsOneTransferAndStopsWithoutHalfCopies) {
     auto plan = PlanPaste(clipboard, Node(target), port);
     ASSERT_TRUE(plan);
 
+    // The copy is held at its fifth file until the test has looked at it and cancelled.
     std::mutex mutex;
-    std::condition_variable wake;
-    bool release = false;
+    std::condition_variable changed;
+    bool cancelled = false;
     int copied = 0;
     std::promise<TransferResult> done;
     TransferWorker worker;
@@ -194,28 +195,29 @@ TEST_F(TransferTest, WorkerRunsOneTransferAndStopsWithoutHalfCopies) {
         *plan,
         [&] {
             std::unique_lock lock(mutex);
-            if (++copied == 5)
-                wake.wait(lock, [&] { return release; });
+            if (++copied == 5) {
+                changed.notify_all();
+                changed.wait(lock, [&] { return cancelled; });
+            }
         },
         [&](TransferResult result) { done.set_value(std::move(result)); }));
-    while (true) {
-        std::lock_guard lock(mutex);
-        if (copied == 5)
-            break;
+    {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [&] { return copied == 5; });
     }
     EXPECT_TRUE(worker.Running());
     EXPECT_FALSE(worker.Start(*plan, {}, {}));  // one at a time
-    std::thread releaser([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    worker.Cancel();
+    {
         std::lock_guard lock(mutex);
-        release = true;
-        wake.notify_all();
-    });
-    worker.StopAndWait();
-    releaser.join();
+        cancelled = true;
+    }
+    changed.notify_all();
     const TransferResult result = done.get_future().get();
     EXPECT_TRUE(result.stopped);
+    EXPECT_EQ(result.failures.back().caption, "Copy cancelled");
     EXPECT_TRUE(result.written.empty());
+    EXPECT_EQ(copied, 5);
     EXPECT_FALSE(fs::exists(target / "big"));
     for (const auto& entry : fs::directory_iterator(target))
         ADD_FAILURE() << "left behind: " << entry.path();
