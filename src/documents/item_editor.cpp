@@ -2,6 +2,7 @@
 
 #include <strings.h>
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 
 #include "documents/custom_cfg.h"
@@ -308,15 +309,17 @@ bool ItemEditor::Save() {
 
 bool ItemEditor::WriteDocument(const std::filesystem::path& target) {
     const bool renamed = m_path && *m_path != target;
-    std::error_code error;
-    if ((renamed || IsNew()) && std::filesystem::exists(target, error) &&
-        !m_kind.texts.renameClashCaption.empty()) {
+    const bool clashCounts = !m_kind.texts.renameClashCaption.empty();
+    auto tellClash = [this] {
         m_context.port.tell({FillMessage("%s already exists in this directory. Please choose "
                                          "another ID",
                                          {controls[0].text}),
                              std::string(m_kind.texts.renameClashCaption), Icon::Warning});
         return false;
-    }
+    };
+    std::error_code error;
+    if ((renamed || IsNew()) && std::filesystem::exists(target, error) && clashCounts)
+        return tellClash();
 
     std::vector<FieldControl> typed = controls;
     PrepareSave(m_context.now());
@@ -327,9 +330,14 @@ bool ItemEditor::WriteDocument(const std::filesystem::path& target) {
         m_doc.SaveField(row, controls[static_cast<std::size_t>(row.controlId)], HashPassword);
     WriteTail(m_doc);
     m_doc.WriteCloseTag(m_kind.rootTag);
-    IoResult result = m_doc.Commit();
+    // A new name must still be free when the document takes it: another user may have made
+    // an item of that name since it was checked.
+    IoResult result =
+        m_doc.Commit(renamed || IsNew() ? SavePlacement::NewOnly : SavePlacement::Replace);
     if (!result.ok()) {
         controls = std::move(typed);
+        if (result.code == EEXIST && clashCounts)
+            return tellClash();
         m_context.port.tell(SaveFailure(result));
         return false;
     }

@@ -27,6 +27,7 @@
 #include "storage/file_layer.h"
 #include "storage/file_reading.h"
 #include "storage/identifiers.h"
+#include "storage/item_listing.h"
 #include "storage/text_conversions.h"
 
 namespace vantorel {
@@ -57,16 +58,15 @@ struct FolderContents {
     std::vector<std::string> folders;
 };
 
-FolderContents SortedContents(const std::vector<FolderEntry>& entries) {
+FolderContents SortedContents(std::vector<FolderEntry>& entries) {
+    ItemListing items;
+    SortEntries(entries, items);
     FolderContents contents;
-    for (const FolderEntry& entry : entries) {
-        if (entry.name.starts_with("."))
-            continue;
-        if (entry.kind == FolderEntry::Kind::Folder)
-            contents.folders.push_back(entry.name);
-        else if (entry.kind == FolderEntry::Kind::File && entry.name.ends_with(kItemExtension))
-            contents.documents.push_back(entry.name);
-    }
+    contents.folders = std::move(items.folders);
+    // What is no regular file can't be read, so it has no page.
+    for (FolderEntry& document : items.documents)
+        if (document.kind == FolderEntry::Kind::File)
+            contents.documents.push_back(std::move(document.name));
     for (std::vector<std::string>* list : {&contents.documents, &contents.folders})
         std::ranges::sort(*list, [](const std::string& a, const std::string& b) {
             return strcasecmp(a.c_str(), b.c_str()) < 0;

@@ -24,6 +24,7 @@
 #include "storage/atomic_save.h"
 #include "storage/file_reading.h"
 #include "storage/identifiers.h"
+#include "storage/item_listing.h"
 #include "storage/locks.h"
 #include "storage/tagged_document.h"
 
@@ -43,17 +44,11 @@ constexpr ReportKindInfo kKinds[] = {
 constexpr ReportKind kAllKinds[] = {ReportKind::Status, ReportKind::Progress, ReportKind::List,
                                     ReportKind::Details};
 
-constexpr std::string_view kDocumentExtension = ".vtl";
-constexpr std::string_view kLockExtension = ".lck";
 // Documents handed to a thread at a time: large enough to keep the threads apart, small
 // enough to share the work out evenly.
 constexpr std::size_t kChunk = 64;
 // Where the kind of a report is read from: its header, and a status summary's counts.
 constexpr std::size_t kReportHeadMax = 1 << 16;
-
-bool EndsWith(std::string_view text, std::string_view end) {
-    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
-}
 
 }  // namespace
 
@@ -190,30 +185,26 @@ private:
         Chunk documents;
         std::vector<std::string> subFolders;
         const char* heading = KindInfo(m_report.m_kind).createHeading.data();
-        for (FolderEntry& entry : entries) {
-            const std::string_view name = entry.name;
-            if (entry.kind == FolderEntry::Kind::Folder) {
-                // A folder still being copied is not yet part of the project.
-                if (recursive && name != kProjectReportsFolder &&
-                    !name.starts_with(kSaveTempPrefix))
-                    subFolders.push_back(std::move(entry.name));
-            } else if (entry.kind == FolderEntry::Kind::File && EndsWith(name, kLockExtension)) {
-                folder.locks.push_back(std::move(entry.name));
-            } else if (name.size() > kDocumentExtension.size() &&
-                       EndsWith(name, kDocumentExtension)) {
-                // A link, FIFO, device or socket under a document's name is a test case that
-                // can't be read: the reader refuses it without blocking or leaving the tree.
-                if (DebugLog::Enabled())
-                    DebugLog::Write(heading, "Found file: %s - Calling GetStatsFromFile\n",
-                                    (path / name).c_str());
-                documents.push_back({listed++, &folder, std::move(entry.name)});
-            }
+        ItemListing items;
+        SortEntries(entries, items);
+        entries = {};
+        for (FolderEntry& entry : items.documents) {
+            // A link, FIFO, device or socket under a document's name is a test case that can't
+            // be read: the reader refuses it without blocking or leaving the tree.
+            if (DebugLog::Enabled())
+                DebugLog::Write(heading, "Found file: %s - Calling GetStatsFromFile\n",
+                                (path / entry.name).c_str());
+            documents.push_back({listed++, &folder, std::move(entry.name)});
         }
+        folder.locks = std::move(items.locks);
         std::sort(folder.locks.begin(), folder.locks.end());
+        if (recursive)
+            for (std::string& name : items.folders)
+                if (name != kProjectReportsFolder)
+                    subFolders.push_back(std::move(name));
         if (m_readDocuments && !documents.empty())
             Publish(std::move(documents));
         m_report.m_context.port.progress(static_cast<int>(m_processed), static_cast<int>(listed));
-        entries = {};
         for (const std::string& name : subFolders) {
             const std::filesystem::path sub = path / name;
             if (DebugLog::Enabled())
@@ -325,7 +316,7 @@ private:
             return false;
         const std::string withExtension = document.name + std::string(kLockExtension);
         const std::string withoutExtension =
-            document.name.substr(0, document.name.size() - kDocumentExtension.size()) +
+            document.name.substr(0, document.name.size() - kItemExtension.size()) +
             std::string(kLockExtension);
         return std::binary_search(locks.begin(), locks.end(), withExtension) ||
                std::binary_search(locks.begin(), locks.end(), withoutExtension);
@@ -521,13 +512,13 @@ std::optional<std::filesystem::path> ReportBaseClass::ReportFile(
                           m_created.date.month, m_created.date.day, number);
             if (!std::filesystem::exists(folder / name, error)) {
                 m_reportId =
-                    std::string(name, std::string_view(name).size() - kDocumentExtension.size());
+                    std::string(name, std::string_view(name).size() - kItemExtension.size());
                 return folder / name;
             }
         }
     }
     m_reportId = m_request->name;
-    std::filesystem::path file = folder / (m_request->name + std::string(kDocumentExtension));
+    std::filesystem::path file = folder / (m_request->name + std::string(kItemExtension));
     if (std::filesystem::exists(file, error) && !m_request->commandLine &&
         !m_context.port.ask(
             {"There is already a report with that name, overwrite?", "Error", Icon::Warning}))

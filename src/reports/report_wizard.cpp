@@ -7,6 +7,7 @@
 #include "filters/filter.h"
 #include "storage/file_reading.h"
 #include "storage/identifiers.h"
+#include "storage/item_listing.h"
 
 namespace vantorel {
 namespace {
@@ -15,27 +16,27 @@ constexpr std::string_view kGenerateHint = "Click the \"Next\" button to generat
 
 // The folders directly in folder, in name order.
 std::vector<std::string> FolderNames(const std::filesystem::path& folder) {
-    std::vector<std::string> names;
-    std::vector<FolderEntry> entries;
-    ListFolder(folder, entries);
-    for (FolderEntry& entry : entries)
-        if (entry.kind == FolderEntry::Kind::Folder)
-            names.push_back(std::move(entry.name));
-    std::sort(names.begin(), names.end());
-    return names;
+    ItemListing items;
+    ListItems(folder, items);
+    std::sort(items.folders.begin(), items.folders.end());
+    return items.folders;
+}
+
+// Walks the project's test case folders below root, its reports left out.
+void WalkTestCases(const std::filesystem::path& root, const ItemVisitor& visit) {
+    WalkItems(root, [&](const std::filesystem::path& folder, ItemListing& listing) {
+        std::erase(listing.folders, std::string(kProjectReportsFolder));
+        return visit(folder, listing);
+    });
 }
 
 bool HoldsTestCases(const std::filesystem::path& folder) {
-    std::error_code error;
-    for (std::filesystem::recursive_directory_iterator walk(folder, error), end;
-         !error && walk != end; walk.increment(error)) {
-        std::error_code typeError;
-        if (walk->is_directory(typeError) && walk->path().filename() == kProjectReportsFolder)
-            walk.disable_recursion_pending();
-        else if (walk->path().extension() == ".vtl")
-            return true;
-    }
-    return false;
+    bool found = false;
+    WalkTestCases(folder, [&found](const std::filesystem::path&, const ItemListing& listing) {
+        found = !listing.documents.empty();
+        return !found;
+    });
+    return found;
 }
 
 }  // namespace
@@ -77,18 +78,11 @@ std::vector<std::string> ReportWizard::Filters() const {
 std::vector<std::string> ReportWizard::Suites() const {
     const std::filesystem::path root = ProjectFolder() / std::string(kProjectTestCasesFolder);
     std::vector<std::string> suites;
-    std::error_code error;
-    for (std::filesystem::recursive_directory_iterator walk(root, error), end;
-         !error && walk != end; walk.increment(error)) {
-        std::error_code typeError;
-        if (!walk->is_directory(typeError))
-            continue;
-        if (walk->path().filename() == kProjectReportsFolder) {
-            walk.disable_recursion_pending();
-            continue;
-        }
-        suites.push_back(walk->path().lexically_relative(root).generic_string());
-    }
+    WalkTestCases(root, [&](const std::filesystem::path& folder, const ItemListing&) {
+        if (folder != root)
+            suites.push_back(folder.lexically_relative(root).generic_string());
+        return true;
+    });
     std::sort(suites.begin(), suites.end());
     return suites;
 }

@@ -68,7 +68,7 @@ IoResult PiecewiseSave::Failed() const {
                                           std::strerror(m_error));
 }
 
-IoResult PiecewiseSave::Commit() {
+IoResult PiecewiseSave::Commit(SavePlacement placement) {
     if (m_fd < 0)
         return Failed();
     if (!m_error) {
@@ -83,7 +83,8 @@ IoResult PiecewiseSave::Commit() {
     }
     if (!m_error) {
         m_step = "rename";
-        m_error = m_files.Rename(m_temp, m_target);
+        m_error = placement == SavePlacement::Replace ? m_files.Rename(m_temp, m_target)
+                                                      : m_files.RenameNoReplace(m_temp, m_target);
     }
     if (m_error) {
         m_files.Remove(m_temp);
@@ -100,10 +101,10 @@ IoResult PiecewiseSave::Commit() {
 }
 
 IoResult SaveWholeFile(const std::filesystem::path& target, std::string_view content,
-                       FileLayer& files) {
+                       FileLayer& files, SavePlacement placement) {
     PiecewiseSave save(target, files);
     save.Write(content);
-    return save.Commit();
+    return save.Commit(placement);
 }
 
 bool RewriteWithRetries(const std::filesystem::path& target, std::string_view content,

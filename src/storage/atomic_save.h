@@ -18,6 +18,11 @@ namespace vantorel {
 // with a dot), so no walk of the tree mistakes one for an item.
 inline constexpr std::string_view kSaveTempPrefix = ".vtsave-";
 
+// Whether a save may replace a document at its target, or must find the name free (a new
+// item, or one whose identifier changed: another user may have made one of that name since
+// it was checked).
+enum class SavePlacement { Replace, NewOnly };
+
 // A save whose text is written in pieces, for documents too large to hold whole (reports of
 // a large project). Nothing at target changes until Commit; a save that is dropped before
 // its Commit removes its temporary file.
@@ -32,8 +37,9 @@ public:
     void Write(std::string_view piece);
     // Marks the save failed with the system's error number (a piece could not be read).
     void Fail(int error);
-    // Syncs, closes and renames the temporary file over target.
-    IoResult Commit();
+    // Syncs, closes and renames the temporary file to target: over it, or, for NewOnly,
+    // failing with EEXIST when target exists by then.
+    IoResult Commit(SavePlacement placement = SavePlacement::Replace);
 
 private:
     IoResult Failed() const;
@@ -49,7 +55,8 @@ private:
 // Replaces (or creates) the file at target with content. On failure nothing at target has
 // changed and the message names the target.
 IoResult SaveWholeFile(const std::filesystem::path& target, std::string_view content,
-                       FileLayer& files = SystemFiles());
+                       FileLayer& files = SystemFiles(),
+                       SavePlacement placement = SavePlacement::Replace);
 
 // The rewrite of a document in its standard form: tries the save up to 50 times, 40 ms apart,
 // for a file another program holds at that moment, and gives up quietly after that.

@@ -1,9 +1,15 @@
 #include "storage/file_layer.h"
 
 #include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <string>
+#include <vector>
+
+#include "storage/file_reading.h"
 
 namespace vantorel {
 namespace {
@@ -36,8 +42,36 @@ public:
         return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
     }
 
+    int RenameNoReplace(const std::filesystem::path& from,
+                        const std::filesystem::path& to) override {
+        if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+            return 0;
+        if (errno != EINVAL && errno != ENOSYS)
+            return errno;
+        struct stat info {};
+        if (::lstat(from.c_str(), &info) != 0)
+            return errno;
+        if (!S_ISDIR(info.st_mode)) {
+            // A hard link is refused on a taken name as the rename would have been.
+            if (::link(from.c_str(), to.c_str()) != 0)
+                return errno;
+            return ::unlink(from.c_str()) == 0 ? 0 : errno;
+        }
+        if (::lstat(to.c_str(), &info) == 0)
+            return EEXIST;
+        return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+    }
+
     int Remove(const std::filesystem::path& path) override {
         return ::unlink(path.c_str()) == 0 ? 0 : errno;
+    }
+
+    int MakeFolder(const std::filesystem::path& path) override {
+        return ::mkdir(path.c_str(), 0777) == 0 ? 0 : errno;
+    }
+
+    int RemoveFolder(const std::filesystem::path& path) override {
+        return ::rmdir(path.c_str()) == 0 ? 0 : errno;
     }
 
     int SyncDirectory(const std::filesystem::path& directory) override {
@@ -55,6 +89,41 @@ public:
 FileLayer& SystemFiles() {
     static PosixFileLayer files;
     return files;
+}
+
+int CopyFile(FileLayer& files, const std::filesystem::path& from, const std::filesystem::path& to) {
+    std::string text;
+    if (int error = ReadRegularFile(from, text))
+        return error == kNotRegularFile ? EINVAL : error == kFileTooLarge ? EFBIG : error;
+    int fd = -1;
+    if (int error = files.CreateExclusive(to, fd))
+        return error;
+    int error = files.WriteAll(fd, text);
+    if (error == 0)
+        error = files.Sync(fd);
+    const int closeError = files.Close(fd);
+    if (error == 0)
+        error = closeError;
+    if (error != 0)
+        (void)files.Remove(to);
+    return error;
+}
+
+int RemoveTree(FileLayer& files, const std::filesystem::path& path) {
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) != 0)
+        return errno == ENOENT ? 0 : errno;
+    if (!S_ISDIR(info.st_mode))
+        return files.Remove(path);
+    std::vector<FolderEntry> entries;
+    int first = ListFolder(path, entries);
+    for (const FolderEntry& entry : entries) {
+        const int error = RemoveTree(files, path / entry.name);
+        if (first == 0)
+            first = error;
+    }
+    const int error = files.RemoveFolder(path);
+    return first != 0 ? first : error;
 }
 
 }  // namespace vantorel

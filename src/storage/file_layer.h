@@ -17,12 +17,31 @@ public:
     virtual int WriteAll(int fd, std::string_view data) = 0;
     virtual int Sync(int fd) = 0;
     virtual int Close(int fd) = 0;
+    // Renames over whatever to names.
     virtual int Rename(const std::filesystem::path& from, const std::filesystem::path& to) = 0;
+    // Renames only when to is free at the moment of the rename (EEXIST otherwise), so an item
+    // another user made in the meantime is never replaced. File systems without the kernel's
+    // no-replace rename get a hard link and an unlink for files, and a check just before the
+    // rename for folders.
+    virtual int RenameNoReplace(const std::filesystem::path& from,
+                                const std::filesystem::path& to) = 0;
+    // Removes a file, or a link without following it.
     virtual int Remove(const std::filesystem::path& path) = 0;
+    // Makes a folder; EEXIST when the name is taken.
+    virtual int MakeFolder(const std::filesystem::path& path) = 0;
+    // Removes an empty folder.
+    virtual int RemoveFolder(const std::filesystem::path& path) = 0;
     virtual int SyncDirectory(const std::filesystem::path& directory) = 0;
 };
 
 // The real file system.
 FileLayer& SystemFiles();
+
+// Copies the regular file from (at most kDocumentSizeMax bytes) to a new file to, written
+// whole and synced; a failed copy removes what it made.
+int CopyFile(FileLayer& files, const std::filesystem::path& from, const std::filesystem::path& to);
+// Removes path and everything below it, links removed and never followed; the first error
+// met, the rest still removed.
+int RemoveTree(FileLayer& files, const std::filesystem::path& path);
 
 }  // namespace vantorel

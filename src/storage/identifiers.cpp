@@ -13,6 +13,7 @@
 
 #include "platform/debug_log.h"
 #include "storage/file_reading.h"
+#include "storage/item_listing.h"
 
 namespace vantorel {
 namespace {
@@ -80,10 +81,10 @@ bool ItemPathFits(const std::filesystem::path& folder, std::string_view id,
 
 std::vector<std::string> ItemIdsIn(const std::filesystem::path& folder) {
     std::vector<std::string> ids;
-    std::vector<FolderEntry> entries;
-    ListFolder(folder, entries);
-    for (const FolderEntry& entry : entries)
-        if (entry.kind == FolderEntry::Kind::File && entry.name.ends_with(kItemExtension))
+    ItemListing items;
+    ListItems(folder, items);
+    for (const FolderEntry& entry : items.documents)
+        if (entry.kind == FolderEntry::Kind::File)
             ids.push_back(entry.name.substr(0, entry.name.size() - kItemExtension.size()));
     std::sort(ids.begin(), ids.end());
     return ids;
@@ -92,12 +93,11 @@ std::vector<std::string> ItemIdsIn(const std::filesystem::path& folder) {
 bool IdentifierTaken(const std::filesystem::path& folder, std::string_view id,
                      std::string_view extension) {
     const std::string wanted = std::string(id) + std::string(extension);
-    std::error_code error;
-    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
-         entry.increment(error)) {
-        if (strcasecmp(entry->path().filename().c_str(), wanted.c_str()) == 0)
+    std::vector<FolderEntry> entries;
+    ListFolder(folder, entries);
+    for (const FolderEntry& entry : entries)
+        if (strcasecmp(entry.name.c_str(), wanted.c_str()) == 0)
             return true;
-    }
     return false;
 }
 
@@ -111,16 +111,18 @@ IdReservation::~IdReservation() {
 std::unique_ptr<IdReservation> GetIncrementalID(const std::filesystem::path& folder,
                                                 std::string_view defaultPrefix, UserPort& port) {
     NumberedId highest{std::string(defaultPrefix), 0, 3};
-    std::error_code error;
-    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
-         entry.increment(error)) {
-        const std::filesystem::path& name = entry->path();
-        if (name.extension() != ".vtl" && name.extension() != ".tmp")
-            continue;
-        auto numbered = SplitNumberedId(name.stem().string());
+    ItemListing items;
+    ListItems(folder, items);
+    auto consider = [&highest](std::string_view name, std::string_view extension) {
+        auto numbered =
+            SplitNumberedId(std::string(name.substr(0, name.size() - extension.size())));
         if (numbered && numbered->number > highest.number)
             highest = *numbered;
-    }
+    };
+    for (const FolderEntry& document : items.documents)
+        consider(document.name, kItemExtension);
+    for (const std::string& reservation : items.reservations)
+        consider(reservation, kReservationExtension);
 
     // Another user may reserve the same number between our scan and our reservation: the
     // exclusive create tells, and the next number is tried.
@@ -128,7 +130,8 @@ std::unique_ptr<IdReservation> GetIncrementalID(const std::filesystem::path& fol
         char id[128];
         std::snprintf(id, sizeof id, "%s%0*lld", highest.prefix.c_str(), highest.width,
                       highest.number + 1 + attempt);
-        std::filesystem::path reservation = folder / (std::string(id) + ".tmp");
+        std::filesystem::path reservation =
+            folder / (std::string(id) + std::string(kReservationExtension));
         if (IdentifierTaken(folder, id))
             continue;
         int fd = ::open(reservation.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);

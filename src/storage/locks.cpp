@@ -14,6 +14,7 @@
 
 #include "platform/clock_text.h"
 #include "platform/debug_log.h"
+#include "storage/item_listing.h"
 
 namespace vantorel {
 namespace {
@@ -134,18 +135,13 @@ std::string GetLockMessage(const std::filesystem::path& itemPath) {
 }
 
 int DeleteAllLocks(const std::filesystem::path& directory) {
-    namespace fs = std::filesystem;
     int deleted = 0;
-    std::error_code error;
-    for (fs::recursive_directory_iterator walk(directory, error), end; !error && walk != end;
-         walk.increment(error)) {
-        const fs::path& path = walk->path();
-        if (path.extension() != ".lck")
-            continue;
-        std::error_code removeError;
-        if (fs::remove(path, removeError))
-            ++deleted;
-    }
+    WalkItems(directory, [&deleted](const std::filesystem::path& folder, const ItemListing& items) {
+        for (const std::string& lock : items.locks)
+            if (::unlink((folder / lock).c_str()) == 0)
+                ++deleted;
+        return true;
+    });
     return deleted;
 }
 

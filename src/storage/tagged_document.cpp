@@ -361,10 +361,10 @@ void XMLParse::WriteWide(std::string_view utf8, bool byteOrderMark) {
     }
 }
 
-IoResult XMLParse::Commit() {
+IoResult XMLParse::Commit(SavePlacement placement) {
     if (!m_writePath)
         return IoResult::Failure(EBADF, "Unable to save: no file is open for writing");
-    IoResult result = SaveWholeFile(*m_writePath, m_pending, m_files);
+    IoResult result = SaveWholeFile(*m_writePath, m_pending, m_files, placement);
     m_writePath.reset();
     m_pending.clear();
     return result;

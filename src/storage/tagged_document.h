@@ -16,6 +16,7 @@
 #include <string_view>
 #include <vector>
 
+#include "storage/atomic_save.h"
 #include "storage/field_values.h"
 #include "storage/file_layer.h"
 #include "storage/file_reading.h"
@@ -133,8 +134,9 @@ public:
                    const PasswordEncoder& encodePassword);
     // UTF-16 little-endian text, with a byte-order mark when asked; for the configuration file.
     void WriteWide(std::string_view utf8, bool byteOrderMark = false);
-    // Saves what was written over the file given to OpenWrite and closes it.
-    IoResult Commit();
+    // Saves what was written to the file given to OpenWrite and closes it: over that file, or
+    // for NewOnly only while its name is free.
+    IoResult Commit(SavePlacement placement = SavePlacement::Replace);
     // Hands over what was written since OpenWrite or the last call, and goes on writing: for
     // a document saved in pieces.
     std::string TakeWritten();

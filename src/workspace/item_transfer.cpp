@@ -15,7 +15,10 @@
 #include "documents/test_group.h"
 #include "platform/debug_log.h"
 #include "storage/atomic_save.h"
+#include "storage/file_layer.h"
+#include "storage/file_reading.h"
 #include "storage/identifiers.h"
+#include "storage/item_listing.h"
 #include "storage/locks.h"
 #include "storage/tagged_document.h"
 
@@ -74,53 +77,30 @@ bool ItemNameTaken(const fs::path& target, const fs::path& source, bool folder) 
                   : IdentifierTaken(target, source.stem().string());
 }
 
-bool IsBookkeeping(const fs::path& path) {
-    const std::string name = path.filename().string();
-    return name.starts_with(kSaveTempPrefix) || path.extension() == ".lck" ||
-           path.extension() == ".tmp";
-}
-
 fs::path TemporaryBeside(const fs::path& target, std::string_view purpose) {
     static std::atomic<unsigned> counter{0};
     return target.parent_path() / (std::string(kSaveTempPrefix) + std::string(purpose) + "-" +
                                    std::to_string(::getpid()) + "-" + std::to_string(counter++));
 }
 
-// Renames without replacing: EEXIST when to exists.
-int RenameNoReplace(const fs::path& from, const fs::path& to) {
-    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
-        return 0;
-    if (errno != EINVAL && errno != ENOSYS)
-        return errno;
-    // A file system without the flag: a hard link refuses an existing name just as well for
-    // files; folders fall back on a check first.
-    std::error_code error;
-    if (fs::exists(to, error))
-        return EEXIST;
-    return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
-}
-
-// Puts the finished temporary item in place of target: beside an existing one, which is set
-// aside first and removed last, so one of the two is whole at every moment.
-int PlaceItem(const fs::path& temporary, const fs::path& target, bool replace) {
+// Puts the finished temporary item in place of target: beside an existing folder, which is
+// set aside first and removed last, so one of the two is whole at every moment. A document
+// replaces its predecessor in one rename.
+int PlaceItem(FileLayer& files, const fs::path& temporary, const fs::path& target, bool replace) {
     if (!replace)
-        return RenameNoReplace(temporary, target);
+        return files.RenameNoReplace(temporary, target);
     std::error_code error;
-    if (!fs::is_directory(target, error)) {
-        fs::rename(temporary, target, error);
-        return error.value();
-    }
+    if (!fs::is_directory(fs::symlink_status(target, error)))
+        return files.Rename(temporary, target);
     const fs::path aside = TemporaryBeside(target, "old");
-    fs::rename(target, aside, error);
-    if (error)
-        return error.value();
-    fs::rename(temporary, target, error);
-    if (error) {
-        std::error_code undo;
-        fs::rename(aside, target, undo);
-        return error.value();
+    if (int failure = files.RenameNoReplace(target, aside))
+        return failure;
+    if (int failure = files.RenameNoReplace(temporary, target)) {
+        (void)files.RenameNoReplace(aside, target);
+        return failure;
     }
-    fs::remove_all(aside, error);
+    // What can't be removed now stays hidden until the sweep takes it.
+    (void)RemoveTree(files, aside);
     return 0;
 }
 
@@ -143,26 +123,26 @@ constexpr CopyTexts kMoveCopyTexts{
 
 class Copier {
 public:
-    Copier(const std::function<void()>& step, std::stop_token stop, TransferResult& result)
-        : m_step(step), m_stop(stop), m_result(result) {}
+    Copier(FileLayer& files, const std::function<void()>& step, std::stop_token stop,
+           TransferResult& result)
+        : m_files(files), m_step(step), m_stop(stop), m_result(result) {}
+
+    FileLayer& Files() { return m_files; }
 
     // Copies source into the temporary file or folder; false after noting the failure, with
     // nothing of the copy left behind.
     bool CopyInto(const fs::path& source, const fs::path& temporary, bool folder,
                   const CopyTexts& texts) {
-        std::error_code error;
         if (!folder) {
-            fs::copy_file(source, temporary, error);
-            if (error)
+            if (CopyFile(m_files, source, temporary) != 0)
                 return Fail(texts, source);
             Step();
             return true;
         }
-        fs::create_directory(temporary, error);
-        if (error)
+        if (m_files.MakeFolder(temporary) != 0)
             return Fail(texts, source);
         if (!CopyTree(source, temporary)) {
-            fs::remove_all(temporary, error);
+            (void)RemoveTree(m_files, temporary);
             if (!m_result.stopped)
                 m_result.failures.push_back({"Unable to copy all files", "Error", Icon::Warning});
             return false;
@@ -187,30 +167,41 @@ public:
     }
 
 private:
+    // Copies the items below source, and their descriptions; locks, reservations, hidden
+    // names and what is no regular file stay behind.
     bool CopyTree(const fs::path& source, const fs::path& target) {
-        std::error_code error;
-        for (fs::directory_iterator entries(source, error), end; !error && entries != end;
-             entries.increment(error)) {
-            if (StopRequested())
-                return false;
-            const fs::path& from = entries->path();
-            if (IsBookkeeping(from))
-                continue;
-            const fs::path to = target / from.filename();
-            std::error_code itemError;
-            if (entries->is_directory(itemError)) {
-                if (!fs::create_directory(to, itemError) || !CopyTree(from, to))
-                    return itemError ? Fail(kTreeTexts, to) : false;
-                continue;
-            }
-            if (!fs::copy_file(from, to, itemError))
-                return Fail(kTreeTexts, to);
-            if (from.extension() == kItemExtension || from.extension() == kGroupExtension)
+        std::vector<FolderEntry> entries;
+        if (m_trail.Enter(source, entries) != WalkTrail::Outcome::Entered)
+            return Fail(kTreeTexts, source);
+        ItemListing items;
+        SortEntries(entries, items);
+        bool copied = true;
+        for (const std::string& name : items.folders) {
+            if (!copied || StopRequested())
+                break;
+            if (m_files.MakeFolder(target / name) != 0)
+                copied = Fail(kTreeTexts, target / name);
+            else
+                copied = CopyTree(source / name, target / name);
+        }
+        std::vector<std::string> files = std::move(items.descriptions);
+        for (FolderEntry& document : items.documents)
+            if (document.kind == FolderEntry::Kind::File)
+                files.push_back(std::move(document.name));
+        for (const std::string& name : files) {
+            if (!copied || StopRequested())
+                break;
+            if (CopyFile(m_files, source / name, target / name) != 0)
+                copied = Fail(kTreeTexts, target / name);
+            else
                 Step();
         }
-        return !error || Fail(kTreeTexts, source);
+        m_trail.Leave();
+        return copied && !m_result.stopped;
     }
 
+    FileLayer& m_files;
+    WalkTrail m_trail;
     const std::function<void()>& m_step;
     std::stop_token m_stop;
     TransferResult& m_result;
@@ -235,43 +226,45 @@ void CopyStep(const TransferStep& step, Copier& copier, TransferResult& result) 
     const fs::path temporary = TemporaryBeside(step.target, "copy");
     if (!copier.CopyInto(step.source, temporary, step.folder, texts))
         return;
-    if (int error = PlaceItem(temporary, step.target, step.replace); error != 0) {
-        std::error_code ignored;
-        fs::remove_all(temporary, ignored);
+    FileLayer& files = copier.Files();
+    // A folder's description is made ready first, so the folder never stands without it.
+    std::optional<fs::path> description;
+    if (step.folder)
+        description = DescriptionBeside(step.source);
+    const fs::path descriptionTarget = WithExtension(step.target, kGroupExtension);
+    const fs::path temporaryDescription = TemporaryBeside(descriptionTarget, "copy");
+    if (description && !copier.CopyInto(*description, temporaryDescription, false, texts)) {
+        (void)RemoveTree(files, temporary);
+        return;
+    }
+    if (PlaceItem(files, temporary, step.target, step.replace) != 0) {
+        (void)RemoveTree(files, temporary);
+        if (description)
+            (void)files.Remove(temporaryDescription);
         copier.Fail(texts, step.target);
         return;
     }
-    if (step.folder) {
-        if (auto description = DescriptionBeside(step.source)) {
-            const fs::path target = WithExtension(step.target, kGroupExtension);
-            const fs::path temporaryDescription = TemporaryBeside(target, "copy");
-            if (copier.CopyInto(*description, temporaryDescription, false, texts)) {
-                std::error_code error;
-                fs::rename(temporaryDescription, target, error);
-                if (error) {
-                    fs::remove(temporaryDescription, error);
-                    copier.Fail(texts, target);
-                }
-            }
-        }
+    if (description && files.Rename(temporaryDescription, descriptionTarget) != 0) {
+        (void)files.Remove(temporaryDescription);
+        copier.Fail(texts, descriptionTarget);
     }
     result.written.push_back(step.target);
 }
 
 void MoveStep(const TransferStep& step, Copier& copier, TransferResult& result) {
+    FileLayer& files = copier.Files();
     const auto description = step.folder ? DescriptionBeside(step.source) : std::nullopt;
-    int error = PlaceItem(step.source, step.target, step.replace);
+    int error = PlaceItem(files, step.source, step.target, step.replace);
     if (error == EXDEV) {
         // Another file system: copy whole, then remove the source.
         const fs::path temporary = TemporaryBeside(step.target, "move");
         if (!copier.CopyInto(step.source, temporary, step.folder, kMoveCopyTexts))
             return;
-        error = PlaceItem(temporary, step.target, step.replace);
-        std::error_code cleanup;
+        error = PlaceItem(files, temporary, step.target, step.replace);
         if (error != 0)
-            fs::remove_all(temporary, cleanup);
+            (void)RemoveTree(files, temporary);
         else
-            fs::remove_all(step.source, cleanup);
+            (void)RemoveTree(files, step.source);
     }
     if (error != 0) {
         result.failures.push_back({FillMessage("Unable to move file: %s", {step.source.string()}),
@@ -279,15 +272,18 @@ void MoveStep(const TransferStep& step, Copier& copier, TransferResult& result) 
         return;
     }
     if (description) {
-        std::error_code moveError;
-        fs::rename(*description, WithExtension(step.target, kGroupExtension), moveError);
-        if (moveError) {
-            fs::copy_file(*description, WithExtension(step.target, kGroupExtension),
-                          fs::copy_options::overwrite_existing, moveError);
-            if (moveError)
+        const fs::path target = WithExtension(step.target, kGroupExtension);
+        if (int moveError = files.Rename(*description, target); moveError == EXDEV) {
+            const fs::path temporary = TemporaryBeside(target, "move");
+            if (CopyFile(files, *description, temporary) != 0 ||
+                files.Rename(temporary, target) != 0) {
+                (void)files.Remove(temporary);
                 copier.Fail(kMoveCopyTexts, *description);
-            else
-                fs::remove(*description, moveError);
+            } else {
+                (void)files.Remove(*description);
+            }
+        } else if (moveError != 0) {
+            copier.Fail(kMoveCopyTexts, *description);
         }
     }
     result.written.push_back(step.target);
@@ -301,13 +297,10 @@ int FilesOf(const fs::path& item, bool folder) {
 
 int countAllFilesDisk(const fs::path& folder) {
     int count = 0;
-    std::error_code error;
-    for (fs::recursive_directory_iterator walk(folder, error), end; !error && walk != end;
-         walk.increment(error)) {
-        const fs::path extension = walk->path().extension();
-        if (extension == kItemExtension || extension == kGroupExtension)
-            ++count;
-    }
+    WalkItems(folder, [&count](const fs::path&, const ItemListing& items) {
+        count += static_cast<int>(items.documents.size() + items.descriptions.size());
+        return true;
+    });
     return count;
 }
 
@@ -378,13 +371,12 @@ std::optional<TransferPlan> PlanMove(const TreeNode& item, const TreeNode& targe
             ? target.path.string().size() - item.path.parent_path().string().size()
             : 0;
     bool fits = destination.string().size() <= kPathMax || folder;
-    if (folder && grows > 0) {
-        std::error_code error;
-        for (fs::recursive_directory_iterator walk(item.path, error), end;
-             fits && !error && walk != end; walk.increment(error))
-            fits = walk->path().extension() != kItemExtension ||
-                   walk->path().string().size() + grows <= kPathMax;
-    }
+    if (folder && grows > 0)
+        WalkItems(item.path, [&](const fs::path& below, const ItemListing& items) {
+            for (const FolderEntry& document : items.documents)
+                fits = fits && (below / document.name).string().size() + grows <= kPathMax;
+            return fits;
+        });
     if (!fits) {
         port.tell(
             {"Unable to move test cases as they would exceed the maximum Windows path "
@@ -434,9 +426,9 @@ std::optional<TransferPlan> PlanMove(const TreeNode& item, const TreeNode& targe
 }
 
 TransferResult RunTransfer(const TransferPlan& plan, const std::function<void()>& step,
-                           std::stop_token stop) {
+                           std::stop_token stop, FileLayer& files) {
     TransferResult result;
-    Copier copier(step, stop, result);
+    Copier copier(files, step, stop, result);
     for (const TransferStep& transfer : plan.steps) {
         if (copier.StopRequested())
             break;
@@ -473,7 +465,7 @@ std::optional<TreeNode> Duplicate(const fs::path& databaseDir, const TreeNode& i
     const fs::path parent = item.path.parent_path();
     TransferResult result;
     const std::function<void()> noStep;
-    Copier copier(noStep, {}, result);
+    Copier copier(SystemFiles(), noStep, {}, result);
     const fs::path temporary = TemporaryBeside(item.path, "copy");
     const CopyTexts& texts = folder ? kTreeTexts : kPasteTexts;
     auto tellFailures = [&] {
@@ -496,13 +488,12 @@ std::optional<TreeNode> Duplicate(const fs::path& databaseDir, const TreeNode& i
     if (automaticIds && kind) {
         auto reservation = GetIncrementalID(parent, kind->idPrefix, port);
         if (!reservation) {
-            std::error_code ignored;
-            fs::remove(temporary, ignored);
+            (void)RemoveTree(SystemFiles(), temporary);
             return std::nullopt;
         }
         name = reservation->Id();
         placed = parent / (name + std::string(kItemExtension));
-        error = RenameNoReplace(temporary, placed);
+        error = SystemFiles().RenameNoReplace(temporary, placed);
     }
     const std::string base = folder ? item.path.filename().string() : item.label;
     for (int n = 1; error == EEXIST && !(automaticIds && kind); ++n) {
@@ -510,20 +501,17 @@ std::optional<TreeNode> Duplicate(const fs::path& databaseDir, const TreeNode& i
         if (folder ? GroupNameTaken(parent, name) : IdentifierTaken(parent, name))
             continue;
         placed = parent / (folder ? name : name + std::string(kItemExtension));
-        error = RenameNoReplace(temporary, placed);
+        error = SystemFiles().RenameNoReplace(temporary, placed);
     }
     if (error != 0) {
-        std::error_code ignored;
-        fs::remove_all(temporary, ignored);
+        (void)RemoveTree(SystemFiles(), temporary);
         copier.Fail(texts, placed);
         return tellFailures();
     }
     if (folder) {
         if (auto description = DescriptionBeside(item.path)) {
             const fs::path target = WithExtension(placed, kGroupExtension);
-            std::error_code copyError;
-            fs::copy_file(*description, target, copyError);
-            if (copyError)
+            if (CopyFile(SystemFiles(), *description, target) != 0)
                 copier.Fail(texts, target);
             else
                 FollowIdentifier(target, name);
@@ -561,18 +549,18 @@ bool ConvertDroppedTestCases(const TreeNode& item, const TreeNode& target, Edito
                       fs::copy_options::skip_existing, error);
     const TreeNode suite{destination, TV_PRJ_SUITE_FLD, item.label};
     bool allConverted = true;
-    for (fs::directory_iterator entries(item.path, error), end; !error && entries != end;
-         entries.increment(error)) {
-        if (IsBookkeeping(entries->path()))
-            continue;
-        std::error_code typeError;
-        const bool isFolder = entries->is_directory(typeError);
-        if (!isFolder && entries->path().extension() != kItemExtension)
-            continue;
-        const TreeNode child{entries->path(), isFolder ? TV_TEST_SUITE_FLD : TV_TEST_TEST_DOC,
-                             entries->path().stem().string()};
-        allConverted = ConvertDroppedTestCases(child, suite, context) && allConverted;
+    ItemListing items;
+    ListItems(item.path, items);
+    for (const FolderEntry& document : items.documents) {
+        const fs::path path = item.path / document.name;
+        allConverted = ConvertDroppedTestCases({path, TV_TEST_TEST_DOC, path.stem().string()},
+                                               suite, context) &&
+                       allConverted;
     }
+    for (const std::string& name : items.folders)
+        allConverted =
+            ConvertDroppedTestCases({item.path / name, TV_TEST_SUITE_FLD, name}, suite, context) &&
+            allConverted;
     return allConverted;
 }
 

@@ -17,6 +17,7 @@
 
 #include "documents/item_editor.h"
 #include "platform/user_port.h"
+#include "storage/file_layer.h"
 #include "workspace/clipboard.h"
 #include "workspace/navigation.h"
 
@@ -57,7 +58,7 @@ bool IsConversionDrop(NodeKind item, NodeKind target);
 
 // Runs a plan; step is called once per file written. Stops between files when asked.
 TransferResult RunTransfer(const TransferPlan& plan, const std::function<void()>& step,
-                           std::stop_token stop = {});
+                           std::stop_token stop = {}, FileLayer& files = SystemFiles());
 
 // Runs a plan on the calling thread and tells its failures; the result's written items.
 std::vector<std::filesystem::path> RunTransferNow(const TransferPlan& plan, UserPort& port,

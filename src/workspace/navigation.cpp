@@ -12,6 +12,7 @@
 #include "platform/debug_log.h"
 #include "storage/atomic_save.h"
 #include "storage/identifiers.h"
+#include "storage/item_listing.h"
 #include "storage/locks.h"
 #include "storage/tagged_document.h"
 #include "workspace/commands.h"
@@ -32,7 +33,7 @@ constexpr RootFolder kRoots[] = {
 };
 
 bool IsDocumentName(const fs::path& path) {
-    return path.extension() == kItemExtension;
+    return RoleOf(path, false) == EntryRole::Document;
 }
 
 NodeKind ProjectNodeKind(const std::vector<std::string>& parts, bool document) {
@@ -52,14 +53,6 @@ NodeKind ProjectNodeKind(const std::vector<std::string>& parts, bool document) {
         return document && parts.size() == 5 ? TV_RPT_DOC : TV_NONE;
     }
     return TV_NONE;
-}
-
-// Names that are the database's bookkeeping, not items: descriptions, locks, reservations,
-// unfinished saves and copies, the customisation.
-bool IsHiddenName(const std::string& name, bool folder) {
-    if (name.starts_with(kSaveTempPrefix) || name.starts_with("."))
-        return true;
-    return !folder && !name.ends_with(kItemExtension);
 }
 
 int FixedPlace(const std::string& name) {
@@ -148,20 +141,18 @@ std::vector<TreeNode> ChildNodes(const fs::path& databaseDir, const TreeNode& fo
         bool isFolder;
     };
     std::vector<Found> found;
-    std::error_code error;
-    for (fs::directory_iterator entries(folder.path, error), end; !error && entries != end;
-         entries.increment(error)) {
-        const std::string name = entries->path().filename().string();
-        std::error_code typeError;
-        const bool isFolder = entries->is_directory(typeError);
-        if (IsHiddenName(name, isFolder))
-            continue;
-        const NodeKind kind = NodeKindOf(databaseDir, entries->path());
-        if (kind == TV_NONE)
-            continue;
-        std::string label = isFolder ? name : entries->path().stem().string();
-        found.push_back({{entries->path(), kind, std::move(label)}, isFolder});
-    }
+    ItemListing items;
+    ListItems(folder.path, items);
+    auto add = [&](const std::string& name, bool isFolder) {
+        const fs::path path = folder.path / name;
+        const NodeKind kind = NodeKindOf(databaseDir, path);
+        if (kind != TV_NONE)
+            found.push_back({{path, kind, isFolder ? name : path.stem().string()}, isFolder});
+    };
+    for (const std::string& name : items.folders)
+        add(name, true);
+    for (const FolderEntry& document : items.documents)
+        add(document.name, false);
     std::ranges::sort(found, [](const Found& a, const Found& b) {
         if (a.isFolder != b.isFolder)
             return a.isFolder;
@@ -339,15 +330,74 @@ int UnlockAllFiles(const fs::path& folder, UserPort& port) {
 }
 
 bool HoldsOpenFiles(const fs::path& folder) {
-    std::error_code error;
-    for (fs::recursive_directory_iterator walk(folder, error), end; !error && walk != end;
-         walk.increment(error))
-        if (walk->path().extension() == ".lck")
-            return true;
-    return false;
+    bool found = false;
+    WalkItems(folder, [&found](const fs::path&, const ItemListing& items) {
+        found = !items.locks.empty();
+        return !found;
+    });
+    return found;
 }
 
 namespace {
+
+// Renames an item and what belongs to it, and makes its <id> follow; any failure puts back
+// what was already renamed. 0 or the error number.
+int RenameParts(const fs::path& from, const fs::path& to, const std::string& newName, bool folder,
+                bool caseOnly, FileLayer& files) {
+    auto rename = [&](const fs::path& a, const fs::path& b) {
+        return caseOnly ? files.Rename(a, b) : files.RenameNoReplace(a, b);
+    };
+    if (!folder) {
+        if (int error = rename(from, to))
+            return error;
+        if (int error = FollowIdentifier(to, newName, files)) {
+            (void)files.Rename(to, from);
+            return error;
+        }
+        return 0;
+    }
+    const fs::path description = GroupDocumentPath(from);
+    std::error_code missing;
+    const bool described = fs::exists(fs::symlink_status(description, missing));
+    if (int error = rename(from, to))
+        return error;
+    if (!described)
+        return 0;
+    // A description inside the folder went along with it and takes the new name there.
+    const bool inside = description.parent_path() == from;
+    const fs::path movedDescription = inside ? to / description.filename() : description;
+    fs::path newDescription = inside ? to / newName : to;
+    newDescription += kGroupExtension;
+    int error = movedDescription == newDescription ? 0 : rename(movedDescription, newDescription);
+    if (error == 0) {
+        error = FollowIdentifier(newDescription, newName, files);
+        if (error != 0 && movedDescription != newDescription)
+            (void)files.Rename(newDescription, movedDescription);
+    }
+    if (error != 0)
+        (void)files.Rename(to, from);
+    return error;
+}
+
+// Removes a folder item and its description: the folder is renamed to a hidden name first, so
+// it disappears whole or stays whole; then the description goes, and the hidden folder last.
+int RemoveFolderItem(const fs::path& folder, FileLayer& files) {
+    const fs::path description = GroupDocumentPath(folder);
+    const bool beside = description.parent_path() != folder;
+    const fs::path hidden = folder.parent_path() /
+                            (std::string(kSaveTempPrefix) + "delete-" + folder.filename().string());
+    if (int error = files.RenameNoReplace(folder, hidden))
+        return error;
+    std::error_code missing;
+    if (beside && fs::exists(fs::symlink_status(description, missing))) {
+        if (int error = files.Remove(description)) {
+            (void)files.RenameNoReplace(hidden, folder);
+            return error;
+        }
+    }
+    (void)RemoveTree(files, hidden);
+    return 0;
+}
 
 // The longest test case path below folder once folder is called newFolder.
 bool TestCasesFitAfterRename(const fs::path& folder, const fs::path& newFolder) {
@@ -355,13 +405,14 @@ bool TestCasesFitAfterRename(const fs::path& folder, const fs::path& newFolder) 
     const std::size_t newLength = newFolder.string().size();
     if (newLength <= oldLength)
         return true;
-    std::error_code error;
-    for (fs::recursive_directory_iterator walk(folder, error), end; !error && walk != end;
-         walk.increment(error))
-        if (IsDocumentName(walk->path()) &&
-            walk->path().string().size() - oldLength + newLength > kPathMax)
-            return false;
-    return true;
+    bool fits = true;
+    WalkItems(folder, [&](const fs::path& below, const ItemListing& items) {
+        for (const FolderEntry& document : items.documents)
+            fits =
+                fits && (below / document.name).string().size() - oldLength + newLength <= kPathMax;
+        return fits;
+    });
+    return fits;
 }
 
 bool IsIdentifierKind(NodeKind kind) {
@@ -392,19 +443,22 @@ bool AskForNewCurrentUser(const TreeNode& node, const std::string& currentUser,
 
 }  // namespace
 
-void FollowIdentifier(const fs::path& document, std::string_view id) {
+int FollowIdentifier(const fs::path& document, std::string_view id, FileLayer& files) {
     XMLParse doc;
     std::string current;
     if (doc.OpenRead(document) != 0 || doc.Load() != 0 || doc.GetTag("<id>", current) != 0)
-        return;
+        return 0;
     doc.Close();
-    if (IoResult saved = XMLParse::SetDocumentId(document, id); !saved.ok())
+    const IoResult saved = XMLParse::SetDocumentId(document, id, files);
+    if (!saved.ok())
         DebugLog::Write("TreeView::Rename", "could not set the id of %s: %d\n", document.c_str(),
                         saved.code);
+    return saved.code;
 }
 
 std::optional<RenameOutcome> RenameItem(const TreeNode& node, std::string newName,
-                                        const std::string& currentUser, UserPort& port) {
+                                        const std::string& currentUser, UserPort& port,
+                                        FileLayer& files) {
     if (IsFixedKind(node.kind) || node.kind == TV_NONE)
         return std::nullopt;
     const bool identifier = IsIdentifierKind(node.kind);
@@ -471,33 +525,24 @@ std::optional<RenameOutcome> RenameItem(const TreeNode& node, std::string newNam
         return std::nullopt;
     }
 
-    const fs::path description = folder ? GroupDocumentPath(node.path) : fs::path();
-    std::error_code error;
-    fs::rename(node.path, newPath, error);
-    std::error_code missing;
-    if (!error && folder && fs::exists(description, missing)) {
-        const bool inside = description.parent_path() == node.path;
-        fs::path newDescription = inside ? newPath / newName : newPath;
-        newDescription += kGroupExtension;
-        fs::rename(inside ? newPath / description.filename() : description, newDescription, error);
-        if (error) {
-            std::error_code undo;
-            fs::rename(newPath, node.path, undo);
-        } else {
-            FollowIdentifier(newDescription, newName);
-        }
-    } else if (!error) {
-        FollowIdentifier(newPath, newName);
+    // A change of letter case only is the one rename onto a name the system may call taken.
+    const int error = RenameParts(node.path, newPath, newName, folder, caseOnly, files);
+    if (error == EEXIST) {
+        port.tell({FillMessage("An item named %s already exists in this folder", {newName}),
+                   "Rename Error", Icon::Warning});
+        return std::nullopt;
     }
-    if (error) {
-        port.tell({FillMessage("Unable to rename %s\n%s", {node.path.string(), error.message()}),
+    if (error != 0) {
+        port.tell({FillMessage("Unable to rename %s\n%s",
+                               {node.path.string(), std::generic_category().message(error)}),
                    "Unable to rename", Icon::Warning});
         return std::nullopt;
     }
     return RenameOutcome{newPath, AskForNewCurrentUser(node, currentUser, "renamed", port)};
 }
 
-DeleteOutcome DeleteItem(const TreeNode& node, const std::string& currentUser, UserPort& port) {
+DeleteOutcome DeleteItem(const TreeNode& node, const std::string& currentUser, UserPort& port,
+                         FileLayer& files) {
     if (IsFixedKind(node.kind) || node.kind == TV_NONE)
         return {};
     const bool folder = IsFolderKind(node.kind);
@@ -507,26 +552,23 @@ DeleteOutcome DeleteItem(const TreeNode& node, const std::string& currentUser, U
                  : "Are you sure you want to delete this document?\n[%s]";
     if (!port.ask({FillMessage(question, {node.label}), "Confirm delete", Icon::Question}))
         return {};
-    std::error_code error;
+    int error = 0;
     if (folder) {
         if (HoldsOpenFiles(node.path)) {
             port.tell({"Unable to delete folder as files inside it are open for editing",
                        "Unable to delete folder", Icon::Warning});
             return {};
         }
-        const fs::path description = GroupDocumentPath(node.path);
-        fs::remove_all(node.path, error);
-        if (!error && description.parent_path() != node.path)
-            fs::remove(description, error);
+        error = RemoveFolderItem(node.path, files);
     } else {
         if (IsLocked(node.path)) {
             port.tell({"This file cannot be deleted as it is open for editing", "Unable to delete",
                        Icon::Warning});
             return {};
         }
-        fs::remove(node.path, error);
+        error = files.Remove(node.path);
     }
-    if (error) {
+    if (error != 0) {
         port.tell({FillMessage("Unable to delete file: %s", {node.path.string()}), "Error",
                    Icon::Warning});
         return {};

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/user_port.h"
+#include "storage/file_layer.h"
 
 namespace vantorel {
 
@@ -86,16 +87,22 @@ struct RenameOutcome {
 };
 // Renames the item of node to newName with every check of a label edit; none, after telling
 // the user, when a check refuses or the disk does. A folder takes its ".tgp" along, a document
-// keeps ".vtl", and the item's <id> follows the new name.
+// keeps ".vtl", and the item's <id> follows the new name. The rename never replaces an item
+// another user made under the new name meanwhile, and a failure at any step puts back what
+// was renamed.
 std::optional<RenameOutcome> RenameItem(const TreeNode& node, std::string newName,
-                                        const std::string& currentUser, UserPort& port);
+                                        const std::string& currentUser, UserPort& port,
+                                        FileLayer& files = SystemFiles());
 
 struct DeleteOutcome {
     bool deleted = false;
     bool chooseNewUser = false;  // the current user's tester was removed and a new one wanted
 };
-// Asks, checks for files open for editing, then removes the item (a folder with its ".tgp").
-DeleteOutcome DeleteItem(const TreeNode& node, const std::string& currentUser, UserPort& port);
+// Asks, checks for files open for editing, then removes the item (a folder with its ".tgp"). A
+// folder is first renamed to a hidden name, so it is gone at once or not at all; what of it
+// can't be removed stays hidden until the sweep.
+DeleteOutcome DeleteItem(const TreeNode& node, const std::string& currentUser, UserPort& port,
+                         FileLayer& files = SystemFiles());
 
 // Where a new test case of the selected node goes: the suite itself, or a document's suite.
 // None, after telling the user, outside suites or in a folder at the path limit.
@@ -105,8 +112,9 @@ std::optional<std::filesystem::path> NewFilterFolder(const std::filesystem::path
                                                      bool databaseOpen, UserPort& port);
 
 // An item's <id> follows its file name after a rename or copy; a document without an <id>
-// (a report) is left as it is.
-void FollowIdentifier(const std::filesystem::path& document, std::string_view id);
+// (a report) is left as it is. 0, or the error number of the failed save.
+int FollowIdentifier(const std::filesystem::path& document, std::string_view id,
+                     FileLayer& files = SystemFiles());
 
 // "Unlock all files...": after the user agrees, removes every lock file below folder, whoever
 // holds it. Returns how many were removed.

@@ -12,12 +12,30 @@ namespace vantorel::testing {
 
 class FaultyFileLayer : public FileLayer {
 public:
-    enum Step { kCreate, kWrite, kSync, kClose, kRename, kRemove, kSyncDirectory, kStepCount };
+    // Both renames count as kRename.
+    enum Step {
+        kCreate,
+        kWrite,
+        kSync,
+        kClose,
+        kRename,
+        kRemove,
+        kMakeFolder,
+        kRemoveFolder,
+        kSyncDirectory,
+        kStepCount
+    };
 
     // Makes the nth call (counting from 1) of step fail with error; several failures may be
     // planned on one layer.
     void FailAt(Step step, int nth, int error = EIO) { m_planned.push_back({step, nth, error}); }
     int Calls(Step step) const { return m_calls[step]; }
+    int AllCalls() const {
+        int all = 0;
+        for (int calls : m_calls)
+            all += calls;
+        return all;
+    }
 
     int CreateExclusive(const std::filesystem::path& path, int& fd) override {
         if (int error = Fault(kCreate))
@@ -46,9 +64,22 @@ public:
         int error = Fault(kRename);
         return error ? error : SystemFiles().Rename(from, to);
     }
+    int RenameNoReplace(const std::filesystem::path& from,
+                        const std::filesystem::path& to) override {
+        int error = Fault(kRename);
+        return error ? error : SystemFiles().RenameNoReplace(from, to);
+    }
     int Remove(const std::filesystem::path& path) override {
         int error = Fault(kRemove);
         return error ? error : SystemFiles().Remove(path);
+    }
+    int MakeFolder(const std::filesystem::path& path) override {
+        int error = Fault(kMakeFolder);
+        return error ? error : SystemFiles().MakeFolder(path);
+    }
+    int RemoveFolder(const std::filesystem::path& path) override {
+        int error = Fault(kRemoveFolder);
+        return error ? error : SystemFiles().RemoveFolder(path);
     }
     int SyncDirectory(const std::filesystem::path& directory) override {
         int error = Fault(kSyncDirectory);

@@ -1,0 +1,52 @@
+#pragma once
+// What each name in a folder of the database is to the program. Items are the documents
+// named exactly "<id>.vtl" and the folders; beside them lie the program's bookkeeping: a
+// folder's description ("<name>.tgp", beside the folder), locks ("<name>.lck"), reservations of
+// automatic identifiers ("<id>.tmp"), and hidden names (a leading "."), among them unfinished
+// saves and copies (".vtsave-..."). Every walk and listing (tree, copies, reports, the export,
+// the wizard, find) asks here, so that no two of them can disagree on what is an item.
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "storage/file_reading.h"
+
+namespace vantorel {
+
+inline constexpr std::string_view kDescriptionExtension = ".tgp";
+inline constexpr std::string_view kLockExtension = ".lck";
+inline constexpr std::string_view kReservationExtension = ".tmp";
+
+enum class EntryRole { Document, Folder, Description, Lock, Reservation, Other };
+
+// The role of a listed entry. Links are never followed: a link to a folder is no folder, and
+// a link, FIFO, device or socket under a document's name is a document no reader will open.
+EntryRole RoleOf(std::string_view name, FolderEntry::Kind kind);
+// The same for a path whose kind is known from elsewhere (a tree node, a clipboard entry).
+EntryRole RoleOf(const std::filesystem::path& path, bool folder);
+
+// A folder's items and bookkeeping, each in the order the file system gives them.
+struct ItemListing {
+    std::vector<FolderEntry> documents;
+    std::vector<std::string> folders;
+    std::vector<std::string> descriptions;
+    std::vector<std::string> locks;
+    std::vector<std::string> reservations;
+};
+
+// Sorts the entries of a folder listing into listing.
+void SortEntries(std::vector<FolderEntry>& entries, ItemListing& listing);
+// Lists folder into listing: 0, or the error number of opening it.
+int ListItems(const std::filesystem::path& folder, ItemListing& listing);
+
+// Walks root and every folder below it (links never followed, no folder twice), one open
+// folder at a time, calling visit with each folder's listing. visit may remove names from
+// listing.folders to keep the walk out of them, and returns false to end the walk. Folders
+// that can't be listed are passed over.
+using ItemVisitor = std::function<bool(const std::filesystem::path& folder, ItemListing& listing)>;
+void WalkItems(const std::filesystem::path& root, const ItemVisitor& visit);
+
+}  // namespace vantorel
