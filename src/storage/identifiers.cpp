@@ -101,15 +101,16 @@ bool IdentifierTaken(const std::filesystem::path& folder, std::string_view id,
     return false;
 }
 
-IdReservation::IdReservation(std::string id, std::filesystem::path reservation)
-    : m_id(std::move(id)), m_reservation(std::move(reservation)) {}
+IdReservation::IdReservation(std::string id, std::filesystem::path reservation, FileLayer& files)
+    : m_id(std::move(id)), m_reservation(std::move(reservation)), m_files(files) {}
 
 IdReservation::~IdReservation() {
-    ::unlink(m_reservation.c_str());
+    (void)m_files.Remove(m_reservation);
 }
 
 std::unique_ptr<IdReservation> GetIncrementalID(const std::filesystem::path& folder,
-                                                std::string_view defaultPrefix, UserPort& port) {
+                                                std::string_view defaultPrefix, UserPort& port,
+                                                FileLayer& files) {
     NumberedId highest{std::string(defaultPrefix), 0, 3};
     ItemListing items;
     ListItems(folder, items);
@@ -134,12 +135,13 @@ std::unique_ptr<IdReservation> GetIncrementalID(const std::filesystem::path& fol
             folder / (std::string(id) + std::string(kReservationExtension));
         if (IdentifierTaken(folder, id))
             continue;
-        int fd = ::open(reservation.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
-        if (fd >= 0) {
-            ::close(fd);
-            return std::unique_ptr<IdReservation>(new IdReservation(id, reservation));
-        }
-        if (errno == EEXIST)
+        int fd = -1;
+        const int error = files.CreateExclusive(reservation, fd);
+        if (error == 0 && files.Close(fd) == 0)
+            return std::unique_ptr<IdReservation>(new IdReservation(id, reservation, files));
+        if (error == 0)
+            (void)files.Remove(reservation);
+        if (error == EEXIST)
             continue;
         DebugLog::Write("GetIncrementalID", "Unable to create temporary file %s.\n",
                         reservation.c_str());

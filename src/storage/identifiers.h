@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/user_port.h"
+#include "storage/file_layer.h"
 
 namespace vantorel {
 
@@ -64,11 +65,12 @@ public:
 
 private:
     friend std::unique_ptr<IdReservation> GetIncrementalID(const std::filesystem::path&,
-                                                           std::string_view, UserPort&);
-    IdReservation(std::string id, std::filesystem::path reservation);
+                                                           std::string_view, UserPort&, FileLayer&);
+    IdReservation(std::string id, std::filesystem::path reservation, FileLayer& files);
 
     std::string m_id;
     std::filesystem::path m_reservation;
+    FileLayer& m_files;
 };
 
 // The next free automatic identifier in folder. The identifiers that end in digits (and the
@@ -77,6 +79,7 @@ private:
 // numbered identifiers starts at defaultPrefix followed by "001". Null, after telling the
 // user, when the reservation can't be written.
 std::unique_ptr<IdReservation> GetIncrementalID(const std::filesystem::path& folder,
-                                                std::string_view defaultPrefix, UserPort& port);
+                                                std::string_view defaultPrefix, UserPort& port,
+                                                FileLayer& files = SystemFiles());
 
 }  // namespace vantorel

@@ -1,8 +1,10 @@
 #include "storage/vantorel_database.h"
 
+#include <cerrno>
 #include <cstring>
 #include <iterator>
 #include <system_error>
+#include <vector>
 
 #include "platform/debug_log.h"
 #include "storage/atomic_save.h"
@@ -126,7 +128,7 @@ bool VantorelDatabase::WriteVersion() {
     return false;
 }
 
-bool VantorelDatabase::CreateNew(const std::filesystem::path& directory) {
+bool VantorelDatabase::CreateNew(const std::filesystem::path& directory, FileLayer& files) {
     namespace fs = std::filesystem;
     static constexpr char kHeading[] = "VantorelDatabase::OnOKNewDB";
     DebugLog::Write(kHeading, "Start\n");
@@ -160,19 +162,24 @@ bool VantorelDatabase::CreateNew(const std::filesystem::path& directory) {
                      "Overwrite existing database ?", Icon::Question}))
         return false;
 
+    std::vector<fs::path> made;
     bool created = true;
     for (std::string_view folder : kDatabaseFolders) {
-        fs::create_directory(directory / folder, error);
-        if (error) {
+        const int madeError = files.MakeFolder(directory / folder);
+        if (madeError == 0)
+            made.push_back(directory / folder);
+        else if (madeError != EEXIST || !fs::is_directory(directory / folder, error))
             created = false;
+        if (!created)
             break;
-        }
     }
-    created =
-        created &&
-        SaveWholeFile(marker, EncodeVersionRecord({std::string(kProductVersion), kProductBuild}))
-            .ok();
+    created = created &&
+              SaveWholeFile(
+                  marker, EncodeVersionRecord({std::string(kProductVersion), kProductBuild}), files)
+                  .ok();
     if (!created) {
+        for (const fs::path& folder : made)
+            (void)files.RemoveFolder(folder);
         m_port.tell(
             {"There was an error while creating the required\nVantorel files are "
              "sub-directories in the selected\ndirectory. Check that you have permission "

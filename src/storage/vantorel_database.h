@@ -13,6 +13,7 @@
 
 #include "platform/user_port.h"
 #include "storage/change_watcher.h"
+#include "storage/file_layer.h"
 #include "storage/io_result.h"
 
 namespace vantorel {
@@ -53,8 +54,9 @@ public:
     // the top level, so a database of any size opens at once.
     bool Open(const std::filesystem::path& markerPath, OpenMode mode = OpenMode::Interactive);
     // Creates a database in directory, asking before making the directory or writing over an
-    // existing database, and opens it. Existing items are never removed.
-    bool CreateNew(const std::filesystem::path& directory);
+    // existing database, and opens it. Existing items are never removed, and a creation that
+    // fails removes the folders it made.
+    bool CreateNew(const std::filesystem::path& directory, FileLayer& files = SystemFiles());
     // Writes the current version record into the marker of the open database.
     bool WriteVersion();
     // Stops the watcher and forgets the database.

@@ -104,6 +104,13 @@ int PlaceItem(FileLayer& files, const fs::path& temporary, const fs::path& targe
     return 0;
 }
 
+// Takes a newly placed item away again, whole: renamed to a hidden name first, then removed.
+void WithdrawItem(FileLayer& files, const fs::path& item) {
+    const fs::path hidden = TemporaryBeside(item, "withdrawn");
+    if (files.RenameNoReplace(item, hidden) == 0)
+        (void)RemoveTree(files, hidden);
+}
+
 struct CopyTexts {
     std::string_view fileFailure;  // %s is the file
     std::string_view caption;
@@ -246,7 +253,12 @@ void CopyStep(const TransferStep& step, Copier& copier, TransferResult& result) 
     }
     if (description && files.Rename(temporaryDescription, descriptionTarget) != 0) {
         (void)files.Remove(temporaryDescription);
+        // A new folder without its description would be half an item.
+        if (!step.replace)
+            WithdrawItem(files, step.target);
         copier.Fail(texts, descriptionTarget);
+        if (!step.replace)
+            return;
     }
     result.written.push_back(step.target);
 }
@@ -284,6 +296,9 @@ void MoveStep(const TransferStep& step, Copier& copier, TransferResult& result) 
             }
         } else if (moveError != 0) {
             copier.Fail(kMoveCopyTexts, *description);
+            // The folder goes back to its description rather than stand apart from it.
+            if (!step.replace && files.RenameNoReplace(step.target, step.source) == 0)
+                return;
         }
     }
     result.written.push_back(step.target);
