@@ -23,8 +23,8 @@ namespace {
 // One value per slice or column; no more points on a line than the chart has labels.
 class CheckingPainter : public ChartPainter {
 public:
-    std::string WriteGif(const Chart& chart, const std::filesystem::path&, int width,
-                         int height) override {
+    IoResult WriteGif(const Chart& chart, const std::filesystem::path&, int width,
+                      int height) override {
         if (width <= 0 || height <= 0)
             std::abort();
         for (const ChartSeries& series : chart.series) {
@@ -34,7 +34,7 @@ public:
             if (!drawable)
                 std::abort();
         }
-        return {};
+        return IoResult::Success();
     }
 };
 

@@ -14,9 +14,9 @@ int main(int argc, char** argv) {
     }
     vantorel::StyleColours colours;
     colours.brand = static_cast<std::uint32_t>(std::strtoul(argv[2], nullptr, 16));
-    const std::string failed = vantorel::WriteStyleImages(argv[1], colours);
-    if (!failed.empty()) {
-        std::fprintf(stderr, "%s: %s\n", argv[1], failed.c_str());
+    const vantorel::IoResult result = vantorel::WriteStyleImages(argv[1], colours);
+    if (!result.ok()) {
+        std::fprintf(stderr, "%s\n", result.message.c_str());
         return 1;
     }
     return 0;

@@ -245,8 +245,8 @@ void PaintChart(QPainter& painter, const Chart& chart, const QRect& area,
     painter.restore();
 }
 
-std::string QtChartPainter::WriteGif(const Chart& chart, const std::filesystem::path& file,
-                                     int width, int height) {
+IoResult QtChartPainter::WriteGif(const Chart& chart, const std::filesystem::path& file, int width,
+                                  int height) {
     QImage picture(width, height, QImage::Format_RGB32);
     picture.fill(Qt::white);
     {

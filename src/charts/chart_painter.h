@@ -26,8 +26,8 @@ void PaintChart(QPainter& painter, const Chart& chart, const QRect& area,
 
 class QtChartPainter : public ChartPainter {
 public:
-    std::string WriteGif(const Chart& chart, const std::filesystem::path& file, int width,
-                         int height) override;
+    IoResult WriteGif(const Chart& chart, const std::filesystem::path& file, int width,
+                      int height) override;
 };
 
 }  // namespace vantorel

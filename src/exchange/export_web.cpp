@@ -500,8 +500,8 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
         for (int meaning = 0; meaning < kMeaningCount; ++meaning)
             colours[static_cast<std::size_t>(meaning)] =
                 RgbOf(m_custom.ReportColourOf(static_cast<std::size_t>(MeaningSlot(meaning))));
-        if (const std::string failed = WriteStatusImages(images, colours); !failed.empty())
-            DebugLog::Write(kHeading, "status icons not written: %s\n", failed.c_str());
+        if (const IoResult result = WriteStatusImages(images, colours); !result.ok())
+            DebugLog::Write(kHeading, "status icons not written: %s\n", result.message.c_str());
     }
 
     Progress("Export progress - Gathering test case information");
@@ -701,12 +701,12 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
             ++m_pages;
             for (const ChartFile& chart : report->charts)
                 if (m_charts) {
-                    const std::string failed =
+                    const IoResult result =
                         m_charts->WriteGif(chart.chart, root / relative / (chart.name + ".gif"),
                                            chart.width, chart.height);
-                    if (!failed.empty())
+                    if (!result.ok())
                         DebugLog::Write(kHeading, "chart %s not drawn: %s\n", chart.name.c_str(),
-                                        failed.c_str());
+                                        result.message.c_str());
                 }
             const std::string href = UrlPath(name + ".html");
             links.push_back({Escaped(name), href, report->created});

@@ -10,6 +10,7 @@
 
 #include "reports/progress_report.h"
 #include "reports/status_report.h"
+#include "storage/io_result.h"
 
 namespace vantorel {
 
@@ -49,9 +50,9 @@ std::size_t LabelStride(std::size_t count, double span, double widest, double ga
 class ChartPainter {
 public:
     virtual ~ChartPainter() = default;
-    // Draws chart into a GIF file of the given size; empty on success, else what failed.
-    virtual std::string WriteGif(const Chart& chart, const std::filesystem::path& file, int width,
-                                 int height) = 0;
+    // Draws chart into a GIF file of the given size.
+    virtual IoResult WriteGif(const Chart& chart, const std::filesystem::path& file, int width,
+                              int height) = 0;
 };
 
 // A report colour (0x00BBGGRR) as 0xRRGGBB.

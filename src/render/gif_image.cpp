@@ -18,12 +18,16 @@ int BitsFor(std::size_t colours) {
     return bits;
 }
 
+IoResult Failure(int code, const std::filesystem::path& file, const std::string& reason) {
+    return IoResult::Failure(code, "Unable to write " + file.string() + ": " + reason);
+}
+
 }  // namespace
 
-std::string WriteGif(const std::filesystem::path& file, const IndexedImage& image) {
+IoResult WriteGif(const std::filesystem::path& file, const IndexedImage& image) {
     if (image.palette.empty() || image.palette.size() > 256 || image.width <= 0 ||
         image.height <= 0)
-        return "an image needs 1 to 256 colours and a size";
+        return Failure(EINVAL, file, "an image needs 1 to 256 colours and a size");
     const int bits = BitsFor(image.palette.size());
     std::vector<GifColorType> colours(std::size_t{1} << bits, GifColorType{0, 0, 0});
     for (std::size_t index = 0; index < image.palette.size(); ++index)
@@ -36,14 +40,16 @@ std::string WriteGif(const std::filesystem::path& file, const IndexedImage& imag
         (".vtsave-gif-" + std::to_string(::getpid()) + "-" + file.filename().string());
     // Pictures of a web site are for everyone to read, as the user's umask allows.
     const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (fd < 0)
-        return std::strerror(errno);
+    if (fd < 0) {
+        const int openError = errno;
+        return Failure(openError, file, std::strerror(openError));
+    }
     int error = 0;
     GifFileType* gif = EGifOpenFileHandle(fd, &error);
     if (!gif) {
         ::close(fd);
         std::remove(temporary.c_str());
-        return GifErrorString(error);
+        return Failure(EIO, file, GifErrorString(error));
     }
     ColorMapObject* map = GifMakeMapObject(static_cast<int>(colours.size()), colours.data());
     bool written = map && EGifPutScreenDesc(gif, image.width, image.height, bits, 0, map) == GIF_OK;
@@ -68,19 +74,19 @@ std::string WriteGif(const std::filesystem::path& file, const IndexedImage& imag
     GifFreeMapObject(map);
     if (EGifCloseFile(gif, &error) != GIF_OK && written) {
         std::remove(temporary.c_str());
-        return GifErrorString(error);
+        return Failure(EIO, file, GifErrorString(error));
     }
     if (!written) {
         std::remove(temporary.c_str());
-        return reason;
+        return Failure(EIO, file, reason);
     }
     std::error_code renameError;
     std::filesystem::rename(temporary, file, renameError);
     if (renameError) {
         std::remove(temporary.c_str());
-        return renameError.message();
+        return Failure(renameError.value(), file, renameError.message());
     }
-    return {};
+    return IoResult::Success();
 }
 
 std::optional<IndexedImage> ReadGif(const std::filesystem::path& file) {

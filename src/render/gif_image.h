@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "storage/io_result.h"
+
 namespace vantorel {
 
 struct IndexedImage {
@@ -33,9 +35,9 @@ struct IndexedImage {
     }
 };
 
-// Writes image to file through a temporary file renamed into place. Empty on success, else
-// what went wrong.
-std::string WriteGif(const std::filesystem::path& file, const IndexedImage& image);
+// Writes image to file through a temporary file renamed into place. A failure names the file;
+// an image GIF can't hold fails with EINVAL, a failure inside giflib with EIO.
+IoResult WriteGif(const std::filesystem::path& file, const IndexedImage& image);
 
 // Reads a GIF written by WriteGif back (first frame); none when it can't be read.
 std::optional<IndexedImage> ReadGif(const std::filesystem::path& file);

@@ -98,27 +98,27 @@ IndexedImage StatusImage(int meaning, std::uint32_t colour) {
     return image;
 }
 
-std::string WriteStatusImages(const std::filesystem::path& folder,
-                              const std::array<std::uint32_t, 5>& colours) {
+IoResult WriteStatusImages(const std::filesystem::path& folder,
+                           const std::array<std::uint32_t, 5>& colours) {
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     for (int meaning = 0; meaning < 5; ++meaning)
-        if (std::string failed = WriteGif(folder / kStatusIconFiles[meaning],
-                                          StatusImage(meaning, colours[meaning]));
-            !failed.empty())
-            return failed;
-    return {};
+        if (IoResult result = WriteGif(folder / kStatusIconFiles[meaning],
+                                       StatusImage(meaning, colours[meaning]));
+            !result.ok())
+            return result;
+    return IoResult::Success();
 }
 
-std::string WriteStyleImages(const std::filesystem::path& folder, const StyleColours& colours) {
-    if (std::string failed = WriteStatusImages(folder, colours.status); !failed.empty())
-        return failed;
+IoResult WriteStyleImages(const std::filesystem::path& folder, const StyleColours& colours) {
+    if (IoResult result = WriteStatusImages(folder, colours.status); !result.ok())
+        return result;
     for (const auto& [name, image] :
          {std::pair{"vtlogo.gif", LogoImage(colours.brand)}, std::pair{"folder.gif", FolderImage()},
           std::pair{"tc.gif", TestCaseImage()}})
-        if (std::string failed = WriteGif(folder / name, image); !failed.empty())
-            return failed;
-    return {};
+        if (IoResult result = WriteGif(folder / name, image); !result.ok())
+            return result;
+    return IoResult::Success();
 }
 
 }  // namespace vantorel

@@ -27,11 +27,10 @@ IndexedImage FolderImage();
 IndexedImage TestCaseImage();
 IndexedImage StatusImage(int meaning, std::uint32_t colour);
 
-// Writes every picture of a style into folder (made when missing). Empty on success, else
-// what failed.
-std::string WriteStyleImages(const std::filesystem::path& folder, const StyleColours& colours);
+// Writes every picture of a style into folder (made when missing); the first failure.
+IoResult WriteStyleImages(const std::filesystem::path& folder, const StyleColours& colours);
 // Only the five status icons.
-std::string WriteStatusImages(const std::filesystem::path& folder,
-                              const std::array<std::uint32_t, 5>& colours);
+IoResult WriteStatusImages(const std::filesystem::path& folder,
+                           const std::array<std::uint32_t, 5>& colours);
 
 }  // namespace vantorel

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <thread>
 
 #include "platform/recording_port.h"
@@ -21,7 +22,7 @@ namespace fs = std::filesystem;
 // Draws every chart as a one-colour picture and remembers what it was asked to draw.
 class RecordingCharts : public ChartPainter {
 public:
-    std::string WriteGif(const Chart& chart, const fs::path& file, int width, int height) override {
+    IoResult WriteGif(const Chart& chart, const fs::path& file, int width, int height) override {
         drawn.push_back(chart);
         IndexedImage image(width, height, {0xFFFFFF});
         return vantorel::WriteGif(file, image);
@@ -335,14 +336,16 @@ TEST(GifImage, WritesWhatItReadsBack) {
     image.transparent = 2;
     image.Set(1, 0, 1);
     image.Set(2, 1, 2);
-    ASSERT_EQ(WriteGif(dir / "x.gif", image), "");
+    ASSERT_TRUE(WriteGif(dir / "x.gif", image).ok());
     auto read = ReadGif(dir / "x.gif");
     ASSERT_TRUE(read);
     EXPECT_EQ(read->pixels, image.pixels);
     EXPECT_EQ(read->palette[1], 0x00FF00u);
     EXPECT_EQ(read->transparent, 2);
-    EXPECT_NE(WriteGif(dir / "no-such-folder" / "x.gif", image), "");
-    EXPECT_NE(WriteGif(dir / "y.gif", IndexedImage(2, 2, {})), "");
+    const IoResult noFolder = WriteGif(dir / "no-such-folder" / "x.gif", image);
+    EXPECT_EQ(noFolder.code, ENOENT);
+    EXPECT_NE(noFolder.message.find("no-such-folder/x.gif"), std::string::npos);
+    EXPECT_EQ(WriteGif(dir / "y.gif", IndexedImage(2, 2, {})).code, EINVAL);
     EXPECT_FALSE(fs::exists(dir / "y.gif"));
 }
 
