@@ -268,6 +268,11 @@ public:
         throw std::runtime_error(what + ": " + reason);
     }
 
+    void RequireSaved(const std::optional<SaveRefusal>& refusal, const std::string& what) {
+        if (refusal)
+            throw std::runtime_error(what + ": " + refusal->notice.text);
+    }
+
     void CustomFile() {
         CustomTables tables = BuiltInCustomTables();
         tables.versions = {"2.0", "2.1"};
@@ -305,7 +310,7 @@ public:
                 tester->Password() = "sample";
                 tester->passwordRepeat = "sample";
             }
-            Require(tester->Save(), person.id);
+            RequireSaved(tester->Save(), person.id);
         }
         for (auto [id, name, location, description] :
              {std::tuple{"Desktop", "Desktop browser", "Test lab, bench 3",
@@ -318,7 +323,7 @@ public:
             cfg->Control("<testcfg_title>").text = name;
             cfg->Control("<testcfg_loc>").text = location;
             cfg->Control("<testcfg_desc>").text = description;
-            Require(cfg->Save(), id);
+            RequireSaved(cfg->Save(), id);
         }
         for (auto [id, name, location, description] :
              {std::tuple{"Staging", "Staging shop", "https://staging.example.test",
@@ -333,7 +338,7 @@ public:
             resource->Control("<testres_title>").text = name;
             resource->Control("<testres_loc>").text = location;
             resource->Control("<testres_desc>").text = description;
-            Require(resource->Save(), id);
+            RequireSaved(resource->Save(), id);
         }
     }
 
@@ -345,7 +350,7 @@ public:
             group->Control("<id>").text = suite.id;
             group->Control("<suite_title>").text = suite.title;
             group->Control("<suite_description>").text = suite.description;
-            Require(group->Save(), suite.id);
+            RequireSaved(group->Save(), suite.id);
             const std::string prefix = suite.code;
             for (std::size_t i = 0; i < suite.cases.size(); ++i) {
                 const LibraryCase& item = suite.cases[i];
@@ -374,7 +379,7 @@ public:
                     editor->Control("<notes1>").text = "See also \"vantorel://Test Cases/" +
                                                        std::string(suite.id) + "/" + prefix +
                                                        "-001\"";
-                Require(editor->Save(), item.title);
+                RequireSaved(editor->Save(), item.title);
             }
         }
     }
@@ -395,7 +400,7 @@ public:
             project->Control("<risks>").text =
                 "Payment sandbox outages delay checkout tests.\nDevices are shared with "
                 "another team.";
-            Require(project->Save(), plan.id);
+            RequireSaved(project->Save(), plan.id);
 
             const std::filesystem::path cases =
                 m_root / "Projects" / plan.id / "Project Test Cases";
@@ -406,7 +411,7 @@ public:
                     Require(group != nullptr, planned.suite);
                     group->Control("<id>").text = planned.suite;
                     group->Control("<suite_title>").text = planned.suite;
-                    Require(group->Save(), planned.suite);
+                    RequireSaved(group->Save(), planned.suite);
                 }
                 char id[32];
                 std::snprintf(id, sizeof id, "%s-%03d", CodeOf(planned.suite),
@@ -433,7 +438,7 @@ public:
                         *run.fault
                             ? "Did not behave as expected; see " + std::string(run.fault) + "."
                             : std::string("Behaved as expected.");
-                    Require(editor->Save(), id);
+                    RequireSaved(editor->Save(), id);
                 }
             }
         }

@@ -354,40 +354,40 @@ bool CustomizeEditor::MoveStatus(const std::vector<std::size_t>& selection, bool
                         [&](std::size_t a, std::size_t b) { std::swap(statuses[a], statuses[b]); });
 }
 
-bool CustomizeEditor::Commit() {
+std::optional<SaveRefusal> CustomizeEditor::Commit() {
     static constexpr std::string_view kNotesRefusals[] = {
         "Please enter a name for the notes 1 field", "Please enter a name for the notes 2 field",
         "Please enter a name for the result notes field"};
-    for (std::size_t i = 0; i < notes.size(); ++i) {
-        if (notes[i].empty()) {
-            m_port.tell({std::string(kNotesRefusals[i]), "No name", Icon::Warning});
-            return false;
-        }
-    }
-    if (!ParseDuration(defaults.expected)) {
-        m_port.tell({DurationFormatMessage("Expected Duration"), "Invalid Expected Duration",
-                     Icon::Warning});
-        return false;
-    }
+    static constexpr CustomizeField kNotesFields[] = {kNotes1NameField, kNotes2NameField,
+                                                      kResultNotesNameField};
+    for (std::size_t i = 0; i < notes.size(); ++i)
+        if (notes[i].empty())
+            return TellRefusal(m_port, {std::string(kNotesRefusals[i]), "No name", Icon::Warning},
+                               kNotesFields[i]);
+    if (!ParseDuration(defaults.expected))
+        return TellRefusal(m_port,
+                           {DurationFormatMessage("Expected Duration"), "Invalid Expected Duration",
+                            Icon::Warning},
+                           kExpectedDurationField);
     const unsigned long digits = AllDigits(defaults.digits) ? std::stoul(defaults.digits) : 0;
-    if (digits < 1 || digits > 6) {
-        m_port.tell(
+    if (digits < 1 || digits > 6)
+        return TellRefusal(
+            m_port,
             {"Invalid data in the 'Number of auto-increment digits'. Please enter a value "
              "between 1 and 6",
-             "Invalid number of digits", Icon::Warning});
-        return false;
-    }
+             "Invalid number of digits", Icon::Warning},
+            kAutoIncrementDigitsField);
     unsigned long largest = 1;
     for (unsigned long i = 0; i < digits; ++i)
         largest *= 10;
     const unsigned long step = AllDigits(defaults.step) ? std::stoul(defaults.step) : 0;
-    if (step < 1 || step >= largest) {
-        m_port.tell(
+    if (step < 1 || step >= largest)
+        return TellRefusal(
+            m_port,
             {"Invalid data in the 'Auto-increment step size'. Please enter a value in the "
              "range of the number of auto-increment digits",
-             "Invalid step size", Icon::Warning});
-        return false;
-    }
+             "Invalid step size", Icon::Warning},
+            kAutoIncrementStepField);
 
     for (std::size_t i = 0; i < notes.size(); ++i)
         m_draft.notesCaptions[i] = notes[i].substr(0, kNotesCaptionWidth);
@@ -400,11 +400,9 @@ bool CustomizeEditor::Commit() {
     m_draft.currentUsers = m_custom.Tables().currentUsers;
     m_custom.Replace(m_draft);
     IoResult result = m_custom.Write(m_databaseDir);
-    if (!result.ok()) {
-        m_port.tell(SaveFailure(result));
-        return false;
-    }
-    return true;
+    if (!result.ok())
+        return TellRefusal(m_port, SaveFailure(result), std::nullopt);
+    return std::nullopt;
 }
 
 std::vector<std::string> TesterChoices(const std::filesystem::path& databaseDir) {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "documents/custom_cfg.h"
+#include "documents/save_refusal.h"
 #include "platform/identity.h"
 #include "storage/edit_lock.h"
 
@@ -38,6 +39,17 @@ struct StatusRow {
 // The default-values page as typed.
 struct DefaultsDraft {
     std::string expected, digits, step, version, build;
+};
+
+// The fields a refused Commit names: the three notes names in their order, then the default
+// values that are checked.
+enum CustomizeField : std::size_t {
+    kNotes1NameField,
+    kNotes2NameField,
+    kResultNotesNameField,
+    kExpectedDurationField,
+    kAutoIncrementDigitsField,
+    kAutoIncrementStepField,
 };
 
 class CustomizeEditor {
@@ -76,8 +88,9 @@ public:
     bool RemoveStatuses(std::vector<std::size_t> selection);
     bool MoveStatus(const std::vector<std::size_t>& selection, bool up);
 
-    // OK: checks the notes and default pages, stores everything and writes custom.dat.
-    bool Commit();
+    // OK: checks the notes and default pages, stores everything and writes custom.dat. None
+    // when written; else the refusal the user was told, naming a CustomizeField.
+    [[nodiscard]] std::optional<SaveRefusal> Commit();
 
 private:
     CustomizeEditor(std::filesystem::path databaseDir, CustomCfg& custom, UserPort& port,

@@ -214,73 +214,80 @@ bool ItemEditor::ConfirmClose() {
         {"Close test case without saving changes?", "Close without saving", Icon::Question});
 }
 
-bool ItemEditor::ValidPath(const std::string& id) {
-    if (ItemPathFits(m_folder, id, ".vtl"))
-        return true;
-    if (IsNew() && !m_kind.texts.newPathTooLong.empty())
-        m_context.port.tell(
-            {std::string(m_kind.texts.newPathTooLong), "Path exceeds limit", Icon::Warning});
-    else
-        m_context.port.tell(
-            {std::string(m_kind.texts.pathTooLong), "Exceeds path length", Icon::Warning});
-    return false;
+SaveRefusal ItemEditor::Refuse(Notice notice, std::optional<std::size_t> row) {
+    return TellRefusal(m_context.port, std::move(notice), row);
 }
 
-bool ItemEditor::IdentifierFree(const std::string& id) {
+std::optional<SaveRefusal> ItemEditor::CheckPathRoom(const std::string& id) {
+    if (ItemPathFits(m_folder, id, ".vtl"))
+        return std::nullopt;
+    if (IsNew() && !m_kind.texts.newPathTooLong.empty())
+        return Refuse(
+            {std::string(m_kind.texts.newPathTooLong), "Path exceeds limit", Icon::Warning},
+            kIdRow);
+    return Refuse({std::string(m_kind.texts.pathTooLong), "Exceeds path length", Icon::Warning},
+                  kIdRow);
+}
+
+std::optional<SaveRefusal> ItemEditor::CheckIdentifierFree(const std::string& id) {
     const std::string current = m_path ? m_path->stem().string() : std::string();
     if (strcasecmp(id.c_str(), current.c_str()) == 0 || !IdentifierTaken(m_folder, id))
-        return true;
-    m_context.port.tell({std::string(m_kind.texts.idExists), "ID already exists", Icon::Warning});
-    return false;
+        return std::nullopt;
+    return Refuse({std::string(m_kind.texts.idExists), "ID already exists", Icon::Warning}, kIdRow);
 }
 
-bool ItemEditor::ValidateIdentifier() {
-    if (!CheckIdentifierText())
-        return false;
-    const std::string& id = controls[0].text;
-    if (m_kind.texts.pathBeforeExists)
-        return ValidPath(id) && IdentifierFree(id);
-    return IdentifierFree(id) && ValidPath(id);
+std::optional<SaveRefusal> ItemEditor::ValidateIdentifier() {
+    if (auto refusal = CheckIdentifierText())
+        return refusal;
+    const std::string& id = controls[kIdRow].text;
+    if (m_kind.texts.pathBeforeExists) {
+        if (auto refusal = CheckPathRoom(id))
+            return refusal;
+        return CheckIdentifierFree(id);
+    }
+    if (auto refusal = CheckIdentifierFree(id))
+        return refusal;
+    return CheckPathRoom(id);
 }
 
-bool ItemEditor::CheckIdentifierText() {
+std::optional<SaveRefusal> ItemEditor::CheckIdentifierText() {
     const ItemTexts& texts = m_kind.texts;
-    const std::string& id = controls[0].text;
-    switch (CheckIdentifier(id)) {
+    switch (CheckIdentifier(controls[kIdRow].text)) {
         case IdentifierProblem::Empty:
-            m_context.port.tell({FillMessage(texts.idMandatory, {kLimit}),
-                                 std::string(texts.idCaption), Icon::Warning});
-            return false;
+            return Refuse({FillMessage(texts.idMandatory, {kLimit}), std::string(texts.idCaption),
+                           Icon::Warning},
+                          kIdRow);
         case IdentifierProblem::TooLong:
-            m_context.port.tell({FillMessage(texts.idTooLong, {kLimit}),
-                                 std::string(texts.idCaption), Icon::Warning});
-            return false;
+            return Refuse({FillMessage(texts.idTooLong, {kLimit}), std::string(texts.idCaption),
+                           Icon::Warning},
+                          kIdRow);
         case IdentifierProblem::InvalidCharacters:
-            m_context.port.tell(
-                {std::string(texts.idInvalid), std::string(texts.idCaption), Icon::Warning});
-            return false;
+            return Refuse(
+                {std::string(texts.idInvalid), std::string(texts.idCaption), Icon::Warning},
+                kIdRow);
         case IdentifierProblem::None:
             break;
     }
-    return true;
+    return std::nullopt;
 }
 
-bool ItemEditor::CheckDuration(std::string_view tag, std::string_view fieldName,
-                               std::string_view caption) {
+std::optional<SaveRefusal> ItemEditor::CheckDuration(std::string_view tag,
+                                                     std::string_view fieldName,
+                                                     std::string_view caption) {
     FieldControl& control = Control(tag);
     if (control.text.empty())
-        return true;  // not measured yet
+        return std::nullopt;  // not measured yet
     if (auto duration = ParseDuration(control.text)) {
         control.text = StoredDuration(*duration);
-        return true;
+        return std::nullopt;
     }
-    m_context.port.tell(
+    return Refuse(
         {FillMessage("Invalid data in the '%s' field.\nPlease ensure a valid number, 0-59, is "
                      "entered in the minutes (Mins) field\nand that a valid number, 0-999, is "
                      "entered in the hours (Hrs) field\n\n",
                      {fieldName}),
-         std::string(caption), Icon::Warning});
-    return false;
+         std::string(caption), Icon::Warning},
+        Row(tag));
 }
 
 void ItemEditor::StampAutomaticFields(const LocalMoment& now) {
@@ -301,25 +308,26 @@ void ItemEditor::StampAutomaticFields(const LocalMoment& now) {
         controls[by].text = user;
 }
 
-bool ItemEditor::Save() {
-    if (!ValidateIdentifier() || !ValidateFields())
-        return false;
-    return WriteDocument(m_folder / (controls[0].text + ".vtl"));
+std::optional<SaveRefusal> ItemEditor::Save() {
+    if (auto refusal = ValidateIdentifier())
+        return refusal;
+    if (auto refusal = ValidateFields())
+        return refusal;
+    return WriteDocument(m_folder / (controls[kIdRow].text + ".vtl"));
 }
 
-bool ItemEditor::WriteDocument(const std::filesystem::path& target) {
+std::optional<SaveRefusal> ItemEditor::WriteDocument(const std::filesystem::path& target) {
     const bool renamed = m_path && *m_path != target;
     const bool clashCounts = !m_kind.texts.renameClashCaption.empty();
-    auto tellClash = [this] {
-        m_context.port.tell({FillMessage("%s already exists in this directory. Please choose "
-                                         "another ID",
-                                         {controls[0].text}),
-                             std::string(m_kind.texts.renameClashCaption), Icon::Warning});
-        return false;
+    auto refuseClash = [this] {
+        return Refuse({FillMessage("%s already exists in this directory. Please choose another ID",
+                                   {controls[kIdRow].text}),
+                       std::string(m_kind.texts.renameClashCaption), Icon::Warning},
+                      kIdRow);
     };
     std::error_code error;
     if ((renamed || IsNew()) && std::filesystem::exists(target, error) && clashCounts)
-        return tellClash();
+        return refuseClash();
 
     std::vector<FieldControl> typed = controls;
     PrepareSave(m_context.now());
@@ -337,9 +345,8 @@ bool ItemEditor::WriteDocument(const std::filesystem::path& target) {
     if (!result.ok()) {
         controls = std::move(typed);
         if (result.code == EEXIST && clashCounts)
-            return tellClash();
-        m_context.port.tell(SaveFailure(result));
-        return false;
+            return refuseClash();
+        return Refuse(SaveFailure(result), std::nullopt);
     }
     if (renamed) {
         std::error_code ignored;
@@ -351,7 +358,7 @@ bool ItemEditor::WriteDocument(const std::filesystem::path& target) {
     if (ReadDocument(target))
         LoadControls();
     Saved();
-    return true;
+    return std::nullopt;
 }
 
 }  // namespace vantorel

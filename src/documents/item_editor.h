@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "documents/history.h"
+#include "documents/save_refusal.h"
 #include "platform/identity.h"
 #include "platform/user_port.h"
 #include "storage/edit_lock.h"
@@ -88,6 +89,9 @@ Notice SaveFailure(const IoResult& result);
 
 class ItemEditor {
 public:
+    // Every field table begins with the ID.
+    static constexpr std::size_t kIdRow = 0;
+
     virtual ~ItemEditor() = default;
     ItemEditor(const ItemEditor&) = delete;
     ItemEditor& operator=(const ItemEditor&) = delete;
@@ -114,9 +118,9 @@ public:
     // the kinds that ask.
     bool ConfirmClose();
 
-    // OK: checks, then saves. False, with the user told why and nothing written, when a check
-    // or the save fails; the controls keep what was typed.
-    virtual bool Save();
+    // OK: checks, then saves. None when saved; else the refusal the user was told, naming the
+    // row of the field at fault, with nothing written and the controls as typed.
+    [[nodiscard]] virtual std::optional<SaveRefusal> Save();
 
 protected:
     ItemEditor(const ItemKind& kind, EditorContext context);
@@ -140,18 +144,20 @@ protected:
     // after telling the user.
     bool StartNew(const std::filesystem::path& folder, bool automaticId = true);
     // Writes the document at target (a changed ID moves it there) and makes what was written
-    // the new baseline; false after telling the user.
-    bool WriteDocument(const std::filesystem::path& target);
+    // the new baseline; the refusal told, if it can't.
+    std::optional<SaveRefusal> WriteDocument(const std::filesystem::path& target);
     // The identifier checks of the kind: length, characters, path room and clash.
-    bool ValidateIdentifier();
+    std::optional<SaveRefusal> ValidateIdentifier();
     // Length and characters only.
-    bool CheckIdentifierText();
+    std::optional<SaveRefusal> CheckIdentifierText();
+    // Tells notice and returns it as the refusal of the field in row.
+    SaveRefusal Refuse(Notice notice, std::optional<std::size_t> row);
 
     // Makes the controls as they stand the baseline of UpdateRequired (a new item's defaults).
     void AcceptAsLoaded() { m_loaded = controls; }
 
-    // The checks after the identifier and path ones, in the kind's order.
-    virtual bool ValidateFields() { return true; }
+    // The checks after the identifier and path ones, in the kind's order; the first refusal.
+    virtual std::optional<SaveRefusal> ValidateFields() { return std::nullopt; }
     // Fills automatic fields just before the document is written.
     virtual void PrepareSave(const LocalMoment&) {}
     // Whatever follows the fields in the document (a project test case's history).
@@ -167,9 +173,10 @@ protected:
     // created now by the current user; unless the user typed them, the updated date and time
     // become now and "Update By" the current user.
     void StampAutomaticFields(const LocalMoment& now);
-    // Tells the user when the control holds no valid duration; a valid one is written
-    // "%02d:%02d" and an empty one stays empty.
-    bool CheckDuration(std::string_view tag, std::string_view fieldName, std::string_view caption);
+    // Refuses a control that holds no valid duration; a valid one is written "%02d:%02d" and an
+    // empty one stays empty.
+    std::optional<SaveRefusal> CheckDuration(std::string_view tag, std::string_view fieldName,
+                                             std::string_view caption);
 
     const ItemKind& m_kind;
     EditorContext m_context;
@@ -177,8 +184,8 @@ protected:
 private:
     bool ReadDocument(const std::filesystem::path& path);
     void LoadControls();
-    bool ValidPath(const std::string& id);
-    bool IdentifierFree(const std::string& id);
+    std::optional<SaveRefusal> CheckPathRoom(const std::string& id);
+    std::optional<SaveRefusal> CheckIdentifierFree(const std::string& id);
 
     std::optional<std::filesystem::path> m_path;
     std::filesystem::path m_folder;

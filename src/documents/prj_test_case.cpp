@@ -245,23 +245,23 @@ bool PrjTestCase::SetHistoryDate(std::size_t block, const LocalMoment& when) {
     return true;
 }
 
-bool PrjTestCase::CreatedDateFits(const CalendarDate& date) {
+std::optional<SaveRefusal> PrjTestCase::CheckCreatedDate(const CalendarDate& date) {
     if (m_history.size() < 2)
-        return true;
+        return std::nullopt;
     const CalendarDate& next = m_history[1].when.date;
     if (std::tuple(date.year, date.month, date.day) <= std::tuple(next.year, next.month, next.day))
-        return true;
-    m_context.port.tell(
+        return std::nullopt;
+    return Refuse(
         {FillMessage("Unable to change \"Created\" date as it would be a later date than the next "
                      "history item.\nThe create date cannot be set to a date after %s.\nSee the "
                      "\"Test History\" section for details",
                      {DisplayDate(next.year, next.month, next.day)}),
-         "Unable to change date", Icon::Warning});
-    return false;
+         "Unable to change date", Icon::Warning},
+        Row("<create_date>"));
 }
 
 bool PrjTestCase::SetCreatedDate(const CalendarDate& date) {
-    if (!CreatedDateFits(date))
+    if (CheckCreatedDate(date))
         return false;
     Control("<create_date>").date = date;
     return true;
@@ -285,26 +285,25 @@ bool PrjTestCase::Reset() {
     return true;
 }
 
-bool PrjTestCase::ValidateFields() {
-    if (!CheckDuration("<test_duration>", "Expected Duration", "Invalid Expected Duration") ||
-        !CheckDuration("<actual_duration>", "Actual Duration", "Invalid Actual Duration"))
-        return false;
-    if (Control("<version_tested>").text.size() > kHistoryVersionWidth) {
-        m_context.port.tell(
-            {"Version entered in the version tested field is too long, please "
-             "limit to 25 characters.",
-             "Version too long", Icon::Warning});
-        return false;
-    }
-    if (Control("<build_tested>").text.size() > kHistoryVersionWidth) {
-        m_context.port.tell(
-            {"Build entered in the build tested field is too long, please limit "
-             "to 25 characters.",
-             "Build too long", Icon::Warning});
-        return false;
-    }
+std::optional<SaveRefusal> PrjTestCase::ValidateFields() {
+    if (auto refusal =
+            CheckDuration("<test_duration>", "Expected Duration", "Invalid Expected Duration"))
+        return refusal;
+    if (auto refusal =
+            CheckDuration("<actual_duration>", "Actual Duration", "Invalid Actual Duration"))
+        return refusal;
+    if (Control("<version_tested>").text.size() > kHistoryVersionWidth)
+        return Refuse({"Version entered in the version tested field is too long, please "
+                       "limit to 25 characters.",
+                       "Version too long", Icon::Warning},
+                      Row("<version_tested>"));
+    if (Control("<build_tested>").text.size() > kHistoryVersionWidth)
+        return Refuse({"Build entered in the build tested field is too long, please limit "
+                       "to 25 characters.",
+                       "Build too long", Icon::Warning},
+                      Row("<build_tested>"));
     const auto& created = Control("<create_date>").date;
-    return !created || CreatedDateFits(*created);
+    return created ? CheckCreatedDate(*created) : std::nullopt;
 }
 
 HistoryBlock PrjTestCase::Candidate(const LocalMoment& now) const {

@@ -61,13 +61,13 @@ public:
 
 private:
     using ItemEditor::ItemEditor;
-    bool ValidateFields() override;
+    std::optional<SaveRefusal> ValidateFields() override;
     void PrepareSave(const LocalMoment& now) override;
     void WriteTail(XMLParse& doc) override;
     void Saved() override;
 
     HistoryBlock Candidate(const LocalMoment& now) const;
-    bool CreatedDateFits(const CalendarDate& date);
+    std::optional<SaveRefusal> CheckCreatedDate(const CalendarDate& date);
 
     std::vector<HistoryBlock> m_history;
     std::vector<HistoryBlock> m_written;  // the history as the save in progress writes it

@@ -155,31 +155,26 @@ bool Tester::CanEditSelection(std::size_t selected, UserPort& port) {
     return false;
 }
 
-bool Tester::ValidateFields() {
+std::optional<SaveRefusal> Tester::ValidateFields() {
     const std::string& password = Password();
-    if (Control("<remote_user>").checked && password.empty()) {
-        m_context.port.tell(
-            {"Error: You have selected to use remote access but have not entered "
-             "a password\nPlease enter a password.",
-             "No password", Icon::Warning});
-        return false;
-    }
-    if (password != passwordRepeat) {
-        m_context.port.tell(
-            {"Error: The passwords you typed did not match.\nPlease re-enter the "
-             "passwords.",
-             "Passwords did not match", Icon::Warning});
-        return false;
-    }
+    const std::size_t passwordRow = Row("<passwd_hash>");
+    if (Control("<remote_user>").checked && password.empty())
+        return Refuse({"Error: You have selected to use remote access but have not entered "
+                       "a password\nPlease enter a password.",
+                       "No password", Icon::Warning},
+                      passwordRow);
+    if (password != passwordRepeat)
+        return Refuse({"Error: The passwords you typed did not match.\nPlease re-enter the "
+                       "passwords.",
+                       "Passwords did not match", Icon::Warning},
+                      passwordRow);
     if (std::any_of(password.begin(), password.end(),
-                    [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; })) {
-        m_context.port.tell(
-            {"Error: The password you typed has control characters (such as tab) "
-             "in it.\nPlease re-enter the password without control characters.",
-             "Passwords has invalid characters", Icon::Warning});
-        return false;
-    }
-    return true;
+                    [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }))
+        return Refuse({"Error: The password you typed has control characters (such as tab) "
+                       "in it.\nPlease re-enter the password without control characters.",
+                       "Passwords has invalid characters", Icon::Warning},
+                      passwordRow);
+    return std::nullopt;
 }
 
 }  // namespace vantorel

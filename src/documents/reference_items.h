@@ -54,7 +54,7 @@ public:
 
 private:
     using ItemEditor::ItemEditor;
-    bool ValidateFields() override;
+    std::optional<SaveRefusal> ValidateFields() override;
 };
 
 }  // namespace vantorel

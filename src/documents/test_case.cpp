@@ -57,7 +57,7 @@ std::unique_ptr<TestCase> TestCase::New(const std::filesystem::path& folder,
     return editor;
 }
 
-bool TestCase::ValidateFields() {
+std::optional<SaveRefusal> TestCase::ValidateFields() {
     return CheckDuration("<test_duration>", "Expected Duration", "Invalid Expected Duration");
 }
 

@@ -20,7 +20,7 @@ public:
 
 private:
     using ItemEditor::ItemEditor;
-    bool ValidateFields() override;
+    std::optional<SaveRefusal> ValidateFields() override;
     void PrepareSave(const LocalMoment& now) override;
 };
 

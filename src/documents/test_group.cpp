@@ -163,17 +163,15 @@ std::unique_ptr<Project> Project::New(const std::filesystem::path& projectsFolde
                    projectsFolder, false);
 }
 
-bool TestGroup::TrimIdentifier() {
-    std::string& id = controls[0].text;
+std::optional<SaveRefusal> TestGroup::TrimIdentifier() {
+    std::string& id = controls[kIdRow].text;
     const std::size_t first = id.find_first_not_of(" .");
     const std::string trimmed = first == std::string::npos
                                     ? std::string()
                                     : id.substr(first, id.find_last_not_of(" .") - first + 1);
-    if (trimmed.empty()) {
-        m_context.port.tell(
-            {"There are no valid characters left in the ID", "Invalid ID", Icon::Warning});
-        return false;
-    }
+    if (trimmed.empty())
+        return Refuse({"There are no valid characters left in the ID", "Invalid ID", Icon::Warning},
+                      kIdRow);
     if (trimmed != id) {
         id = trimmed;
         m_context.port.tell({FillMessage("Warning: Trailing and Leading \" \" and \".\" have been "
@@ -181,106 +179,116 @@ bool TestGroup::TrimIdentifier() {
                                          {id}),
                              "Characters removed", Icon::Warning});
     }
-    return true;
+    return std::nullopt;
 }
 
-bool TestGroup::SiblingFree(std::string_view idExists) {
-    if (!GroupNameTaken(Folder(), controls[0].text))
-        return true;
-    m_context.port.tell({std::string(idExists), "ID already exists", Icon::Warning});
-    return false;
+std::optional<SaveRefusal> TestGroup::CheckSiblingFree() {
+    if (!GroupNameTaken(Folder(), controls[kIdRow].text))
+        return std::nullopt;
+    return Refuse({std::string(m_kind.texts.idExists), "ID already exists", Icon::Warning}, kIdRow);
 }
 
-bool TestGroup::CreateGroup(const Notice& folderFailure,
-                            const std::vector<std::string>& subfolders) {
-    const std::filesystem::path folder = Folder() / controls[0].text;
+std::optional<SaveRefusal> TestGroup::CreateGroup(const Notice& folderFailure,
+                                                  const std::vector<std::string>& subfolders) {
+    const std::filesystem::path folder = Folder() / controls[kIdRow].text;
     std::error_code error;
-    if (!std::filesystem::create_directory(folder, error)) {
-        m_context.port.tell(folderFailure);
-        return false;
-    }
+    if (!std::filesystem::create_directory(folder, error))
+        return Refuse(folderFailure, std::nullopt);
     for (const std::string& subfolder : subfolders) {
         if (!std::filesystem::create_directories(folder / subfolder, error)) {
-            m_context.port.tell({"Unable to create folder\n" + (folder / subfolder).string(),
-                                 "Unable to create folder", Icon::Warning});
+            SaveRefusal refusal =
+                Refuse({"Unable to create folder\n" + (folder / subfolder).string(),
+                        "Unable to create folder", Icon::Warning},
+                       std::nullopt);
             std::filesystem::remove_all(folder, error);
-            return false;
+            return refusal;
         }
     }
     std::filesystem::path document = folder;
     document += kGroupExtension;
-    if (!WriteDocument(document)) {
+    std::optional<SaveRefusal> refusal = WriteDocument(document);
+    if (refusal)
         std::filesystem::remove_all(folder, error);
-        return false;
-    }
-    return true;
+    return refusal;
 }
 
-bool TestGroup::KeepIdentifier() {
+void TestGroup::KeepIdentifier() {
     // A folder's ID changes only by renaming it in the tree, which moves everything below.
-    controls[0] = LoadedControls()[0];
-    return true;
+    controls[kIdRow] = LoadedControls()[kIdRow];
 }
 
-bool TestGroup::Save() {
-    if (!IsNew())
-        return KeepIdentifier() && WriteDocument(Path());
-    if (!CheckIdentifierText() || !TrimIdentifier() || !SiblingFree(m_kind.texts.idExists))
-        return false;
-    return CreateGroup({"Unable to create test suite\n" + (Folder() / controls[0].text).string(),
-                        "Unable to create test suite", Icon::Warning},
-                       {});
-}
-
-bool Project::PathRoomAllowed() {
-    const std::size_t room = Folder().string().size() + controls[0].text.size() + 32;
-    if (room > kPathMax) {
-        m_context.port.tell(
-            {"Error: Project cannot be created because the sub directories "
-             "created for reports and test cases\nwill excced the Windows path "
-             "legnth of 260 characters\n",
-             "Path too long", Icon::Warning});
-        return false;
+std::optional<SaveRefusal> TestGroup::Save() {
+    if (!IsNew()) {
+        KeepIdentifier();
+        return WriteDocument(Path());
     }
-    if (room > 240)
-        return m_context.port.ask(
-            {"Warning: Sub directories created for reports and test cases will be very close to "
-             "exceeding the windows path length of 260 characters.\nAny test suites and test "
-             "cases created will be restricted to short names. \nTo decrease the path size you "
-             "can move the database to a shorter path or try to decrease the name of the "
-             "project.\n\nDo you wish to continue with the project creation?",
-             "Path reaching limit", Icon::Question});
-    return true;
+    if (auto refusal = CheckIdentifierText())
+        return refusal;
+    if (auto refusal = TrimIdentifier())
+        return refusal;
+    if (auto refusal = CheckSiblingFree())
+        return refusal;
+    return CreateGroup(
+        {"Unable to create test suite\n" + (Folder() / controls[kIdRow].text).string(),
+         "Unable to create test suite", Icon::Warning},
+        {});
 }
 
-bool Project::DatesInOrder() {
-    if (Before(Control("<planned_end_date>").date, Control("<planned_start_date>").date)) {
-        m_context.port.tell(
-            {"Planned Finish has been set to a date before the Planned Start "
-             "date!\nPlease set it to a date later than the Planned Start.",
-             "Invalid Planned Finish date", Icon::Warning});
-        return false;
-    }
-    if (Before(Control("<actual_end_date>").date, Control("<actual_start_date>").date)) {
-        m_context.port.tell(
-            {"Actual Finish has been set to a date before the Actual Start "
-             "date!\nPlease set it to a date later than the Actual Start.",
-             "Invalid Actual Finish date", Icon::Warning});
-        return false;
-    }
-    return true;
+std::optional<SaveRefusal> Project::CheckSubfolderRoom() {
+    const std::size_t room = Folder().string().size() + controls[kIdRow].text.size() + 32;
+    if (room > kPathMax)
+        return Refuse({"Error: Project cannot be created because the sub directories "
+                       "created for reports and test cases\nwill excced the Windows path "
+                       "legnth of 260 characters\n",
+                       "Path too long", Icon::Warning},
+                      kIdRow);
+    if (room <= 240)
+        return std::nullopt;
+    const Notice question{
+        "Warning: Sub directories created for reports and test cases will be very close to "
+        "exceeding the windows path length of 260 characters.\nAny test suites and test "
+        "cases created will be restricted to short names. \nTo decrease the path size you "
+        "can move the database to a shorter path or try to decrease the name of the "
+        "project.\n\nDo you wish to continue with the project creation?",
+        "Path reaching limit", Icon::Question};
+    if (m_context.port.ask(question))
+        return std::nullopt;
+    return SaveRefusal{question, kIdRow};
 }
 
-bool Project::Save() {
-    if (!IsNew())
-        return KeepIdentifier() && DatesInOrder() && WriteDocument(Path());
-    if (!CheckIdentifierText() || !SiblingFree(m_kind.texts.idExists) || !PathRoomAllowed() ||
-        !DatesInOrder())
-        return false;
+std::optional<SaveRefusal> Project::CheckDates() {
+    if (Before(Control("<planned_end_date>").date, Control("<planned_start_date>").date))
+        return Refuse({"Planned Finish has been set to a date before the Planned Start "
+                       "date!\nPlease set it to a date later than the Planned Start.",
+                       "Invalid Planned Finish date", Icon::Warning},
+                      Row("<planned_end_date>"));
+    if (Before(Control("<actual_end_date>").date, Control("<actual_start_date>").date))
+        return Refuse({"Actual Finish has been set to a date before the Actual Start "
+                       "date!\nPlease set it to a date later than the Actual Start.",
+                       "Invalid Actual Finish date", Icon::Warning},
+                      Row("<actual_end_date>"));
+    return std::nullopt;
+}
+
+std::optional<SaveRefusal> Project::Save() {
+    if (!IsNew()) {
+        KeepIdentifier();
+        if (auto refusal = CheckDates())
+            return refusal;
+        return WriteDocument(Path());
+    }
+    if (auto refusal = CheckIdentifierText())
+        return refusal;
+    if (auto refusal = CheckSiblingFree())
+        return refusal;
+    if (auto refusal = CheckSubfolderRoom())
+        return refusal;
+    if (auto refusal = CheckDates())
+        return refusal;
     std::vector<std::string> subfolders{std::string(kProjectTestCasesFolder)};
     for (std::string_view reports : kReportFolders)
         subfolders.push_back(std::string(kProjectReportsFolder) + "/" + std::string(reports));
-    const std::string folder = (Folder() / controls[0].text).string();
+    const std::string folder = (Folder() / controls[kIdRow].text).string();
     return CreateGroup(
         {FillMessage("Unable to create a new project folder.\n[%s]\nCheck file and directory "
                      "permissions and that path length doesn't exceed the maximum of 260 "

@@ -48,17 +48,19 @@ public:
     static std::unique_ptr<TestGroup> New(const std::filesystem::path& parent,
                                           EditorContext context);
 
-    bool Save() override;
+    [[nodiscard]] std::optional<SaveRefusal> Save() override;
 
 protected:
     using ItemEditor::ItemEditor;
-    // Blanks and dots around the ID are dropped, with a notice; false when nothing is left.
-    bool TrimIdentifier();
-    bool SiblingFree(std::string_view idExists);
-    bool KeepIdentifier();
+    // Blanks and dots around the ID are dropped, with a notice; refused when nothing is left.
+    std::optional<SaveRefusal> TrimIdentifier();
+    // Refused when the parent folder holds a folder or group document of the ID's name.
+    std::optional<SaveRefusal> CheckSiblingFree();
+    void KeepIdentifier();
     // Makes the folder of a new group and writes its document; a failure removes what was
     // made. folderFailure is told when the folder can't be made.
-    bool CreateGroup(const Notice& folderFailure, const std::vector<std::string>& subfolders);
+    std::optional<SaveRefusal> CreateGroup(const Notice& folderFailure,
+                                           const std::vector<std::string>& subfolders);
 };
 
 // A suite inside a project's "Project Test Cases" tree: the same document, its own page.
@@ -81,12 +83,14 @@ public:
     static std::unique_ptr<Project> New(const std::filesystem::path& projectsFolder,
                                         EditorContext context);
 
-    bool Save() override;
+    [[nodiscard]] std::optional<SaveRefusal> Save() override;
 
 private:
     using TestGroup::TestGroup;
-    bool PathRoomAllowed();
-    bool DatesInOrder();
+    // The report and test case folders need room below the path limit; close to it, the user
+    // is asked, and a No refuses with the question.
+    std::optional<SaveRefusal> CheckSubfolderRoom();
+    std::optional<SaveRefusal> CheckDates();
 };
 
 }  // namespace vantorel

@@ -148,31 +148,31 @@ FilterDocument FilterEditor::ToDocument() const {
     return document;
 }
 
-bool FilterEditor::Check() {
-    auto refuse = [this](std::string text, std::string caption) {
-        m_port.tell({std::move(text), std::move(caption), Icon::Warning});
-        return false;
+std::optional<SaveRefusal> FilterEditor::Check() {
+    auto refuse = [this](std::string text, std::string caption, std::optional<std::size_t> field) {
+        return TellRefusal(m_port, {std::move(text), std::move(caption), Icon::Warning}, field);
     };
     if (id.empty())
-        return refuse("Please enter an ID for this filter", "Error: No ID");
+        return refuse("Please enter an ID for this filter", "Error: No ID", kFilterIdField);
     if (id.find_first_of(kForbiddenIdCharacters) != std::string::npos)
         return refuse("The ID for this filter contains illegal characters",
-                      "Error: Illegal characters in ID");
+                      "Error: Illegal characters in ID", kFilterIdField);
     if (!ItemPathFits(m_folder, id, ".vtl"))
         return refuse(
             "Error: The combined path and filename for this filter will exceed the windows limit "
             "of 260.\nPlease decrease the ID length or path length to the database.\n",
-            "Exceeds path length");
+            "Exceeds path length", kFilterIdField);
     const bool sameFile = m_path && m_path->stem() == id;
     if (!sameFile && IdentifierTaken(m_folder, id))
         return refuse("Another filter with the same ID already exists, please enter a different ID",
-                      "Error: Existing filter with same ID");
+                      "Error: Existing filter with same ID", kFilterIdField);
+    // No condition is more at fault than another.
     if (std::none_of(conditions.begin(), conditions.end(),
                      [](const ConditionSetting& setting) { return setting.enabled; }))
         return refuse(
             "Error: There are no condtions set. Please select at least one condtion to use for "
             "filter!",
-            "Error: No conditions set");
+            "Error: No conditions set", std::nullopt);
 
     for (std::size_t index = 0; index < kFilterConditionCount; ++index) {
         const ConditionSetting& setting = conditions[index];
@@ -182,35 +182,36 @@ bool FilterEditor::Check() {
         const bool typed = condition.kind == FilterKind::Number ||
                            condition.kind == FilterKind::Duration ||
                            condition.kind == FilterKind::Text;
+        const std::size_t field = FilterConditionField(index);
         if (condition.kind == FilterKind::List && setting.selections.empty())
             return refuse(FillMessage("You have checked \"%s\" but you have not made any "
                                       "selections in the \"%s\" list",
                                       {condition.caption, condition.caption}),
-                          "Error: No selections");
+                          "Error: No selections", field);
         if (typed && setting.text.empty())
             return refuse(FillMessage("You have checked \"%s\" but you have not entered any data "
                                       "for it",
                                       {condition.caption}),
-                          "Error: No data entered");
+                          "Error: No data entered", field);
         if (condition.kind == FilterKind::Duration && !ParseDuration(setting.text))
-            return refuse(DurationFormatMessage(condition.caption), "Error: Invalid data entered");
+            return refuse(DurationFormatMessage(condition.caption), "Error: Invalid data entered",
+                          field);
         if (condition.kind == FilterKind::Number && !IsWholeNumber(setting.text))
             return refuse(FillMessage("Invalid data in the '%s' field.\nPlease enter a whole "
                                       "number of 0 or more.",
                                       {condition.caption}),
-                          "Error: Invalid data entered");
+                          "Error: Invalid data entered", field);
     }
-    return true;
+    return std::nullopt;
 }
 
-bool FilterEditor::Save() {
-    if (!Check())
-        return false;
+std::optional<SaveRefusal> FilterEditor::Save() {
+    if (auto refusal = Check())
+        return refusal;
     const std::filesystem::path target = m_folder / (id + ".vtl");
-    if (!WriteFilterDocument(target, ToDocument()).ok()) {
-        m_port.tell({"Error: unable to create file!", "Error", Icon::Warning});
-        return false;
-    }
+    if (!WriteFilterDocument(target, ToDocument()).ok())
+        return TellRefusal(m_port, {"Error: unable to create file!", "Error", Icon::Warning},
+                           std::nullopt);
     if (m_path && *m_path != target) {
         // The identifier changed: the new document is in place, so the old one and its lock
         // can go. OK closes the dialog, so nothing is edited under the new name.
@@ -219,7 +220,7 @@ bool FilterEditor::Save() {
         m_lock.reset();
     }
     m_path = target;
-    return true;
+    return std::nullopt;
 }
 
 }  // namespace vantorel

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "documents/save_refusal.h"
 #include "filters/filter.h"
 #include "platform/identity.h"
 #include "platform/user_port.h"
@@ -35,6 +36,13 @@ std::vector<std::string> ConditionChoices(std::size_t condition,
                                           const std::filesystem::path& databaseDir,
                                           const CustomCfg& custom);
 
+// The fields a refused Save names: the ID, then each condition's controls, in the order of
+// FilterConditions().
+inline constexpr std::size_t kFilterIdField = 0;
+constexpr std::size_t FilterConditionField(std::size_t condition) {
+    return kFilterIdField + 1 + condition;
+}
+
 class FilterEditor {
 public:
     // A new filter in the database's "Filters" folder.
@@ -49,16 +57,17 @@ public:
     std::array<ConditionSetting, kFilterConditionCount> conditions;
 
     bool IsNew() const { return !m_path; }
-    // The dialog's OK: checks the settings in the dialog's order and writes the filter. False,
-    // after telling the user why, when something is refused or the file can't be written.
-    bool Save();
+    // The dialog's OK: checks the settings in the dialog's order and writes the filter. None
+    // when written; else the refusal the user was told, when something is refused or the file
+    // can't be written.
+    [[nodiscard]] std::optional<SaveRefusal> Save();
     // The document the settings stand for.
     FilterDocument ToDocument() const;
 
 private:
     FilterEditor(std::filesystem::path folder, UserPort& port)
         : m_folder(std::move(folder)), m_port(port) {}
-    bool Check();
+    std::optional<SaveRefusal> Check();
     void Load(const FilterDocument& document);
 
     std::filesystem::path m_folder;

@@ -4,10 +4,25 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "documents/custom_cfg.h"
 #include "documents/item_editor.h"
 #include "platform/recording_port.h"
 #include "support/temp_dir.h"
+
+namespace vantorel {
+
+// A refused save reads as its caption and field in a failed expectation.
+inline void PrintTo(const SaveRefusal& refusal, std::ostream* out) {
+    *out << "refused \"" << refusal.notice.caption << "\" at field ";
+    if (refusal.field)
+        *out << *refusal.field;
+    else
+        *out << "none";
+}
+
+}  // namespace vantorel
 
 namespace vantorel::testing {
 

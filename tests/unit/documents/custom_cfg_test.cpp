@@ -214,19 +214,21 @@ TEST_F(CustomizeEditorTest, CommitChecksPagesThenWritesOnce) {
     const std::string before = ReadFile(db / "custom.dat");
     editor->Add(CustomList::Versions, "2.1");
     editor->notes[1] = "";
-    EXPECT_FALSE(editor->Commit());
+    EXPECT_EQ(
+        editor->Commit(),
+        (SaveRefusal{{"Please enter a name for the notes 2 field", "No name"}, kNotes2NameField}));
     EXPECT_EQ(LastNotice(), (Notice{"Please enter a name for the notes 2 field", "No name"}));
     editor->notes[1] = "Risks";
     editor->defaults.expected = "1000:00";
-    EXPECT_FALSE(editor->Commit());
+    EXPECT_NE(editor->Commit(), std::nullopt);
     EXPECT_EQ(LastNotice().caption, "Invalid Expected Duration");
     editor->defaults.expected = "2:15";
     editor->defaults.digits = "7";
-    EXPECT_FALSE(editor->Commit());
+    EXPECT_EQ(editor->Commit().value().field, kAutoIncrementDigitsField);
     EXPECT_EQ(LastNotice().caption, "Invalid number of digits");
     editor->defaults.digits = "2";
     editor->defaults.step = "100";
-    EXPECT_FALSE(editor->Commit());
+    EXPECT_NE(editor->Commit(), std::nullopt);
     EXPECT_EQ(LastNotice().caption, "Invalid step size");
     EXPECT_EQ(ReadFile(db / "custom.dat"), before);
     EXPECT_EQ(custom.Tables().versions.size(), 0u);
@@ -236,7 +238,7 @@ TEST_F(CustomizeEditorTest, CommitChecksPagesThenWritesOnce) {
     EXPECT_FALSE(editor->UpdateReportString(std::nullopt, "x"));
     EXPECT_EQ(LastNotice().caption, "No string selected");
     EXPECT_TRUE(editor->UpdateReportString(10, "Plan"));
-    ASSERT_TRUE(editor->Commit());
+    ASSERT_EQ(editor->Commit(), std::nullopt);
     CustomCfg reread;
     reread.Read(db, port, "bench-7");
     EXPECT_EQ(reread.Tables().notesCaptions[1], "Risks");

@@ -18,6 +18,18 @@ using testing::WriteFile;
 class ItemEditorsTest : public testing::DocumentTest {
 protected:
     const Notice& LastNotice() { return port.notices.back(); }
+
+    // Saves, expecting a refusal that hands the dialog what the user was told; the control it
+    // puts the focus on, or null when it names no field.
+    const FieldControl* RefusedAt(ItemEditor& editor) {
+        const std::optional<SaveRefusal> refusal = editor.Save();
+        if (!refusal) {
+            ADD_FAILURE() << "saved";
+            return nullptr;
+        }
+        EXPECT_EQ(refusal->notice, LastNotice());
+        return refusal->field ? &editor.controls.at(*refusal->field) : nullptr;
+    }
 };
 
 TEST_F(ItemEditorsTest, TableShapesAreKept) {
@@ -35,21 +47,49 @@ TEST_F(ItemEditorsTest, TableShapesAreKept) {
     }
 }
 
+TEST_F(ItemEditorsTest, RefusalsNameTheFieldAtFault) {
+    auto testCase = TestCase::New(db / "Test Cases", Context());
+    ASSERT_NE(testCase, nullptr);
+    testCase->Control("<id>").text = "a|b";
+    EXPECT_EQ(RefusedAt(*testCase), &testCase->Control("<id>"));
+    testCase->Control("<id>").text = "Login";
+    testCase->Control("<test_duration>").text = "1:75";
+    EXPECT_EQ(RefusedAt(*testCase), &testCase->Control("<test_duration>"));
+
+    auto tester = Tester::New(db / "Testers", Context());
+    ASSERT_NE(tester, nullptr);
+    tester->Control("<remote_user>").checked = true;
+    EXPECT_EQ(RefusedAt(*tester), &tester->Control("<passwd_hash>"));
+
+    auto project = Project::New(db / "Projects", Context());
+    ASSERT_NE(project, nullptr);
+    project->Control("<id>").text = "Alpha";
+    project->Control("<actual_start_date>").date = CalendarDate{2026, 3, 2};
+    project->Control("<actual_end_date>").date = CalendarDate{2026, 3, 1};
+    EXPECT_EQ(RefusedAt(*project), &project->Control("<actual_end_date>"));
+
+    // The disk, not a field, refuses a document whose folder has gone.
+    testCase->Control("<test_duration>").text = "1:15";
+    std::filesystem::remove_all(db / "Test Cases");
+    EXPECT_EQ(RefusedAt(*testCase), nullptr);
+    EXPECT_EQ(LastNotice().caption, "Unable to save file");
+}
+
 TEST_F(ItemEditorsTest, LibraryTestCaseChecksAndSaves) {
     const auto folder = db / "Test Cases";
     auto editor = TestCase::New(folder, Context());
     ASSERT_NE(editor, nullptr);
     EXPECT_EQ(editor->Control("<test_type>").text, "[None Selected]");
     editor->Control("<id>").text = std::string(65, 'A');
-    EXPECT_FALSE(editor->Save());
+    EXPECT_NE(editor->Save(), std::nullopt);
     EXPECT_EQ(LastNotice().caption, "Invalid Test ID");
     editor->Control("<id>").text = std::string(64, 'A');
     editor->Control("<test_duration>").text = "1000:00";
-    EXPECT_FALSE(editor->Save());
+    EXPECT_NE(editor->Save(), std::nullopt);
     EXPECT_EQ(LastNotice().caption, "Invalid Expected Duration");
     editor->Control("<test_duration>").text = "2:5";
     editor->Control("<test_title>").text = std::string(80, 't');
-    ASSERT_TRUE(editor->Save());
+    ASSERT_EQ(editor->Save(), std::nullopt);
     EXPECT_EQ(editor->WindowTitle(false),
               "Vantorel - Test Case - View [" + std::string(75, 't') + "]");
     const std::string saved = ReadFile(folder / (std::string(64, 'A') + ".vtl"));
@@ -82,19 +122,19 @@ TEST_F(ItemEditorsTest, ReferenceItemsKeepTheirOrderOfChecks) {
     ASSERT_NE(editor, nullptr);
     EXPECT_EQ(editor->Control("<id>").text, "RES10");
     editor->Control("<id>").text = "res9";
-    EXPECT_FALSE(editor->Save());
+    EXPECT_NE(editor->Save(), std::nullopt);
     EXPECT_EQ(LastNotice(), (Notice{"Error: The Resource ID you are trying to use already "
                                     "exists.\nTry again with a unique Resource ID\n",
                                     "ID already exists"}));
     editor->Control("<id>").text = "R:1";
-    EXPECT_FALSE(editor->Save());
+    EXPECT_NE(editor->Save(), std::nullopt);
     EXPECT_EQ(LastNotice().caption, "Invalid Resource ID");
     editor->Control("<id>").text = "Lab PC";
     editor->Control("<testres_desc>").text = "Two screens\nOne keyboard";
-    ASSERT_TRUE(editor->Save());
+    ASSERT_EQ(editor->Save(), std::nullopt);
     const std::string first = ReadFile(folder / "Lab PC.vtl");
     EXPECT_NE(first.find("<![CDATA[Two screens<br>One keyboard]]>"), std::string::npos);
-    ASSERT_TRUE(editor->Save());
+    ASSERT_EQ(editor->Save(), std::nullopt);
     EXPECT_EQ(ReadFile(folder / "Lab PC.vtl"), first);
 }
 
@@ -107,18 +147,18 @@ TEST_F(ItemEditorsTest, TesterPasswordsAreHashedAndChecked) {
     ASSERT_NE(editor, nullptr);
     editor->Control("<id>").text = "dana";
     editor->Control("<remote_user>").checked = true;
-    EXPECT_FALSE(editor->Save());
+    EXPECT_NE(editor->Save(), std::nullopt);
     EXPECT_EQ(LastNotice().caption, "No password");
     editor->Password() = "tab\there";
     editor->passwordRepeat = "tab\there";
-    EXPECT_FALSE(editor->Save());
+    EXPECT_NE(editor->Save(), std::nullopt);
     EXPECT_EQ(LastNotice().caption, "Passwords has invalid characters");
     editor->Password() = "s3cret";
     editor->passwordRepeat = "s3cre";
-    EXPECT_FALSE(editor->Save());
+    EXPECT_NE(editor->Save(), std::nullopt);
     EXPECT_EQ(LastNotice().caption, "Passwords did not match");
     editor->passwordRepeat = "s3cret";
-    ASSERT_TRUE(editor->Save());
+    ASSERT_EQ(editor->Save(), std::nullopt);
     editor.reset();
 
     auto stored = [&] {
@@ -137,12 +177,12 @@ TEST_F(ItemEditorsTest, TesterPasswordsAreHashedAndChecked) {
     ASSERT_NE(reopened, nullptr);
     EXPECT_EQ(reopened->Password(), "********");
     reopened->Control("<tester_loc>").text = "Lab 2";
-    ASSERT_TRUE(reopened->Save());
+    ASSERT_EQ(reopened->Save(), std::nullopt);
     EXPECT_EQ(stored(), hash);  // the mask keeps the stored hash
 
     auto none = Tester::New(folder, Context());
     none->Control("<id>").text = "lee";
-    EXPECT_TRUE(none->Save());  // no remote access, no password needed
+    EXPECT_EQ(none->Save(), std::nullopt);  // no remote access, no password needed
 }
 
 TEST_F(ItemEditorsTest, SuitesTrimTheirIdAndLiveBesideTheirFolder) {
@@ -150,11 +190,11 @@ TEST_F(ItemEditorsTest, SuitesTrimTheirIdAndLiveBesideTheirFolder) {
     auto suite = TestGroup::New(parent, Context());
     ASSERT_NE(suite, nullptr);
     suite->Control("<id>").text = " . ";
-    EXPECT_FALSE(suite->Save());
+    EXPECT_NE(suite->Save(), std::nullopt);
     EXPECT_EQ(LastNotice().caption, "Invalid ID");
     suite->Control("<id>").text = " Login.";
     suite->Control("<suite_title>").text = "Logging in";
-    ASSERT_TRUE(suite->Save());
+    ASSERT_EQ(suite->Save(), std::nullopt);
     EXPECT_EQ(port.notices[port.notices.size() - 1],
               (Notice{"Warning: Trailing and Leading \" \" and \".\" have been removed from the "
                       "ID.\nNew ID is Login",
@@ -164,7 +204,7 @@ TEST_F(ItemEditorsTest, SuitesTrimTheirIdAndLiveBesideTheirFolder) {
 
     auto twin = TestGroup::New(parent, Context());
     twin->Control("<id>").text = "LOGIN";
-    EXPECT_FALSE(twin->Save());
+    EXPECT_NE(twin->Save(), std::nullopt);
     EXPECT_EQ(LastNotice().caption, "ID already exists");
 
     // A document kept inside the folder is read as well.
@@ -185,7 +225,7 @@ TEST_F(ItemEditorsTest, ProjectsMakeTheirFoldersAndCheckRoomAndDates) {
     auto project = Project::New(projects, Context());
     ASSERT_NE(project, nullptr);
     project->Control("<id>").text = std::string(65, 'P');
-    EXPECT_FALSE(project->Save());
+    EXPECT_NE(project->Save(), std::nullopt);
     EXPECT_EQ(LastNotice().text.substr(0, 24), "Error: 'Error: 'Project ");
 
     // Room: folder path + ID + 32. 260 asks, 261 refuses.
@@ -196,22 +236,24 @@ TEST_F(ItemEditorsTest, ProjectsMakeTheirFoldersAndCheckRoomAndDates) {
     ASSERT_NE(cramped, nullptr);
     cramped->Control("<id>").text = std::string(20, 'q');
     port.ScriptAnswers({false});
-    EXPECT_FALSE(cramped->Save());
+    const std::optional<SaveRefusal> declined = cramped->Save();
     ASSERT_EQ(port.questions.size(), 1u);
     EXPECT_EQ(port.questions.back().caption, "Path reaching limit");
+    // The question the user declined is the refusal, and the ID is what to shorten.
+    EXPECT_EQ(declined, (SaveRefusal{port.questions.back(), ItemEditor::kIdRow}));
     cramped->Control("<id>").text = std::string(21, 'q');
-    EXPECT_FALSE(cramped->Save());
+    EXPECT_NE(cramped->Save(), std::nullopt);
     EXPECT_EQ(LastNotice().caption, "Path too long");
     EXPECT_TRUE(std::filesystem::is_empty(deep));
 
     project->Control("<id>").text = "Alpha";
     project->Control("<planned_start_date>").date = CalendarDate{2026, 11, 2};
     project->Control("<planned_end_date>").date = CalendarDate{2026, 11, 1};
-    EXPECT_FALSE(project->Save());
+    EXPECT_NE(project->Save(), std::nullopt);
     EXPECT_EQ(LastNotice().caption, "Invalid Planned Finish date");
     project->Control("<planned_end_date>").date = CalendarDate{2026, 12, 1};
     project->Control("<actual_end_date>").date = CalendarDate{2026, 1, 1};  // no start: fine
-    ASSERT_TRUE(project->Save());
+    ASSERT_EQ(project->Save(), std::nullopt);
     for (const char* folder :
          {"Project Test Cases", "Project Reports/Status Reports",
           "Project Reports/Progress Reports", "Project Reports/Test Case Reports",
@@ -231,20 +273,20 @@ TEST_F(ItemEditorsTest, EveryKindWritesBackIdentically) {
         auto editor = open(target, Context());
         ASSERT_NE(editor, nullptr) << document;
         EXPECT_FALSE(editor->UpdateRequired());
-        ASSERT_TRUE(editor->Save()) << document;
+        ASSERT_EQ(editor->Save(), std::nullopt) << document;
         EXPECT_EQ(ReadFile(document), first) << document;
     };
 
     auto testCase = TestCase::New(db / "Test Cases", Context());
     testCase->Control("<test_description>").text = "Step 1 & <two>\nStep 3";
     testCase->Control("<test_title>").text = "Quotes \" and 'apostrophes'";
-    ASSERT_TRUE(testCase->Save());
+    ASSERT_EQ(testCase->Save(), std::nullopt);
     testCase.reset();
     reopenAndSave(TestCase::Edit, db / "Test Cases/TC001.vtl", db / "Test Cases/TC001.vtl");
 
     auto cfg = TestCfg::New(db / "Test Configurations", Context());
     cfg->Control("<testcfg_loc>").text = "Lab <3>";
-    ASSERT_TRUE(cfg->Save());
+    ASSERT_EQ(cfg->Save(), std::nullopt);
     cfg.reset();
     reopenAndSave(TestCfg::Edit, db / "Test Configurations/CFG001.vtl",
                   db / "Test Configurations/CFG001.vtl");
@@ -252,21 +294,21 @@ TEST_F(ItemEditorsTest, EveryKindWritesBackIdentically) {
     auto tester = Tester::New(db / "Testers", Context());
     tester->Control("<remote_user>").checked = true;
     tester->Password() = tester->passwordRepeat = "pw";
-    ASSERT_TRUE(tester->Save());
+    ASSERT_EQ(tester->Save(), std::nullopt);
     tester.reset();
     reopenAndSave(Tester::Edit, db / "Testers/TESTER001.vtl", db / "Testers/TESTER001.vtl");
 
     auto suite = TestGroup::New(db / "Test Cases", Context());
     suite->Control("<id>").text = "Cart";
     suite->Control("<suite_description>").text = "Two\nlines";
-    ASSERT_TRUE(suite->Save());
+    ASSERT_EQ(suite->Save(), std::nullopt);
     suite.reset();
     reopenAndSave(TestGroup::Edit, db / "Test Cases/Cart", db / "Test Cases/Cart.tgp");
 
     auto project = Project::New(db / "Projects", Context());
     project->Control("<id>").text = "Alpha";
     project->Control("<planned_start_date>").date = CalendarDate{2026, 1, 2};
-    ASSERT_TRUE(project->Save());
+    ASSERT_EQ(project->Save(), std::nullopt);
     project.reset();
     reopenAndSave(Project::Edit, db / "Projects/Alpha", db / "Projects/Alpha.tgp");
 }

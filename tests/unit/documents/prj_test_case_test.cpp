@@ -119,12 +119,12 @@ TEST_F(PrjTestCaseTest, HistoryFollowsWhatChanged) {
     auto editor = Converted();
     editor->Control("<test_description>").text = "Only the words change";
     clock.time.minute = 31;
-    ASSERT_TRUE(editor->Save());
+    ASSERT_EQ(editor->Save(), std::nullopt);
     EXPECT_EQ(editor->History().size(), 1u);
 
     editor->Control("<build_tested>").text = "b42";
     clock.time.minute = 32;
-    ASSERT_TRUE(editor->Save());
+    ASSERT_EQ(editor->Save(), std::nullopt);
     ASSERT_EQ(editor->History().size(), 2u);
     EXPECT_TRUE(editor->History()[1].update);
     EXPECT_EQ(editor->History()[1].oldStatus, editor->History()[1].newStatus);
@@ -133,7 +133,7 @@ TEST_F(PrjTestCaseTest, HistoryFollowsWhatChanged) {
     editor->Control("<test_status>").text = "Pass";
     editor->Control("<test_attempts>").text = "1";
     clock.time.minute = 33;
-    ASSERT_TRUE(editor->Save());
+    ASSERT_EQ(editor->Save(), std::nullopt);
     const HistoryBlock& last = editor->History().back();
     EXPECT_EQ(last.oldStatus, "Not yet attempted");
     EXPECT_EQ(last.newStatus, "Pass");
@@ -155,9 +155,9 @@ TEST_F(PrjTestCaseTest, SavedDocumentWritesBackIdentically) {
     auto editor = Converted();
     editor->Control("<results_obtained>").text = "Line 1\nLine <2> & more";
     editor->Control("<testers>").text = "dana & lee";
-    ASSERT_TRUE(editor->Save());
+    ASSERT_EQ(editor->Save(), std::nullopt);
     const std::string first = ReadFile(item);
-    ASSERT_TRUE(editor->Save());
+    ASSERT_EQ(editor->Save(), std::nullopt);
     EXPECT_EQ(ReadFile(item), first);
 }
 
@@ -222,7 +222,7 @@ TEST_F(PrjTestCaseTest, RefusalsComeInOrderAndWriteNothing) {
         editor->Control("<test_duration>").text = c.expected;
         editor->Control("<actual_duration>").text = c.actual;
         editor->Control("<version_tested>").text = c.version;
-        EXPECT_FALSE(editor->Save()) << c.notice.caption;
+        EXPECT_NE(editor->Save(), std::nullopt) << c.notice.caption;
         EXPECT_EQ(port.notices.back().caption, c.notice.caption);
         if (!c.notice.text.empty()) {
             EXPECT_EQ(port.notices.back().text, c.notice.text);
@@ -234,7 +234,7 @@ TEST_F(PrjTestCaseTest, RefusalsComeInOrderAndWriteNothing) {
     editor->Control("<test_duration>").text = "999:59";
     editor->Control("<actual_duration>").text = "0:5";
     editor->Control("<version_tested>").text = "";
-    ASSERT_TRUE(editor->Save());
+    ASSERT_EQ(editor->Save(), std::nullopt);
     EXPECT_FALSE(std::filesystem::exists(item));
     EXPECT_NE(ReadFile(suite / (std::string(64, 'L') + ".vtl")).find("<actual_duration>00:05<"),
               std::string::npos);
@@ -244,7 +244,7 @@ TEST_F(PrjTestCaseTest, HistoryDatesKeepTheirOrder) {
     auto editor = Converted();
     editor->Control("<test_attempts>").text = "1";
     clock.date.day = 25;
-    ASSERT_TRUE(editor->Save());
+    ASSERT_EQ(editor->Save(), std::nullopt);
 
     EXPECT_FALSE(editor->SetHistoryDate(1, {{2026, 11, 20}, {0, 0, 0}}));
     EXPECT_EQ(port.notices.back().text,
@@ -266,7 +266,7 @@ TEST_F(PrjTestCaseTest, ResetReturnsToCreation) {
     editor->Control("<test_status>").text = "Fail";
     editor->Control("<test_attempts>").text = "2";
     editor->Control("<fault_report_id>").text = "BUG-7";
-    ASSERT_TRUE(editor->Save());
+    ASSERT_EQ(editor->Save(), std::nullopt);
     ASSERT_EQ(editor->History().size(), 2u);
 
     port.ScriptAnswers({false, true});
@@ -274,7 +274,7 @@ TEST_F(PrjTestCaseTest, ResetReturnsToCreation) {
     EXPECT_EQ(editor->Control("<test_status>").text, "Fail");
     EXPECT_TRUE(editor->Reset());
     EXPECT_EQ(port.questions.back().caption, "Reset Test Case?");
-    ASSERT_TRUE(editor->Save());
+    ASSERT_EQ(editor->Save(), std::nullopt);
     EXPECT_EQ(editor->History().size(), 1u);
     EXPECT_EQ(editor->Control("<test_status>").text, "Not yet attempted");
     EXPECT_EQ(editor->Control("<fault_report_id>").text, "");
@@ -289,7 +289,7 @@ TEST_F(PrjTestCaseTest, RecordWithoutHistoryGetsItsCreationBlockFirst) {
     auto editor = PrjTestCase::Edit(suite / "Old.vtl", Context());
     ASSERT_NE(editor, nullptr);
     editor->Control("<test_status>").text = "Pass";
-    ASSERT_TRUE(editor->Save());
+    ASSERT_EQ(editor->Save(), std::nullopt);
     ASSERT_EQ(editor->History().size(), 2u);
     EXPECT_EQ(editor->History()[0].when, (LocalMoment{{2026, 3, 1}, {8, 0, 0}}));
     EXPECT_FALSE(editor->History()[0].update);
@@ -305,7 +305,7 @@ TEST_F(PrjTestCaseTest, NewItemStartsWithItsCreationBlock) {
     editor->Control("<test_title>").text = "Typed";
     EXPECT_FALSE(editor->ConfirmClose());
     EXPECT_EQ(port.questions.back().text, "Close test case without saving changes?");
-    ASSERT_TRUE(editor->Save());
+    ASSERT_EQ(editor->Save(), std::nullopt);
     ASSERT_EQ(editor->History().size(), 1u);
     EXPECT_FALSE(editor->History()[0].update);
     EXPECT_EQ(editor->Control("<create_user_id>").text, "dana");

@@ -99,32 +99,40 @@ protected:
 };
 
 TEST_F(FilterEditorTest, RefusesInTheDialogsOrder) {
+    // Each refusal names the field the dialog puts the focus on.
     struct Step {
         std::function<void(FilterEditor&)> change;
         std::string caption;
+        std::optional<std::size_t> field;
     };
     const std::vector<Step> steps{
-        {[](FilterEditor&) {}, "Error: No ID"},
-        {[](FilterEditor& e) { e.id = "a/b"; }, "Error: Illegal characters in ID"},
-        {[](FilterEditor& e) { e.id = std::string(300, 'x'); }, "Exceeds path length"},
+        {[](FilterEditor&) {}, "Error: No ID", kFilterIdField},
+        {[](FilterEditor& e) { e.id = "a/b"; }, "Error: Illegal characters in ID", kFilterIdField},
+        {[](FilterEditor& e) { e.id = std::string(300, 'x'); }, "Exceeds path length",
+         kFilterIdField},
         {[this](FilterEditor& e) {
              e.id = "Taken";
              std::ofstream(db / "Filters" / "taken.vtl") << "x";
          },
-         "Error: Existing filter with same ID"},
-        {[](FilterEditor& e) { e.id = "New"; }, "Error: No conditions set"},
-        {[](FilterEditor& e) { e.conditions[1].enabled = true; }, "Error: No selections"},
+         "Error: Existing filter with same ID", kFilterIdField},
+        {[](FilterEditor& e) { e.id = "New"; }, "Error: No conditions set", std::nullopt},
+        {[](FilterEditor& e) { e.conditions[1].enabled = true; }, "Error: No selections",
+         FilterConditionField(1)},
         {[](FilterEditor& e) {
              e.conditions[1].selections = {"Functionality"};
              e.conditions[10].enabled = true;
          },
-         "Error: No data entered"},
-        {[](FilterEditor& e) { e.conditions[10].text = "1:75"; }, "Error: Invalid data entered"},
+         "Error: No data entered", FilterConditionField(10)},
+        {[](FilterEditor& e) { e.conditions[10].text = "1:75"; }, "Error: Invalid data entered",
+         FilterConditionField(10)},
     };
     for (const Step& step : steps) {
         step.change(*editor);
-        EXPECT_FALSE(editor->Save());
-        EXPECT_EQ(port.notices.back().caption, step.caption);
+        const std::optional<SaveRefusal> refusal = editor->Save();
+        ASSERT_TRUE(refusal) << step.caption;
+        EXPECT_EQ(refusal->notice, port.notices.back());
+        EXPECT_EQ(refusal->notice.caption, step.caption);
+        EXPECT_EQ(refusal->field, step.field) << step.caption;
     }
     EXPECT_EQ(port.notices[5].text,
               "You have checked \"Test Phase\" but you have not made any selections in the "
@@ -133,7 +141,7 @@ TEST_F(FilterEditorTest, RefusesInTheDialogsOrder) {
 
     editor->conditions[10].text = "1:45";
     editor->conditions[6] = {true, {}, "", {2026, 10, 5}, 0, FO_GREATER_THAN};
-    ASSERT_TRUE(editor->Save());
+    ASSERT_EQ(editor->Save(), std::nullopt);
     const auto saved = ReadFilterDocument(db / "Filters" / "New.vtl");
     ASSERT_TRUE(saved);
     EXPECT_EQ(saved->clauses, (std::vector<FilterClause>{{1, {"Functionality"}, FO_EQUAL_TO},
@@ -152,7 +160,7 @@ TEST_F(FilterEditorTest, EditingLoadsLocksAndRenames) {
     EXPECT_FALSE(FilterEditor::Edit(path, port, {"desk-2", "lee"}));  // held by dana
 
     edit->id = "Renamed";
-    ASSERT_TRUE(edit->Save());
+    ASSERT_EQ(edit->Save(), std::nullopt);
     EXPECT_FALSE(std::filesystem::exists(path));
     EXPECT_FALSE(std::filesystem::exists(LockPath(path)));
     EXPECT_EQ(ReadFilterDocument(db / "Filters" / "Renamed.vtl")->clauses.size(), 1u);
