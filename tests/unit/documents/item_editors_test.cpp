@@ -32,18 +32,23 @@ protected:
     }
 };
 
-TEST_F(ItemEditorsTest, TableShapesAreKept) {
-    EXPECT_EQ(FieldRows(TestCaseFields()).size(), 21u);
-    EXPECT_EQ(FieldRows(PrjTestCaseFields()).size(), 34u);
-    EXPECT_EQ(FieldRows(PrjTestCaseDialogFields()).back().tag, "<requirement>");
-    EXPECT_EQ(FindField(TestCaseFields(), "<test_phase>")->placeholderStem, "TESTTPHASE");
-    EXPECT_EQ(FindField(TestResourceFields(), "<testres_desc>")->placeholderStem, "TRESDESCIPTION");
-    EXPECT_NE(FindField(ProjectFields(), "<refereces>"), nullptr);
+TEST_F(ItemEditorsTest, TablesNumberTheirRowsAndEndWithTheEndRow) {
     for (auto table : {TestCaseFields(), PrjTestCaseFields(), TestSuiteFields(), ProjectFields(),
                        TestCfgFields(), TestResourceFields(), TesterFields()}) {
+        EXPECT_EQ(table.back().controlId, -1) << table.front().placeholderStem;
         auto rows = FieldRows(table);
+        EXPECT_EQ(rows.size() + 1, table.size()) << table.front().placeholderStem;
         for (std::size_t i = 0; i < rows.size(); ++i)
             EXPECT_EQ(rows[i].controlId, static_cast<int>(i)) << rows[i].tag;
+    }
+    // Both parts of the dialog's table point at the project test case's own controls.
+    auto dialog = PrjTestCaseDialogFields();
+    EXPECT_EQ(dialog.back().controlId, -1);
+    for (const FieldDescriptor& row : dialog) {
+        if (row.controlId == -1)
+            continue;
+        ASSERT_LT(static_cast<std::size_t>(row.controlId), FieldRows(PrjTestCaseFields()).size());
+        EXPECT_EQ(PrjTestCaseFields()[static_cast<std::size_t>(row.controlId)].tag, row.tag);
     }
 }
 
