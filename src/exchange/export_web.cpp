@@ -13,7 +13,6 @@
 #include <cstring>
 #include <map>
 #include <mutex>
-#include <span>
 #include <thread>
 
 #include "documents/custom_cfg.h"
@@ -107,31 +106,31 @@ struct StagingFolder {
     StagingFolder(const StagingFolder&) = delete;
     StagingFolder& operator=(const StagingFolder&) = delete;
 
-    // Puts the new site in place of target at once: an earlier site is swapped out and then
-    // removed. 0, or the system's error number, with target as it was.
-    int PutInPlaceOf(const fs::path& target) const {
-        for (int attempt = 0; attempt < 3; ++attempt) {
-            if (::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) == 0)
-                return 0;  // the earlier site is now in path, removed with it
-            if (errno == ENOENT && ::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, target.c_str(),
-                                               RENAME_NOREPLACE) == 0)
-                return 0;  // nothing stood at target
-            if (errno == EINVAL) {
-                // A file system that can't swap: the earlier site goes first.
-                std::error_code error;
-                fs::remove_all(target, error);
-                if (::rename(path.c_str(), target.c_str()) == 0)
-                    return 0;
-            }
-            // Another export put its site in place at this very moment: swap again.
-            if (errno != EEXIST && errno != ENOENT && errno != ENOTEMPTY)
-                return errno;
-        }
-        return errno;
-    }
-
     fs::path path;
 };
+
+// Puts the new site in building in place of target at once: an earlier site is swapped into
+// building, to be removed with it. 0, or the system's error number, with target as it was.
+int PutInPlaceOf(const fs::path& building, const fs::path& target) {
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        if (::renameat2(AT_FDCWD, building.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) == 0)
+            return 0;
+        if (errno == ENOENT && ::renameat2(AT_FDCWD, building.c_str(), AT_FDCWD, target.c_str(),
+                                           RENAME_NOREPLACE) == 0)
+            return 0;  // nothing stood at target
+        if (errno == EINVAL) {
+            // A file system that can't swap: the earlier site goes first.
+            std::error_code error;
+            fs::remove_all(target, error);
+            if (::rename(building.c_str(), target.c_str()) == 0)
+                return 0;
+        }
+        // Another export put its site in place at this very moment: swap again.
+        if (errno != EEXIST && errno != ENOENT && errno != ENOTEMPTY)
+            return errno;
+    }
+    return errno;
+}
 
 // One level of the breadcrumbs: its name and its page, relative to the site's root.
 struct Crumb {
@@ -198,6 +197,25 @@ std::string AnchorOf(std::string anchor) {
 // The last level of a "/" separated path.
 std::string_view LastPart(std::string_view relative) {
     return relative.substr(relative.rfind('/') + 1);
+}
+
+// The crumb of a report kind's index page.
+Crumb KindCrumb(const std::string& kind) {
+    return {kind, (fs::path("Reports") / kind / (kind + "_index.html")).generic_string()};
+}
+
+// A report's charts, as pictures beside its page in folder; one that can't be drawn leaves
+// the page without it.
+void DrawCharts(ChartPainter* charts, const ReportPage& report, const fs::path& folder) {
+    if (!charts)
+        return;
+    for (const ChartFile& chart : report.charts) {
+        const IoResult result = charts->WriteGif(chart.chart, folder / (chart.name + ".gif"),
+                                                 chart.width, chart.height);
+        if (!result.ok())
+            DebugLog::Write(kHeading, "chart %s not drawn: %s\n", chart.name.c_str(),
+                            result.message.c_str());
+    }
 }
 
 }  // namespace
@@ -410,7 +428,7 @@ struct ExportWeb::Site {
             entry->second.Load(style / name);
         return entry->second;
     }
-    mutable std::map<std::string, Template> templates;
+    mutable std::map<std::string, Template> templates = {};
     std::string Finish(const std::string& html, std::size_t depth) const {
         return WithFooter(Linked(html, depth), footer);
     }
@@ -421,333 +439,65 @@ struct ExportWeb::Site {
     }
 };
 
-std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
-    m_pages = 0;
-    if (request.destination.empty()) {
-        m_port.tell({"You must enter the export destination.", "Error", Icon::Error});
-        return std::nullopt;
-    }
-    std::error_code error;
-    const fs::path style = request.stylesRoot / request.style;
-    if (!fs::exists(style / kStyleSheetName, error)) {
-        m_port.tell({"The display style \"" + request.style + "\" was not found in " +
-                         request.stylesRoot.string(),
-                     "Error", Icon::Error});
-        return std::nullopt;
-    }
-    const std::string project = request.projectFolder.filename().string();
-    // The new site is built beside the old one and put in its place only when it is whole, so
-    // an export that fails half-way leaves the earlier site as it was.
-    const fs::path finalRoot = request.destination / project;
-    if (fs::exists(fs::symlink_status(finalRoot, error))) {
-        if (request.askBeforeOverwriting &&
-            !m_port.ask({"Directory " + finalRoot.string() + " already exists, overwrite contents?",
-                         "Overwrite Contents", Icon::Question}))
-            return std::nullopt;
-    }
-    // Another export may make the same folder at the same moment: only a failure to have it
-    // counts.
-    std::error_code made;
-    fs::create_directories(request.destination, made);
-    std::string stagingName =
-        (request.destination / (std::string(kSaveTempPrefix) + "export-XXXXXX")).string();
-    int reason = 0;
-    if (!fs::is_directory(request.destination, error))
-        reason = made ? made.value() : error ? error.value() : ENOTDIR;
-    else if (::mkdtemp(stagingName.data()) == nullptr)
-        reason = errno;
-    if (reason) {
-        m_port.tell({"Unable to create main directory for export: " + finalRoot.string(), "Error",
-                     Icon::Error});
-        TellReason(request.destination, std::strerror(reason));
-        return std::nullopt;
-    }
-    const StagingFolder staging(stagingName);
-    ::chmod(stagingName.c_str(), 0755);
-    const fs::path& root = staging.path;
-    m_building = root;
-    m_site = finalRoot;
-    auto folderFailure = [&] {
-        m_port.tell({"Web Export Error: Unable to create a folder below " + finalRoot.string() +
-                         " (a folder can't be made, or a link stands in its place)",
-                     "Error", Icon::Error});
-    };
-
-    // The style sheet and the pictures; the status icons take the database's report colours.
-    if (std::optional<PageFailure> failure =
-            WritePageFile(root / kStyleSheetName, StyleSheetText(style, "images/"))) {
-        Tell(*failure);
-        return std::nullopt;
-    }
-    const fs::path images = root / "images";
-    if (!MakeExportFolder(root, "images")) {
-        folderFailure();
-        return std::nullopt;
-    }
-    // Pictures the user chose to keep are taken from the earlier site.
-    const bool keepImages = fs::is_directory(finalRoot / "images", error) &&
-                            request.askBeforeOverwriting &&
-                            !m_port.ask({"Images folder already exists, overwrite contents?",
-                                         "Overwrite existing folder", Icon::Question});
-    const fs::path pictureSource = keepImages ? finalRoot / "images" : style / "images";
-    std::vector<FolderEntry> pictures;
-    if (ListFolder(pictureSource, pictures) == 0)
-        for (const FolderEntry& picture : pictures)
-            if (picture.kind == FolderEntry::Kind::File)
-                fs::copy_file(pictureSource / picture.name, images / picture.name, error);
-    if (!keepImages) {
-        std::array<std::uint32_t, 5> colours{};
-        for (int meaning = 0; meaning < kMeaningCount; ++meaning)
-            colours[static_cast<std::size_t>(meaning)] =
-                RgbOf(m_custom.ReportColourOf(static_cast<std::size_t>(MeaningSlot(meaning))));
-        if (const IoResult result = WriteStatusImages(images, colours); !result.ok())
-            DebugLog::Write(kHeading, "status icons not written: %s\n", result.message.c_str());
-    }
-
-    Progress("Export progress - Gathering test case information");
-    const fs::path cases = request.projectFolder / kProjectTestCasesFolder;
-    const std::string casesName(kProjectTestCasesFolder);
-    const Site site{
-        request, style, root, project, Footer(request.exportDate), {project, project + ".html"},
-        {}};
-
-    // The suites below "Project Test Cases", each with its index page and its test cases:
-    // the folders are made here, the pages written by one thread per core. A job keeps only
-    // its page's place; the breadcrumbs follow from it when the page is written.
-    // The suites in the order of the walk, and the pages in the same order: each suite's
-    // page, then its test cases' pages, then its sub-suites. A page keeps only its name and
-    // its suite, so an export of a large project holds little per test case.
-    // Paths are kept as plain text: a path object keeps every level of itself apart, which
-    // costs a deep tree far more than its characters.
-    struct SuitePlace {
+// The suites below "Project Test Cases" in the order of the walk, and the pages in the same
+// order: each suite's page, then its test cases' pages, then its sub-suites. A page keeps
+// only its name and its suite, so an export of a large project holds little per test case;
+// its breadcrumbs follow from its suite when it is written. Paths are kept as plain text: a
+// path object keeps every level of itself apart, which costs a deep tree far more than its
+// characters.
+struct ExportWeb::ProjectTree {
+    struct Suite {
         std::string relative;  // the suite's folder below the site's root, "/" separated
         std::vector<std::size_t> children;
     };
-    struct PageJob {
+    struct Page {
         std::string name;
         std::uint32_t suite = 0;  // its place in suites
         bool isSuite = false;
         std::string status;  // a test case's, kept for the project page
     };
-    std::vector<SuitePlace> suites;
-    std::vector<PageJob> jobs;
-    WalkTrail trail;
-    bool foldersMade = true;
-    std::function<void(const std::string&, const std::string&)> gather =
-        [&](const std::string& folder, const std::string& relative) {
-            std::vector<FolderEntry> entries;
-            if (!foldersMade || trail.Enter(folder, entries) != WalkTrail::Outcome::Entered)
-                return;
-            if (!MakeExportFolder(root, relative)) {
-                foldersMade = false;
-                trail.Leave();
-                return;
-            }
-            const auto place = static_cast<std::uint32_t>(suites.size());
-            suites.push_back({relative, {}});
-            jobs.push_back({fs::path(folder).filename().string(), place, true, {}});
-            const FolderContents contents = SortedContents(entries);
-            entries = {};
-            for (const std::string& document : contents.documents)
-                jobs.push_back({document.substr(0, document.size() - kItemExtension.size()),
-                                place,
-                                false,
-                                {}});
-            for (const std::string& sub : contents.folders) {
-                const std::size_t child = suites.size();
-                gather(folder + "/" + sub, relative + "/" + sub);
-                if (suites.size() > child)
-                    suites[place].children.push_back(child);
-            }
-            trail.Leave();
-        };
-    if (fs::is_directory(cases, error))
-        gather(cases.string(), casesName);
-    if (!foldersMade) {
-        folderFailure();
-        return std::nullopt;
-    }
 
-    const Template& suitePage = site.Load(kPrjTestSuiteTemplate);
-    const Template& casePage = site.Load(kPrjTestCaseTemplate);
-    std::atomic<std::size_t> next{0};
-    std::atomic<bool> failed{false};
-    std::mutex reporting;
-    std::optional<PageFailure> failure;
-    // Writes one page and returns what went wrong with it.
-    auto writeJobPage = [&](PageJob& job) -> std::optional<PageFailure> {
-        {
-            std::lock_guard lock(reporting);
-            Progress("Export progress - Now exporting: " + job.name);
-        }
-        const fs::path relative = suites[job.suite].relative;
-        const fs::path folder = request.projectFolder / relative;
-        const std::size_t depth =
-            static_cast<std::size_t>(std::distance(relative.begin(), relative.end()));
-        std::string html;
-        if (job.isSuite) {
-            PrjTestGroupCore suite(m_custom, folder);
-            if (job.suite == 0)
-                suite.LoadText("<test_suite><id>" + Escaped(casesName) +
-                               "</id><suite_title>Every suite and test case of " +
-                               Escaped(project) + "</suite_title></test_suite>");
-            else
-                suite.Load(GroupDocumentPath(folder));
-            html = suite.Render(suitePage, site.Settings(depth, site.Trail(relative)));
-        } else {
-            PrjTestCaseCore testCase(m_custom, project);
-            testCase.Load(folder / (job.name + std::string(kItemExtension)));
-            job.status = testCase.Stored("<test_status>");
-            std::vector<Crumb> crumbs = site.Trail(relative);
-            crumbs.push_back({job.name, (relative / (job.name + ".html")).generic_string()});
-            html = testCase.Render(casePage, site.Settings(depth, std::move(crumbs)));
-        }
-        const fs::path file =
-            root / relative / (job.name + (job.isSuite ? "_index.html" : ".html"));
-        return WritePageFile(file, site.Finish(html, depth));
-    };
-    auto work = [&] {
-        for (std::size_t index = next++; index < jobs.size() && !failed; index = next++) {
-            PageJob& job = jobs[index];
-            std::optional<PageFailure> problem;
-            try {
-                problem = writeJobPage(job);
-            } catch (const std::exception& error) {
-                // Nothing may leave a worker thread (it would end the program): the page fails
-                // the export like one that can't be written.
-                problem = PageFailure{{"Web Export Error: Unable to make the page of " + job.name,
-                                       "Error", Icon::Error},
-                                      root / suites[job.suite].relative,
-                                      error.what()};
-            }
-            if (problem) {
-                std::lock_guard lock(reporting);
-                if (!failure)
-                    failure = std::move(problem);
-                failed = true;
-            } else {
-                ++m_pages;
-            }
-        }
-    };
-    {
-        const unsigned threads = std::max(1u, std::min(4u, std::thread::hardware_concurrency()));
-        std::vector<std::jthread> workers;
-        for (unsigned thread = 1; thread < threads; ++thread)
-            workers.emplace_back(work);
-        work();
-    }
-    if (failure) {
-        Tell(*failure);
-        return std::nullopt;
-    }
-
-    // The reports: one folder per kind with its index page, one page per report.
-    std::string reportsPart = "<h2>Project Reports</h2>\n";
-    for (std::string_view kindFolder : kReportFolders) {
-        const std::string kind(kindFolder);
-        const fs::path relative = fs::path("Reports") / kind;
+    // Adds the suite in folder, its test cases and everything below it, making each folder
+    // below root; false when one can't be made.
+    bool Add(const std::string& folder, const std::string& relative, const fs::path& root,
+             WalkTrail& trail) {
+        std::vector<FolderEntry> entries;
+        if (trail.Enter(folder, entries) != WalkTrail::Outcome::Entered)
+            return true;
         if (!MakeExportFolder(root, relative)) {
-            folderFailure();
-            return std::nullopt;
+            trail.Leave();
+            return false;
         }
-        std::vector<ReportLink> links;
-        const Crumb kindCrumb{kind, (relative / (kind + "_index.html")).generic_string()};
-        reportsPart +=
-            "<a name=\"" + Escaped(kind) + "\"></a><p><h3>" + Escaped(kind) + "</h3></p>\n";
-        const fs::path reports = request.projectFolder / kProjectReportsFolder / kind;
-        for (const std::string& fileName : SortedContents(reports).documents) {
-            const fs::path document = reports / fileName;
-            const std::string name = document.stem().string();
-            Progress("Export progress - Now exporting: " + name);
-            std::optional<ReportPage> report = ReportPageHead(document);
-            if (!report)
-                continue;
-            const Template& page = site.Load(ReportTemplateName(report->kind));
-            PageSettings settings =
-                site.Settings(2, {site.projectCrumb,
-                                  kindCrumb,
-                                  {name, (relative / (name + ".html")).generic_string()}});
-            // The report is written into its page as it is read: a list or details report
-            // of a large project is far larger than what should be held at once.
-            const std::string frame =
-                site.Finish(page.Fill(settings,
-                                      [&](std::string_view placeholder) {
-                                          if (placeholder == "VT_REPORT_TITLE")
-                                              return std::optional<std::string>(report->title);
-                                          if (placeholder == "VT_REPORT")
-                                              return std::optional<std::string>(kBodyMark);
-                                          return std::optional<std::string>();
-                                      }),
-                            2);
-            const fs::path file = root / relative / (name + ".html");
-            const std::size_t mark = frame.find(kBodyMark);
-            PageWriter writer(file);
-            writer.Write(std::string_view(frame).substr(0, mark));
-            if (mark != std::string::npos) {
-                if (!WriteReportBody(*report, document, m_custom, name,
-                                     [&](std::string_view piece) {
-                                         writer.Write(site.Linked(std::string(piece), 2));
-                                     })) {
-                    DebugLog::Write(kHeading, "report %s can't be read\n", document.c_str());
-                    continue;  // the writer removes the page it began
-                }
-                writer.Write(std::string_view(frame).substr(mark + kBodyMark.size()));
+        const auto place = static_cast<std::uint32_t>(suites.size());
+        suites.push_back({relative, {}});
+        pages.push_back({fs::path(folder).filename().string(), place, true, {}});
+        const FolderContents contents = SortedContents(entries);
+        entries = {};
+        for (const std::string& document : contents.documents)
+            pages.push_back(
+                {document.substr(0, document.size() - kItemExtension.size()), place, false, {}});
+        for (const std::string& sub : contents.folders) {
+            const std::size_t child = suites.size();
+            if (!Add(folder + "/" + sub, relative + "/" + sub, root, trail)) {
+                trail.Leave();
+                return false;
             }
-            if (std::optional<PageFailure> failure = writer.Close()) {
-                Tell(*failure);
-                return std::nullopt;
-            }
-            ++m_pages;
-            for (const ChartFile& chart : report->charts)
-                if (m_charts) {
-                    const IoResult result =
-                        m_charts->WriteGif(chart.chart, root / relative / (chart.name + ".gif"),
-                                           chart.width, chart.height);
-                    if (!result.ok())
-                        DebugLog::Write(kHeading, "chart %s not drawn: %s\n", chart.name.c_str(),
-                                        result.message.c_str());
-                }
-            const std::string href = UrlPath(name + ".html");
-            links.push_back({Escaped(name), href, report->created});
-            reportsPart += "<p><a href=\"" +
-                           UrlPath((relative / (name + ".html")).generic_string()) + "\">" +
-                           Escaped(name) + "</a></p>\n";
+            if (suites.size() > child)
+                suites[place].children.push_back(child);
         }
-        const Template& index = site.Load("ReportRootTemplate.html");
-        PageSettings settings = site.Settings(2, {site.projectCrumb, kindCrumb});
-        settings.list = ReportListTable(links);
-        const std::string html = index.Fill(settings, [&](std::string_view placeholder) {
-            return placeholder == "VT_REPORT_TITLE" ? std::optional<std::string>(Escaped(kind))
-                                                    : std::nullopt;
-        });
-        if (!WritePage(root / relative / (kind + "_index.html"), site.Finish(html, 2)))
-            return std::nullopt;
+        trail.Leave();
+        return true;
     }
 
-    // The project page, with the whole project on one page: its suites with their test cases
-    // and its reports.
-    Progress("Export progress - Now exporting: " + project);
-    // The page is written in three parts, so the list of every test case is never held
-    // whole: the template's part before the list, the list as it is made, the rest.
-    ProjectCore projectPage(m_custom);
-    projectPage.Load(GroupDocumentPath(request.projectFolder));
-    PageSettings settings = site.Settings(0, {site.projectCrumb});
-    settings.list = kBodyMark;
-    const std::string frame =
-        site.Finish(projectPage.Render(site.Load(kProjectTemplate), settings), 0);
-    const std::size_t mark = frame.find(kBodyMark);
-    const fs::path page = root / (project + ".html");
-    PageWriter writer(page);
-    writer.Write(std::string_view(frame).substr(0, mark));
-    if (mark != std::string::npos) {
+    // The project page's table of every suite with its title.
+    void WriteSuiteTable(PageWriter& writer, const fs::path& projectFolder) const {
         writer.Write("<h2><a name=\"proj_suites\"></a>Test Suites</h2>\n<p><table class=List>\n");
         // "Project Test Cases" holds the suites; it is no suite of its own.
-        for (const SuitePlace& suite : std::span(suites).subspan(1)) {
+        for (std::size_t place = 1; place < suites.size(); ++place) {
+            const Suite& suite = suites[place];
             XMLParse description;
             std::string title;
-            if (description.OpenFastRead(
-                    GroupDocumentPath(request.projectFolder / suite.relative)) == 0 &&
+            if (description.OpenFastRead(GroupDocumentPath(projectFolder / suite.relative)) == 0 &&
                 description.Load() == 0)
                 description.GetTag("<suite_title>", title);
             writer.Write("<tr class=List><td class=List><a href=\"#" + AnchorOf(suite.relative) +
@@ -756,12 +506,17 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
                          (title.empty() ? "&nbsp;" : PageValue(FT_TEXT, title)) + "</td></tr>\n");
         }
         writer.Write("</table>\n");
+    }
+
+    // The project page's part of each suite: its sub-suites and its test cases with their
+    // statuses.
+    void WriteSuiteParts(PageWriter& writer) const {
         std::size_t at = 0;
-        while (at < jobs.size()) {
-            const std::uint32_t place = jobs[at++].suite;
-            const SuitePlace& suite = suites[place];
+        while (at < pages.size()) {
+            const std::uint32_t place = pages[at++].suite;
+            const Suite& suite = suites[place];
             const std::size_t firstCase = at;
-            while (at < jobs.size() && !jobs[at].isSuite)
+            while (at < pages.size() && !pages[at].isSuite)
                 ++at;
             // "Project Test Cases" gets a part only for test cases of its own: its suites are
             // listed above. Empty tables are left out.
@@ -781,8 +536,8 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
             }
             if (at > firstCase)
                 writer.Write("<br><p><b>Test Cases</b></p><table class=List>");
-            for (std::size_t job = firstCase; job < at; ++job) {
-                const PageJob& testCase = jobs[job];
+            for (std::size_t page = firstCase; page < at; ++page) {
+                const Page& testCase = pages[page];
                 writer.Write("<tr class=List><td class=List><a href=\"" +
                              UrlPath(suite.relative + "/" + testCase.name + ".html") + "\">" +
                              Escaped(testCase.name) + "</a></td><td class=List>" +
@@ -792,23 +547,344 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
             }
             writer.Write(at > firstCase ? "</table>\n<hr>\n" : "<hr>\n");
         }
+    }
+
+    std::vector<Suite> suites;
+    std::vector<Page> pages;
+};
+
+std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
+    m_pages = 0;
+    m_stopping = false;
+    m_failure.reset();
+    m_building.clear();
+    const std::string project = request.projectFolder.filename().string();
+    // The new site is built beside the old one and put in its place only when it is whole, so
+    // an export that fails half-way leaves the earlier site as it was.
+    m_site = request.destination / project;
+    if (!CheckRequest(request))
+        return std::nullopt;
+    const std::optional<std::string> building = MakeStagingFolder(request.destination);
+    if (!building)
+        return std::nullopt;
+    const StagingFolder staging(*building);
+    m_building = staging.path;
+    const Site site{.request = request,
+                    .style = request.stylesRoot / request.style,
+                    .root = m_building,
+                    .project = project,
+                    .footer = Footer(request.exportDate),
+                    .projectCrumb = {project, project + ".html"}};
+
+    if (!CopyStyle(site))
+        return std::nullopt;
+    std::optional<ProjectTree> tree = GatherProject(site);
+    if (!tree || !WriteItemPages(site, *tree))
+        return std::nullopt;
+    const std::optional<std::string> reports = WriteReports(site);
+    if (!reports || !WriteProjectPage(site, *tree, *reports) || !PutSiteInPlace())
+        return std::nullopt;
+    DebugLog::Write(kHeading, "exported %d pages to %s\n", m_pages.load(), m_site.c_str());
+    return m_site / (project + ".html");
+}
+
+bool ExportWeb::CheckRequest(const WebExportRequest& request) {
+    if (request.destination.empty()) {
+        m_port.tell({"You must enter the export destination.", "Error", Icon::Error});
+        return false;
+    }
+    std::error_code error;
+    if (!fs::exists(request.stylesRoot / request.style / kStyleSheetName, error)) {
+        m_port.tell({"The display style \"" + request.style + "\" was not found in " +
+                         request.stylesRoot.string(),
+                     "Error", Icon::Error});
+        return false;
+    }
+    return !fs::exists(fs::symlink_status(m_site, error)) || !request.askBeforeOverwriting ||
+           m_port.ask({"Directory " + m_site.string() + " already exists, overwrite contents?",
+                       "Overwrite Contents", Icon::Question});
+}
+
+std::optional<std::string> ExportWeb::MakeStagingFolder(const fs::path& destination) {
+    // Another export may make the same folder at the same moment: only a failure to have it
+    // counts.
+    std::error_code made, error;
+    fs::create_directories(destination, made);
+    std::string name = (destination / (std::string(kSaveTempPrefix) + "export-XXXXXX")).string();
+    int reason = 0;
+    if (!fs::is_directory(destination, error))
+        reason = made ? made.value() : error ? error.value() : ENOTDIR;
+    else if (::mkdtemp(name.data()) == nullptr)
+        reason = errno;
+    if (reason) {
+        m_port.tell({"Unable to create main directory for export: " + m_site.string(), "Error",
+                     Icon::Error});
+        TellReason(destination, std::strerror(reason));
+        return std::nullopt;
+    }
+    ::chmod(name.c_str(), 0755);
+    return name;
+}
+
+bool ExportWeb::CopyStyle(const Site& site) {
+    if (std::optional<PageFailure> failure =
+            WritePageFile(site.root / kStyleSheetName, StyleSheetText(site.style, "images/"))) {
+        Tell(*failure);
+        return false;
+    }
+    const fs::path images = site.root / "images";
+    if (!MakeExportFolder(site.root, "images")) {
+        TellFolderFailure();
+        return false;
+    }
+    // Pictures the user chose to keep are taken from the earlier site.
+    std::error_code error;
+    const bool keepImages = fs::is_directory(m_site / "images", error) &&
+                            site.request.askBeforeOverwriting &&
+                            !m_port.ask({"Images folder already exists, overwrite contents?",
+                                         "Overwrite existing folder", Icon::Question});
+    const fs::path pictureSource = keepImages ? m_site / "images" : site.style / "images";
+    std::vector<FolderEntry> pictures;
+    if (ListFolder(pictureSource, pictures) == 0)
+        for (const FolderEntry& picture : pictures)
+            if (picture.kind == FolderEntry::Kind::File)
+                fs::copy_file(pictureSource / picture.name, images / picture.name, error);
+    if (!keepImages) {
+        std::array<std::uint32_t, 5> colours{};
+        for (int meaning = 0; meaning < kMeaningCount; ++meaning)
+            colours[static_cast<std::size_t>(meaning)] =
+                RgbOf(m_custom.ReportColourOf(static_cast<std::size_t>(MeaningSlot(meaning))));
+        if (const IoResult result = WriteStatusImages(images, colours); !result.ok())
+            DebugLog::Write(kHeading, "status icons not written: %s\n", result.message.c_str());
+    }
+    return true;
+}
+
+std::optional<ExportWeb::ProjectTree> ExportWeb::GatherProject(const Site& site) {
+    Progress("Export progress - Gathering test case information");
+    ProjectTree tree;
+    const fs::path cases = site.request.projectFolder / kProjectTestCasesFolder;
+    std::error_code error;
+    WalkTrail trail;
+    if (fs::is_directory(cases, error) &&
+        !tree.Add(cases.string(), std::string(kProjectTestCasesFolder), site.root, trail)) {
+        TellFolderFailure();
+        return std::nullopt;
+    }
+    return tree;
+}
+
+bool ExportWeb::WriteItemPages(const Site& site, ProjectTree& tree) {
+    // The templates are read before the threads start; the threads only fill them.
+    const Template& suitePage = site.Load(kPrjTestSuiteTemplate);
+    const Template& casePage = site.Load(kPrjTestCaseTemplate);
+    std::atomic<std::size_t> next{0};
+    auto work = [&] {
+        for (std::size_t page = next++; page < tree.pages.size() && !Stopping(); page = next++) {
+            const Template& frame = tree.pages[page].isSuite ? suitePage : casePage;
+            if (std::optional<PageFailure> failure = WriteItemPage(site, tree, page, frame))
+                Fail(std::move(*failure));
+            else
+                ++m_pages;
+        }
+    };
+    {
+        const unsigned threads = std::max(1u, std::min(4u, std::thread::hardware_concurrency()));
+        std::vector<std::jthread> workers;
+        for (unsigned thread = 1; thread < threads; ++thread)
+            workers.emplace_back(work);
+        work();
+    }
+    return !TellFailure();
+}
+
+std::optional<ExportWeb::PageFailure> ExportWeb::WriteItemPage(const Site& site, ProjectTree& tree,
+                                                               std::size_t page,
+                                                               const Template& frame) {
+    ProjectTree::Page& job = tree.pages[page];
+    const std::string& suiteFolder = tree.suites[job.suite].relative;
+    try {
+        {
+            std::lock_guard lock(m_reporting);
+            Progress("Export progress - Now exporting: " + job.name);
+        }
+        const fs::path relative = suiteFolder;
+        const fs::path folder = site.request.projectFolder / relative;
+        const std::size_t depth =
+            static_cast<std::size_t>(std::distance(relative.begin(), relative.end()));
+        std::string html;
+        if (job.isSuite) {
+            PrjTestGroupCore suite(m_custom, folder);
+            if (job.suite == 0)
+                suite.LoadText("<test_suite><id>" + Escaped(std::string(kProjectTestCasesFolder)) +
+                               "</id><suite_title>Every suite and test case of " +
+                               Escaped(site.project) + "</suite_title></test_suite>");
+            else
+                suite.Load(GroupDocumentPath(folder));
+            html = suite.Render(frame, site.Settings(depth, site.Trail(relative)));
+        } else {
+            PrjTestCaseCore testCase(m_custom, site.project);
+            testCase.Load(folder / (job.name + std::string(kItemExtension)));
+            job.status = testCase.Stored("<test_status>");
+            std::vector<Crumb> crumbs = site.Trail(relative);
+            crumbs.push_back({job.name, (relative / (job.name + ".html")).generic_string()});
+            html = testCase.Render(frame, site.Settings(depth, std::move(crumbs)));
+        }
+        const fs::path file =
+            site.root / relative / (job.name + (job.isSuite ? "_index.html" : ".html"));
+        return WritePageFile(file, site.Finish(html, depth));
+    } catch (const std::exception& error) {
+        // Nothing may leave a page thread (it would end the program): the page fails the
+        // export like one that can't be written.
+        return PageFailure{
+            {"Web Export Error: Unable to make the page of " + job.name, "Error", Icon::Error},
+            site.root / suiteFolder,
+            error.what()};
+    }
+}
+
+std::optional<std::string> ExportWeb::WriteReports(const Site& site) {
+    std::string projectPart = "<h2>Project Reports</h2>\n";
+    for (std::string_view kind : kReportFolders)
+        if (!WriteReportKind(site, std::string(kind), projectPart))
+            return std::nullopt;
+    return projectPart;
+}
+
+bool ExportWeb::WriteReportKind(const Site& site, const std::string& kind,
+                                std::string& projectPart) {
+    const fs::path relative = fs::path("Reports") / kind;
+    if (!MakeExportFolder(site.root, relative)) {
+        TellFolderFailure();
+        return false;
+    }
+    projectPart += "<a name=\"" + Escaped(kind) + "\"></a><p><h3>" + Escaped(kind) + "</h3></p>\n";
+    std::vector<ReportLink> links;
+    const fs::path reports = site.request.projectFolder / kProjectReportsFolder / kind;
+    for (const std::string& fileName : SortedContents(reports).documents) {
+        if (Stopping())
+            break;
+        const fs::path document = reports / fileName;
+        std::optional<ReportLink> link = WriteReportPage(site, kind, document);
+        if (!link)
+            continue;
+        const std::string name = document.stem().string();
+        projectPart += "<p><a href=\"" + UrlPath((relative / (name + ".html")).generic_string()) +
+                       "\">" + Escaped(name) + "</a></p>\n";
+        links.push_back(std::move(*link));
+    }
+    if (TellFailure())
+        return false;
+
+    const Template& index = site.Load("ReportRootTemplate.html");
+    PageSettings settings = site.Settings(2, {site.projectCrumb, KindCrumb(kind)});
+    settings.list = ReportListTable(links);
+    const std::string html = index.Fill(settings, [&](std::string_view placeholder) {
+        return placeholder == "VT_REPORT_TITLE" ? std::optional<std::string>(Escaped(kind))
+                                                : std::nullopt;
+    });
+    return WritePage(site.root / relative / (kind + "_index.html"), site.Finish(html, 2));
+}
+
+std::optional<ReportLink> ExportWeb::WriteReportPage(const Site& site, const std::string& kind,
+                                                     const fs::path& document) {
+    const fs::path relative = fs::path("Reports") / kind;
+    const std::string name = document.stem().string();
+    Progress("Export progress - Now exporting: " + name);
+    std::optional<ReportPage> report = ReportPageHead(document);
+    if (!report)
+        return std::nullopt;
+    const Template& page = site.Load(ReportTemplateName(report->kind));
+    PageSettings settings =
+        site.Settings(2, {site.projectCrumb,
+                          KindCrumb(kind),
+                          {name, (relative / (name + ".html")).generic_string()}});
+    // The report is written into its page as it is read: a list or details report of a large
+    // project is far larger than what should be held at once.
+    auto placeholders = [&](std::string_view placeholder) -> std::optional<std::string> {
+        if (placeholder == "VT_REPORT_TITLE")
+            return report->title;
+        if (placeholder == "VT_REPORT")
+            return std::string(kBodyMark);
+        return std::nullopt;
+    };
+    const std::string frame = site.Finish(page.Fill(settings, placeholders), 2);
+    const std::size_t mark = frame.find(kBodyMark);
+    PageWriter writer(site.root / relative / (name + ".html"));
+    writer.Write(std::string_view(frame).substr(0, mark));
+    if (mark != std::string::npos) {
+        if (!WriteReportBody(*report, document, m_custom, name, [&](std::string_view piece) {
+                writer.Write(site.Linked(std::string(piece), 2));
+            })) {
+            DebugLog::Write(kHeading, "report %s can't be read\n", document.c_str());
+            return std::nullopt;  // the writer removes the page it began
+        }
+        writer.Write(std::string_view(frame).substr(mark + kBodyMark.size()));
+    }
+    if (std::optional<PageFailure> failure = writer.Close()) {
+        Fail(std::move(*failure));
+        return std::nullopt;
+    }
+    ++m_pages;
+    DrawCharts(m_charts, *report, site.root / relative);
+    return ReportLink{Escaped(name), UrlPath(name + ".html"), report->created};
+}
+
+bool ExportWeb::WriteProjectPage(const Site& site, const ProjectTree& tree,
+                                 const std::string& reportsPart) {
+    Progress("Export progress - Now exporting: " + site.project);
+    ProjectCore projectPage(m_custom);
+    projectPage.Load(GroupDocumentPath(site.request.projectFolder));
+    PageSettings settings = site.Settings(0, {site.projectCrumb});
+    settings.list = kBodyMark;
+    const std::string frame =
+        site.Finish(projectPage.Render(site.Load(kProjectTemplate), settings), 0);
+    const std::size_t mark = frame.find(kBodyMark);
+    PageWriter writer(site.root / (site.project + ".html"));
+    writer.Write(std::string_view(frame).substr(0, mark));
+    if (mark != std::string::npos) {
+        tree.WriteSuiteTable(writer, site.request.projectFolder);
+        tree.WriteSuiteParts(writer);
         writer.Write(reportsPart);
         writer.Write(std::string_view(frame).substr(mark + kBodyMark.size()));
     }
     if (std::optional<PageFailure> failure = writer.Close()) {
         Tell(*failure);
-        return std::nullopt;
+        return false;
     }
     ++m_pages;
-    if (const int failed = staging.PutInPlaceOf(finalRoot)) {
+    return true;
+}
+
+bool ExportWeb::PutSiteInPlace() {
+    if (const int failed = PutInPlaceOf(m_building, m_site)) {
         m_port.tell({"Web Export Error: Unable to put the new pages in place of " +
-                         finalRoot.string() + "; the earlier pages are kept",
+                         m_site.string() + "; the earlier pages are kept",
                      "Error", Icon::Error});
-        TellReason(finalRoot, std::strerror(failed));
-        return std::nullopt;
+        TellReason(m_site, std::strerror(failed));
+        return false;
     }
-    DebugLog::Write(kHeading, "exported %d pages to %s\n", m_pages.load(), finalRoot.c_str());
-    return finalRoot / (project + ".html");
+    return true;
+}
+
+void ExportWeb::TellFolderFailure() {
+    m_port.tell({"Web Export Error: Unable to create a folder below " + m_site.string() +
+                     " (a folder can't be made, or a link stands in its place)",
+                 "Error", Icon::Error});
+}
+
+void ExportWeb::Fail(PageFailure failure) {
+    std::lock_guard lock(m_reporting);
+    if (!m_failure)
+        m_failure = std::move(failure);
+    m_stopping = true;
+}
+
+bool ExportWeb::TellFailure() {
+    if (!m_failure)
+        return false;
+    Tell(*m_failure);
+    return true;
 }
 
 }  // namespace vantorel

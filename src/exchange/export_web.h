@@ -8,6 +8,7 @@
 #include <atomic>
 #include <filesystem>
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,6 +20,8 @@
 namespace vantorel {
 
 class CustomCfg;
+class Template;
+struct ReportLink;
 
 // The display styles found below stylesRoot: folders holding a style sheet, by name.
 std::vector<std::string> DisplayStyles(const std::filesystem::path& stylesRoot);
@@ -41,13 +44,14 @@ public:
     ExportWeb(UserPort& port, const CustomCfg& custom, ChartPainter* charts,
               ProgressText progress = {});
 
-    // Writes the site; the project page's path, or none after telling the user why. Pages
-    // written before a failure stay.
+    // Writes the site; the project page's path, or none after telling the user why, with an
+    // earlier site in its place as it was.
     std::optional<std::filesystem::path> Run(const WebExportRequest& request);
     int PagesWritten() const { return m_pages; }
 
 private:
     struct Site;
+    struct ProjectTree;
     // A page that could not be written: what the user is told, and the file and the system's
     // reason, told on a line of their own.
     struct PageFailure {
@@ -75,6 +79,44 @@ private:
         int m_error = 0;  // of the first failed step
         std::string m_buffer;
     };
+    // The steps of Run, in order; each false, or none, after telling the user.
+
+    // The request names a destination and a style, and an earlier site may be replaced.
+    bool CheckRequest(const WebExportRequest& request);
+    // The hidden folder the new site is built in, beside where it will go.
+    std::optional<std::string> MakeStagingFolder(const std::filesystem::path& destination);
+    // The style sheet and the pictures; the status icons take the database's report colours.
+    bool CopyStyle(const Site& site);
+    // Walks "Project Test Cases", making the site's folder of each suite.
+    std::optional<ProjectTree> GatherProject(const Site& site);
+    // The page of every suite and project test case, written by one thread per core.
+    bool WriteItemPages(const Site& site, ProjectTree& tree);
+    // One folder per kind of report with its index page and a page per report; the project
+    // page's part that lists them.
+    std::optional<std::string> WriteReports(const Site& site);
+    // The whole project on one page: its suites with their test cases, and its reports.
+    bool WriteProjectPage(const Site& site, const ProjectTree& tree,
+                          const std::string& reportsPart);
+    // The new site takes the place of the earlier one at once.
+    bool PutSiteInPlace();
+
+    // One page of a suite or test case, filled into frame, on a page thread: what went wrong.
+    std::optional<PageFailure> WriteItemPage(const Site& site, ProjectTree& tree, std::size_t page,
+                                             const Template& frame);
+    // One kind's folder: its reports' pages, then its index; adds the kind to projectPart.
+    bool WriteReportKind(const Site& site, const std::string& kind, std::string& projectPart);
+    // The page of a report document with its charts: the index's entry for it, or none when
+    // the report can't be read or its page failed.
+    std::optional<ReportLink> WriteReportPage(const Site& site, const std::string& kind,
+                                              const std::filesystem::path& document);
+
+    // Keeps the first failure of a page and makes every page loop stop: safe on any thread.
+    void Fail(PageFailure failure);
+    // Asked before each page, by every page thread and by the loop over reports.
+    bool Stopping() const { return m_stopping; }
+    // Tells the failure a page loop stopped at; false when there was none.
+    bool TellFailure();
+    void TellFolderFailure();
     // Writes a page; false after telling the user.
     bool WritePage(const std::filesystem::path& file, const std::string& html);
     // The same for the page threads: the failure, told later by the calling thread.
@@ -93,6 +135,9 @@ private:
     std::filesystem::path m_building;
     std::filesystem::path m_site;
     std::atomic<int> m_pages{0};
+    std::mutex m_reporting;  // progress texts and failures from the page threads
+    std::atomic<bool> m_stopping{false};
+    std::optional<PageFailure> m_failure;
 };
 
 // "Export successful! Do you wish to view the project now?": true when the user wants the

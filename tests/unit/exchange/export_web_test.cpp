@@ -315,6 +315,13 @@ TEST_F(ExportTest, AFolderNobodyMayEnterEndsNoWorker) {
     fs::permissions(cases / "Smoke" / "Locked", fs::perms::owner_all);
 }
 
+TEST_F(ExportTest, AProjectWithoutTestCasesStillGetsItsPage) {
+    fs::remove_all(cases);
+    ASSERT_TRUE(Export());
+    EXPECT_TRUE(fs::exists(site / "Alpha.html"));
+    EXPECT_FALSE(fs::exists(site / "Project Test Cases"));
+}
+
 TEST_F(ExportTest, TwoExportsIntoOneNewPlaceBothSucceed) {
     request.askBeforeOverwriting = false;
     for (int round = 0; round < 20; ++round) {
