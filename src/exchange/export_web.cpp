@@ -556,6 +556,7 @@ struct ExportWeb::ProjectTree {
 std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
     m_pages = 0;
     m_stopping = false;
+    m_stop = request.stop;
     m_failure.reset();
     m_building.clear();
     const std::string project = request.projectFolder.filename().string();
@@ -582,7 +583,7 @@ std::optional<fs::path> ExportWeb::Run(const WebExportRequest& request) {
     if (!tree || !WriteItemPages(site, *tree))
         return std::nullopt;
     const std::optional<std::string> reports = WriteReports(site);
-    if (!reports || !WriteProjectPage(site, *tree, *reports) || !PutSiteInPlace())
+    if (!reports || !WriteProjectPage(site, *tree, *reports) || TellFailure() || !PutSiteInPlace())
         return std::nullopt;
     DebugLog::Write(kHeading, "exported %d pages to %s\n", m_pages.load(), m_site.c_str());
     return m_site / (project + ".html");
@@ -881,9 +882,14 @@ void ExportWeb::Fail(PageFailure failure) {
 }
 
 bool ExportWeb::TellFailure() {
-    if (!m_failure)
+    if (m_failure) {
+        Tell(*m_failure);
+        return true;
+    }
+    if (!m_stop.stop_requested())
         return false;
-    Tell(*m_failure);
+    m_port.tell({"The web export was cancelled. The earlier export, if any, is as it was.",
+                 "Export cancelled", Icon::Information});
     return true;
 }
 

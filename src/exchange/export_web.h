@@ -10,6 +10,7 @@
 #include <functional>
 #include <mutex>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,9 @@ struct WebExportRequest {
     // export there, writes over it.
     bool askBeforeOverwriting = true;
     CalendarDate exportDate;  // the footer's date
+    // Asked to stop, the export ends before its next page, removes the new site and leaves
+    // the earlier one as it was.
+    std::stop_token stop;
 };
 
 class ExportWeb {
@@ -113,8 +117,9 @@ private:
     // Keeps the first failure of a page and makes every page loop stop: safe on any thread.
     void Fail(PageFailure failure);
     // Asked before each page, by every page thread and by the loop over reports.
-    bool Stopping() const { return m_stopping; }
-    // Tells the failure a page loop stopped at; false when there was none.
+    bool Stopping() const { return m_stopping || m_stop.stop_requested(); }
+    // Tells the failure a page loop stopped at, or that the export was cancelled; false when
+    // there was neither.
     bool TellFailure();
     void TellFolderFailure();
     // Writes a page; false after telling the user.
@@ -138,6 +143,7 @@ private:
     std::mutex m_reporting;  // progress texts and failures from the page threads
     std::atomic<bool> m_stopping{false};
     std::optional<PageFailure> m_failure;
+    std::stop_token m_stop;
 };
 
 // "Export successful! Do you wish to view the project now?": true when the user wants the

@@ -322,6 +322,28 @@ TEST_F(ExportTest, AProjectWithoutTestCasesStillGetsItsPage) {
     EXPECT_FALSE(fs::exists(site / "Project Test Cases"));
 }
 
+TEST_F(ExportTest, ACancelledExportLeavesTheEarlierSite) {
+    request.askBeforeOverwriting = false;
+    ASSERT_TRUE(Export());
+    const std::string earlier = ReadFile(site / "Alpha.html");
+    for (int n = 0; n < 400; ++n)
+        AddCase("Smoke/Bulk/B" + std::to_string(n) + ".vtl", {{"<test_status>", "Pass"}});
+    std::stop_source stop;
+    request.stop = stop.get_token();
+    int texts = 0;
+    ExportWeb exporter(port, custom, &charts, [&](const std::string&) {
+        if (++texts == 50)
+            stop.request_stop();
+    });
+    EXPECT_FALSE(exporter.Run(request));
+    EXPECT_LT(exporter.PagesWritten(), 300);
+    EXPECT_EQ(port.notices.back().caption, "Export cancelled");
+    EXPECT_EQ(ReadFile(site / "Alpha.html"), earlier);
+    EXPECT_FALSE(fs::exists(site / "Project Test Cases" / "Smoke" / "Bulk"));
+    for (const auto& entry : fs::directory_iterator(dir.path() / "site"))
+        EXPECT_EQ(entry.path(), site) << "left behind";
+}
+
 TEST_F(ExportTest, TwoExportsIntoOneNewPlaceBothSucceed) {
     request.askBeforeOverwriting = false;
     for (int round = 0; round < 20; ++round) {
