@@ -18,6 +18,7 @@
 #include "platform/batch_port.h"
 #include "platform/debug_log.h"
 #include "platform/folders.h"
+#include "platform/stop_on_signals.h"
 #include "reports/command_line.h"
 #include "storage/vantorel_database.h"
 #include "workspace/navigation.h"
@@ -97,12 +98,15 @@ int main(int argc, char** argv) {
         DebugLog::Start(dataFolder / "VantorelDebug.txt");
     if (line.refused)
         return 2;
-    if (line.reportMode)
-        return RunCommandLineReport(line, port, ReportThreads());
+    if (line.reportMode) {
+        const StopOnSignals interrupt;
+        return RunCommandLineReport(line, port, ReportThreads(), interrupt.Token());
+    }
     if (line.webMode) {
         // Charts are drawn without a display; Qt's own remarks (a server without
         // XDG_RUNTIME_DIR, say) go to the debug log, not among the run's messages.
         setenv("QT_QPA_PLATFORM", "offscreen", 0);
+        const StopOnSignals interrupt;
         qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) {
             DebugLog::Write("Qt", "%s\n", text.toLocal8Bit().constData());
         });
@@ -112,7 +116,8 @@ int main(int argc, char** argv) {
         struct tm local {};
         localtime_r(&now, &local);
         return RunCommandLineWebExport(line, port, &charts, ProgramFolder() / "Templates",
-                                       {local.tm_year + 1900, local.tm_mon + 1, local.tm_mday});
+                                       {local.tm_year + 1900, local.tm_mon + 1, local.tm_mday},
+                                       interrupt.Token());
     }
     ConsoleView view;
     Shell shell(port, view, FindShellFolders());

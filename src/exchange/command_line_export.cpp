@@ -11,7 +11,8 @@
 namespace vantorel {
 
 int RunCommandLineWebExport(const CommandLine& commandLine, UserPort& port, ChartPainter* charts,
-                            const std::filesystem::path& stylesRoot, const CalendarDate& today) {
+                            const std::filesystem::path& stylesRoot, const CalendarDate& today,
+                            std::stop_token stop) {
     auto fail = [&port](const std::string& reason) {
         if (!reason.empty())
             port.tell({reason, "Web export", Icon::Warning});
@@ -45,6 +46,7 @@ int RunCommandLineWebExport(const CommandLine& commandLine, UserPort& port, Char
     request.destination = commandLine.exportDirectory;
     request.askBeforeOverwriting = false;
     request.exportDate = today;
+    request.stop = stop;
     ExportWeb exporter(port, custom, charts);
     const std::optional<std::filesystem::path> page = exporter.Run(request);
     if (!page)

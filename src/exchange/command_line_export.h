@@ -4,6 +4,7 @@
 // question, over an earlier export in the same place.
 
 #include <filesystem>
+#include <stop_token>
 
 #include "platform/user_port.h"
 #include "render/charts.h"
@@ -14,7 +15,9 @@ namespace vantorel {
 
 // 0 when the site was written ("Web export completed successfully" is told and the project
 // page's path printed), else 1 after "Error during web export, project has not been exported".
+// A stop ends it as a cancelled export.
 int RunCommandLineWebExport(const CommandLine& commandLine, UserPort& port, ChartPainter* charts,
-                            const std::filesystem::path& stylesRoot, const CalendarDate& today);
+                            const std::filesystem::path& stylesRoot, const CalendarDate& today,
+                            std::stop_token stop = {});
 
 }  // namespace vantorel

@@ -363,7 +363,8 @@ std::optional<std::filesystem::path> FindProject(const std::filesystem::path& da
     return found;
 }
 
-int RunCommandLineReport(const CommandLine& commandLine, UserPort& port, unsigned threads) {
+int RunCommandLineReport(const CommandLine& commandLine, UserPort& port, unsigned threads,
+                         std::stop_token stop) {
     auto fail = [&port](std::string reason) {
         port.tell({"Report was not created" + reason, "Report", Icon::Warning});
         return 1;
@@ -402,6 +403,7 @@ int RunCommandLineReport(const CommandLine& commandLine, UserPort& port, unsigne
     request.name = commandLine.reportName;
     request.commandLine = true;
     request.threads = threads;
+    request.stop = stop;
     request.listColumns = commandLine.columns;
     if (!commandLine.filter.empty()) {
         if (!IsItemName(commandLine.filter))

@@ -5,6 +5,7 @@
 // "/" and holds another "/" is a path, and GNU long options are aliases of the switches.
 
 #include <array>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -59,7 +60,8 @@ std::optional<std::filesystem::path> FindProject(const std::filesystem::path& da
 
 // The report run of a command line in report mode: opens the database, reads its
 // customisation, finds the project and generates the report. 0 when the report was written;
-// every failure has been told through port.
-int RunCommandLineReport(const CommandLine& commandLine, UserPort& port, unsigned threads = 0);
+// every failure has been told through port. A stop ends it as a cancelled report.
+int RunCommandLineReport(const CommandLine& commandLine, UserPort& port, unsigned threads = 0,
+                         std::stop_token stop = {});
 
 }  // namespace vantorel
