@@ -5,6 +5,7 @@
 #include "documents/field_tables.h"
 #include "storage/file_reading.h"
 #include "storage/identifiers.h"
+#include "storage/item_listing.h"
 
 namespace vantorel {
 namespace {
@@ -62,11 +63,10 @@ struct ReferenceTexts {
 
 std::vector<TesterEntry> ListTesters(const std::filesystem::path& databaseDir) {
     std::vector<std::filesystem::path> documents;
-    std::vector<FolderEntry> entries;
-    ListFolder(databaseDir / "Testers", entries);
-    for (const FolderEntry& entry : entries)
-        if (entry.kind == FolderEntry::Kind::File && entry.name.ends_with(kItemExtension))
-            documents.push_back(databaseDir / "Testers" / entry.name);
+    ItemListing items;
+    ListItems(databaseDir / "Testers", items);
+    for (const FolderEntry& entry : items.documents)
+        documents.push_back(databaseDir / "Testers" / entry.name);
     std::sort(documents.begin(), documents.end());
     std::vector<TesterEntry> testers;
     for (const auto& path : documents) {

@@ -14,6 +14,7 @@
 #include "platform/clock_text.h"
 #include "render/style_images.h"
 #include "storage/identifiers.h"
+#include "storage/item_listing.h"
 #include "storage/text_conversions.h"
 
 namespace vantorel {
@@ -356,18 +357,13 @@ std::string PrjTestGroupCore::SuiteList(const PageSettings& settings) const {
         bool folder;
     };
     std::vector<Entry> entries;
-    std::error_code error;
-    for (fs::directory_iterator list(m_folder, error), end; !error && list != end;
-         list.increment(error)) {
-        const std::string name = list->path().filename().string();
-        std::error_code typeError;
-        if (name.starts_with("."))
-            continue;
-        if (list->is_directory(typeError))
-            entries.push_back({name, true});
-        else if (list->path().extension() == kItemExtension)
-            entries.push_back({list->path().stem().string(), false});
-    }
+    ItemListing items;
+    ListItems(m_folder, items);
+    for (std::string& name : items.folders)
+        entries.push_back({std::move(name), true});
+    for (const FolderEntry& document : items.documents)
+        entries.push_back(
+            {document.name.substr(0, document.name.size() - kItemExtension.size()), false});
     std::ranges::sort(entries, [](const Entry& a, const Entry& b) {
         if (a.folder != b.folder)
             return a.folder;

@@ -13,6 +13,7 @@
 #include "platform/identity.h"
 #include "storage/file_reading.h"
 #include "storage/identifiers.h"
+#include "storage/item_listing.h"
 #include "storage/vantorel_database.h"
 
 namespace vantorel {
@@ -351,12 +352,11 @@ std::optional<std::filesystem::path> FindProject(const std::filesystem::path& da
     if (std::filesystem::is_directory(projects / project, error)) {
         found = projects / project;
     } else {
-        std::vector<FolderEntry> entries;
-        ListFolder(projects, entries);
-        for (const FolderEntry& entry : entries)
-            if (entry.kind == FolderEntry::Kind::Folder &&
-                strcasecmp(entry.name.c_str(), project.c_str()) == 0)
-                found = projects / entry.name;
+        ItemListing items;
+        ListItems(projects, items);
+        for (const std::string& name : items.folders)
+            if (strcasecmp(name.c_str(), project.c_str()) == 0)
+                found = projects / name;
     }
     if (found && !LiesInside(projects, *found))
         return std::nullopt;
