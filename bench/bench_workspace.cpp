@@ -10,8 +10,8 @@
 #include <iostream>
 #include <string>
 
-#include "platform/recording_port.h"
 #include "storage/vantorel_database.h"
+#include "support/recording_port.h"
 #include "workspace/item_transfer.h"
 #include "workspace/navigation.h"
 

@@ -11,9 +11,9 @@
 #include <iostream>
 #include <string>
 
-#include "platform/recording_port.h"
 #include "storage/tagged_document.h"
 #include "storage/vantorel_database.h"
+#include "support/recording_port.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/recording_port.h"
 #include "reports/command_line.h"
+#include "support/recording_port.h"
 
 using namespace vantorel;
 

@@ -9,7 +9,7 @@
 #include <filesystem>
 
 #include "fuzz_support.h"
-#include "platform/recording_port.h"
+#include "support/recording_port.h"
 #include "workspace/config.h"
 #include "workspace/shell.h"
 

@@ -11,10 +11,10 @@
 
 #include "documents/custom_cfg.h"
 #include "fuzz_support.h"
-#include "platform/recording_port.h"
 #include "render/item_pages.h"
 #include "render/report_pages.h"
 #include "render/template.h"
+#include "support/recording_port.h"
 
 using namespace vantorel;
 using namespace vantorel::fuzzing;

@@ -13,11 +13,11 @@
 #include "documents/custom_cfg.h"
 #include "documents/history.h"
 #include "fuzz_support.h"
-#include "platform/recording_port.h"
 #include "render/item_pages.h"
 #include "render/report_pages.h"
 #include "render/template.h"
 #include "storage/tagged_document.h"
+#include "support/recording_port.h"
 
 using namespace vantorel;
 using namespace vantorel::fuzzing;

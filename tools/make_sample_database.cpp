@@ -7,9 +7,11 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <tuple>
 #include <vector>
 
@@ -18,13 +20,35 @@
 #include "documents/reference_items.h"
 #include "documents/test_case.h"
 #include "documents/test_group.h"
-#include "platform/recording_port.h"
+#include "platform/user_port.h"
 #include "storage/tagged_document.h"
 #include "storage/vantorel_database.h"
 
 namespace {
 
 using namespace vantorel;
+
+// The generator's port. Nobody is there to answer: a question takes its safe answer, No, as in
+// a command-line run (main makes the new folder itself, so creating the database asks none),
+// and the last notice is kept to explain a failure.
+class GeneratorPort : public UserPort {
+public:
+    void tell(const Notice& notice) override {
+        std::lock_guard lock(m_mutex);
+        m_lastNotice = notice.text;
+    }
+    bool ask(const Notice&) override { return false; }
+    void progress(int, int) override {}
+
+    std::string LastNotice() {
+        std::lock_guard lock(m_mutex);
+        return m_lastNotice;
+    }
+
+private:
+    std::mutex m_mutex;  // a port may be called from any thread (platform/user_port.h)
+    std::string m_lastNotice;
+};
 
 struct LibraryCase {
     const char* title;
@@ -264,8 +288,7 @@ public:
     void Require(bool ok, const std::string& what) {
         if (ok)
             return;
-        std::string reason = m_port.notices.empty() ? "" : m_port.notices.back().text;
-        throw std::runtime_error(what + ": " + reason);
+        throw std::runtime_error(what + ": " + m_port.LastNotice());
     }
 
     void RequireSaved(const std::optional<SaveRefusal>& refusal, const std::string& what) {
@@ -473,7 +496,7 @@ public:
 
 private:
     std::filesystem::path m_root;
-    RecordingPort m_port;
+    GeneratorPort m_port;
     CustomCfg m_custom;
 };
 
@@ -489,11 +512,16 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "%s exists already; give a new folder\n", argv[1]);
         return 2;
     }
-    RecordingPort port;
-    port.ScriptAnswers({true});
+    std::error_code error;
+    if (!std::filesystem::create_directories(root, error)) {
+        std::fprintf(stderr, "Unable to make %s: %s\n", argv[1], error.message().c_str());
+        return 1;
+    }
+    GeneratorPort port;
     VantorelDatabase database(port);
     if (!database.CreateNew(root)) {
-        std::fprintf(stderr, "Unable to create a database in %s\n", argv[1]);
+        std::fprintf(stderr, "Unable to create a database in %s: %s\n", argv[1],
+                     port.LastNotice().c_str());
         return 1;
     }
     try {

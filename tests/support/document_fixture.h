@@ -8,7 +8,7 @@
 
 #include "documents/custom_cfg.h"
 #include "documents/item_editor.h"
-#include "platform/recording_port.h"
+#include "support/recording_port.h"
 #include "support/temp_dir.h"
 
 namespace vantorel {

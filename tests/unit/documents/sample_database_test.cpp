@@ -8,8 +8,8 @@
 #include "documents/custom_cfg.h"
 #include "documents/field_tables.h"
 #include "documents/history.h"
-#include "platform/recording_port.h"
 #include "storage/tagged_document.h"
+#include "support/recording_port.h"
 
 namespace vantorel {
 namespace {

@@ -8,11 +8,11 @@
 #include <cerrno>
 #include <thread>
 
-#include "platform/recording_port.h"
 #include "render/gif_image.h"
 #include "render/template.h"
 #include "support/child_process.h"
 #include "support/project_fixture.h"
+#include "support/recording_port.h"
 
 namespace vantorel::testing {
 namespace {

@@ -4,10 +4,10 @@
 
 #include <fstream>
 
-#include "platform/recording_port.h"
 #include "reports/status_report.h"
 #include "storage/vantorel_database.h"
 #include "support/project_fixture.h"
+#include "support/recording_port.h"
 
 namespace vantorel::testing {
 namespace {

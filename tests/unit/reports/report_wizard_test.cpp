@@ -1,7 +1,7 @@
 #include "reports/report_wizard.h"
 
-#include "platform/recording_port.h"
 #include "support/project_fixture.h"
+#include "support/recording_port.h"
 
 namespace vantorel::testing {
 namespace {

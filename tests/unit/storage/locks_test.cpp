@@ -15,10 +15,10 @@
 #include <cstring>
 #include <vector>
 
-#include "platform/recording_port.h"
 #include "storage/edit_lock.h"
 #include "support/child_process.h"
 #include "support/faulty_file_layer.h"
+#include "support/recording_port.h"
 #include "support/temp_dir.h"
 
 namespace vantorel {

@@ -10,7 +10,7 @@
 #include <mutex>
 #include <set>
 
-#include "platform/recording_port.h"
+#include "support/recording_port.h"
 #include "support/temp_dir.h"
 
 namespace vantorel {

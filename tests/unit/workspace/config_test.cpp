@@ -5,8 +5,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "platform/recording_port.h"
 #include "storage/text_conversions.h"
+#include "support/recording_port.h"
 #include "support/temp_dir.h"
 
 namespace vantorel::testing {

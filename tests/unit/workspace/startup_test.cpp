@@ -7,7 +7,7 @@
 
 #include "platform/clock_text.h"
 #include "platform/debug_log.h"
-#include "platform/recording_port.h"
+#include "support/recording_port.h"
 #include "support/temp_dir.h"
 #include "workspace/commands.h"
 

@@ -1,4 +1,4 @@
-#include "platform/recording_port.h"
+#include "support/recording_port.h"
 
 namespace vantorel {
 
