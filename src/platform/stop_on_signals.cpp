@@ -17,7 +17,8 @@ StopOnSignals::StopOnSignals() {
 
 StopOnSignals::~StopOnSignals() {
     m_closing = true;
-    pthread_kill(m_waiter.native_handle(), SIGTERM);
+    // Blocked in the waiter, the signal only wakes its sigwait.
+    pthread_kill(m_waiter.native_handle(), SIGTERM);  // NOLINT(bugprone-bad-signal-to-kill-thread)
     m_waiter.join();
     pthread_sigmask(SIG_UNBLOCK, &m_signals, nullptr);
 }

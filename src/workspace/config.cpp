@@ -58,7 +58,7 @@ std::string CutAt(const std::string& text, std::size_t width) {
 class ConfigText {
 public:
     void Element(std::string_view tag, const std::string& value) {
-        m_text += std::string(tag) + value + ClosingTag(tag) + "\r\n";
+        xml += std::string(tag) + value + ClosingTag(tag) + "\r\n";
     }
     void Text(std::string_view tag, const std::string& value) { Element(tag, Escaped(value)); }
     void Flag(std::string_view tag, bool value) { Element(tag, value ? "1" : "0"); }
@@ -66,12 +66,12 @@ public:
     template <typename Values, typename Format>
     void List(std::string_view list, std::string_view element, const Values& values,
               Format format) {
-        m_text += list;
+        xml += list;
         for (const auto& value : values)
-            m_text += std::string(element) + format(value) + ClosingTag(element);
-        m_text += ClosingTag(list) + "\r\n";
+            xml += std::string(element) + format(value) + ClosingTag(element);
+        xml += ClosingTag(list) + "\r\n";
     }
-    std::string m_text = "<?xml version=\"1.0\" encoding=\"UTF-16\"?>\r\n";
+    std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-16\"?>\r\n";
 };
 
 // Reads the loaded configuration, one setting at a time, each from the first occurrence of
@@ -230,7 +230,7 @@ bool Config::Read() {
 bool Config::Write() {
     const ConfigSettings& s = m_settings;
     ConfigText text;
-    text.m_text += std::string(kRoot) + "\r\n";
+    text.xml += std::string(kRoot) + "\r\n";
     text.Text("<LastDBPath>", s.lastDbPath);
     text.Text("<LastDBFileName>", s.lastDbFileName);
     text.Text("<TemplatePath>", s.templatePath);
@@ -262,11 +262,11 @@ bool Config::Write() {
     text.Number("<YPos>", s.yPos);
     text.Number("<Width>", s.width);
     text.Number("<Height>", s.height);
-    text.m_text += ClosingTag(kRoot) + "\r\n";
+    text.xml += ClosingTag(kRoot) + "\r\n";
 
     XMLParse document;
     document.OpenWrite(m_file);
-    document.WriteWide(text.m_text, true);
+    document.WriteWide(text.xml, true);
     if (!document.Commit().ok()) {
         m_port.tell(
             {"Error: Could not create new Vantorel configuration file", "Error", Icon::Warning});
