@@ -93,6 +93,9 @@ const char kLinuxHelpText[] =
     "  vantorel /r list /d ~/qa/shop-db /p \"Release 2.0\" /o 1011000000000000 /n weekly\n"
     "  vantorel --web -d ~/qa/shop-db -p \"Release 2.0\" -c night -e ~/public_html\n"
     "\n"
+    "Ctrl-C stops a report or export between two documents: no half-written report\n"
+    "is left, and an earlier export stays as it was. A second Ctrl-C ends at once.\n"
+    "\n"
     "Exit status: 0 when the report or export was made, 1 when it was not, 2 when the\n"
     "command line was refused.\n";
 
