@@ -1,5 +1,6 @@
-// vantorel: the program. With the report switches it makes one report without a window and
-// ends; until the desktop window exists, a plain run goes through the shell's start-up, opens
+// vantorel: the program. With the report or web-export switches it makes one report or export
+// without a window and ends. Otherwise it is the desktop program; where there is no display
+// to show a window on, it says so, goes through the shell's start-up without a window, opens
 // the database named on the command line (else the last one, the sample database on a first
 // start) and tells what it holds.
 
@@ -14,6 +15,7 @@
 #include <ctime>
 
 #include "charts/chart_painter.h"
+#include "desktop/desktop_program.h"
 #include "exchange/command_line_export.h"
 #include "platform/batch_port.h"
 #include "platform/debug_log.h"
@@ -46,14 +48,15 @@ FolderCount CountBelow(const std::filesystem::path& folder) {
     return count;
 }
 
-// The shell's window until the desktop window exists: it keeps the caption and answers the
-// start-up dialog with the last database.
+// The shell's view where no window can be shown: it keeps the caption and answers the start-up
+// dialog with the last database.
 class ConsoleView : public vantorel::ShellView {
 public:
     void SetCaption(const std::string& title) override { caption = title; }
     void RebuildTree() override {}
     void ClearRightPane() override {}
     void ShowCurrentUser(const std::string& text) override { currentUser = text; }
+    void ShowProgress(const std::string&) override {}
     void RunSetUserDialog() override {}
     StartupAnswer AskStartupOptions(const std::string&) override {
         return {vantorel::StartupChoice::LoadLast, true};
@@ -64,6 +67,15 @@ public:
     std::string caption;
     std::string currentUser;
 };
+
+// True when a window can be shown: an X or Wayland display, or a Qt platform chosen by hand
+// (the offscreen one of the tests and screenshots).
+bool HasDisplay() {
+    for (const char* variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+        if (const char* value = std::getenv(variable); value && *value)
+            return true;
+    return false;
+}
 
 // The number of threads a report walk uses; $VANTOREL_THREADS overrides one per core, so a
 // run can be compared with a run on one thread.
@@ -119,6 +131,10 @@ int main(int argc, char** argv) {
                                        {local.tm_year + 1900, local.tm_mon + 1, local.tm_mday},
                                        interrupt.Token());
     }
+    if (HasDisplay())
+        return RunDesktop(argc, argv, line.databaseMarker);
+    std::cerr << "vantorel: no display to show the window on (DISPLAY and WAYLAND_DISPLAY are "
+                 "unset); here is what the database holds.\n";
     ConsoleView view;
     Shell shell(port, view, FindShellFolders());
     shell.Start({argv + 1, argv + argc}, !line.databaseMarker.empty());

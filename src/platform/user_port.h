@@ -24,6 +24,9 @@ struct Notice {
     std::string text;
     std::string caption;
     Icon icon = Icon::Warning;
+    // A question answered by ticking a box and clicking OK rather than by Yes or No (the
+    // unlock dialog's "Unlock File"): the box's label, empty for a plain question.
+    std::string tick = {};
 
     bool operator==(const Notice&) const = default;
 };
@@ -33,7 +36,8 @@ public:
     virtual ~UserPort() = default;
     // Shows a message and waits until the user has read it.
     virtual void tell(const Notice& notice) = 0;
-    // Asks a Yes/No question; true means Yes.
+    // Asks a Yes/No question; true means Yes (for a question with a tick: the box ticked and
+    // OK).
     virtual bool ask(const Notice& question) = 0;
     // Long operations report how far they are; total 0 clears the counter. Never waits.
     virtual void progress(int processed, int total) = 0;

@@ -27,9 +27,8 @@ std::unique_ptr<EditLock> EditLock::Acquire(const std::filesystem::path& itemPat
         return nullptr;
     }
 
-    // The unlock dialog: Yes stands for "Unlock File" ticked and OK.
     if (!port.ask({std::string(texts.intro) + GetLockMessage(itemPath) + kUnlockAdvice,
-                   "File locked", Icon::Warning}))
+                   "File locked", Icon::Warning, "Unlock File"}))
         return nullptr;
     if (!port.ask({"This could cause data to be lost if the file is currently being edited. "
                    "Continue to unlock file?",

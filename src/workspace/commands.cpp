@@ -166,6 +166,18 @@ std::span<const Accelerator> Accelerators() {
     return kAccelerators;
 }
 
+bool ShownInMenus(int command) {
+    switch (command) {
+        case ID_SETTINGS_WEB_LICENCE:
+        case ID_SETTINGS_KEY:
+        case ID_HELP_PURCHASE:
+        case ID_HELP_CHECK_UPDATES:
+            return false;
+        default:
+            return true;
+    }
+}
+
 Operation OperationOf(int command) {
     if (command >= ID_FILE_RECENT_FIRST && command <= ID_FILE_RECENT_LAST)
         return Operation::OpenRecentDatabase;

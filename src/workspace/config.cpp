@@ -224,6 +224,7 @@ bool Config::Read() {
     read.Number("<YPos>", s.yPos);
     read.Number("<Width>", s.width);
     read.Number("<Height>", s.height);
+    read.Number("<TreeWidth>", s.treeWidth);
     return true;
 }
 
@@ -262,6 +263,8 @@ bool Config::Write() {
     text.Number("<YPos>", s.yPos);
     text.Number("<Width>", s.width);
     text.Number("<Height>", s.height);
+    // After the window's rectangle, where a reader that doesn't know it passes over it.
+    text.Number("<TreeWidth>", s.treeWidth);
     text.xml += ClosingTag(kRoot) + "\r\n";
 
     XMLParse document;

@@ -66,6 +66,8 @@ struct ConfigSettings {
     std::string addBugPath;
     // The main window; a width or height of 0 leaves size and place to the window system.
     int xPos = 0, yPos = 0, width = 0, height = 0;
+    // The navigation tree's width; 0 gives it a third of the window.
+    int treeWidth = 0;
     std::array<ColumnLayout, kListPaneCount> columns;
     bool operator==(const ConfigSettings&) const = default;
 };

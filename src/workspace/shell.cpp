@@ -45,6 +45,17 @@ void StatusProgress::ResetProgress() {
     m_text.clear();
 }
 
+void StatusProgress::ShowReported(int processed, int total) {
+    if (total <= 0) {
+        ResetProgress();
+        return;
+    }
+    m_processed = processed;
+    m_total = total;
+    m_active = processed < total;
+    Show();
+}
+
 std::vector<MenuEntry> RecentDatabaseMenu(const ConfigSettings& settings) {
     std::vector<MenuEntry> entries;
     for (std::size_t slot = 0; slot < settings.recentDatabases.size(); ++slot)

@@ -30,6 +30,9 @@ public:
     // Counts one more item while the counter is active.
     void StepProgress();
     void ResetProgress();
+    // Shows the numbers a long operation reported through the port; a total of 0 clears the
+    // counter.
+    void ShowReported(int processed, int total);
 
     bool Active() const { return m_active; }
     const std::string& Text() const { return m_text; }

@@ -1,6 +1,7 @@
 #include "workspace/startup.h"
 
 #include <strings.h>
+#include <unistd.h>
 
 #include "platform/clock_text.h"
 #include "platform/debug_log.h"
@@ -127,23 +128,29 @@ bool Shell::OpenDatabase(const fs::path& databaseOrMarker) {
     m_clipboard.Clear();
     // The tree is read lazily, so the first build counts only the top level.
     m_progress.StartProgress(static_cast<int>(std::size(kDatabaseFolders)));
+    ShowProgress();
     DebugLog::Write(kStartup, "Counted files\n");
     if (!m_database.Open(databaseOrMarker)) {
         DebugLog::Write(kStartup, "DB not opened\n");
         m_progress.ResetProgress();
+        ShowProgress();
         m_view.RebuildTree();
         m_view.SetCaption(Title());
         return false;
     }
     DebugLog::Write(kStartup, "DB opened\n");
+    // Asked of the system rather than probed with a file: the probe waits a quarter of a
+    // second, and the answer is wanted before the window shows the database.
+    m_readOnly = ::access(m_database.Directory().c_str(), W_OK) != 0;
     RememberDatabase(false);
     m_view.RebuildTree();
     for (std::size_t root = 0; root < std::size(kDatabaseFolders); ++root)
         m_progress.StepProgress();
+    ShowProgress();
     DebugLog::Write(kStartup, "Tree built\n");
     if (m_custom.Read(m_database.Directory(), m_port, m_identity.computer).chooseNewUser)
         m_view.RunSetUserDialog();
-    ShowCurrentUser();
+    RefreshCurrentUser();
 
     const std::optional<DatabaseVersion>& version = m_database.Version();
     if (!version || version->version != kProductVersion || version->build != kProductBuild) {
@@ -177,7 +184,7 @@ void Shell::RememberDatabase(bool alwaysSave) {
         m_config->Write();
 }
 
-void Shell::ShowCurrentUser() {
+void Shell::RefreshCurrentUser() {
     m_currentUser = m_custom.CurrentUser(m_identity.computer);
     m_view.ShowCurrentUser("Current user: " + m_currentUser);
 }
@@ -212,10 +219,20 @@ bool Shell::OnNewDatabase() {
     return true;
 }
 
+void Shell::ReportProgress(int processed, int total) {
+    m_progress.ShowReported(processed, total);
+    ShowProgress();
+}
+
+void Shell::ShowProgress() {
+    m_view.ShowProgress(m_progress.Text());
+}
+
 void Shell::OnCloseDatabase() {
     static constexpr char kHeading[] = "OnCloseDatabase";
     DebugLog::Write(kHeading, "start\n");
     m_database.Close();
+    m_readOnly = false;
     m_clipboard.Clear();
     m_currentUser.clear();
     DebugLog::Write(kHeading, "Re-init right pane\n");

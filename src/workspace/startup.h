@@ -50,6 +50,8 @@ public:
     virtual void ClearRightPane() = 0;
     // Status bar part 1.
     virtual void ShowCurrentUser(const std::string& text) = 0;
+    // Status bar part 2: the progress counter's text, empty when it is cleared.
+    virtual void ShowProgress(const std::string& text) = 0;
     // The set-user dialog, when the user asked to choose a new current user.
     virtual void RunSetUserDialog() = 0;
 
@@ -91,13 +93,23 @@ public:
     Config& Configuration() { return *m_config; }
     VantorelDatabase& Database() { return m_database; }
     const CustomCfg& Custom() const { return m_custom; }
+    // For the dialogs that change the customisation (the current user, the lists).
+    CustomCfg& Custom() { return m_custom; }
+    // The open database can be read but not written here: this user may not create files in
+    // its folder.
+    bool ReadOnly() const { return m_readOnly; }
     StatusProgress& Progress() { return m_progress; }
+    // Shows numbers a long operation reported, in the status bar.
+    void ReportProgress(int processed, int total);
     Clipboard& ItemClipboard() { return m_clipboard; }
     const std::string& CurrentUser() const { return m_currentUser; }
     std::string Title() const;
+    // Takes the current user from the customisation again (after the set-user dialog, say)
+    // and shows it.
+    void RefreshCurrentUser();
 
 private:
-    void ShowCurrentUser();
+    void ShowProgress();
     void CopySampleDatabaseOnFirstStart();
     // The open database becomes the last one and heads the recent list; the file is written
     // when that changed anything, or always when asked.
@@ -113,6 +125,7 @@ private:
     StatusProgress m_progress;
     Clipboard m_clipboard;
     std::string m_currentUser;
+    bool m_readOnly = false;
 };
 
 }  // namespace vantorel

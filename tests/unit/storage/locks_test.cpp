@@ -237,6 +237,7 @@ TEST_F(EditLockTest, HeldLockOffersUnlockAndKeepsItWhenDeclined) {
     EXPECT_EQ(text.substr(0, 51), "Unable to open file for editing. File was locked by");
     EXPECT_NE(text.find("bob \non PC-BOB"), std::string::npos);
     EXPECT_TRUE(text.ends_with(kUnlockAdvice));
+    EXPECT_EQ(port.questions[0].tick, "Unlock File");
 
     port.ScriptAnswers({true, false});
     EXPECT_FALSE(EditLock::Acquire(item, port, kAlice));

@@ -55,7 +55,8 @@ TEST_F(ConfigTest, FirstStartWritesTheDefaultsPointingAtTheSampleDatabase) {
               std::string::npos);
     // The order lists all come before the width lists.
     EXPECT_LT(text.find("<FiltersColOrder>"), text.find("<ProjectRootWidths>"));
-    EXPECT_TRUE(text.ends_with("<Height>0</Height>\r\n</vantorel_config>\r\n"));
+    EXPECT_TRUE(
+        text.ends_with("<Height>0</Height>\r\n<TreeWidth>0</TreeWidth>\r\n</vantorel_config>\r\n"));
     EXPECT_TRUE(port.notices.empty());
 }
 

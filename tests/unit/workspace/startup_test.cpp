@@ -23,6 +23,7 @@ public:
     void RebuildTree() override { ++treeBuilds; }
     void ClearRightPane() override { ++paneClears; }
     void ShowCurrentUser(const std::string& text) override { currentUser = text; }
+    void ShowProgress(const std::string& text) override { progressTexts.push_back(text); }
     void RunSetUserDialog() override { ++setUserDialogs; }
     StartupAnswer AskStartupOptions(const std::string& lastName) override {
         askedWithName = lastName;
@@ -31,7 +32,7 @@ public:
     std::optional<fs::path> AskDatabaseFile() override { return databaseFile; }
     std::optional<fs::path> AskNewDatabaseFolder() override { return newFolder; }
 
-    std::vector<std::string> captions;
+    std::vector<std::string> captions, progressTexts;
     int treeBuilds = 0, paneClears = 0, setUserDialogs = 0;
     std::string currentUser, askedWithName;
     StartupAnswer startup{StartupChoice::LoadLast, true};
@@ -78,6 +79,14 @@ TEST_F(StartupTest, FirstStartCopiesTheSampleDatabaseAndOpensIt) {
     EXPECT_EQ(view.treeBuilds, 1);
     EXPECT_EQ(view.currentUser, "Current user: ");
     EXPECT_EQ(shell.Progress().Text(), "6 / 6 processed");
+    EXPECT_EQ(view.progressTexts.back(), "6 / 6 processed");
+    EXPECT_FALSE(shell.ReadOnly());
+    // Numbers a copy reports through the port reach the status bar, and a total of 0 clears it.
+    shell.ReportProgress(3, 40);
+    EXPECT_EQ(view.progressTexts.back(), "3 / 40 processed");
+    EXPECT_TRUE(shell.Progress().Active());
+    shell.ReportProgress(0, 0);
+    EXPECT_EQ(view.progressTexts.back(), "");
     EXPECT_EQ(shell.Configuration().Settings().recentDatabases[0],
               (folders.data / "SampleDB").string());
     EXPECT_TRUE(port.notices.empty()) << port.notices[0].text;
@@ -169,6 +178,13 @@ TEST(Commands, EveryMenuCommandRunsAnOperationAndRefusalsNameTheirReason) {
     EXPECT_EQ(OperationOf(40380), Operation::BulkUpdate);
     EXPECT_EQ(OperationOf(40259), OperationOf(40236));  // F5 and File / Refresh
     EXPECT_EQ(OperationOf(12345), Operation::None);
+    // A free program without a network leaves out licences, purchase and updates only.
+    int hidden = 0;
+    for (const MenuCommand& command : MainMenu())
+        hidden += !ShownInMenus(command.id);
+    EXPECT_EQ(hidden, 4);
+    EXPECT_FALSE(ShownInMenus(ID_HELP_CHECK_UPDATES));
+    EXPECT_TRUE(ShownInMenus(ID_HELP_ABOUT));
 
     const CommandState none{};
     EXPECT_EQ(CommandRefusal(Operation::Paste, none),

@@ -1,0 +1,225 @@
+#include "desktop/command_actions.h"
+
+#include <QActionGroup>
+#include <QComboBox>
+#include <QMenu>
+
+#include <algorithm>
+
+namespace vantorel {
+namespace {
+
+// The commands whose shortcut belongs to the selection in the tree: Delete in a dialog or
+// Ctrl+C in the page must not act on the tree.
+bool SelectionCommand(int command) {
+    switch (command) {
+        case ID_EDIT_COPY:
+        case ID_EDIT_PASTE:
+        case ID_EDIT_DELETE:
+        case ID_EDIT_DUPLICATE:
+        case ID_EDIT_RENAME:
+        case ID_EDIT_PROPERTIES:
+            return true;
+        default:
+            return false;
+    }
+}
+
+constexpr char kNoFilter[] = "--No Filter--";
+
+}  // namespace
+
+CommandActions::CommandActions(QWidget* window, QWidget* treeView, Runner run)
+    : QObject(window), m_window(window), m_treeView(treeView), m_run(std::move(run)) {}
+
+bool CommandActions::Available(Operation operation) {
+    switch (operation) {
+        case Operation::NewDatabase:
+        case Operation::OpenDatabase:
+        case Operation::CloseDatabase:
+        case Operation::OpenRecentDatabase:
+        case Operation::Refresh:
+        case Operation::Exit:
+        case Operation::View:
+        case Operation::Expand:
+        case Operation::ClearFilter:
+        case Operation::SetUser:
+        case Operation::SetAsCurrentUser:
+            return true;
+        default:
+            return false;
+    }
+}
+
+QAction* CommandActions::Action(int command) const {
+    auto found = m_actions.find(command);
+    return found == m_actions.end() ? nullptr : found->second;
+}
+
+QAction* CommandActions::MakeAction(int command, const QString& label, const QString& icon) {
+    if (QAction* existing = Action(command))
+        return existing;
+    auto* action = new QAction(label, this);
+    if (!icon.isEmpty())
+        action->setIcon(QIcon(":/desktop/icons/" + icon + ".svg"));
+    action->setData(command);
+    action->setEnabled(Available(OperationOf(command)));
+    connect(action, &QAction::triggered, this, [this, command] { m_run(command); });
+    QList<QKeySequence> keys;
+    for (const Accelerator& accelerator : Accelerators()) {
+        if (accelerator.id != command)
+            continue;
+        if (accelerator.key == "Enter")
+            keys << QKeySequence(Qt::Key_Return) << QKeySequence(Qt::Key_Enter);
+        else
+            keys << QKeySequence(QString::fromUtf8(accelerator.key.data(),
+                                                   static_cast<qsizetype>(accelerator.key.size())));
+    }
+    action->setShortcuts(keys);
+    if (SelectionCommand(command)) {
+        action->setShortcutContext(Qt::WidgetShortcut);
+        m_treeView->addAction(action);
+    } else {
+        action->setShortcutContext(Qt::WindowShortcut);
+        m_window->addAction(action);
+    }
+    m_actions[command] = action;
+    return action;
+}
+
+void CommandActions::BuildMenus(QMenuBar* bar) {
+    std::map<std::string, QMenu*> menus;
+    auto menuOf = [&](std::string_view path) {
+        const std::string key(path);
+        if (auto found = menus.find(key); found != menus.end())
+            return found->second;
+        const auto cut = path.rfind(" / ");
+        QMenu* menu = nullptr;
+        if (cut == std::string_view::npos) {
+            menu = bar->addMenu(QString::fromStdString(key));
+        } else {
+            const std::string_view title = path.substr(cut + 3);
+            menu = menus.at(std::string(path.substr(0, cut)))
+                       ->addMenu(
+                           QString::fromUtf8(title.data(), static_cast<qsizetype>(title.size())));
+        }
+        menus[key] = menu;
+        return menu;
+    };
+    for (const MenuCommand& command : MainMenu()) {
+        if (!ShownInMenus(command.id))
+            continue;
+        const std::string_view label = command.label.substr(0, command.label.find('\t'));
+        QMenu* menu = menuOf(command.menu);
+        QAction* action = MakeAction(
+            command.id, QString::fromUtf8(label.data(), static_cast<qsizetype>(label.size())));
+        menu->addAction(action);
+        if (command.id == ID_FILE_CLOSE_DB) {
+            m_recentMenu = menu->addMenu("Recent Databases");
+            m_recentMenu->setEnabled(false);
+        }
+        if (command.id == ID_FILTER_NONE)
+            m_filterMenu = menu;
+    }
+    // The accelerators with no menu item: F5 refreshes, Ctrl+A selects the whole page.
+    MakeAction(ID_REFRESH_KEY, "Refresh");
+    MakeAction(ID_SELECT_ALL, "Select All");
+}
+
+void CommandActions::BuildToolbar(QToolBar* toolbar) {
+    struct Button {
+        int command;
+        const char* label;
+        const char* icon;
+    };
+    static constexpr Button kButtons[] = {
+        {ID_FILE_OPEN_DB, "Open Database", "open"},
+        {ID_CREATE_TEST_CASE, "New Test Case", "new-item"},
+        {ID_EDIT_PROPERTIES, "Edit", "edit"},
+        {0, nullptr, nullptr},
+        {ID_EDIT_COPY, "Copy", "copy"},
+        {ID_EDIT_PASTE, "Paste", "paste"},
+        {ID_EDIT_DELETE, "Delete", "delete"},
+        {0, nullptr, nullptr},
+        {ID_FILE_REFRESH, "Refresh", "refresh"},
+        {ID_EDIT_BACK, "Back", "back"},
+        {ID_EDIT_FORWARD, "Forward", "forward"},
+        {0, nullptr, nullptr},
+        {ID_REPORT_WIZARD, "Report Wizard", "report-wizard"},
+        {ID_FILE_PRINT, "Print", "print"},
+    };
+    for (const Button& button : kButtons) {
+        if (!button.label) {
+            toolbar->addSeparator();
+            continue;
+        }
+        QAction* action = MakeAction(button.command, button.label);
+        action->setIcon(QIcon(QString(":/desktop/icons/") + button.icon + ".svg"));
+        toolbar->addAction(action);
+    }
+    toolbar->addSeparator();
+    m_filterSelector = new QComboBox(toolbar);
+    m_filterSelector->setObjectName("filterSelector");
+    m_filterSelector->setMinimumContentsLength(16);
+    m_filterSelector->setToolTip("The filter of filtered reports");
+    toolbar->addWidget(m_filterSelector);
+    connect(m_filterSelector, &QComboBox::activated, this, [this](int index) {
+        ChooseFilter(index <= 0 ? std::string() : m_filterSelector->itemText(index).toStdString());
+    });
+    SetFilters({});
+}
+
+void CommandActions::SetRecentDatabases(const std::vector<MenuEntry>& entries) {
+    if (!m_recentMenu)
+        return;
+    m_recentMenu->clear();
+    for (const MenuEntry& entry : entries) {
+        QAction* action = m_recentMenu->addAction(QString::fromStdString(entry.text));
+        action->setData(entry.command);
+        connect(action, &QAction::triggered, this,
+                [this, command = entry.command] { m_run(command); });
+    }
+    m_recentMenu->setEnabled(!entries.empty());
+}
+
+void CommandActions::SetFilters(const std::vector<std::string>& filters) {
+    if (std::ranges::find(filters, m_activeFilter) == filters.end())
+        m_activeFilter.clear();
+    for (QAction* action : m_filterActions)
+        delete action;
+    m_filterActions.clear();
+    if (m_filterMenu) {
+        for (const std::string& filter : filters) {
+            QAction* action = m_filterMenu->addAction(QString::fromStdString(filter));
+            action->setCheckable(true);
+            action->setChecked(filter == m_activeFilter);
+            connect(action, &QAction::triggered, this, [this, filter] { ChooseFilter(filter); });
+            m_filterActions.push_back(action);
+        }
+    }
+    if (m_filterSelector) {
+        m_filterSelector->clear();
+        m_filterSelector->addItem(kNoFilter);
+        for (const std::string& filter : filters)
+            m_filterSelector->addItem(QString::fromStdString(filter));
+        m_filterSelector->setCurrentText(
+            m_activeFilter.empty() ? QString(kNoFilter) : QString::fromStdString(m_activeFilter));
+    }
+}
+
+void CommandActions::ChooseFilter(const std::string& filter) {
+    m_activeFilter = filter;
+    for (QAction* action : m_filterActions)
+        action->setChecked(action->text().toStdString() == filter);
+    if (m_filterSelector)
+        m_filterSelector->setCurrentText(filter.empty() ? QString(kNoFilter)
+                                                        : QString::fromStdString(filter));
+    emit filterChosen(QString::fromStdString(filter));
+}
+
+void CommandActions::SetAvailable(int command, bool available) {
+    if (QAction* action = Action(command))
+        action->setEnabled(available);
+}
+
+}  // namespace vantorel

@@ -1,0 +1,39 @@
+#include "desktop/desktop_program.h"
+
+#include <QApplication>
+#include <QTimer>
+
+#include "desktop/main_window.h"
+#include "desktop/qt_port.h"
+
+namespace vantorel {
+
+void PrepareDesktopApplication() {
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+}
+
+int RunDesktop(int& argc, char** argv, const std::filesystem::path& databaseMarker) {
+    PrepareDesktopApplication();
+    QApplication application(argc, argv);
+    QApplication::setApplicationName("Vantorel");
+    QApplication::setWindowIcon(QIcon(":/desktop/icons/vantorel.svg"));
+    QtPort port;
+    MainWindow window(port, FindShellFolders());
+    port.SetWindow(&window);
+    QObject::connect(&port, &QtPort::progressReported, &window, &MainWindow::ShowReportedProgress);
+
+    Shell& shell = window.TheShell();
+    shell.Start({argv + 1, argv + argc}, !databaseMarker.empty());
+    window.show();
+    // The database opens once the window is on screen, so its dialogs and messages have a
+    // window to belong to.
+    QTimer::singleShot(0, &window, [&] {
+        if (databaseMarker.empty())
+            shell.OpenAtStartup();
+        else
+            shell.OpenDatabase(databaseMarker);
+    });
+    return QApplication::exec();
+}
+
+}  // namespace vantorel

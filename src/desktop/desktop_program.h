@@ -1,0 +1,18 @@
+#pragma once
+// The desktop program: the window, its start-up and its event loop.
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace vantorel {
+
+// What must be settled before the QApplication exists: the web view's shared contexts and
+// the page scheme.
+void PrepareDesktopApplication();
+
+// Runs the window until it is closed; the program's exit status. databaseMarker, when given,
+// is the database the command line names, opened instead of the start-up choice.
+int RunDesktop(int& argc, char** argv, const std::filesystem::path& databaseMarker);
+
+}  // namespace vantorel

@@ -1,0 +1,300 @@
+#include "desktop/main_window.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QHeaderView>
+#include <QStatusBar>
+#include <QToolBar>
+
+#include "desktop/dialogs/shell_dialogs.h"
+#include "filters/filter.h"
+#include "storage/identifiers.h"
+#include "storage/item_listing.h"
+
+namespace vantorel {
+namespace fs = std::filesystem;
+
+MainWindow::MainWindow(UserPort& port, ShellFolders folders, QWidget* parent)
+    : QMainWindow(parent),
+      m_port(port),
+      m_shell(port, *this, std::move(folders)),
+      m_model(this),
+      m_tree(new QTreeView),
+      m_rightPane(new QStackedWidget),
+      m_splitter(new QSplitter(Qt::Horizontal)) {
+    setObjectName("mainWindow");
+    setWindowIcon(QIcon(":/desktop/icons/vantorel.svg"));
+
+    m_tree->setObjectName("navigationTree");
+    m_tree->setModel(&m_model);
+    m_tree->setHeaderHidden(true);
+    m_tree->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    m_tree->setEditTriggers(QAbstractItemView::EditKeyPressed);
+    m_tree->setDragDropMode(QAbstractItemView::DragDrop);
+    m_tree->setDefaultDropAction(Qt::MoveAction);
+    m_tree->setUniformRowHeights(true);
+    connect(m_tree->selectionModel(), &QItemSelectionModel::currentChanged, this,
+            [this] { ShowSelected(); });
+    connect(m_tree, &QTreeView::doubleClicked, this, [this](const QModelIndex& index) {
+        const TreeNode* node = m_model.NodeAt(index);
+        if (node && !IsFolderKind(node->kind))
+            RunCommand(ID_EDIT_PROPERTIES);
+    });
+
+    auto* blank = new QWidget;
+    blank->setObjectName("blankPane");
+    m_rightPane->addWidget(blank);
+    m_splitter->setObjectName("splitter");
+    m_splitter->addWidget(m_tree);
+    m_splitter->addWidget(m_rightPane);
+    m_splitter->setStretchFactor(1, 1);
+    m_splitter->setChildrenCollapsible(false);
+    setCentralWidget(m_splitter);
+
+    m_commands = new CommandActions(this, m_tree, [this](int command) { RunCommand(command); });
+    m_commands->BuildMenus(menuBar());
+    auto* toolbar = addToolBar("Toolbar");
+    toolbar->setObjectName("toolbar");
+    toolbar->setMovable(false);
+    toolbar->setIconSize({20, 20});
+    m_commands->BuildToolbar(toolbar);
+
+    // Three parts: a quarter of the width for the state, the current user up to three fifths,
+    // the progress counter the rest.
+    m_statusText = new QLabel("Ready");
+    m_userText = new QLabel;
+    m_userText->setObjectName("currentUser");
+    m_progressText = new QLabel;
+    m_progressText->setObjectName("progress");
+    statusBar()->addWidget(m_statusText, 25);
+    statusBar()->addWidget(m_userText, 35);
+    statusBar()->addWidget(m_progressText, 40);
+
+    RestoreWindowState();
+}
+
+MainWindow::~MainWindow() = default;
+
+void MainWindow::RestoreWindowState() {
+    // Before the start-up the configuration isn't read; the shell reads it in Start, and the
+    // window takes its rectangle when it is first shown.
+}
+
+void MainWindow::showEvent(QShowEvent* event) {
+    QMainWindow::showEvent(event);
+    if (m_shown)
+        return;
+    m_shown = true;
+    const ConfigSettings& settings = m_shell.Configuration().Settings();
+    if (settings.width > 0 && settings.height > 0)
+        setGeometry(settings.xPos, settings.yPos, settings.width, settings.height);
+    const int treeWidth = settings.treeWidth > 0 ? settings.treeWidth : width() / 3;
+    m_splitter->setSizes({treeWidth, std::max(1, width() - treeWidth)});
+}
+
+void MainWindow::SaveWindowState() {
+    // A window never shown has no rectangle worth keeping.
+    if (!m_shown)
+        return;
+    ConfigSettings& settings = m_shell.Configuration().Settings();
+    const QRect frame = geometry();
+    settings.xPos = frame.x();
+    settings.yPos = frame.y();
+    settings.width = frame.width();
+    settings.height = frame.height();
+    settings.treeWidth = m_splitter->sizes().value(0);
+    m_shell.Configuration().Write();
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    SaveWindowState();
+    event->accept();
+}
+
+void MainWindow::SetCaption(const std::string& title) {
+    setWindowTitle(QString::fromStdString(title));
+}
+
+void MainWindow::RebuildTree() {
+    VantorelDatabase& database = m_shell.Database();
+    const bool open = database.IsOpen();
+    m_model.SetDatabase(open ? database.Directory() : fs::path(), &m_shell.Custom(),
+                        m_shell.Configuration().Settings().changeIconsInTreeview);
+    AfterDatabaseChange();
+}
+
+void MainWindow::AfterDatabaseChange() {
+    VantorelDatabase& database = m_shell.Database();
+    m_commands->SetRecentDatabases(RecentDatabaseMenu(m_shell.Configuration().Settings()));
+    m_commands->SetFilters(database.IsOpen()
+                               ? ItemIdsIn(database.Directory() / std::string(kFiltersFolder))
+                               : std::vector<std::string>{});
+    m_statusText->setText(database.IsOpen() && m_shell.ReadOnly()
+                              ? "Read only: this database can't be changed from here"
+                              : "Ready");
+}
+
+void MainWindow::ClearRightPane() {
+    m_rightPane->setCurrentIndex(0);
+}
+
+void MainWindow::ShowCurrentUser(const std::string& text) {
+    m_userText->setText(QString::fromStdString(text));
+}
+
+void MainWindow::ShowProgress(const std::string& text) {
+    m_progressText->setText(QString::fromStdString(text));
+}
+
+void MainWindow::ShowReportedProgress(int processed, int total) {
+    m_shell.ReportProgress(processed, total);
+}
+
+void MainWindow::RunSetUserDialog() {
+    if (!m_shell.Database().IsOpen())
+        return;
+    if (vantorel::RunSetUserDialog(this, m_shell.Database().Directory(), m_shell.Custom(),
+                                   m_shell.CurrentUser(), m_port))
+        m_shell.RefreshCurrentUser();
+}
+
+ShellView::StartupAnswer MainWindow::AskStartupOptions(const std::string& lastDatabaseName) {
+    return RunStartupDialog(this, lastDatabaseName);
+}
+
+std::optional<fs::path> MainWindow::AskDatabaseFile() {
+    const fs::path start = m_shell.Database().IsOpen()
+                               ? m_shell.Database().Directory().parent_path()
+                               : m_shell.Folders().documents;
+    return ChooseDatabaseFile(this, start);
+}
+
+std::optional<fs::path> MainWindow::AskNewDatabaseFolder() {
+    return RunNewDatabaseDialog(this);
+}
+
+std::vector<TreeNode> MainWindow::SelectedNodes() const {
+    std::vector<TreeNode> nodes;
+    for (const QModelIndex& index : m_tree->selectionModel()->selectedIndexes())
+        if (const TreeNode* node = m_model.NodeAt(index))
+            nodes.push_back(*node);
+    if (nodes.empty())
+        if (std::optional<TreeNode> current = CurrentNode())
+            nodes.push_back(*current);
+    return nodes;
+}
+
+std::optional<TreeNode> MainWindow::CurrentNode() const {
+    if (const TreeNode* node = m_model.NodeAt(m_tree->currentIndex()))
+        return *node;
+    return std::nullopt;
+}
+
+void MainWindow::SelectPath(const fs::path& path) {
+    if (!m_shell.Database().IsOpen())
+        return;
+    const QModelIndex index = m_model.IndexOf(ReselectPath(m_shell.Database().Directory(), path));
+    if (!index.isValid())
+        return;
+    m_tree->setCurrentIndex(index);
+    m_tree->scrollTo(index);
+}
+
+CommandState MainWindow::State() const {
+    CommandState state;
+    VantorelDatabase& database = const_cast<Shell&>(m_shell).Database();
+    state.databaseOpen = database.IsOpen();
+    const std::vector<TreeNode> selection = SelectedNodes();
+    if (!selection.empty()) {
+        const NodeKind kind = selection.front().kind;
+        state.projectSelected = kind == TV_PRJ_PRJ_FLD;
+        state.projectReportsSelected =
+            kind == TV_PRJ_PRJ_FLD || kind == TV_PRJ_RPTS_FLD || kind == TV_RPT_FLD;
+    }
+    if (state.databaseOpen) {
+        ItemListing projects;
+        state.anyProject = ListItems(database.Directory() / "Projects", projects) == 0 &&
+                           !projects.folders.empty();
+    }
+    for (const TreeNode& node : selection)
+        state.testersSelected += node.kind == TV_TESTER_DOC;
+    return state;
+}
+
+void MainWindow::RunCommand(int command) {
+    const Operation operation = OperationOf(command);
+    if (!CommandActions::Available(operation))
+        return;
+    if (std::optional<Notice> refusal = CommandRefusal(operation, State())) {
+        m_port.tell(*refusal);
+        return;
+    }
+    switch (operation) {
+        case Operation::NewDatabase:
+            m_shell.OnNewDatabase();
+            break;
+        case Operation::OpenDatabase:
+            if (std::optional<fs::path> marker = AskDatabaseFile())
+                m_shell.OpenDatabase(*marker);
+            break;
+        case Operation::OpenRecentDatabase: {
+            const auto& recent = m_shell.Configuration().Settings().recentDatabases;
+            const std::size_t slot = static_cast<std::size_t>(command - ID_FILE_RECENT_FIRST);
+            if (slot < recent.size() && !recent[slot].empty())
+                m_shell.OpenDatabase(fs::path(recent[slot]));
+            break;
+        }
+        case Operation::CloseDatabase:
+            m_shell.OnCloseDatabase();
+            break;
+        case Operation::Refresh:
+            RefreshAll();
+            break;
+        case Operation::Exit:
+            close();
+            break;
+        case Operation::View:
+            ShowSelected();
+            break;
+        case Operation::Expand:
+            m_tree->expand(m_tree->currentIndex());
+            break;
+        case Operation::ClearFilter:
+            m_commands->ChooseFilter({});
+            break;
+        case Operation::SetUser:
+        case Operation::SetAsCurrentUser:
+            RunSetUserDialog();
+            break;
+        default:
+            break;
+    }
+}
+
+void MainWindow::RefreshAll() {
+    if (!m_shell.Database().IsOpen())
+        return;
+    const std::optional<TreeNode> current = CurrentNode();
+    // Every folder read so far is read again; the rest is read when it is expanded.
+    std::vector<fs::path> folders{m_shell.Database().Directory()};
+    for (std::size_t next = 0; next < folders.size(); ++next) {
+        const QModelIndex index = m_model.IndexOf(folders[next]);
+        m_model.RefreshFolder(folders[next]);
+        for (int row = 0; row < m_model.rowCount(index); ++row) {
+            const QModelIndex child = m_model.index(row, 0, index);
+            if (m_model.rowCount(child) > 0)
+                folders.push_back(m_model.NodeAt(child)->path);
+        }
+    }
+    AfterDatabaseChange();
+    if (current)
+        SelectPath(current->path);
+    ShowSelected();
+}
+
+void MainWindow::ShowSelected() {
+    // The item pages join here with the page view.
+    m_rightPane->setCurrentIndex(0);
+}
+
+}  // namespace vantorel

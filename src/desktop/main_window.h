@@ -1,0 +1,79 @@
+#pragma once
+// The main window: menus and toolbar from the command table, the navigation tree on the left,
+// the selected item's page on the right, the status bar with the current user and the
+// progress counter. It is the shell's view: the shell decides, the window shows and runs the
+// dialogs the shell asks for. Commands on the tree's selection go to TreeActions.
+
+#include <QLabel>
+#include <QMainWindow>
+#include <QSplitter>
+#include <QStackedWidget>
+#include <QTreeView>
+#include <memory>
+#include <optional>
+
+#include "desktop/command_actions.h"
+#include "desktop/tree/navigation_model.h"
+#include "workspace/startup.h"
+
+namespace vantorel {
+
+class MainWindow : public QMainWindow, public ShellView {
+    Q_OBJECT
+public:
+    MainWindow(UserPort& port, ShellFolders folders, QWidget* parent = nullptr);
+    ~MainWindow() override;
+
+    Shell& TheShell() { return m_shell; }
+    NavigationModel& Model() { return m_model; }
+    QTreeView& Tree() { return *m_tree; }
+    CommandActions& Commands() { return *m_commands; }
+
+    // Runs a command of a menu, accelerator, toolbar button or context menu: its operation,
+    // or the message that refuses it.
+    void RunCommand(int command);
+    // The selected items, in the order they were selected; the current one when none is.
+    std::vector<TreeNode> SelectedNodes() const;
+    std::optional<TreeNode> CurrentNode() const;
+    // Selects and shows the item at path, or the nearest folder above it that still exists.
+    void SelectPath(const std::filesystem::path& path);
+    // Numbers a worker reported through the port.
+    void ShowReportedProgress(int processed, int total);
+
+    // ShellView
+    void SetCaption(const std::string& title) override;
+    void RebuildTree() override;
+    void ClearRightPane() override;
+    void ShowCurrentUser(const std::string& text) override;
+    void ShowProgress(const std::string& text) override;
+    void RunSetUserDialog() override;
+    StartupAnswer AskStartupOptions(const std::string& lastDatabaseName) override;
+    std::optional<std::filesystem::path> AskDatabaseFile() override;
+    std::optional<std::filesystem::path> AskNewDatabaseFolder() override;
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+
+private:
+    CommandState State() const;
+    void ShowSelected();
+    void RefreshAll();
+    void AfterDatabaseChange();
+    void RestoreWindowState();
+    void SaveWindowState();
+
+    UserPort& m_port;
+    Shell m_shell;
+    NavigationModel m_model;
+    QTreeView* m_tree;
+    QStackedWidget* m_rightPane;
+    QSplitter* m_splitter;
+    CommandActions* m_commands;
+    QLabel* m_statusText;
+    QLabel* m_userText;
+    QLabel* m_progressText;
+    bool m_shown = false;
+};
+
+}  // namespace vantorel

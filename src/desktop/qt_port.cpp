@@ -1,0 +1,82 @@
+#include "desktop/qt_port.h"
+
+#include <QCheckBox>
+#include <QMessageBox>
+#include <QThread>
+
+namespace vantorel {
+namespace {
+
+QMessageBox::Icon BoxIcon(Icon icon) {
+    switch (icon) {
+        case Icon::Question:
+            return QMessageBox::Question;
+        case Icon::Information:
+            return QMessageBox::Information;
+        case Icon::Error:
+            return QMessageBox::Critical;
+        case Icon::Warning:
+            break;
+    }
+    return QMessageBox::Warning;
+}
+
+}  // namespace
+
+QtPort::QtPort(QObject* parent) : QObject(parent) {}
+
+void QtPort::tell(const Notice& notice) {
+    OnWindowThread(notice, false);
+}
+
+bool QtPort::ask(const Notice& question) {
+    return OnWindowThread(question, true);
+}
+
+bool QtPort::OnWindowThread(const Notice& notice, bool question) {
+    if (QThread::currentThread() == thread())
+        return Show(notice, question);
+    bool answer = false;
+    QMetaObject::invokeMethod(
+        this, [&] { answer = Show(notice, question); }, Qt::BlockingQueuedConnection);
+    return answer;
+}
+
+bool QtPort::Show(const Notice& notice, bool question) {
+    // Messages are plain text: they quote paths and names, which may hold "<" or "&".
+    QMessageBox box(BoxIcon(notice.icon), QString::fromStdString(notice.caption),
+                    QString::fromStdString(notice.text), QMessageBox::NoButton, m_window);
+    box.setTextFormat(Qt::PlainText);
+    if (!question) {
+        box.setStandardButtons(QMessageBox::Ok);
+        box.exec();
+        return true;
+    }
+    if (notice.tick.empty()) {
+        box.setStandardButtons(QMessageBox::Yes | QMessageBox::No);
+        box.setDefaultButton(QMessageBox::No);
+        return box.exec() == QMessageBox::Yes;
+    }
+    auto* tick = new QCheckBox(QString::fromStdString(notice.tick), &box);
+    box.setCheckBox(tick);
+    box.setStandardButtons(QMessageBox::Ok | QMessageBox::Cancel);
+    return box.exec() == QMessageBox::Ok && tick->isChecked();
+}
+
+void QtPort::progress(int processed, int total) {
+    m_latest = static_cast<std::uint64_t>(static_cast<std::uint32_t>(processed)) << 32 |
+               static_cast<std::uint32_t>(total);
+    // One call waits on the window's queue at a time, and it shows the newest numbers.
+    if (m_progressPosted.exchange(true))
+        return;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            m_progressPosted = false;
+            const std::uint64_t latest = m_latest;
+            emit progressReported(static_cast<int>(latest >> 32), static_cast<int>(latest));
+        },
+        Qt::QueuedConnection);
+}
+
+}  // namespace vantorel

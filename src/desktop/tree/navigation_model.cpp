@@ -1,0 +1,368 @@
+#include "desktop/tree/navigation_model.h"
+
+#include <QMimeData>
+
+#include <algorithm>
+#include <map>
+
+#include "documents/custom_cfg.h"
+#include "workspace/item_transfer.h"
+
+namespace vantorel {
+namespace fs = std::filesystem;
+namespace {
+
+// Dragged items travel as their paths, one per line; only this program's trees read them.
+constexpr char kItemPathsMime[] = "application/x-vantorel-item-paths";
+
+const char* IconName(NodeKind kind) {
+    switch (kind) {
+        case TV_TEST_ROOT:
+            return "library";
+        case TV_TEST_SUITE_FLD:
+            return "suite";
+        case TV_TEST_TEST_DOC:
+            return "test-case";
+        case TV_PRJ_ROOT:
+            return "projects";
+        case TV_PRJ_PRJ_FLD:
+            return "project";
+        case TV_PRJ_TEST_FLD:
+        case TV_PRJ_SUITE_FLD:
+            return "project-suite";
+        case TV_PRJ_TEST_DOC:
+            return "project-test-case";
+        case TV_PRJ_RPTS_FLD:
+        case TV_RPT_FLD:
+            return "reports";
+        case TV_RPT_DOC:
+            return "report";
+        case TV_CFG_ROOT:
+        case TV_CFG_DOC:
+            return "configuration";
+        case TV_RES_ROOT:
+        case TV_RES_DOC:
+            return "resource";
+        case TV_TESTER_ROOT:
+        case TV_TESTER_DOC:
+            return "tester";
+        case TV_FILTER_ROOT:
+        case TV_FILTER_DOC:
+            return "filter";
+        case TV_NONE:
+            break;
+    }
+    return "test-case";
+}
+
+const QIcon& CachedIcon(const QString& name) {
+    static std::map<QString, QIcon> icons;
+    auto [place, added] = icons.try_emplace(name);
+    if (added)
+        place->second = QIcon(":/desktop/icons/" + name + ".svg");
+    return place->second;
+}
+
+}  // namespace
+
+struct NavigationModel::Node {
+    TreeNode item;
+    Node* parent = nullptr;
+    std::vector<std::unique_ptr<Node>> children;
+    bool populated = false;
+    // The status icon's number once read (0 the plain document); -1 not read yet.
+    mutable int statusIcon = -1;
+
+    int Row() const {
+        const auto& siblings = parent->children;
+        auto found =
+            std::ranges::find_if(siblings, [this](const auto& c) { return c.get() == this; });
+        return static_cast<int>(found - siblings.begin());
+    }
+};
+
+NavigationModel::NavigationModel(QObject* parent)
+    : QAbstractItemModel(parent), m_root(std::make_unique<Node>()) {
+    m_root->populated = true;
+}
+
+NavigationModel::~NavigationModel() = default;
+
+void NavigationModel::SetDatabase(const fs::path& databaseDir, const CustomCfg* custom,
+                                  bool statusIcons) {
+    beginResetModel();
+    m_databaseDir = databaseDir;
+    m_custom = custom;
+    m_statusIcons = statusIcons;
+    m_root = std::make_unique<Node>();
+    m_root->populated = true;
+    if (!databaseDir.empty()) {
+        for (TreeNode& top : TopLevelNodes(databaseDir)) {
+            auto node = std::make_unique<Node>();
+            node->item = std::move(top);
+            node->parent = m_root.get();
+            m_root->children.push_back(std::move(node));
+        }
+    }
+    endResetModel();
+}
+
+NavigationModel::Node* NavigationModel::NodeOf(const QModelIndex& index) const {
+    return index.isValid() ? static_cast<Node*>(index.internalPointer()) : m_root.get();
+}
+
+const TreeNode* NavigationModel::NodeAt(const QModelIndex& index) const {
+    return index.isValid() ? &NodeOf(index)->item : nullptr;
+}
+
+QModelIndex NavigationModel::IndexOfNode(const Node* node) const {
+    if (!node || node == m_root.get())
+        return {};
+    return createIndex(node->Row(), 0, const_cast<Node*>(node));
+}
+
+QModelIndex NavigationModel::index(int row, int column, const QModelIndex& parent) const {
+    const Node* folder = NodeOf(parent);
+    if (column != 0 || row < 0 || row >= static_cast<int>(folder->children.size()))
+        return {};
+    return createIndex(row, 0, folder->children[static_cast<std::size_t>(row)].get());
+}
+
+QModelIndex NavigationModel::parent(const QModelIndex& child) const {
+    if (!child.isValid())
+        return {};
+    return IndexOfNode(NodeOf(child)->parent);
+}
+
+int NavigationModel::rowCount(const QModelIndex& parent) const {
+    if (parent.column() > 0)
+        return 0;
+    return static_cast<int>(NodeOf(parent)->children.size());
+}
+
+int NavigationModel::columnCount(const QModelIndex&) const {
+    return 1;
+}
+
+bool NavigationModel::hasChildren(const QModelIndex& parent) const {
+    const Node* node = NodeOf(parent);
+    if (node == m_root.get())
+        return !node->children.empty();
+    // An unread folder shows its arrow; reading it tells whether anything is inside.
+    return IsFolderKind(node->item.kind) && (!node->populated || !node->children.empty());
+}
+
+bool NavigationModel::canFetchMore(const QModelIndex& parent) const {
+    const Node* node = NodeOf(parent);
+    return !node->populated && IsFolderKind(node->item.kind);
+}
+
+void NavigationModel::fetchMore(const QModelIndex& parent) {
+    Node* node = NodeOf(parent);
+    if (!node->populated)
+        Populate(node, parent);
+}
+
+void NavigationModel::Populate(Node* folder, const QModelIndex& folderIndex) {
+    // Marked first, so a view that asks again while the rows arrive reads nothing twice.
+    folder->populated = true;
+    std::vector<TreeNode> children = ChildNodes(m_databaseDir, folder->item);
+    if (children.empty()) {
+        // The arrow of a folder found empty goes away.
+        emit dataChanged(folderIndex, folderIndex);
+        return;
+    }
+    beginInsertRows(folderIndex, 0, static_cast<int>(children.size()) - 1);
+    folder->children.reserve(children.size());
+    for (TreeNode& child : children) {
+        auto node = std::make_unique<Node>();
+        node->item = std::move(child);
+        node->parent = folder;
+        folder->children.push_back(std::move(node));
+    }
+    endInsertRows();
+}
+
+void NavigationModel::RefreshFolder(const fs::path& folder) {
+    Node* node = FindNode(folder);
+    if (!node || !node->populated)
+        return;
+    const QModelIndex folderIndex = IndexOfNode(node);
+    std::vector<TreeNode> now =
+        node == m_root.get() ? TopLevelNodes(m_databaseDir) : ChildNodes(m_databaseDir, node->item);
+    auto& children = node->children;
+    // Rows that went away, from the last, so the rows before keep their numbers.
+    for (int row = static_cast<int>(children.size()) - 1; row >= 0; --row) {
+        const TreeNode& item = children[static_cast<std::size_t>(row)]->item;
+        if (std::ranges::find(now, item) == now.end()) {
+            beginRemoveRows(folderIndex, row, row);
+            children.erase(children.begin() + row);
+            endRemoveRows();
+        }
+    }
+    // What remains is in the order of the listing, so new rows go in where the listing has
+    // them.
+    for (std::size_t place = 0; place < now.size(); ++place) {
+        if (place < children.size() && children[place]->item == now[place]) {
+            children[place]->statusIcon = -1;
+            continue;
+        }
+        const int row = static_cast<int>(place);
+        beginInsertRows(folderIndex, row, row);
+        auto added = std::make_unique<Node>();
+        added->item = now[place];
+        added->parent = node;
+        children.insert(children.begin() + row, std::move(added));
+        endInsertRows();
+    }
+    if (!children.empty())
+        emit dataChanged(index(0, 0, folderIndex),
+                         index(static_cast<int>(children.size()) - 1, 0, folderIndex),
+                         {Qt::DecorationRole});
+}
+
+NavigationModel::Node* NavigationModel::FindNode(const fs::path& path) {
+    if (m_databaseDir.empty())
+        return nullptr;
+    const fs::path wanted = path.lexically_normal();
+    if (wanted == m_databaseDir.lexically_normal())
+        return m_root.get();
+    Node* node = m_root.get();
+    while (node) {
+        Node* next = nullptr;
+        for (const auto& child : node->children) {
+            const fs::path childPath = child->item.path.lexically_normal();
+            if (childPath == wanted)
+                return child.get();
+            auto [end, unused] =
+                std::mismatch(childPath.begin(), childPath.end(), wanted.begin(), wanted.end());
+            if (end == childPath.end()) {
+                next = child.get();
+                break;
+            }
+        }
+        if (next && !next->populated)
+            Populate(next, IndexOfNode(next));
+        node = next;
+    }
+    return nullptr;
+}
+
+QModelIndex NavigationModel::IndexOf(const fs::path& path) {
+    return IndexOfNode(FindNode(path));
+}
+
+QIcon NavigationModel::IconOf(const Node& node) const {
+    if (node.item.kind == TV_PRJ_TEST_DOC && m_statusIcons && m_custom) {
+        // Read when the row is first painted, so expanding a large suite reads no document.
+        if (node.statusIcon < 0)
+            node.statusIcon = StatusIconOf(node.item.path, *m_custom);
+        static constexpr const char* kStatusIcons[] = {"project-test-case", "status-pass",
+                                                       "status-fail", "status-not-run",
+                                                       "status-postponed"};
+        return CachedIcon(kStatusIcons[std::clamp(node.statusIcon, 0, 4)]);
+    }
+    return CachedIcon(IconName(node.item.kind));
+}
+
+QVariant NavigationModel::data(const QModelIndex& index, int role) const {
+    if (!index.isValid())
+        return {};
+    const Node& node = *NodeOf(index);
+    switch (role) {
+        case Qt::DisplayRole:
+        case Qt::EditRole:
+            return QString::fromStdString(node.item.label);
+        case Qt::DecorationRole:
+            return IconOf(node);
+        case Qt::ToolTipRole:
+            return QString::fromStdString(node.item.path.string());
+        default:
+            return {};
+    }
+}
+
+bool NavigationModel::setData(const QModelIndex& index, const QVariant& value, int role) {
+    if (!index.isValid() || role != Qt::EditRole)
+        return false;
+    const TreeNode& node = NodeOf(index)->item;
+    if (value.toString().toStdString() != node.label)
+        emit renameRequested(node, value.toString());
+    // The label changes when the item on disk has been renamed and the folder refreshed.
+    return false;
+}
+
+Qt::ItemFlags NavigationModel::flags(const QModelIndex& index) const {
+    if (!index.isValid())
+        return Qt::NoItemFlags;
+    const NodeKind kind = NodeOf(index)->item.kind;
+    Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable;
+    if (!IsFixedKind(kind))
+        flags |= Qt::ItemIsEditable | Qt::ItemIsDragEnabled;
+    if (IsFolderKind(kind))
+        flags |= Qt::ItemIsDropEnabled;
+    return flags;
+}
+
+Qt::DropActions NavigationModel::supportedDragActions() const {
+    return Qt::MoveAction | Qt::CopyAction;
+}
+
+Qt::DropActions NavigationModel::supportedDropActions() const {
+    return Qt::MoveAction | Qt::CopyAction;
+}
+
+QStringList NavigationModel::mimeTypes() const {
+    return {kItemPathsMime};
+}
+
+QMimeData* NavigationModel::mimeData(const QModelIndexList& indexes) const {
+    QStringList paths;
+    for (const QModelIndex& index : indexes)
+        if (index.isValid())
+            paths << QString::fromStdString(NodeOf(index)->item.path.string());
+    auto* data = new QMimeData;
+    data->setData(kItemPathsMime, paths.join('\n').toUtf8());
+    return data;
+}
+
+std::vector<TreeNode> NavigationModel::DraggedNodes(const QMimeData* data) const {
+    std::vector<TreeNode> nodes;
+    if (!data || m_databaseDir.empty())
+        return nodes;
+    for (const QString& line : QString::fromUtf8(data->data(kItemPathsMime)).split('\n')) {
+        if (line.isEmpty())
+            continue;
+        const fs::path path = line.toStdString();
+        const NodeKind kind = NodeKindOf(m_databaseDir, path);
+        if (kind == TV_NONE)
+            continue;
+        nodes.push_back(
+            {path, kind, IsFolderKind(kind) ? path.filename().string() : path.stem().string()});
+    }
+    return nodes;
+}
+
+bool NavigationModel::canDropMimeData(const QMimeData* data, Qt::DropAction, int, int,
+                                      const QModelIndex& parent) const {
+    if (!parent.isValid())
+        return false;
+    const NodeKind target = NodeOf(parent)->item.kind;
+    const std::vector<TreeNode> items = DraggedNodes(data);
+    return !items.empty() && std::ranges::all_of(items, [target](const TreeNode& item) {
+        return CanDrop(item.kind, target);
+    });
+}
+
+bool NavigationModel::dropMimeData(const QMimeData* data, Qt::DropAction action, int row,
+                                   int column, const QModelIndex& parent) {
+    if (!canDropMimeData(data, action, row, column, parent))
+        return false;
+    const TreeNode target = NodeOf(parent)->item;
+    for (const TreeNode& item : DraggedNodes(data))
+        emit dropRequested(item, target, action == Qt::CopyAction);
+    // False: the view removes no rows; the tree shows the move once it is done.
+    return false;
+}
+
+}  // namespace vantorel

@@ -1,0 +1,81 @@
+#pragma once
+// The navigation tree as a Qt model over the core's tree rules: the six roots of the open
+// database, a folder's children read only when it is first expanded, icons by kind and, for
+// project test cases, by status. Renames and drops are not done here: the model hands them to
+// whoever runs the core's rename and transfers, and shows the result when told to refresh.
+
+#include <QAbstractItemModel>
+#include <QIcon>
+#include <filesystem>
+#include <memory>
+#include <vector>
+
+#include "workspace/navigation.h"
+
+namespace vantorel {
+
+class CustomCfg;
+
+class NavigationModel : public QAbstractItemModel {
+    Q_OBJECT
+public:
+    explicit NavigationModel(QObject* parent = nullptr);
+    ~NavigationModel() override;
+
+    // Shows the database at databaseDir, or nothing when it is empty. custom gives the status
+    // icons of project test cases when statusIcons is on; it must outlive the model's use.
+    void SetDatabase(const std::filesystem::path& databaseDir, const CustomCfg* custom,
+                     bool statusIcons);
+    const std::filesystem::path& DatabaseDir() const { return m_databaseDir; }
+
+    // The node of an index; null for the invisible root.
+    const TreeNode* NodeAt(const QModelIndex& index) const;
+    // The index of the item at path, reading the folders on the way; invalid when the path is
+    // not in the tree.
+    QModelIndex IndexOf(const std::filesystem::path& path);
+    // Reads the folder's children again where they were read, keeping the nodes that remain
+    // (so their expansion and selection stay), and forgets the status icons below it.
+    void RefreshFolder(const std::filesystem::path& folder);
+
+    QModelIndex index(int row, int column, const QModelIndex& parent) const override;
+    QModelIndex parent(const QModelIndex& child) const override;
+    int rowCount(const QModelIndex& parent) const override;
+    int columnCount(const QModelIndex& parent) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+    bool setData(const QModelIndex& index, const QVariant& value, int role) override;
+    Qt::ItemFlags flags(const QModelIndex& index) const override;
+    bool hasChildren(const QModelIndex& parent) const override;
+    bool canFetchMore(const QModelIndex& parent) const override;
+    void fetchMore(const QModelIndex& parent) override;
+
+    Qt::DropActions supportedDragActions() const override;
+    Qt::DropActions supportedDropActions() const override;
+    QStringList mimeTypes() const override;
+    QMimeData* mimeData(const QModelIndexList& indexes) const override;
+    bool canDropMimeData(const QMimeData* data, Qt::DropAction action, int row, int column,
+                         const QModelIndex& parent) const override;
+    bool dropMimeData(const QMimeData* data, Qt::DropAction action, int row, int column,
+                      const QModelIndex& parent) override;
+
+signals:
+    // The user typed a new name for node; the tree shows it once the rename is done.
+    void renameRequested(const vantorel::TreeNode& node, const QString& newName);
+    // The user dropped item on the folder target; copy when Ctrl was held.
+    void dropRequested(const vantorel::TreeNode& item, const vantorel::TreeNode& target, bool copy);
+
+private:
+    struct Node;
+    Node* NodeOf(const QModelIndex& index) const;
+    QModelIndex IndexOfNode(const Node* node) const;
+    Node* FindNode(const std::filesystem::path& path);
+    void Populate(Node* folder, const QModelIndex& folderIndex);
+    QIcon IconOf(const Node& node) const;
+    std::vector<TreeNode> DraggedNodes(const QMimeData* data) const;
+
+    std::unique_ptr<Node> m_root;
+    std::filesystem::path m_databaseDir;
+    const CustomCfg* m_custom = nullptr;
+    bool m_statusIcons = false;
+};
+
+}  // namespace vantorel

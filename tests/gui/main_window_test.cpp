@@ -1,0 +1,118 @@
+// The main window over the sample database: start-up, the tree read as it is expanded, the
+// menus built from the command table.
+
+#include <QComboBox>
+#include <QMenuBar>
+#include <QStatusBar>
+#include <QTemporaryDir>
+
+#include "gui_test.h"
+#include "window_fixture.h"
+
+namespace vantorel {
+namespace fs = std::filesystem;
+
+class MainWindowTest : public QObject {
+    Q_OBJECT
+private slots:
+    void FreshStartShowsTheSampleDatabase() {
+        QTemporaryDir root;
+        RecordingPort port;
+        MainWindow window(port, gui_test::FoldersBelow(root.path().toStdString()));
+        window.TheShell().Start({});
+        window.show();
+        QString lastDatabase;
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            QCOMPARE(dialog.windowTitle(), QString("Load Database"));
+            dialog.accept();
+        });
+        window.TheShell().OpenAtStartup();
+        QVERIFY(window.windowTitle().endsWith("SampleDB]"));
+        QCOMPARE(window.Model().rowCount({}), 6);
+        QCOMPARE(window.Model().index(0, 0, {}).data().toString(), QString("Test Cases"));
+        QVERIFY(window.findChild<QLabel*>("currentUser")->text().startsWith("Current user: "));
+        QCOMPARE(window.findChild<QLabel*>("progress")->text(), QString("6 / 6 processed"));
+        QVERIFY(port.notices.empty());
+    }
+
+    void ExpandingAFolderReadsItsChildren() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        NavigationModel& model = open->window->Model();
+        const QModelIndex library = model.index(0, 0, {});
+        QVERIFY(model.hasChildren(library));
+        QCOMPARE(model.rowCount(library), 0);
+        open->window->Tree().expand(library);
+        QTRY_VERIFY(model.rowCount(library) > 0);
+        const QModelIndex suite = model.index(0, 0, library);
+        QCOMPARE(model.NodeAt(suite)->kind, TV_TEST_SUITE_FLD);
+        open->window->Tree().expand(suite);
+        QTRY_VERIFY(model.rowCount(suite) > 0);
+        QCOMPARE(model.NodeAt(model.index(0, 0, suite))->kind, TV_TEST_TEST_DOC);
+
+        // A document made by someone else appears when its folder is read again, and the
+        // rows already there stay the same nodes.
+        const TreeNode first = *model.NodeAt(model.index(0, 0, suite));
+        const fs::path added = model.NodeAt(suite)->path / "ZZZ-999.vtl";
+        fs::copy_file(first.path, added);
+        const int before = model.rowCount(suite);
+        model.RefreshFolder(model.NodeAt(suite)->path);
+        QCOMPARE(model.rowCount(suite), before + 1);
+        QCOMPARE(model.IndexOf(added).row(), before);
+        QCOMPARE(*model.NodeAt(model.index(0, 0, suite)), first);
+    }
+
+    void MenusComeFromTheCommandTable() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        QStringList titles;
+        for (QAction* menu : window.menuBar()->actions())
+            titles << menu->text();
+        QCOMPARE(titles,
+                 (QStringList{"File", "Edit", "Create", "Report", "Filter", "Settings", "Help"}));
+        for (const MenuCommand& command : MainMenu()) {
+            QAction* action = window.Commands().Action(command.id);
+            if (!ShownInMenus(command.id)) {
+                QVERIFY2(!action, command.label.data());
+                continue;
+            }
+            QVERIFY2(action, command.label.data());
+            // Greyed exactly when this program has no window for it yet.
+            QCOMPARE(action->isEnabled(), CommandActions::Available(OperationOf(command.id)));
+        }
+        QCOMPARE(window.Commands().Action(ID_EDIT_RENAME)->shortcut(), QKeySequence(Qt::Key_F2));
+        // The sample database's filters follow "-- No Filter --" in the toolbar's selector.
+        auto* selector = window.findChild<QComboBox*>("filterSelector");
+        QVERIFY(selector->count() > 1);
+        QCOMPARE(selector->itemText(0), QString("--No Filter--"));
+
+        // A command that needs a database says so once it is closed.
+        window.RunCommand(ID_FILE_CLOSE_DB);
+        QCOMPARE(window.windowTitle(), QString("Vantorel V3.2 [No database selected]"));
+        QCOMPARE(window.Model().rowCount({}), 0);
+        window.RunCommand(ID_FILE_REFRESH);
+        QCOMPARE(open->port.notices.back().caption, std::string("No database open"));
+    }
+
+    void WindowRectangleAndTreeWidthAreKept() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        open->window->findChild<QSplitter*>("splitter")->setSizes({230, 770});
+        open->window->close();
+        open->window.reset();
+        Config config(root.path().toStdString() + "/config", root.path().toStdString(), open->port);
+        QCOMPARE(config.Settings().treeWidth, 230);
+        QVERIFY(config.Settings().width >= 1000);
+
+        MainWindow again(open->port, gui_test::FoldersBelow(root.path().toStdString()));
+        again.TheShell().Start({}, true);
+        again.show();
+        QCOMPARE(again.findChild<QSplitter*>("splitter")->sizes().value(0), 230);
+    }
+};
+
+}  // namespace vantorel
+
+VANTOREL_GUI_TEST(vantorel::MainWindowTest);
+#include "main_window_test.moc"

@@ -1,0 +1,94 @@
+// The port as the desktop shows it: message boxes with the core's words, questions answered
+// on the window's thread for a worker that waits, progress that never waits.
+
+#include <QCheckBox>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QThread>
+#include <atomic>
+#include <thread>
+
+#include "desktop/qt_port.h"
+#include "gui_test.h"
+#include "window_fixture.h"
+
+namespace vantorel {
+
+class QtPortTest : public QObject {
+    Q_OBJECT
+private slots:
+    void WorkerMessageIsShownOnTheWindowThreadWithItsWords() {
+        QtPort port;
+        QString caption, text;
+        QMessageBox::Icon icon = QMessageBox::NoIcon;
+        bool onWindowThread = false;
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            auto& box = static_cast<QMessageBox&>(dialog);
+            caption = box.windowTitle();
+            text = box.text();
+            icon = box.icon();
+            onWindowThread = QThread::currentThread() == qApp->thread();
+            box.button(QMessageBox::Ok)->click();
+        });
+        std::atomic<bool> done = false;
+        std::thread worker([&] {
+            port.tell({"Unable to delete file: <a&b>", "Unable to delete", Icon::Error});
+            done = true;
+        });
+        QTRY_VERIFY(done);
+        worker.join();
+        QCOMPARE(caption, QString("Unable to delete"));
+        QCOMPARE(text, QString("Unable to delete file: <a&b>"));
+        QCOMPARE(icon, QMessageBox::Critical);
+        QVERIFY(onWindowThread);
+    }
+
+    void QuestionsAnswerYesOrNoAndATickNeedsTickAndOk() {
+        QtPort port;
+        gui_test::WhenModalOpens([](QDialog& dialog) {
+            static_cast<QMessageBox&>(dialog).button(QMessageBox::Yes)->click();
+        });
+        QVERIFY(port.ask({"Really delete all lock files?", "Delete confirmation", Icon::Question}));
+
+        const Notice unlock{"Unable to open file for editing.", "File locked", Icon::Warning,
+                            "Unlock File"};
+        gui_test::WhenModalOpens([](QDialog& dialog) {
+            static_cast<QMessageBox&>(dialog).button(QMessageBox::Ok)->click();
+        });
+        QVERIFY(!port.ask(unlock));
+        gui_test::WhenModalOpens([](QDialog& dialog) {
+            auto& box = static_cast<QMessageBox&>(dialog);
+            QCOMPARE(box.checkBox()->text(), QString("Unlock File"));
+            box.checkBox()->setChecked(true);
+            box.button(QMessageBox::Ok)->click();
+        });
+        QVERIFY(port.ask(unlock));
+        gui_test::WhenModalOpens([](QDialog& dialog) {
+            auto& box = static_cast<QMessageBox&>(dialog);
+            box.checkBox()->setChecked(true);
+            box.button(QMessageBox::Cancel)->click();
+        });
+        QVERIFY(!port.ask(unlock));
+    }
+
+    void WorkerProgressArrivesAsItsLatestNumbers() {
+        QtPort port;
+        QSignalSpy reported(&port, &QtPort::progressReported);
+        std::thread worker([&] {
+            for (int processed = 1; processed <= 5000; ++processed)
+                port.progress(processed, 5000);
+        });
+        worker.join();
+        QTRY_VERIFY(!reported.isEmpty());
+        QTRY_COMPARE(reported.last().at(0).toInt(), 5000);
+        QCOMPARE(reported.last().at(1).toInt(), 5000);
+        // Many steps, few repaints: the window is never flooded.
+        QVERIFY(reported.size() < 100);
+    }
+};
+
+}  // namespace vantorel
+
+VANTOREL_GUI_TEST(vantorel::QtPortTest);
+#include "qt_port_test.moc"
