@@ -139,17 +139,10 @@ struct Crumb {
 };
 
 std::string Breadcrumbs(const std::vector<Crumb>& crumbs, const std::string& toRoot) {
-    std::string html =
-        "<div class=\"Breadcrumbs\">\n<table class=VTHeader width=100%><tr "
-        "class=VTHeader><td width = 15%><img src=\"" +
-        toRoot + "images/vtlogo.gif\"></td><td class=VTHeader valign=\"top\">Location:";
-    for (std::size_t level = 0; level < crumbs.size(); ++level) {
-        if (level > 0)
-            html += "&raquo;";
-        html += "<a href=\"" + toRoot + UrlPath(crumbs[level].page) + "\">" +
-                Escaped(crumbs[level].name) + "</a>";
-    }
-    return html + "</td></tr></table></div>\n";
+    std::vector<BreadcrumbLink> levels;
+    for (const Crumb& crumb : crumbs)
+        levels.push_back({Escaped(crumb.name), toRoot + UrlPath(crumb.page)});
+    return BreadcrumbBar(levels, toRoot + "images/");
 }
 
 std::string Footer(const CalendarDate& date) {
@@ -169,21 +162,6 @@ std::string WithFooter(std::string html, const std::string& footer) {
         return html + footer;
     html.replace(body, std::string::npos, footer);
     return html;
-}
-
-std::string PercentDecoded(const std::string& text) {
-    std::string out;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        if (text[at] == '%' && at + 2 < text.size() &&
-            std::isxdigit(static_cast<unsigned char>(text[at + 1])) &&
-            std::isxdigit(static_cast<unsigned char>(text[at + 2]))) {
-            out += static_cast<char>(std::stoi(text.substr(at + 1, 2), nullptr, 16));
-            at += 2;
-        } else {
-            out += text[at];
-        }
-    }
-    return out;
 }
 
 // An anchor name for a suite of the project page: its path with only letters and digits kept.
@@ -777,13 +755,10 @@ bool ExportWeb::WriteReportKind(const Site& site, const std::string& kind,
     if (TellFailure())
         return false;
 
-    const Template& index = site.Load("ReportRootTemplate.html");
+    const Template& index = site.Load(kReportRootTemplate);
     PageSettings settings = site.Settings(2, {site.projectCrumb, KindCrumb(kind)});
     settings.list = ReportListTable(links);
-    const std::string html = index.Fill(settings, [&](std::string_view placeholder) {
-        return placeholder == "VT_REPORT_TITLE" ? std::optional<std::string>(Escaped(kind))
-                                                : std::nullopt;
-    });
+    const std::string html = index.Fill(settings, ReportPlaceholders(Escaped(kind)));
     return WritePage(site.root / relative / (kind + "_index.html"), site.Finish(html, 2));
 }
 
@@ -802,14 +777,8 @@ std::optional<ReportLink> ExportWeb::WriteReportPage(const Site& site, const std
                           {name, (relative / (name + ".html")).generic_string()}});
     // The report is written into its page as it is read: a list or details report of a large
     // project is far larger than what should be held at once.
-    auto placeholders = [&](std::string_view placeholder) -> std::optional<std::string> {
-        if (placeholder == "VT_REPORT_TITLE")
-            return report->title;
-        if (placeholder == "VT_REPORT")
-            return std::string(kBodyMark);
-        return std::nullopt;
-    };
-    const std::string frame = site.Finish(page.Fill(settings, placeholders), 2);
+    const std::string frame = site.Finish(
+        page.Fill(settings, ReportPlaceholders(report->title, std::string(kBodyMark))), 2);
     const std::size_t mark = frame.find(kBodyMark);
     PageWriter writer(site.root / relative / (name + ".html"));
     writer.Write(std::string_view(frame).substr(0, mark));

@@ -381,17 +381,17 @@ std::string PrjTestGroupCore::SuiteList(const PageSettings& settings) const {
         if (entry.folder) {
             html += "<tr class=" + rowClass + "><td class=" + rowClass + "><img src=\"" +
                     settings.imagePath + "folder.gif\" align=left><a href=\"" +
-                    UrlPath(entry.name + "/" + entry.name + "_index.html") + "\">" + shown +
-                    "</a></td>";
+                    (settings.itemHref ? settings.itemHref(m_folder / entry.name)
+                                       : UrlPath(entry.name + "/" + entry.name + "_index.html")) +
+                    "\">" + shown + "</a></td>";
             for (std::size_t cell = 0; cell < std::size(kCells); ++cell)
                 html += "<td class=" + rowClass + ">&nbsp;</td>";
             html += "</tr> \n";
             continue;
         }
+        const fs::path document = m_folder / (entry.name + std::string(kItemExtension));
         XMLParse doc;
-        const bool read =
-            doc.OpenFastRead(m_folder / (entry.name + std::string(kItemExtension))) == 0 &&
-            doc.Load() == 0;
+        const bool read = doc.OpenFastRead(document) == 0 && doc.Load() == 0;
         auto stored = [&](std::string_view tag) {
             std::string value;
             if (read)
@@ -402,7 +402,8 @@ std::string PrjTestGroupCore::SuiteList(const PageSettings& settings) const {
         const std::string_view icon = meaning ? kStatusIconFiles[*meaning] : "tc.gif";
         html += "<tr class=" + rowClass + "><td class=" + rowClass + "><img src=\"" +
                 settings.imagePath + std::string(icon) + "\" align=left><a href=\"" +
-                UrlPath(entry.name + ".html") + "\">" + shown + "</a></td>";
+                (settings.itemHref ? settings.itemHref(document) : UrlPath(entry.name + ".html")) +
+                "\">" + shown + "</a></td>";
         for (std::size_t cell = 0; cell < std::size(kCells); ++cell) {
             const std::string value = PageValue(kCellTypes[cell], stored(kCells[cell]));
             html += "<td class=" + rowClass + ">" + (value.empty() ? "&nbsp;" : value) + "</td>";

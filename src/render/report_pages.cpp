@@ -32,16 +32,18 @@ std::string CreatedText(const ReportHeader& header) {
     return "<p class=Meaning>Created " + text + "</p>\n";
 }
 
-std::string Image(const std::string& name) {
-    return "<img src=\"./" + UrlPath(name) + ".gif\">\n";
+// A chart as the page shows it: its picture, found under charts.
+std::string Image(std::string_view charts, const std::string& name) {
+    return "<img src=\"" + std::string(charts) + UrlPath(name) + ".gif\">\n";
 }
 
 std::string StatusBody(const StatusReportData& report, const CustomCfg& custom,
-                       const std::string& baseName, std::vector<ChartFile>& charts) {
+                       const std::string& baseName, std::string_view chartHref,
+                       std::vector<ChartFile>& charts) {
     std::string html = CreatedText(report.header);
     charts.push_back({StatusPieChart(report), baseName + "-status"});
     charts.push_back({TimeFiguresChart(report, custom), baseName + "-time"});
-    html += "<h2>Tests by status</h2>\n" + Image(baseName + "-status");
+    html += "<h2>Tests by status</h2>\n" + Image(chartHref, baseName + "-status");
     html +=
         "<table class=List><tr class=ListHeading><td class=ListHeading>Status</td><td "
         "class=\"ListHeading Figure\">Tests</td><td class=\"ListHeading Figure\">Share</td>"
@@ -60,7 +62,7 @@ std::string StatusBody(const StatusReportData& report, const CustomCfg& custom,
                 " Figure\">" + std::to_string(count) + "</td><td class=\"" + rowClass +
                 " Figure\">" + share + "</td></tr>\n";
     }
-    html += "</table>\n<h2>Time figures</h2>\n" + Image(baseName + "-time");
+    html += "</table>\n<h2>Time figures</h2>\n" + Image(chartHref, baseName + "-time");
     const std::pair<std::string, std::string> rows[] = {
         {custom.ReportString(RS_TOTAL_PLAN_TIME), HoursAndMinutes(report.totalTestTime)},
         {custom.ReportString(RS_EXTRAPOLATED_TIME), HoursAndMinutes(report.predictedTime)},
@@ -86,10 +88,10 @@ std::string StatusBody(const StatusReportData& report, const CustomCfg& custom,
 }
 
 std::string ProgressBody(const ProgressReportData& report, const std::string& baseName,
-                         std::vector<ChartFile>& charts) {
+                         std::string_view chartHref, std::vector<ChartFile>& charts) {
     const Chart chart = ProgressLineChart(report);
     charts.push_back({chart, baseName + "-progress", 720, 380});
-    std::string html = CreatedText(report.header) + Image(baseName + "-progress");
+    std::string html = CreatedText(report.header) + Image(chartHref, baseName + "-progress");
     html += "<table class=List><tr class=ListHeading><td class=ListHeading>Period from</td>";
     // Headings of figures sit right, above their numbers.
     for (std::size_t status = 0; status < report.statuses.size(); ++status)
@@ -205,7 +207,8 @@ std::optional<ReportPage> ReportPageHead(const std::filesystem::path& path) {
 }
 
 bool WriteReportBody(ReportPage& page, const std::filesystem::path& path, const CustomCfg& custom,
-                     const std::string& baseName, const PageOutput& out) {
+                     const std::string& baseName, const PageOutput& out,
+                     std::string_view chartHref) {
     switch (page.kind) {
         case ReportKind::Status: {
             auto report = ReadStatusReport(path);
@@ -215,14 +218,14 @@ bool WriteReportBody(ReportPage& page, const std::filesystem::path& path, const 
                 for (int meaning = 0; meaning < kMeaningCount; ++meaning)
                     report->colours.push_back(
                         custom.ReportColourOf(static_cast<std::size_t>(MeaningSlot(meaning))));
-            out(StatusBody(*report, custom, baseName, page.charts));
+            out(StatusBody(*report, custom, baseName, chartHref, page.charts));
             return true;
         }
         case ReportKind::Progress: {
             auto report = ReadProgressReport(path);
             if (!report)
                 return false;
-            out(ProgressBody(*report, baseName, page.charts));
+            out(ProgressBody(*report, baseName, chartHref, page.charts));
             return true;
         }
         case ReportKind::List:
@@ -241,12 +244,25 @@ bool WriteReportBody(ReportPage& page, const std::filesystem::path& path, const 
 }
 
 std::optional<ReportPage> RenderReportPage(const std::filesystem::path& path,
-                                           const CustomCfg& custom, const std::string& baseName) {
+                                           const CustomCfg& custom, const std::string& baseName,
+                                           std::string_view chartHref) {
     std::optional<ReportPage> page = ReportPageHead(path);
-    if (!page || !WriteReportBody(*page, path, custom, baseName,
-                                  [&page](std::string_view piece) { page->body += piece; }))
+    if (!page || !WriteReportBody(
+                     *page, path, custom, baseName,
+                     [&page](std::string_view piece) { page->body += piece; }, chartHref))
         return std::nullopt;
     return page;
+}
+
+Template::Renderer ReportPlaceholders(std::string title, std::optional<std::string> body) {
+    return [title = std::move(title),
+            body = std::move(body)](std::string_view placeholder) -> std::optional<std::string> {
+        if (placeholder == "VT_REPORT_TITLE")
+            return title;
+        if (placeholder == "VT_REPORT" && body)
+            return body;
+        return std::nullopt;
+    };
 }
 
 std::string ReportListTable(const std::vector<ReportLink>& reports) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "render/charts.h"
+#include "render/template.h"
 
 namespace vantorel {
 
@@ -40,13 +41,24 @@ using PageOutput = std::function<void(std::string_view)>;
 std::optional<ReportPage> ReportPageHead(const std::filesystem::path& path);
 // Writes the body of the report's page to out as the report is read, so a list or details
 // report of any size is shown holding one test case; the charts go to page.charts, named from
-// baseName. False when the report can't be read (a cut-short list or details report ends
-// where it was cut).
+// baseName, and the page shows each as the picture chartHref + its name + ".gif" (beside the
+// page by default). False when the report can't be read (a cut-short list or details report
+// ends where it was cut).
 bool WriteReportBody(ReportPage& page, const std::filesystem::path& path, const CustomCfg& custom,
-                     const std::string& baseName, const PageOutput& out);
+                     const std::string& baseName, const PageOutput& out,
+                     std::string_view chartHref = "./");
 // Both, with the body in page.body.
 std::optional<ReportPage> RenderReportPage(const std::filesystem::path& path,
-                                           const CustomCfg& custom, const std::string& baseName);
+                                           const CustomCfg& custom, const std::string& baseName,
+                                           std::string_view chartHref = "./");
+
+// What a report template holds beyond the page-level placeholders: <!--VT_REPORT_TITLE-->
+// (HTML) and, on a report's page, <!--VT_REPORT-->, its body.
+Template::Renderer ReportPlaceholders(std::string title,
+                                      std::optional<std::string> body = std::nullopt);
+
+// The page of a report folder: its title and <!--VT_LIST-->, the table of its reports.
+inline constexpr std::string_view kReportRootTemplate = "ReportRootTemplate.html";
 
 // The report folder's index: one row per report with its creation date.
 struct ReportLink {

@@ -76,6 +76,19 @@ std::string UrlPath(std::string_view path) {
     return encoded;
 }
 
+std::string BreadcrumbBar(const std::vector<BreadcrumbLink>& levels, std::string_view imagePath) {
+    std::string html =
+        "<div class=\"Breadcrumbs\">\n<table class=VTHeader width=100%><tr "
+        "class=VTHeader><td width = 15%><img src=\"" +
+        std::string(imagePath) + "vtlogo.gif\"></td><td class=VTHeader valign=\"top\">Location:";
+    for (std::size_t level = 0; level < levels.size(); ++level) {
+        if (level > 0)
+            html += "&raquo;";
+        html += "<a href=\"" + levels[level].href + "\">" + levels[level].html + "</a>";
+    }
+    return html + "</td></tr></table></div>\n";
+}
+
 std::string StyleSheetText(const std::filesystem::path& styleFolder, std::string_view imagePath) {
     return ReplaceAll(ReadWhole(styleFolder / kStyleSheetName).value_or(""), "<!--VT_IMAGEPATH-->",
                       imagePath);

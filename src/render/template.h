@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vantorel {
 
@@ -40,6 +41,10 @@ struct PageSettings {
     std::string breadcrumbs;
     std::string header;
     std::string list;  // <!--VT_LIST-->: a folder's contents
+    // The href of a link to an item of the database (a document or a folder), where a page's
+    // own lists link to items (the project suite's list); unset, the web export's page names
+    // relative to the page.
+    std::function<std::string(const std::filesystem::path& item)> itemHref;
 };
 
 class Template {
@@ -67,6 +72,15 @@ private:
 
 // href paths: every byte outside the unreserved set is percent-encoded, "/" kept.
 std::string UrlPath(std::string_view path);
+
+// One level of a page's breadcrumbs: what it shows (HTML) and where it leads (a ready href).
+struct BreadcrumbLink {
+    std::string html;
+    std::string href;
+};
+// The breadcrumb bar: the style's logo (from imagePath) and the levels as links, the first
+// level first.
+std::string BreadcrumbBar(const std::vector<BreadcrumbLink>& levels, std::string_view imagePath);
 
 // The style's style.css with its images paths filled in; empty when it can't be read.
 std::string StyleSheetText(const std::filesystem::path& styleFolder, std::string_view imagePath);

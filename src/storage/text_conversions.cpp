@@ -256,6 +256,31 @@ std::string CanonicalUrl(std::string_view link) {
     return out;
 }
 
+std::string PercentDecoded(std::string_view text) {
+    auto digit = [](char c) -> int {
+        if (c >= '0' && c <= '9')
+            return c - '0';
+        if (c >= 'a' && c <= 'f')
+            return c - 'a' + 10;
+        if (c >= 'A' && c <= 'F')
+            return c - 'A' + 10;
+        return -1;
+    };
+    std::string out;
+    out.reserve(text.size());
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const int high = text[at] == '%' && at + 2 < text.size() ? digit(text[at + 1]) : -1;
+        const int low = high >= 0 ? digit(text[at + 2]) : -1;
+        if (low >= 0) {
+            out += static_cast<char>(high * 16 + low);
+            at += 2;
+        } else {
+            out += text[at];
+        }
+    }
+    return out;
+}
+
 void WrapLinks(std::string& text, std::size_t size) {
     static constexpr std::string_view kPrefixes[] = {"http://", "https://", "ftp://",     "file://",
                                                      "www.",    "\\\\",     "vantorel://"};

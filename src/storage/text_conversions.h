@@ -50,6 +50,9 @@ void WrapLinks(std::string& text, std::size_t size = kFieldValueMax);
 
 // Escapes the characters a URL may not hold as %XX; used for the href of a wrapped link.
 std::string CanonicalUrl(std::string_view link);
+// The reverse for a whole URL or a part of one: every "%XX" becomes its byte; a "%" that
+// begins no such pair stays as it is.
+std::string PercentDecoded(std::string_view text);
 
 // The application configuration file is the one document in UTF-16 little-endian. On the
 // narrow side it speaks UTF-8, the encoding of Linux paths, so paths round-trip unchanged.
