@@ -41,6 +41,10 @@ bool CommandActions::Available(Operation operation) {
         case Operation::Refresh:
         case Operation::Exit:
         case Operation::View:
+        case Operation::Back:
+        case Operation::Forward:
+        case Operation::SelectAll:
+        case Operation::Print:
         case Operation::Expand:
         case Operation::ClearFilter:
         case Operation::SetUser:

@@ -3,13 +3,21 @@
 #include <QApplication>
 #include <QTimer>
 
+#include <unistd.h>
+
 #include "desktop/main_window.h"
+#include "desktop/pages/page_view.h"
 #include "desktop/qt_port.h"
 
 namespace vantorel {
 
 void PrepareDesktopApplication() {
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    RegisterPageScheme();
+    // The web view's helper process refuses to start as root inside its own sandbox; the
+    // pages it shows run no script and load nothing from the network.
+    if (geteuid() == 0)
+        qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");
 }
 
 int RunDesktop(int& argc, char** argv, const std::filesystem::path& databaseMarker) {

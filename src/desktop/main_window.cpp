@@ -3,6 +3,8 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QHeaderView>
+#include <QPrintDialog>
+#include <QPrinter>
 #include <QStatusBar>
 #include <QToolBar>
 
@@ -21,6 +23,7 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, QWidget* parent)
       m_model(this),
       m_tree(new QTreeView),
       m_rightPane(new QStackedWidget),
+      m_page(new PageView(port)),
       m_splitter(new QSplitter(Qt::Horizontal)) {
     setObjectName("mainWindow");
     setWindowIcon(QIcon(":/desktop/icons/vantorel.svg"));
@@ -44,6 +47,9 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, QWidget* parent)
     auto* blank = new QWidget;
     blank->setObjectName("blankPane");
     m_rightPane->addWidget(blank);
+    m_rightPane->addWidget(m_page);
+    connect(m_page, &PageView::itemRequested, this,
+            [this](const fs::path& item) { SelectPath(item); });
     m_splitter->setObjectName("splitter");
     m_splitter->addWidget(m_tree);
     m_splitter->addWidget(m_rightPane);
@@ -123,8 +129,18 @@ void MainWindow::RebuildTree() {
     AfterDatabaseChange();
 }
 
+PageSource MainWindow::CurrentPageSource() {
+    VantorelDatabase& database = m_shell.Database();
+    if (!database.IsOpen())
+        return {};
+    return {
+        database.Directory(), &m_shell.Custom(),
+        m_shell.Folders().program / "Templates" / m_shell.Configuration().Settings().templatePath};
+}
+
 void MainWindow::AfterDatabaseChange() {
     VantorelDatabase& database = m_shell.Database();
+    m_page->SetSource(CurrentPageSource());
     m_commands->SetRecentDatabases(RecentDatabaseMenu(m_shell.Configuration().Settings()));
     m_commands->SetFilters(database.IsOpen()
                                ? ItemIdsIn(database.Directory() / std::string(kFiltersFolder))
@@ -135,6 +151,7 @@ void MainWindow::AfterDatabaseChange() {
 }
 
 void MainWindow::ClearRightPane() {
+    m_page->Clear();
     m_rightPane->setCurrentIndex(0);
 }
 
@@ -256,6 +273,20 @@ void MainWindow::RunCommand(int command) {
         case Operation::View:
             ShowSelected();
             break;
+        case Operation::Back:
+            m_page->back();
+            break;
+        case Operation::Forward:
+            m_page->forward();
+            break;
+        case Operation::SelectAll:
+            // Only the page has a whole to select; elsewhere the key does nothing.
+            if (m_page->hasFocus() || m_page->isAncestorOf(QApplication::focusWidget()))
+                m_page->triggerPageAction(QWebEnginePage::SelectAll);
+            break;
+        case Operation::Print:
+            Print();
+            break;
         case Operation::Expand:
             m_tree->expand(m_tree->currentIndex());
             break;
@@ -293,8 +324,22 @@ void MainWindow::RefreshAll() {
 }
 
 void MainWindow::ShowSelected() {
-    // The item pages join here with the page view.
-    m_rightPane->setCurrentIndex(0);
+    const std::optional<TreeNode> current = CurrentNode();
+    if (!current || !m_shell.Database().IsOpen()) {
+        m_rightPane->setCurrentIndex(0);
+        return;
+    }
+    m_page->Show(*current);
+    m_rightPane->setCurrentWidget(m_page);
+}
+
+void MainWindow::Print() {
+    if (m_rightPane->currentWidget() != m_page)
+        return;
+    auto printer = std::make_unique<QPrinter>(QPrinter::HighResolution);
+    QPrintDialog dialog(printer.get(), this);
+    if (dialog.exec() == QDialog::Accepted)
+        m_page->PrintWith(std::move(printer));
 }
 
 }  // namespace vantorel

@@ -13,6 +13,7 @@
 #include <optional>
 
 #include "desktop/command_actions.h"
+#include "desktop/pages/page_view.h"
 #include "desktop/tree/navigation_model.h"
 #include "workspace/startup.h"
 
@@ -28,6 +29,7 @@ public:
     NavigationModel& Model() { return m_model; }
     QTreeView& Tree() { return *m_tree; }
     CommandActions& Commands() { return *m_commands; }
+    PageView& Page() { return *m_page; }
 
     // Runs a command of a menu, accelerator, toolbar button or context menu: its operation,
     // or the message that refuses it.
@@ -58,6 +60,8 @@ protected:
 private:
     CommandState State() const;
     void ShowSelected();
+    void Print();
+    PageSource CurrentPageSource();
     void RefreshAll();
     void AfterDatabaseChange();
     void RestoreWindowState();
@@ -68,6 +72,7 @@ private:
     NavigationModel m_model;
     QTreeView* m_tree;
     QStackedWidget* m_rightPane;
+    PageView* m_page;
     QSplitter* m_splitter;
     CommandActions* m_commands;
     QLabel* m_statusText;

@@ -1,0 +1,155 @@
+// The desktop window on a large database: how long the tree takes to show a big suite, how
+// long a test case's page takes to appear, how long the window's thread is kept waiting while
+// a large paste runs, and how much memory the program holds. Figures are printed one a line.
+//
+//   vantorel_bench_desktop DATABASE            the figures (DATABASE from vantorel_make_database)
+//   vantorel_bench_desktop --startup DATABASE  opens the window and ends once it has painted the
+//                                              open database's tree (timed from outside)
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QTimer>
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "desktop/desktop_program.h"
+#include "desktop/main_window.h"
+#include "desktop/qt_port.h"
+#include "workspace/item_transfer.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using vantorel::MainWindow;
+
+// A /proc/self/status figure in MiB ("VmRSS", "VmHWM").
+double MemoryMiB(const char* field) {
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    while (std::getline(status, line))
+        if (line.starts_with(field))
+            return std::stod(line.substr(std::strlen(field) + 1)) / 1024.0;
+    return 0;
+}
+
+// Runs the event loop until the window has painted what is waiting.
+void Paint(MainWindow& window) {
+    QCoreApplication::processEvents();
+    window.repaint();
+}
+
+// A suite of count copies of one project test case, made once.
+fs::path BigSuite(const fs::path& cases, int count) {
+    const fs::path suite = cases / "Big";
+    if (fs::exists(suite))
+        return suite;
+    fs::path sample;
+    for (const auto& entry : fs::recursive_directory_iterator(cases))
+        if (entry.path().extension() == ".vtl") {
+            sample = entry.path();
+            break;
+        }
+    fs::create_directories(suite);
+    for (int n = 0; n < count; ++n) {
+        char name[32];
+        std::snprintf(name, sizeof name, "BIG-%05d.vtl", n);
+        fs::copy_file(sample, suite / name);
+    }
+    return suite;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const bool startupOnly = argc == 3 && std::strcmp(argv[1], "--startup") == 0;
+    if (argc != 2 && !startupOnly) {
+        std::fprintf(stderr, "usage: vantorel_bench_desktop [--startup] DATABASE\n");
+        return 2;
+    }
+    const fs::path database = argv[argc - 1];
+    vantorel::PrepareDesktopApplication();
+    QApplication application(argc, argv);
+    vantorel::QtPort port;
+    MainWindow window(port, vantorel::FindShellFolders());
+    port.SetWindow(&window);
+    QObject::connect(&port, &vantorel::QtPort::progressReported, &window,
+                     &MainWindow::ShowReportedProgress);
+    window.TheShell().Start({}, true);
+    window.resize(1280, 800);
+    window.show();
+    window.TheShell().OpenDatabase(database);
+    Paint(window);
+    if (startupOnly)
+        return window.Model().rowCount({}) == 6 ? 0 : 1;
+    std::printf("memory with the database open  %8.1f MiB resident\n", MemoryMiB("VmRSS:"));
+
+    const fs::path cases = database / "Projects" / "Bench" / "Project Test Cases";
+    const fs::path big = BigSuite(cases, 5000);
+    const QModelIndex suite = window.Model().IndexOf(big);
+    QElapsedTimer timer;
+    timer.start();
+    window.Tree().expand(suite);
+    Paint(window);
+    std::printf("expanding a suite of %d        %8.1f ms\n", window.Model().rowCount(suite),
+                timer.nsecsElapsed() / 1e6);
+
+    QSignalSpy loaded(&window.Page(), &QWebEngineView::loadFinished);
+    window.SelectPath(big / "BIG-02500.vtl");
+    loaded.wait(20000);  // the web view's helper process starts with the first page
+    loaded.clear();
+    timer.restart();
+    window.SelectPath(big / "BIG-04999.vtl");
+    if (!loaded.wait(20000))
+        std::printf("the page did not load\n");
+    Paint(window);
+    std::printf("selecting a test case to its page %5.1f ms\n", timer.nsecsElapsed() / 1e6);
+
+    // A paste of the whole project tree on the transfer worker while a probe asks the
+    // window's thread every 5 ms how late it comes.
+    vantorel::Clipboard clipboard;
+    clipboard.Copy({{cases, vantorel::TV_PRJ_TEST_FLD, "Project Test Cases"}}, port);
+    const fs::path target = database / "Projects" / "Pasted";
+    fs::remove_all(target);
+    fs::create_directories(target);
+    std::optional<vantorel::TransferPlan> plan =
+        vantorel::PlanPaste(clipboard, {target, vantorel::TV_PRJ_PRJ_FLD, "Pasted"}, port);
+    if (!plan)
+        return 1;
+    std::vector<double> lateness;
+    QElapsedTimer probe;
+    QTimer tick;
+    tick.setInterval(5);
+    QObject::connect(&tick, &QTimer::timeout, [&] {
+        if (probe.isValid())
+            lateness.push_back(std::max(0.0, probe.nsecsElapsed() / 1e6 - 5.0));
+        probe.restart();
+    });
+    vantorel::TransferWorker worker;
+    int processed = 0;
+    bool finished = false;
+    timer.restart();
+    tick.start();
+    worker.Start(
+        *plan, [&] { port.progress(++processed, plan->files); },
+        [&](vantorel::TransferResult) {
+            QMetaObject::invokeMethod(&window, [&] { finished = true; });
+        });
+    while (!finished)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    tick.stop();
+    std::sort(lateness.begin(), lateness.end());
+    const double p99 = lateness.empty() ? 0 : lateness[lateness.size() * 99 / 100];
+    std::printf("paste of %d files                %8.1f s\n", plan->files, timer.elapsed() / 1e3);
+    std::printf("window thread late during paste   max %.1f ms, 99th percentile %.1f ms\n",
+                lateness.empty() ? 0 : lateness.back(), p99);
+    std::printf("peak memory                    %8.1f MiB resident\n", MemoryMiB("VmHWM:"));
+    fs::remove_all(target);
+    fs::remove_all(big);
+    return 0;
+}

@@ -1,0 +1,256 @@
+#include "desktop/pages/page_view.h"
+
+#include <QBuffer>
+#include <QDesktopServices>
+#include <QFile>
+#include <QImage>
+#include <QPainter>
+#include <QPrinter>
+#include <QTimer>
+#include <QWebEngineHistory>
+#include <QWebEngineProfile>
+#include <QWebEngineSettings>
+#include <QWebEngineUrlRequestJob>
+#include <QWebEngineUrlScheme>
+
+#include "charts/chart_painter.h"
+#include "workspace/node_pages.h"
+
+namespace vantorel {
+namespace fs = std::filesystem;
+namespace {
+
+constexpr char kStylePrefix[] = "/.style/";
+constexpr char kChartPrefix[] = "/.charts/";
+constexpr char kItemScheme[] = "vantorel";
+
+QByteArray MimeOf(const QString& file) {
+    const QString suffix = file.section('.', -1).toLower();
+    if (suffix == "css")
+        return "text/css";
+    if (suffix == "png")
+        return "image/png";
+    if (suffix == "jpg" || suffix == "jpeg")
+        return "image/jpeg";
+    if (suffix == "svg")
+        return "image/svg+xml";
+    return "image/gif";
+}
+
+void Reply(QWebEngineUrlRequestJob* job, const QByteArray& type, QByteArray data) {
+    auto* buffer = new QBuffer(job);
+    buffer->setData(std::move(data));
+    job->reply(type, buffer);
+}
+
+// A path below the page's root that stays there: no "..", no absolute part.
+bool StaysInside(const fs::path& relative) {
+    if (relative.empty() || relative.is_absolute())
+        return false;
+    for (const fs::path& part : relative)
+        if (part == "..")
+            return false;
+    return true;
+}
+
+}  // namespace
+
+void RegisterPageScheme() {
+    QWebEngineUrlScheme page(kPageScheme);
+    page.setSyntax(QWebEngineUrlScheme::Syntax::Path);
+    // Local: a page may show pictures its rich text takes from files.
+    page.setFlags(QWebEngineUrlScheme::SecureScheme | QWebEngineUrlScheme::LocalScheme |
+                  QWebEngineUrlScheme::LocalAccessAllowed);
+    QWebEngineUrlScheme::registerScheme(page);
+    // Links between items: never loaded, only caught when followed.
+    QWebEngineUrlScheme items(kItemScheme);
+    items.setSyntax(QWebEngineUrlScheme::Syntax::Path);
+    QWebEngineUrlScheme::registerScheme(items);
+}
+
+LinkAction ActionForLink(const QUrl& url, bool clickedByUser) {
+    const QString scheme = url.scheme().toLower();
+    if (scheme == kPageScheme || url.toString() == "about:blank")
+        return LinkAction::Follow;
+    if (scheme == kItemScheme)
+        return LinkAction::SelectItem;
+    // Links a user clicks may open elsewhere; a page never sends the user away by itself.
+    const bool outside = scheme == "http" || scheme == "https" || scheme == "ftp" ||
+                         scheme == "mailto" || scheme == "file";
+    if (outside && clickedByUser)
+        return LinkAction::OpenOutside;
+    return LinkAction::Refuse;
+}
+
+PageSchemeHandler::PageSchemeHandler(UserPort& port, QObject* parent)
+    : QWebEngineUrlSchemeHandler(parent), m_port(port) {}
+
+void PageSchemeHandler::SetSource(PageSource source) {
+    m_source = std::move(source);
+    m_charts.clear();
+}
+
+void PageSchemeHandler::requestStarted(QWebEngineUrlRequestJob* job) {
+    const std::string path = job->requestUrl().path().toStdString();
+    if (path.starts_with(kStylePrefix))
+        ServeStyleFile(job, path.substr(sizeof kStylePrefix - 1));
+    else if (path.starts_with(kChartPrefix))
+        ServeChart(job, path.substr(sizeof kChartPrefix - 1));
+    else if (!m_source.databaseDir.empty() && m_source.custom && path.starts_with('/') &&
+             StaysInside(fs::path(path.substr(1))))
+        ServePage(job, m_source.databaseDir / path.substr(1));
+    else
+        job->fail(QWebEngineUrlRequestJob::UrlNotFound);
+}
+
+void PageSchemeHandler::ServePage(QWebEngineUrlRequestJob* job, const fs::path& item) {
+    const NodeKind kind = NodeKindOf(m_source.databaseDir, item);
+    if (kind == TV_NONE) {
+        job->fail(QWebEngineUrlRequestJob::UrlNotFound);
+        return;
+    }
+    const TreeNode node{item, kind,
+                        IsFolderKind(kind) ? item.filename().string() : item.stem().string()};
+    NodePage page = DesktopPage({m_source.databaseDir, node, *m_source.custom, m_source.styleFolder,
+                                 std::string(kPageScheme) + ":" + kStylePrefix + "images/",
+                                 std::string(kPageScheme) + ":" + kChartPrefix});
+    m_charts.clear();
+    for (ChartFile& chart : page.charts)
+        m_charts[chart.name + ".gif"] = std::move(chart);
+    // Told once the page is served: a message box must not open inside the web view's request.
+    if (page.failure)
+        QTimer::singleShot(0, this, [this, notice = *page.failure] { m_port.tell(notice); });
+    Reply(job, "text/html;charset=ISO-8859-1",
+          QByteArray(page.html.data(), static_cast<qsizetype>(page.html.size())));
+}
+
+void PageSchemeHandler::ServeStyleFile(QWebEngineUrlRequestJob* job, const std::string& relative) {
+    QFile file(QString::fromStdString((m_source.styleFolder / relative).string()));
+    if (!StaysInside(relative) || m_source.styleFolder.empty() || !file.open(QIODevice::ReadOnly)) {
+        job->fail(QWebEngineUrlRequestJob::UrlNotFound);
+        return;
+    }
+    Reply(job, MimeOf(file.fileName()), file.readAll());
+}
+
+void PageSchemeHandler::ServeChart(QWebEngineUrlRequestJob* job, const std::string& name) {
+    auto found =
+        m_charts.find(QUrl::fromPercentEncoding(QByteArray::fromStdString(name)).toStdString());
+    if (found == m_charts.end()) {
+        job->fail(QWebEngineUrlRequestJob::UrlNotFound);
+        return;
+    }
+    const ChartFile& chart = found->second;
+    QImage image(chart.width, chart.height, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::white);
+    {
+        QPainter painter(&image);
+        PaintChart(painter, chart.chart, image.rect());
+    }
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    Reply(job, "image/png", std::move(png));
+}
+
+class PageView::Page : public QWebEnginePage {
+public:
+    Page(QWebEngineProfile* profile, PageView& view)
+        : QWebEnginePage(profile, &view), m_view(view) {}
+
+protected:
+    bool acceptNavigationRequest(const QUrl& url, NavigationType type, bool mainFrame) override {
+        switch (ActionForLink(url, type == NavigationTypeLinkClicked)) {
+            case LinkAction::Follow:
+                return true;
+            case LinkAction::SelectItem:
+                if (mainFrame && !m_view.m_source.databaseDir.empty())
+                    if (std::optional<fs::path> item =
+                            ResolveItemLink(m_view.m_source.databaseDir,
+                                            url.toString(QUrl::FullyEncoded).toStdString()))
+                        emit m_view.itemRequested(*item);
+                return false;
+            case LinkAction::OpenOutside:
+                QDesktopServices::openUrl(url);
+                return false;
+            case LinkAction::Refuse:
+                break;
+        }
+        return false;
+    }
+
+private:
+    PageView& m_view;
+};
+
+PageView::PageView(UserPort& port, QWidget* parent)
+    : QWebEngineView(parent),
+      m_profile(new QWebEngineProfile(this)),
+      m_handler(new PageSchemeHandler(port, this)) {
+    setObjectName("pageView");
+    // A profile of its own, kept in memory: pages leave nothing on disk, and no script,
+    // plugin or remote request runs in them.
+    m_profile->installUrlSchemeHandler(kPageScheme, m_handler);
+    QWebEngineSettings* settings = m_profile->settings();
+    settings->setAttribute(QWebEngineSettings::JavascriptEnabled, false);
+    settings->setAttribute(QWebEngineSettings::PluginsEnabled, false);
+    settings->setAttribute(QWebEngineSettings::LocalContentCanAccessRemoteUrls, false);
+    settings->setAttribute(QWebEngineSettings::AutoLoadIconsForPage, false);
+    setPage(new Page(m_profile, *this));
+    connect(this, &QWebEngineView::urlChanged, this, [this](const QUrl& url) {
+        // Back and Forward move the tree's selection along with the page; a page the tree
+        // asked for is where the tree already is.
+        if (url != m_shown && url.scheme() == kPageScheme && !m_source.databaseDir.empty()) {
+            const std::string path = url.path().toStdString();
+            if (path.size() > 1 && StaysInside(fs::path(path.substr(1))))
+                emit itemRequested(m_source.databaseDir / path.substr(1));
+        }
+    });
+    connect(this, &QWebEngineView::printFinished, this, [this] { m_printer.reset(); });
+}
+
+PageView::~PageView() {
+    // The page goes before the profile it was made with.
+    delete page();
+}
+
+void PageView::SetSource(PageSource source) {
+    m_source = source;
+    m_handler->SetSource(std::move(source));
+}
+
+QUrl PageView::UrlOf(const fs::path& path) const {
+    QUrl url;
+    url.setScheme(kPageScheme);
+    url.setPath("/" + QString::fromStdString(
+                          path.lexically_relative(m_source.databaseDir).generic_string()));
+    return url;
+}
+
+void PageView::Show(const TreeNode& node) {
+    const QUrl url = UrlOf(node.path);
+    m_shown = url;
+    if (url != this->url())
+        load(url);
+}
+
+void PageView::Reshow() {
+    if (url().scheme() == kPageScheme)
+        triggerPageAction(QWebEnginePage::ReloadAndBypassCache);
+}
+
+void PageView::Clear() {
+    m_shown = QUrl("about:blank");
+    setUrl(m_shown);
+    history()->clear();
+}
+
+void PageView::PrintWith(std::unique_ptr<QPrinter> printer) {
+    if (m_printer)
+        return;
+    m_printer = std::move(printer);
+    print(m_printer.get());
+}
+
+}  // namespace vantorel

@@ -1,0 +1,93 @@
+#pragma once
+// The right pane's page: the selected item's page, made by the core and served to a web view
+// under the "vtpage:" scheme, with the style's pictures and a report's charts. No script runs
+// in it. A "vantorel://" link selects its item in the tree; web, mail and file links open in
+// the desktop's own programs; nothing else is followed.
+
+#include <QPointer>
+#include <QUrl>
+#include <QWebEnginePage>
+#include <QWebEngineUrlSchemeHandler>
+#include <QWebEngineView>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <optional>
+
+#include "platform/user_port.h"
+#include "render/report_pages.h"
+#include "workspace/navigation.h"
+
+class QPrinter;
+class QWebEngineProfile;
+
+namespace vantorel {
+
+class CustomCfg;
+
+inline constexpr char kPageScheme[] = "vtpage";
+
+// Registers the page scheme; before the QApplication exists.
+void RegisterPageScheme();
+
+// What the pages are made from: the open database, its customisation, the display style.
+struct PageSource {
+    std::filesystem::path databaseDir;
+    const CustomCfg* custom = nullptr;
+    std::filesystem::path styleFolder;
+};
+
+// What a page does with a link it is asked to follow.
+enum class LinkAction { Follow, SelectItem, OpenOutside, Refuse };
+LinkAction ActionForLink(const QUrl& url, bool clickedByUser);
+
+class PageSchemeHandler : public QWebEngineUrlSchemeHandler {
+    Q_OBJECT
+public:
+    PageSchemeHandler(UserPort& port, QObject* parent);
+    void SetSource(PageSource source);
+    void requestStarted(QWebEngineUrlRequestJob* job) override;
+
+private:
+    void ServePage(QWebEngineUrlRequestJob* job, const std::filesystem::path& item);
+    void ServeStyleFile(QWebEngineUrlRequestJob* job, const std::string& relative);
+    void ServeChart(QWebEngineUrlRequestJob* job, const std::string& name);
+
+    UserPort& m_port;
+    PageSource m_source;
+    // The charts of the report page served last, by the name its pictures ask for.
+    std::map<std::string, ChartFile> m_charts;
+};
+
+class PageView : public QWebEngineView {
+    Q_OBJECT
+public:
+    PageView(UserPort& port, QWidget* parent = nullptr);
+    ~PageView() override;
+
+    void SetSource(PageSource source);
+    // Shows the page of node; nothing changes when it is already shown.
+    void Show(const TreeNode& node);
+    // Shows the node's page again, made anew (its document or the style changed).
+    void Reshow();
+    // A blank pane, with no history (the database closed).
+    void Clear();
+    // The page's URL for the item at path.
+    QUrl UrlOf(const std::filesystem::path& path) const;
+    // Prints the page; the printer stays alive until the page is printed.
+    void PrintWith(std::unique_ptr<QPrinter> printer);
+
+signals:
+    // A "vantorel://" link was clicked, or Back or Forward reached another item's page.
+    void itemRequested(const std::filesystem::path& item);
+
+private:
+    class Page;
+    QWebEngineProfile* m_profile;
+    PageSchemeHandler* m_handler;
+    PageSource m_source;
+    QUrl m_shown;  // the page the tree asked for last
+    std::unique_ptr<QPrinter> m_printer;
+};
+
+}  // namespace vantorel

@@ -1,0 +1,96 @@
+// The right pane's pages: an item's page made by the core and served to the web view, links
+// between items that select them in the tree, and nothing followed that a page shouldn't.
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QWebEnginePage>
+
+#include "gui_test.h"
+#include "window_fixture.h"
+
+namespace vantorel {
+namespace fs = std::filesystem;
+
+namespace {
+
+QString PageText(PageView& view) {
+    QString text;
+    bool done = false;
+    view.page()->toPlainText([&](const QString& result) {
+        text = result;
+        done = true;
+    });
+    // Empty when the page never answered, which the callers' checks then catch.
+    return QTest::qWaitFor([&] { return done; }, 10000) ? text : QString();
+}
+
+}  // namespace
+
+class PageViewTest : public QObject {
+    Q_OBJECT
+private slots:
+    void LinksAreFollowedOnlyWhereTheyBelong() {
+        QCOMPARE(ActionForLink(QUrl("vtpage:/Test%20Cases/Login/LOG-001.vtl"), false),
+                 LinkAction::Follow);
+        QCOMPARE(ActionForLink(QUrl("vantorel:///Test%20Cases/Login"), true),
+                 LinkAction::SelectItem);
+        QCOMPARE(ActionForLink(QUrl("https://example.org/bug/12"), true), LinkAction::OpenOutside);
+        // A page never sends the user anywhere by itself.
+        QCOMPARE(ActionForLink(QUrl("https://example.org/bug/12"), false), LinkAction::Refuse);
+        QCOMPARE(ActionForLink(QUrl("javascript:alert(1)"), true), LinkAction::Refuse);
+        QCOMPARE(ActionForLink(QUrl("data:text/html,<b>x</b>"), true), LinkAction::Refuse);
+    }
+
+    void SelectingAnItemShowsItsPageAndItemLinksSelectTheirItem() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        PageView& page = window.Page();
+        const fs::path testCase = open->database / "Test Cases" / "Login" / "LOG-001.vtl";
+        QVERIFY(fs::exists(testCase));
+
+        QSignalSpy loaded(&page, &QWebEngineView::loadFinished);
+        window.SelectPath(testCase);
+        QCOMPARE(window.CurrentNode()->path, testCase);
+        QTRY_VERIFY_WITH_TIMEOUT(!loaded.isEmpty(), 20000);
+        QVERIFY(loaded.last().at(0).toBool());
+        QVERIFY(PageText(page).contains("LOG-001"));
+
+        // A link into the database selects its item, whose page follows.
+        const fs::path project = open->database / "Projects" / "Release 2.0";
+        page.load(QUrl("vantorel:///Projects/Release%202.0"));
+        QTRY_COMPARE(window.CurrentNode()->path, project);
+        QTRY_COMPARE(page.url(), page.UrlOf(project));
+
+        // Back returns to the test case, and the tree follows the page.
+        loaded.clear();
+        window.RunCommand(ID_EDIT_BACK);
+        QTRY_COMPARE(window.CurrentNode()->path, testCase);
+
+        // Closing the database leaves a blank pane.
+        window.RunCommand(ID_FILE_CLOSE_DB);
+        QTRY_COMPARE(page.url(), QUrl("about:blank"));
+    }
+
+    void ADocumentGoneSinceTheTreeWasReadStillGetsAPageThatSaysSo() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        const fs::path testCase = open->database / "Test Cases" / "Login" / "LOG-002.vtl";
+        // The tree shows the document; another user renames it before it is selected.
+        const QModelIndex index = open->window->Model().IndexOf(testCase);
+        QVERIFY(index.isValid());
+        fs::rename(testCase, testCase.parent_path() / "LOG-092.vtl");
+        QSignalSpy loaded(&open->window->Page(), &QWebEngineView::loadFinished);
+        open->window->Tree().setCurrentIndex(index);
+        QTRY_VERIFY_WITH_TIMEOUT(!loaded.isEmpty(), 20000);
+        QTRY_VERIFY(!open->port.notices.empty());
+        QCOMPARE(open->port.notices.back().caption, std::string("Error displaying test case"));
+        const QString text = PageText(open->window->Page());
+        QVERIFY2(text.contains("Unable to open the test case"), qPrintable(text));
+    }
+};
+
+}  // namespace vantorel
+
+VANTOREL_GUI_TEST(vantorel::PageViewTest);
+#include "page_view_test.moc"

@@ -1,0 +1,78 @@
+// Takes pictures of the desktop window as a user sees it, for looking at before a view is
+// called done: the window is opened on a database, walked through a few items, and the screen
+// is saved as a PNG after each page has loaded. Run under a real X server (Xvfb in
+// scripts/screenshots), since the page view draws with the display's help.
+//
+// usage: vantorel_window_tour DATABASE OUTPUT_FOLDER
+
+#include <QApplication>
+#include <QScreen>
+#include <QSignalSpy>
+#include <QTimer>
+#include <cstdio>
+#include <filesystem>
+
+#include "desktop/desktop_program.h"
+#include "desktop/main_window.h"
+#include "desktop/qt_port.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Waits for the event loop to have run for ms, so a page paints after it loaded.
+void Settle(int ms) {
+    QEventLoop loop;
+    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) {
+        std::fprintf(stderr, "usage: vantorel_window_tour DATABASE OUTPUT_FOLDER\n");
+        return 2;
+    }
+    const fs::path database = argv[1];
+    const fs::path output = argv[2];
+    vantorel::PrepareDesktopApplication();
+    QApplication application(argc, argv);
+    vantorel::QtPort port;
+    vantorel::MainWindow window(port, vantorel::FindShellFolders());
+    port.SetWindow(&window);
+    window.TheShell().Start({}, true);
+    window.setGeometry(0, 0, 1280, 800);
+    window.show();
+    window.TheShell().OpenDatabase(database);
+
+    struct Stop {
+        const char* picture;
+        fs::path item;
+    };
+    const Stop stops[] = {
+        {"window-project.png", database / "Projects" / "Release 2.0"},
+        {"window-test-case.png", database / "Test Cases" / "Login" / "LOG-001.vtl"},
+        {"window-project-test-case.png",
+         database / "Projects" / "Release 2.0" / "Project Test Cases" / "Login" / "LOG-002.vtl"},
+        {"window-tester.png", database / "Testers"},
+    };
+    int failures = 0;
+    for (const Stop& stop : stops) {
+        QSignalSpy loaded(&window.Page(), &QWebEngineView::loadFinished);
+        window.SelectPath(stop.item);
+        window.Tree().expand(window.Tree().currentIndex());
+        if (!loaded.wait(20000))
+            std::fprintf(stderr, "%s: the page did not load\n", stop.picture);
+        Settle(700);
+        const fs::path file = output / stop.picture;
+        if (!QGuiApplication::primaryScreen()->grabWindow(0).save(
+                QString::fromStdString(file.string()))) {
+            std::fprintf(stderr, "%s: not written\n", file.c_str());
+            ++failures;
+            continue;
+        }
+        std::printf("%s\n", file.c_str());
+    }
+    return failures == 0 ? 0 : 1;
+}
