@@ -440,6 +440,29 @@ std::optional<TransferPlan> PlanMove(const TreeNode& item, const TreeNode& targe
     return plan;
 }
 
+std::optional<TransferPlan> PlanDropCopy(const TreeNode& item, const TreeNode& target,
+                                         UserPort& port) {
+    if (!SameFamily(item.kind, target.kind))
+        return std::nullopt;
+    if (IsFolderKind(item.kind) && IsWithin(target.path, item.path)) {
+        port.tell({"A folder cannot be copied into one of its sub folders.", "Unable to copy",
+                   Icon::Warning});
+        return std::nullopt;
+    }
+    if (target.path == item.path.parent_path())
+        return std::nullopt;
+    Clipboard dragged;
+    dragged.Copy({item}, port);
+    return PlanPaste(dragged, target, port);
+}
+
+Notice TransferBusyNotice() {
+    return {
+        "Another copy or move is still running.\nPlease wait until it has finished, then "
+        "try again.",
+        "Copy or move running", Icon::Information};
+}
+
 TransferResult RunTransfer(const TransferPlan& plan, const std::function<void()>& step,
                            std::stop_token stop, FileLayer& files) {
     TransferResult result;

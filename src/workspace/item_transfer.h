@@ -52,6 +52,14 @@ std::optional<TransferPlan> PlanPaste(const Clipboard& clipboard, const TreeNode
 // Drag and drop of item onto the folder target: the refusals and overwrite questions of a
 // move. None, after telling the user, when it is refused.
 std::optional<TransferPlan> PlanMove(const TreeNode& item, const TreeNode& target, UserPort& port);
+// A drop with Ctrl held: a copy of item into target, refused where a move would be for the
+// folder's own sub folders, with a paste's question before replacing. None when there is
+// nothing to do (dropped where it lies) or after telling the user.
+std::optional<TransferPlan> PlanDropCopy(const TreeNode& item, const TreeNode& target,
+                                         UserPort& port);
+// What a copy or move asked for while another still runs is answered with: the first one is
+// not queued behind, since its questions were answered against the tree as it was.
+Notice TransferBusyNotice();
 // True when item may be dropped on target (a test case onto a project's tree is a conversion).
 bool CanDrop(NodeKind item, NodeKind target);
 bool IsConversionDrop(NodeKind item, NodeKind target);

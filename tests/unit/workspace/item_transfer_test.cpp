@@ -156,6 +156,34 @@ TEST_F(TransferTest, MoveRefusalsComeBeforeAnythingIsTouched) {
     EXPECT_EQ(Tree(db), before);
 }
 
+TEST_F(TransferTest, DropCopyLeavesTheSourceAndRefusesItsOwnSubFolders) {
+    const fs::path suite = Suite(library / "login");
+    const fs::path child = Suite(suite / "Child");
+    const fs::path doc = Doc(suite, "TC1", "Pass", "copied");
+    const fs::path other = Suite(library / "other");
+
+    EXPECT_FALSE(PlanDropCopy(Node(suite), Node(child), port));
+    EXPECT_EQ(port.notices.back(), (Notice{"A folder cannot be copied into one of its sub folders.",
+                                           "Unable to copy", Icon::Warning}));
+    // Dropped where it lies, or somewhere it doesn't belong: nothing to do, nothing told.
+    EXPECT_FALSE(PlanDropCopy(Node(doc), Node(suite), port));
+    EXPECT_FALSE(PlanDropCopy(Node(doc), Node(db / "Testers"), port));
+    EXPECT_EQ(port.notices.size(), 1u);
+
+    auto plan = PlanDropCopy(Node(suite), Node(other), port);
+    ASSERT_TRUE(plan);
+    EXPECT_EQ(plan->files, 3);  // TC1 and the two descriptions
+    RunTransferNow(*plan, port);
+    EXPECT_EQ(Tree(other / "login"), Tree(suite));
+    EXPECT_TRUE(fs::exists(doc));
+
+    // A name already taken is replaced only when the user says so.
+    port.ScriptAnswers({false});
+    EXPECT_FALSE(PlanDropCopy(Node(doc), Node(other / "login"), port));
+    EXPECT_EQ(port.questions.back().text,
+              "The item TC1 already exists.\nDo you want to replace it?");
+}
+
 TEST_F(TransferTest, MoveTakesTheDescriptionAndReplacesOnlyWhenAsked) {
     const fs::path suite = Suite(library / "login");
     Doc(suite / "Child", "TC1", "Pass", "moved");
