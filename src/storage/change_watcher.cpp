@@ -22,8 +22,8 @@ public:
     explicit WatchTable(int inotify) : m_inotify(inotify) {}
 
     // Watches folder and every folder below it.
-    void AddTree(const std::filesystem::path& folder) {
-        Add(folder);
+    void AddTree(const std::filesystem::path& folder, uint32_t extra = 0) {
+        Add(folder, extra);
         std::error_code error;
         for (std::filesystem::recursive_directory_iterator
                  walk(folder, std::filesystem::directory_options::skip_permission_denied, error),
@@ -43,8 +43,8 @@ public:
     void Forget(int wd) { m_folders.erase(wd); }
 
 private:
-    void Add(const std::filesystem::path& folder) {
-        int wd = inotify_add_watch(m_inotify, folder.c_str(), kWatchMask);
+    void Add(const std::filesystem::path& folder, uint32_t extra = 0) {
+        int wd = inotify_add_watch(m_inotify, folder.c_str(), kWatchMask | extra);
         if (wd < 0) {
             // Out of watches (a very large tree): the rest of the tree goes unwatched, which
             // costs freshness of the panes, never data.
@@ -106,7 +106,8 @@ void ChangeWatcher::Stop() {
 
 void ChangeWatcher::Run(std::filesystem::path root, ChangeHandler handler) {
     WatchTable watches(m_inotify);
-    watches.AddTree(root);
+    // The root's own removal or move is told as a removal of the root: the database is gone.
+    watches.AddTree(root, IN_DELETE_SELF | IN_MOVE_SELF);
 
     alignas(inotify_event) char buffer[10240];
     pollfd waits[2] = {{m_inotify, POLLIN, 0}, {m_wake, POLLIN, 0}};
@@ -127,6 +128,10 @@ void ChangeWatcher::Run(std::filesystem::path root, ChangeHandler handler) {
         for (ssize_t at = 0; at < length;) {
             const auto* event = reinterpret_cast<const inotify_event*>(buffer + at);
             at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+            if (event->mask & (IN_DELETE_SELF | IN_MOVE_SELF)) {
+                handler(root.string(), kChangeRemoved);
+                continue;
+            }
             if (event->mask & IN_IGNORED) {
                 watches.Forget(event->wd);
                 continue;

@@ -1,7 +1,8 @@
 #pragma once
 // Watches a whole database tree for changes made by other programs and users, on one thread of
 // its own, and hands each change to a handler with the full path and a change code. Folders
-// made after the start are watched as they appear.
+// made after the start are watched as they appear; the root moved or removed is told as the
+// root removed.
 
 #include <filesystem>
 #include <functional>

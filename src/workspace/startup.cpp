@@ -245,4 +245,19 @@ void Shell::OnCloseDatabase() {
     DebugLog::Write(kHeading, "end\n");
 }
 
+bool Shell::DatabaseGone() const {
+    if (!m_database.IsOpen())
+        return false;
+    std::error_code error;
+    return !fs::is_directory(m_database.Directory(), error);
+}
+
+void Shell::CloseGoneDatabase() {
+    m_port.tell({"The database folder\n" + m_database.Directory().string() +
+                     "\nis no longer there: it was moved, renamed or removed. The database has "
+                     "been closed.",
+                 "Database no longer available", Icon::Warning});
+    OnCloseDatabase();
+}
+
 }  // namespace vantorel

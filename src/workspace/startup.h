@@ -88,6 +88,11 @@ public:
     // Runs the new-database dialog and creates the database it names.
     bool OnNewDatabase();
     void OnCloseDatabase();
+    // True when the open database's folder is no longer there (moved, renamed or removed
+    // while it was open).
+    bool DatabaseGone() const;
+    // Tells the user that the database's folder went away and closes the database.
+    void CloseGoneDatabase();
 
     const ShellFolders& Folders() const { return m_folders; }
     Config& Configuration() { return *m_config; }

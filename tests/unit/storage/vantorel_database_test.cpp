@@ -198,6 +198,15 @@ TEST_F(WatcherTest, ReportsChangesAnywhereInTheTreeIncludingNewFolders) {
     EXPECT_TRUE(WaitFor((suite / "TC1.vtl").string(), kChangeRemoved));
 }
 
+TEST_F(WatcherTest, TheRootMovedAwayIsToldAsRemoved) {
+    const auto folder = MakeDatabase("db");
+    db.SetChangeHandler([this](const std::string& path, int code) { Record(path, code); });
+    ASSERT_TRUE(db.Open(folder));
+    ASSERT_TRUE(WaitUntilWatching(folder));
+    std::filesystem::rename(folder, dir / "elsewhere");
+    EXPECT_TRUE(WaitFor(db.Directory().string(), kChangeRemoved));
+}
+
 TEST_F(WatcherTest, OpeningAnotherDatabaseMovesTheWatch) {
     const auto first = MakeDatabase("first");
     const auto second = MakeDatabase("second");

@@ -166,6 +166,25 @@ TEST_F(StartupTest, ClosingAndOldDatabases) {
     EXPECT_FALSE(shell.Database().IsOpen());
 }
 
+TEST_F(StartupTest, ADatabaseWhoseFolderWentAwayIsClosedWithAMessage) {
+    Shell shell(port, view, folders, identity);
+    shell.Start({});
+    EXPECT_FALSE(shell.DatabaseGone());
+    const fs::path database = folders.data / "SampleDB";
+    ASSERT_TRUE(shell.OpenDatabase(database));
+    EXPECT_FALSE(shell.DatabaseGone());
+    fs::rename(database, folders.data / "Moved");
+    ASSERT_TRUE(shell.DatabaseGone());
+    shell.CloseGoneDatabase();
+    EXPECT_FALSE(shell.Database().IsOpen());
+    EXPECT_EQ(port.notices.back(),
+              (Notice{"The database folder\n" + database.string() +
+                          "\nis no longer there: it was moved, renamed or removed. The database "
+                          "has been closed.",
+                      "Database no longer available", Icon::Warning}));
+    EXPECT_EQ(view.captions.back(), "Vantorel V3.2 [No database selected]");
+}
+
 TEST(Commands, EveryMenuCommandRunsAnOperationAndRefusalsNameTheirReason) {
     for (const MenuCommand& command : MainMenu())
         EXPECT_NE(OperationOf(command.id), Operation::None) << command.label;
