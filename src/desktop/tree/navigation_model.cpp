@@ -184,7 +184,7 @@ void NavigationModel::Populate(Node* folder, const QModelIndex& folderIndex) {
 }
 
 void NavigationModel::RefreshFolder(const fs::path& folder) {
-    Node* node = FindNode(folder);
+    Node* node = FindNode(folder, false);
     if (!node || !node->populated)
         return;
     const QModelIndex folderIndex = IndexOfNode(node);
@@ -221,7 +221,7 @@ void NavigationModel::RefreshFolder(const fs::path& folder) {
                          {Qt::DecorationRole});
 }
 
-NavigationModel::Node* NavigationModel::FindNode(const fs::path& path) {
+NavigationModel::Node* NavigationModel::FindNode(const fs::path& path, bool readOnTheWay) {
     if (m_databaseDir.empty())
         return nullptr;
     const fs::path wanted = path.lexically_normal();
@@ -241,8 +241,11 @@ NavigationModel::Node* NavigationModel::FindNode(const fs::path& path) {
                 break;
             }
         }
-        if (next && !next->populated)
+        if (next && !next->populated) {
+            if (!readOnTheWay)
+                return nullptr;
             Populate(next, IndexOfNode(next));
+        }
         node = next;
     }
     return nullptr;

@@ -33,8 +33,9 @@ public:
     // The index of the item at path, reading the folders on the way; invalid when the path is
     // not in the tree.
     QModelIndex IndexOf(const std::filesystem::path& path);
-    // Reads the folder's children again where they were read, keeping the nodes that remain
-    // (so their expansion and selection stay), and forgets the status icons below it.
+    // Reads the folder's children again when they were read, keeping the nodes that remain
+    // (so their expansion and selection stay), and forgets the status icons below it. A folder
+    // not read yet is left for its expansion: nothing on the way to it is read.
     void RefreshFolder(const std::filesystem::path& folder);
 
     QModelIndex index(int row, int column, const QModelIndex& parent) const override;
@@ -67,7 +68,9 @@ private:
     struct Node;
     Node* NodeOf(const QModelIndex& index) const;
     QModelIndex IndexOfNode(const Node* node) const;
-    Node* FindNode(const std::filesystem::path& path);
+    // readOnTheWay: folders on the way to path that weren't read yet are read; else the
+    // search ends at them.
+    Node* FindNode(const std::filesystem::path& path, bool readOnTheWay = true);
     void Populate(Node* folder, const QModelIndex& folderIndex);
     QIcon IconOf(const Node& node) const;
     std::vector<TreeNode> DraggedNodes(const QMimeData* data) const;
