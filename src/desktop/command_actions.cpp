@@ -46,6 +46,12 @@ bool CommandActions::Available(Operation operation) {
         case Operation::SelectAll:
         case Operation::Print:
         case Operation::Expand:
+        case Operation::Copy:
+        case Operation::Paste:
+        case Operation::Rename:
+        case Operation::Duplicate:
+        case Operation::Delete:
+        case Operation::UnlockAllFiles:
         case Operation::ClearFilter:
         case Operation::SetUser:
         case Operation::SetAsCurrentUser:

@@ -9,6 +9,7 @@
 #include <QToolBar>
 
 #include "desktop/dialogs/shell_dialogs.h"
+#include "desktop/tree/tree_actions.h"
 #include "filters/filter.h"
 #include "storage/identifiers.h"
 #include "storage/item_listing.h"
@@ -76,6 +77,11 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, QWidget* parent)
     statusBar()->addWidget(m_userText, 35);
     statusBar()->addWidget(m_progressText, 40);
 
+    m_treeActions = std::make_unique<TreeActions>(*this, port);
+    connect(m_treeActions.get(), &TreeActions::shownItemChanged, this, [this] { ShowSelected(); });
+    connect(m_treeActions.get(), &TreeActions::foldersRefreshed, this,
+            [this] { AfterDatabaseChange(); });
+
     RestoreWindowState();
 }
 
@@ -113,6 +119,7 @@ void MainWindow::SaveWindowState() {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
+    m_treeActions->StopTransfer();
     SaveWindowState();
     event->accept();
 }
@@ -122,6 +129,8 @@ void MainWindow::SetCaption(const std::string& title) {
 }
 
 void MainWindow::RebuildTree() {
+    // Whatever the database changed to, a copy or move into the old one ends here.
+    m_treeActions->StopTransfer();
     VantorelDatabase& database = m_shell.Database();
     const bool open = database.IsOpen();
     m_model.SetDatabase(open ? database.Directory() : fs::path(), &m_shell.Custom(),
@@ -246,6 +255,8 @@ void MainWindow::RunCommand(int command) {
         m_port.tell(*refusal);
         return;
     }
+    if (m_treeActions->Run(operation))
+        return;
     switch (operation) {
         case Operation::NewDatabase:
             m_shell.OnNewDatabase();
@@ -286,9 +297,6 @@ void MainWindow::RunCommand(int command) {
             break;
         case Operation::Print:
             Print();
-            break;
-        case Operation::Expand:
-            m_tree->expand(m_tree->currentIndex());
             break;
         case Operation::ClearFilter:
             m_commands->ChooseFilter({});

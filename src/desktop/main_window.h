@@ -19,6 +19,8 @@
 
 namespace vantorel {
 
+class TreeActions;
+
 class MainWindow : public QMainWindow, public ShellView {
     Q_OBJECT
 public:
@@ -30,6 +32,7 @@ public:
     QTreeView& Tree() { return *m_tree; }
     CommandActions& Commands() { return *m_commands; }
     PageView& Page() { return *m_page; }
+    TreeActions& Actions() { return *m_treeActions; }
 
     // Runs a command of a menu, accelerator, toolbar button or context menu: its operation,
     // or the message that refuses it.
@@ -79,6 +82,8 @@ private:
     QLabel* m_userText;
     QLabel* m_progressText;
     bool m_shown = false;
+    // Last, so it ends (and stops its transfer) while the tree and the shell still stand.
+    std::unique_ptr<TreeActions> m_treeActions;
 };
 
 }  // namespace vantorel

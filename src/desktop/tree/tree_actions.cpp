@@ -1,0 +1,361 @@
+#include "desktop/tree/tree_actions.h"
+
+#include <QMenu>
+#include <QStatusBar>
+
+#include <atomic>
+#include <utility>
+
+#include "desktop/command_actions.h"
+#include "desktop/main_window.h"
+
+namespace vantorel {
+namespace fs = std::filesystem;
+namespace {
+
+// Bursts of changes (a paste of a suite, a save's temporary file and rename) are read in one go.
+constexpr int kChangeSettleMs = 150;
+
+fs::path DescriptionOf(const fs::path& folder) {
+    fs::path description = folder;
+    description += ".tgp";
+    return description;
+}
+
+}  // namespace
+
+TreeActions::TreeActions(MainWindow& window, UserPort& port)
+    : m_window(window),
+      m_port(port),
+      m_cancelButton(new QPushButton("Cancel")),
+      m_inbox(std::make_shared<ChangeInbox>()) {
+    QTreeView& tree = window.Tree();
+    NavigationModel& model = window.Model();
+
+    m_cancelButton->setObjectName("cancelTransfer");
+    m_cancelButton->setToolTip("Stop the copy or move after the file it is writing");
+    m_cancelButton->hide();
+    window.statusBar()->addPermanentWidget(m_cancelButton);
+    connect(m_cancelButton, &QPushButton::clicked, this, [this] { m_worker.Cancel(); });
+
+    tree.setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(&tree, &QTreeView::customContextMenuRequested, this, &TreeActions::ShowContextMenu);
+
+    // Queued: the label editor is still committing, and a message box must not open inside it.
+    connect(&model, &NavigationModel::renameRequested, this,
+            [this](const TreeNode& node, const QString& newName) {
+                QMetaObject::invokeMethod(
+                    this, [this, node, newName] { Rename(node, newName); }, Qt::QueuedConnection);
+            });
+    // Queued and gathered: the drag ends first, and the items of one drop make one transfer.
+    connect(&model, &NavigationModel::dropRequested, this,
+            [this](const TreeNode& item, const TreeNode& target, bool copy) {
+                const bool first = m_drops.empty();
+                m_drops.push_back({item, target, copy});
+                if (first)
+                    QMetaObject::invokeMethod(this, &TreeActions::RunDrops, Qt::QueuedConnection);
+            });
+
+    m_changeTimer.setSingleShot(true);
+    m_changeTimer.setInterval(kChangeSettleMs);
+    connect(&m_changeTimer, &QTimer::timeout, this, &TreeActions::ApplyChanges);
+    m_inbox->receiver = this;
+    window.TheShell().Database().SetChangeHandler([inbox = m_inbox](const std::string& path, int) {
+        std::lock_guard lock(inbox->mutex);
+        if (!inbox->receiver)
+            return;
+        const bool first = inbox->paths.empty();
+        inbox->paths.emplace_back(path);
+        if (first)
+            QMetaObject::invokeMethod(
+                inbox->receiver, [receiver = inbox->receiver] { receiver->TakeChanges(); },
+                Qt::QueuedConnection);
+    });
+}
+
+TreeActions::~TreeActions() {
+    {
+        std::lock_guard lock(m_inbox->mutex);
+        m_inbox->receiver = nullptr;
+    }
+    m_worker.StopAndWait();
+}
+
+bool TreeActions::Run(Operation operation) {
+    QTreeView& tree = m_window.Tree();
+    switch (operation) {
+        case Operation::Copy:
+            m_window.TheShell().ItemClipboard().Copy(m_window.SelectedNodes(), m_port);
+            return true;
+        case Operation::Paste:
+            Paste();
+            return true;
+        case Operation::Duplicate:
+            Duplicate();
+            return true;
+        case Operation::Delete:
+            Delete();
+            return true;
+        case Operation::Rename:
+            tree.edit(tree.currentIndex());
+            return true;
+        case Operation::UnlockAllFiles:
+            UnlockAll();
+            return true;
+        case Operation::Expand:
+            tree.expand(tree.currentIndex());
+            return true;
+        default:
+            return false;
+    }
+}
+
+QMenu* TreeActions::ContextMenuFor(const QModelIndex& index, QWidget* parent) {
+    const TreeNode* node = m_window.Model().NodeAt(index);
+    if (!node)
+        return nullptr;
+    auto* menu = new QMenu(parent);
+    menu->setObjectName("treeContextMenu");
+    for (const ContextMenuItem& item : ContextMenu(node->kind)) {
+        const QString label =
+            QString::fromUtf8(item.label.data(), static_cast<qsizetype>(item.label.size()));
+        if (item.command == 0 && item.label.empty()) {
+            menu->addSeparator();
+        } else if (item.command == 0) {
+            // Filled at run time by the bulk updates, which this program doesn't offer yet.
+            menu->addMenu(label)->setEnabled(false);
+        } else {
+            QAction* action = menu->addAction(label);
+            action->setData(item.command);
+            action->setEnabled(CommandActions::Available(OperationOf(item.command)));
+            connect(action, &QAction::triggered, this,
+                    [this, command = item.command] { m_window.RunCommand(command); });
+        }
+    }
+    return menu;
+}
+
+void TreeActions::ShowContextMenu(const QPoint& position) {
+    QTreeView& tree = m_window.Tree();
+    const QModelIndex index = tree.indexAt(position);
+    if (!index.isValid())
+        return;
+    // The clicked node becomes current; a click inside the selection keeps the selection.
+    if (tree.selectionModel()->isSelected(index))
+        tree.selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
+    else
+        tree.setCurrentIndex(index);
+    QMenu* menu = ContextMenuFor(index, &tree);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    menu->popup(tree.viewport()->mapToGlobal(position));
+}
+
+std::optional<TreeNode> TreeActions::CurrentFolder() const {
+    std::optional<TreeNode> current = m_window.CurrentNode();
+    if (!current || IsFolderKind(current->kind))
+        return current;
+    const fs::path folder = current->path.parent_path();
+    return TreeNode{folder, NodeKindOf(m_window.Model().DatabaseDir(), folder),
+                    folder.filename().string()};
+}
+
+bool TreeActions::ReadyForTransfer() {
+    if (!TransferRunning())
+        return true;
+    m_port.tell(TransferBusyNotice());
+    return false;
+}
+
+void TreeActions::Paste() {
+    const std::optional<TreeNode> target = CurrentFolder();
+    if (!target || !ReadyForTransfer())
+        return;
+    std::optional<TransferPlan> plan =
+        PlanPaste(m_window.TheShell().ItemClipboard(), *target, m_port);
+    if (plan)
+        StartTransfer(std::move(*plan), {{target->path}, true});
+}
+
+void TreeActions::Duplicate() {
+    const std::optional<TreeNode> current = m_window.CurrentNode();
+    if (!current)
+        return;
+    Shell& shell = m_window.TheShell();
+    const std::optional<TreeNode> copy =
+        vantorel::Duplicate(shell.Database().Directory(), *current,
+                            shell.Configuration().Settings().incrementalDup, m_port);
+    if (!copy || copy->path == current->path)
+        return;
+    RefreshFolders({copy->path.parent_path()});
+    SelectPaths({copy->path});
+}
+
+void TreeActions::Delete() {
+    const std::optional<TreeNode> current = m_window.CurrentNode();
+    if (!current)
+        return;
+    const DeleteOutcome outcome = DeleteItem(*current, m_window.TheShell().CurrentUser(), m_port);
+    if (outcome.deleted) {
+        RefreshFolders({current->path.parent_path()});
+        m_window.SelectPath(current->path);
+    }
+    if (outcome.chooseNewUser)
+        m_window.RunSetUserDialog();
+}
+
+void TreeActions::Rename(const TreeNode& node, const QString& newName) {
+    const std::optional<RenameOutcome> outcome =
+        RenameItem(node, newName.toStdString(), m_window.TheShell().CurrentUser(), m_port);
+    if (!outcome)
+        return;
+    RefreshFolders({node.path.parent_path()});
+    SelectPaths({outcome->newPath});
+    if (outcome->chooseNewUser)
+        m_window.RunSetUserDialog();
+}
+
+void TreeActions::UnlockAll() {
+    if (const std::optional<TreeNode> folder = CurrentFolder()) {
+        UnlockAllFiles(folder->path, m_port);
+        emit shownItemChanged();
+    }
+}
+
+void TreeActions::RunDrops() {
+    std::vector<PendingDrop> drops = std::exchange(m_drops, {});
+    if (drops.empty() || !ReadyForTransfer())
+        return;
+    TransferPlan plan;
+    RunningTransfer transfer{{}, true};
+    std::vector<fs::path> converted;
+    for (const PendingDrop& drop : drops) {
+        // Test cases dropped on a project become its project test cases: each is written
+        // through the project test case's editor, here, where it may ask.
+        if (IsConversionDrop(drop.item.kind, drop.target.kind)) {
+            ConvertDroppedTestCases(drop.item, drop.target, {m_port, m_window.TheShell().Custom()});
+            converted.push_back(drop.target.path / drop.item.path.filename());
+            transfer.refresh.push_back(drop.target.path);
+            continue;
+        }
+        std::optional<TransferPlan> dropPlan = drop.copy
+                                                   ? PlanDropCopy(drop.item, drop.target, m_port)
+                                                   : PlanMove(drop.item, drop.target, m_port);
+        if (!dropPlan)
+            continue;
+        plan.steps.insert(plan.steps.end(), dropPlan->steps.begin(), dropPlan->steps.end());
+        plan.files += dropPlan->files;
+        transfer.refresh.push_back(drop.item.path.parent_path());
+        transfer.refresh.push_back(drop.target.path);
+    }
+    if (plan.steps.empty()) {
+        RefreshFolders(transfer.refresh);
+        SelectPaths(converted);
+        return;
+    }
+    StartTransfer(std::move(plan), std::move(transfer));
+}
+
+void TreeActions::StartTransfer(TransferPlan plan, RunningTransfer transfer) {
+    const int total = plan.files;
+    auto processed = std::make_shared<std::atomic<int>>(0);
+    m_transfer = std::move(transfer);
+    m_port.progress(0, total);
+    m_cancelButton->show();
+    m_worker.Start(
+        std::move(plan),
+        [port = &m_port, processed, total] { port->progress(++*processed, total); },
+        [this](TransferResult result) {
+            {
+                std::lock_guard lock(m_finishedMutex);
+                m_finished = std::move(result);
+            }
+            QMetaObject::invokeMethod(this, &TreeActions::EndTransfer, Qt::QueuedConnection);
+        });
+}
+
+void TreeActions::StopTransfer() {
+    m_worker.StopAndWait();
+    EndTransfer();
+}
+
+void TreeActions::EndTransfer() {
+    std::optional<TransferResult> result;
+    {
+        std::lock_guard lock(m_finishedMutex);
+        result.swap(m_finished);
+    }
+    if (!result || !m_transfer)
+        return;
+    const RunningTransfer transfer = *std::exchange(m_transfer, std::nullopt);
+    m_cancelButton->hide();
+    m_port.progress(0, 0);
+    RefreshFolders(transfer.refresh);
+    if (transfer.selectWritten)
+        SelectPaths(result->written);
+    emit shownItemChanged();
+    for (const Notice& failure : result->failures)
+        m_port.tell(failure);
+}
+
+void TreeActions::RefreshFolders(const std::vector<fs::path>& folders) {
+    if (folders.empty())
+        return;
+    for (const fs::path& folder : folders)
+        m_window.Model().RefreshFolder(folder);
+    emit foldersRefreshed();
+}
+
+void TreeActions::SelectPaths(const std::vector<fs::path>& paths) {
+    NavigationModel& model = m_window.Model();
+    QItemSelection selection;
+    QModelIndex first;
+    for (const fs::path& path : paths) {
+        const QModelIndex index = model.IndexOf(path);
+        if (!index.isValid())
+            continue;
+        selection.select(index, index);
+        if (!first.isValid())
+            first = index;
+    }
+    if (!first.isValid())
+        return;
+    QTreeView& tree = m_window.Tree();
+    tree.selectionModel()->setCurrentIndex(first, QItemSelectionModel::ClearAndSelect);
+    tree.selectionModel()->select(selection, QItemSelectionModel::Select);
+    tree.scrollTo(first);
+}
+
+void TreeActions::TakeChanges() {
+    std::vector<fs::path> paths;
+    {
+        std::lock_guard lock(m_inbox->mutex);
+        paths.swap(m_inbox->paths);
+    }
+    const std::optional<TreeNode> current = m_window.CurrentNode();
+    for (const fs::path& path : paths) {
+        m_changedFolders.insert(path.parent_path());
+        // The page shows the item, its description, or a folder's list of children.
+        if (current && (path == current->path || path == DescriptionOf(current->path) ||
+                        path.parent_path() == current->path))
+            m_shownChanged = true;
+    }
+    if (!m_changeTimer.isActive())
+        m_changeTimer.start();
+}
+
+void TreeActions::ApplyChanges() {
+    const std::set<fs::path> folders = std::exchange(m_changedFolders, {});
+    const bool shownChanged = std::exchange(m_shownChanged, false);
+    Shell& shell = m_window.TheShell();
+    if (shell.DatabaseGone()) {
+        shell.CloseGoneDatabase();
+        return;
+    }
+    if (!shell.Database().IsOpen())
+        return;
+    RefreshFolders(std::vector<fs::path>(folders.begin(), folders.end()));
+    if (shownChanged)
+        emit shownItemChanged();
+}
+
+}  // namespace vantorel
