@@ -78,7 +78,14 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, QWidget* parent)
     statusBar()->addWidget(m_progressText, 40);
 
     m_treeActions = std::make_unique<TreeActions>(*this, port);
-    connect(m_treeActions.get(), &TreeActions::shownItemChanged, this, [this] { ShowSelected(); });
+    // The shown item changed on disk: its page is made anew. One that went away leaves the
+    // tree, and the selection that follows shows its own page.
+    connect(m_treeActions.get(), &TreeActions::shownItemChanged, this, [this] {
+        const std::optional<TreeNode> current = CurrentNode();
+        std::error_code error;
+        if (current && fs::exists(current->path, error))
+            m_page->Reshow();
+    });
     connect(m_treeActions.get(), &TreeActions::foldersRefreshed, this,
             [this] { AfterDatabaseChange(); });
 
