@@ -37,8 +37,10 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, QWidget* parent)
     m_tree->setDragDropMode(QAbstractItemView::DragDrop);
     m_tree->setDefaultDropAction(Qt::MoveAction);
     m_tree->setUniformRowHeights(true);
-    connect(m_tree->selectionModel(), &QItemSelectionModel::currentChanged, this,
-            [this] { ShowSelected(); });
+    connect(m_tree->selectionModel(), &QItemSelectionModel::currentChanged, this, [this] {
+        m_commands->SetAvailable(ID_EDIT_PROPERTIES, CanRun(ID_EDIT_PROPERTIES));
+        ShowSelected();
+    });
     connect(m_tree, &QTreeView::doubleClicked, this, [this](const QModelIndex& index) {
         const TreeNode* node = m_model.NodeAt(index);
         if (node && !IsFolderKind(node->kind))
@@ -254,9 +256,18 @@ CommandState MainWindow::State() const {
     return state;
 }
 
+bool MainWindow::CanRun(int command) const {
+    const Operation operation = OperationOf(command);
+    if (operation == Operation::Properties) {
+        const std::optional<TreeNode> current = CurrentNode();
+        return current && m_editors.CanEdit(current->kind);
+    }
+    return CommandActions::Available(operation);
+}
+
 void MainWindow::RunCommand(int command) {
     const Operation operation = OperationOf(command);
-    if (!CommandActions::Available(operation))
+    if (!CanRun(command))
         return;
     if (std::optional<Notice> refusal = CommandRefusal(operation, State())) {
         m_port.tell(*refusal);
@@ -290,6 +301,9 @@ void MainWindow::RunCommand(int command) {
             break;
         case Operation::View:
             ShowSelected();
+            break;
+        case Operation::Properties:
+            m_editors.Open(this, *CurrentNode());
             break;
         case Operation::Back:
             m_page->back();

@@ -13,6 +13,7 @@
 #include <optional>
 
 #include "desktop/command_actions.h"
+#include "desktop/editor_registry.h"
 #include "desktop/pages/page_view.h"
 #include "desktop/tree/navigation_model.h"
 #include "workspace/startup.h"
@@ -32,6 +33,10 @@ public:
     QTreeView& Tree() { return *m_tree; }
     CommandActions& Commands() { return *m_commands; }
     PageView& Page() { return *m_page; }
+    EditorRegistry& Editors() { return m_editors; }
+    // True when the command can run here now: its window exists, and for Edit the current
+    // item has a dialog.
+    bool CanRun(int command) const;
     TreeActions& Actions() { return *m_treeActions; }
 
     // Runs a command of a menu, accelerator, toolbar button or context menu: its operation,
@@ -78,6 +83,7 @@ private:
     PageView* m_page;
     QSplitter* m_splitter;
     CommandActions* m_commands;
+    EditorRegistry m_editors;
     QLabel* m_statusText;
     QLabel* m_userText;
     QLabel* m_progressText;

@@ -127,7 +127,7 @@ QMenu* TreeActions::ContextMenuFor(const QModelIndex& index, QWidget* parent) {
         } else {
             QAction* action = menu->addAction(label);
             action->setData(item.command);
-            action->setEnabled(CommandActions::Available(OperationOf(item.command)));
+            action->setEnabled(m_window.CanRun(item.command));
             connect(action, &QAction::triggered, this,
                     [this, command = item.command] { m_window.RunCommand(command); });
         }
