@@ -16,6 +16,7 @@
 
 #include "charts/chart_painter.h"
 #include "desktop/desktop_program.h"
+#include "exchange/about.h"
 #include "exchange/command_line_export.h"
 #include "platform/batch_port.h"
 #include "platform/debug_log.h"
@@ -103,7 +104,7 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (line.version) {
-        std::fputs(VersionText().c_str(), stdout);
+        std::fputs((VersionText() + "\n" + CreditsText(qVersion())).c_str(), stdout);
         return 0;
     }
     if (line.debug)

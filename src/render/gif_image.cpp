@@ -117,4 +117,9 @@ std::optional<IndexedImage> ReadGif(const std::filesystem::path& file) {
     return image;
 }
 
+std::string GifLibVersion() {
+    return std::to_string(GIFLIB_MAJOR) + "." + std::to_string(GIFLIB_MINOR) + "." +
+           std::to_string(GIFLIB_RELEASE);
+}
+
 }  // namespace vantorel

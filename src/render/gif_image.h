@@ -39,6 +39,9 @@ struct IndexedImage {
 // an image GIF can't hold fails with EINVAL, a failure inside giflib with EIO.
 IoResult WriteGif(const std::filesystem::path& file, const IndexedImage& image);
 
+// The version of giflib the program was built with ("5.2.1").
+std::string GifLibVersion();
+
 // Reads a GIF written by WriteGif back (first frame); none when it can't be read.
 std::optional<IndexedImage> ReadGif(const std::filesystem::path& file);
 

@@ -32,4 +32,8 @@ bool CheckPassword(std::string_view stored, std::string_view typed) {
     return crypto_pwhash_str_verify(hash.c_str(), typed.data(), typed.size()) == 0;
 }
 
+std::string SodiumVersion() {
+    return sodium_version_string();
+}
+
 }  // namespace vantorel

@@ -13,4 +13,7 @@ std::string HashPassword(std::string_view typed);
 // True when typed is the password whose hash is stored.
 bool CheckPassword(std::string_view stored, std::string_view typed);
 
+// The version of libsodium the program runs with.
+std::string SodiumVersion();
+
 }  // namespace vantorel
