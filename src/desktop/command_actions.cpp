@@ -55,6 +55,9 @@ bool CommandActions::Available(Operation operation) {
         case Operation::ClearFilter:
         case Operation::SetUser:
         case Operation::SetAsCurrentUser:
+        case Operation::Options:
+        case Operation::DisplayStyle:
+        case Operation::About:
             return true;
         default:
             return false;

@@ -8,6 +8,7 @@
 #include <QStatusBar>
 #include <QToolBar>
 
+#include "desktop/dialogs/settings_dialogs.h"
 #include "desktop/dialogs/shell_dialogs.h"
 #include "desktop/tree/tree_actions.h"
 #include "filters/filter.h"
@@ -185,6 +186,10 @@ void MainWindow::ShowReportedProgress(int processed, int total) {
     m_shell.ReportProgress(processed, total);
 }
 
+void MainWindow::ApplyOptions() {
+    m_model.SetStatusIcons(m_shell.Configuration().Settings().changeIconsInTreeview);
+}
+
 void MainWindow::RunSetUserDialog() {
     if (!m_shell.Database().IsOpen())
         return;
@@ -325,6 +330,20 @@ void MainWindow::RunCommand(int command) {
         case Operation::SetUser:
         case Operation::SetAsCurrentUser:
             RunSetUserDialog();
+            break;
+        case Operation::Options:
+            if (RunOptionsDialog(this, m_shell.Configuration(), m_port))
+                ApplyOptions();
+            break;
+        case Operation::DisplayStyle:
+            if (RunDisplayStyleDialog(this, m_shell.Configuration(),
+                                      m_shell.Folders().program / "Templates", m_port)) {
+                m_page->SetSource(CurrentPageSource());
+                m_page->Reshow();
+            }
+            break;
+        case Operation::About:
+            ShowAboutBox(this);
             break;
         default:
             break;

@@ -49,6 +49,9 @@ public:
     void SelectPath(const std::filesystem::path& path);
     // Numbers a worker reported through the port.
     void ShowReportedProgress(int processed, int total);
+    // Shows what the options in the configuration ask of the window (the tree's status icons),
+    // after they changed.
+    void ApplyOptions();
 
     // ShellView
     void SetCaption(const std::string& title) override;

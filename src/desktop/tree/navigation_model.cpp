@@ -221,6 +221,27 @@ void NavigationModel::RefreshFolder(const fs::path& folder) {
                          {Qt::DecorationRole});
 }
 
+void NavigationModel::SetStatusIcons(bool statusIcons) {
+    if (statusIcons == m_statusIcons)
+        return;
+    m_statusIcons = statusIcons;
+    std::vector<Node*> folders{m_root.get()};
+    while (!folders.empty()) {
+        Node* folder = folders.back();
+        folders.pop_back();
+        if (folder->children.empty())
+            continue;
+        for (const auto& child : folder->children) {
+            child->statusIcon = -1;
+            folders.push_back(child.get());
+        }
+        const QModelIndex folderIndex = IndexOfNode(folder);
+        emit dataChanged(index(0, 0, folderIndex),
+                         index(static_cast<int>(folder->children.size()) - 1, 0, folderIndex),
+                         {Qt::DecorationRole});
+    }
+}
+
 NavigationModel::Node* NavigationModel::FindNode(const fs::path& path, bool readOnTheWay) {
     if (m_databaseDir.empty())
         return nullptr;

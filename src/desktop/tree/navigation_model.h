@@ -37,6 +37,9 @@ public:
     // (so their expansion and selection stay), and forgets the status icons below it. A folder
     // not read yet is left for its expansion: nothing on the way to it is read.
     void RefreshFolder(const std::filesystem::path& folder);
+    // Shows project test cases with the icon of their status, or all alike; the rows read so
+    // far are repainted, and a status is read again when its row is next painted.
+    void SetStatusIcons(bool statusIcons);
 
     QModelIndex index(int row, int column, const QModelIndex& parent) const override;
     QModelIndex parent(const QModelIndex& child) const override;

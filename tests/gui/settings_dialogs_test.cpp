@@ -1,0 +1,241 @@
+// The Options, Display Style and About dialogs opened from their commands: what they show,
+// what OK keeps in Vantorel.cfg, what Cancel leaves alone, and what the window does after.
+
+#include <QCheckBox>
+#include <QDialogButtonBox>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QWebEnginePage>
+#include <fstream>
+#include <iterator>
+
+#include "exchange/about.h"
+#include "gui_test.h"
+#include "window_fixture.h"
+#include "workspace/options.h"
+
+namespace vantorel {
+namespace fs = std::filesystem;
+namespace {
+
+QCheckBox* FlagBox(QDialog& dialog, bool ConfigSettings::*setting) {
+    for (const FlagOption& option : FlagOptions())
+        if (option.setting == setting)
+            for (QCheckBox* box : dialog.findChildren<QCheckBox*>())
+                if (box->text().toStdString() == option.label)
+                    return box;
+    return nullptr;
+}
+
+QLineEdit* LinkField(QDialog& dialog, std::string ConfigSettings::*setting) {
+    for (const LinkOption& option : LinkOptions())
+        if (option.setting == setting)
+            for (QLineEdit* field : dialog.findChildren<QLineEdit*>())
+                if (field->accessibleName().toStdString() == option.label)
+                    return field;
+    return nullptr;
+}
+
+void Press(QDialog& dialog, QDialogButtonBox::StandardButton button) {
+    dialog.findChild<QDialogButtonBox*>()->button(button)->click();
+}
+
+QString PageHtml(PageView& view) {
+    QString html;
+    bool done = false;
+    view.page()->toHtml([&](const QString& result) {
+        html = result;
+        done = true;
+    });
+    // Empty when the page never answered, which the callers' checks then catch.
+    return QTest::qWaitFor([&] { return done; }, 10000) ? html : QString();
+}
+
+std::string FileBytes(const fs::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+}  // namespace
+
+class SettingsDialogsTest : public QObject {
+    Q_OBJECT
+private slots:
+    void OptionsShowTheCurrentValuesAndOkWritesThem() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        ConfigSettings& settings = open->window->TheShell().Configuration().Settings();
+        settings.incrementalNew = true;
+        settings.printFooter = false;
+        settings.viewBugPath = "https://bugs.example/%VT_PROJECT%";
+        // What the dialog shows is noted there and compared once it is closed: a failed
+        // comparison inside would leave it open.
+        QString title, bugPath;
+        bool incrementalNew = false, printFooter = true, statusIcons = false;
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            title = dialog.windowTitle();
+            incrementalNew = FlagBox(dialog, &ConfigSettings::incrementalNew)->isChecked();
+            printFooter = FlagBox(dialog, &ConfigSettings::printFooter)->isChecked();
+            statusIcons = FlagBox(dialog, &ConfigSettings::changeIconsInTreeview)->isChecked();
+            bugPath = LinkField(dialog, &ConfigSettings::viewBugPath)->text();
+            FlagBox(dialog, &ConfigSettings::printFooter)->click();
+            LinkField(dialog, &ConfigSettings::addBugPath)->setText("tracker '%TESTCASE_PATH%'");
+            Press(dialog, QDialogButtonBox::Ok);
+        });
+        open->window->RunCommand(ID_SETTINGS_OPTIONS);
+        QCOMPARE(title, QString("Options"));
+        QVERIFY(incrementalNew);
+        QVERIFY(!printFooter);
+        QVERIFY(statusIcons);
+        QCOMPARE(bugPath, QString("https://bugs.example/%VT_PROJECT%"));
+
+        const Config written(root.filePath("config").toStdString(),
+                             root.filePath("data").toStdString(), open->port);
+        QVERIFY(written.Settings().incrementalNew);
+        QVERIFY(written.Settings().printFooter);
+        QCOMPARE(written.Settings().viewBugPath, std::string("https://bugs.example/%VT_PROJECT%"));
+        QCOMPARE(written.Settings().addBugPath, std::string("tracker '%TESTCASE_PATH%'"));
+        QVERIFY(open->port.notices.empty());
+    }
+
+    void CancelOrARefusedLinkWritesNothing() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        Config& config = open->window->TheShell().Configuration();
+        const ConfigSettings before = config.Settings();
+        const std::string fileBefore = FileBytes(config.File());
+
+        gui_test::WhenModalOpens([](QDialog& dialog) {
+            FlagBox(dialog, &ConfigSettings::showStartupDialog)->click();
+            Press(dialog, QDialogButtonBox::Cancel);
+        });
+        open->window->RunCommand(ID_SETTINGS_OPTIONS);
+
+        bool stayedOpen = false;
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            FlagBox(dialog, &ConfigSettings::showStartupDialog)->click();
+            LinkField(dialog, &ConfigSettings::viewReqPath)->setText(QString(600, 'r'));
+            Press(dialog, QDialogButtonBox::Ok);
+            stayedOpen = dialog.isVisible();
+            Press(dialog, QDialogButtonBox::Cancel);
+        });
+        open->window->RunCommand(ID_SETTINGS_OPTIONS);
+
+        QVERIFY(stayedOpen);
+        QCOMPARE(open->port.notices.size(), std::size_t{1});
+        QCOMPARE(open->port.notices[0].caption, std::string("Options"));
+        QVERIFY(config.Settings() == before);
+        QCOMPARE(FileBytes(config.File()), fileBefore);
+    }
+
+    void TheStatusIconsOptionChangesTheTreeAtOnce() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        fs::path document;
+        for (const auto& entry : fs::recursive_directory_iterator(open->database / "Projects"))
+            if (entry.path().extension() == ".vtl" &&
+                StatusIconOf(entry.path(), window.TheShell().Custom()) > 0) {
+                document = entry.path();
+                break;
+            }
+        QVERIFY(!document.empty());
+        const QPersistentModelIndex row = window.Model().IndexOf(document);
+        QVERIFY(row.isValid());
+        auto iconKey = [&row] { return row.data(Qt::DecorationRole).value<QIcon>().cacheKey(); };
+        const qint64 statusIcon = iconKey();
+
+        QSignalSpy repainted(&window.Model(), &QAbstractItemModel::dataChanged);
+        auto setStatusIcons = [](bool on) {
+            gui_test::WhenModalOpens([on](QDialog& dialog) {
+                QCheckBox* box = FlagBox(dialog, &ConfigSettings::changeIconsInTreeview);
+                box->setChecked(on);
+                Press(dialog, QDialogButtonBox::Ok);
+            });
+        };
+        setStatusIcons(false);
+        window.RunCommand(ID_SETTINGS_OPTIONS);
+        QVERIFY(!repainted.isEmpty());
+        QVERIFY(iconKey() != statusIcon);
+
+        setStatusIcons(true);
+        window.RunCommand(ID_SETTINGS_OPTIONS);
+        QCOMPARE(iconKey(), statusIcon);
+    }
+
+    void DisplayStyleOffersTheProgramsStylesAndShowsThePageInTheChosenOne() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        QSignalSpy loaded(&window.Page(), &QWebEngineView::loadFinished);
+        window.SelectPath(open->database / "Test Cases" / "Login" / "LOG-001.vtl");
+        QTRY_VERIFY_WITH_TIMEOUT(!loaded.isEmpty(), 20000);
+        // A rule only the night style's sheet holds; the page carries its style's sheet.
+        const QString nightCanvas = "--canvas: #0d1117";
+        QVERIFY(!PageHtml(window.Page()).contains(nightCanvas));
+
+        QStringList offered;
+        QString title, selected;
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            title = dialog.windowTitle();
+            auto* styles = dialog.findChild<QListWidget*>("styles");
+            for (int row = 0; row < styles->count(); ++row)
+                offered << styles->item(row)->text();
+            selected = styles->currentItem()->text();
+            styles->setCurrentRow(static_cast<int>(offered.indexOf("night")));
+            Press(dialog, QDialogButtonBox::Ok);
+        });
+        loaded.clear();
+        window.RunCommand(ID_EDIT_DISPLAY_STYLE);
+        QCOMPARE(title, QString("Display Style"));
+        QVERIFY(offered.contains("default"));
+        QVERIFY(offered.contains("night"));
+        QCOMPARE(selected, QString("default"));
+        const Config written(root.filePath("config").toStdString(),
+                             root.filePath("data").toStdString(), open->port);
+        QCOMPARE(written.Settings().templatePath, std::string("night"));
+        QTRY_VERIFY_WITH_TIMEOUT(!loaded.isEmpty(), 20000);
+        QVERIFY(PageHtml(window.Page()).contains(nightCanvas));
+
+        // The style in use is selected next time; keeping it, or cancelling, changes nothing.
+        const std::string fileBefore = FileBytes(written.File());
+        for (auto button : {QDialogButtonBox::Ok, QDialogButtonBox::Cancel}) {
+            gui_test::WhenModalOpens([&selected, button](QDialog& dialog) {
+                selected = dialog.findChild<QListWidget*>("styles")->currentItem()->text();
+                Press(dialog, button);
+            });
+            window.RunCommand(ID_EDIT_DISPLAY_STYLE);
+            QCOMPARE(selected, QString("night"));
+        }
+        QCOMPARE(FileBytes(written.File()), fileBefore);
+        QVERIFY(open->port.notices.empty());
+    }
+
+    void AboutTellsTheVersionAndTheLibraries() {
+        QTemporaryDir root;
+        RecordingPort port;
+        MainWindow window(port, gui_test::FoldersBelow(root.path().toStdString()));
+        window.TheShell().Start({}, true);
+        QString caption, text;
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            auto& box = static_cast<QMessageBox&>(dialog);
+            caption = box.windowTitle();
+            text = box.text();
+            box.button(QMessageBox::Ok)->click();
+        });
+        window.RunCommand(ID_HELP_ABOUT);
+        QCOMPARE(caption, QString("About Vantorel"));
+        QCOMPARE(text, QString::fromStdString(AboutText(qVersion())));
+        QVERIFY(text.startsWith("Vantorel V3.2 (build 1000)\n"));
+        QVERIFY(text.contains(QString("Qt ") + qVersion()));
+    }
+};
+
+}  // namespace vantorel
+
+VANTOREL_GUI_TEST(vantorel::SettingsDialogsTest);
+#include "settings_dialogs_test.moc"
