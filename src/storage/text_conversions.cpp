@@ -325,6 +325,20 @@ void WrapLinks(std::string& text, std::size_t size) {
     }
 }
 
+std::string FirstCharacterLatin1CantHold(std::string_view utf8) {
+    // U+0080 to U+00FF take the lead bytes 0xC2 and 0xC3; every lead byte above them starts a
+    // character beyond ISO-8859-1.
+    for (std::size_t i = 0; i < utf8.size(); ++i) {
+        if (static_cast<unsigned char>(utf8[i]) < 0xC4)
+            continue;
+        std::size_t end = i + 1;
+        while (end < utf8.size() && (static_cast<unsigned char>(utf8[end]) & 0xC0) == 0x80)
+            ++end;
+        return std::string(utf8.substr(i, end - i));
+    }
+    return {};
+}
+
 std::u16string Utf8ToUtf16(std::string_view text) {
     std::u16string out;
     out.reserve(text.size());

@@ -54,6 +54,10 @@ std::string CanonicalUrl(std::string_view link);
 // begins no such pair stays as it is.
 std::string PercentDecoded(std::string_view text);
 
+// The first character of UTF-8 text that ISO-8859-1 can't hold (a code point above U+00FF), as
+// its UTF-8 bytes; empty when documents can hold all of it.
+std::string FirstCharacterLatin1CantHold(std::string_view utf8);
+
 // The application configuration file is the one document in UTF-16 little-endian. On the
 // narrow side it speaks UTF-8, the encoding of Linux paths, so paths round-trip unchanged.
 std::u16string Utf8ToUtf16(std::string_view text);

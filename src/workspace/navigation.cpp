@@ -469,6 +469,14 @@ std::optional<RenameOutcome> RenameItem(const TreeNode& node, std::string newNam
                                "from the ID.\nNew ID is %s",
                                {newName}),
                    "Characters removed", Icon::Warning});
+    // The name goes into the item's document as its identifier, and documents are ISO-8859-1.
+    if (const std::string character = FirstCharacterLatin1CantHold(newName); !character.empty()) {
+        port.tell({FillMessage("The name can't hold the character \"%s\": names are kept in "
+                               "ISO-8859-1, which has no such character.",
+                               {character}),
+                   "Rename Error", Icon::Warning});
+        return std::nullopt;
+    }
     switch (CheckIdentifier(newName)) {
         case IdentifierProblem::Empty:
             port.tell({"A name must be given", "Rename Error", Icon::Warning});

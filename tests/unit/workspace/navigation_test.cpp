@@ -85,7 +85,18 @@ TEST_F(NavigationTest, RenameRefusesBadNamesAndOpenFilesBeforeTouchingTheDisk) {
     EXPECT_FALSE(RenameItem(Node(doc), std::string(65, 'n'), "", port));
     EXPECT_FALSE(RenameItem(Node(doc), "a:b", "", port));
     EXPECT_FALSE(RenameItem(Node(doc), "taken", "", port));
-    ASSERT_EQ(port.notices.size(), 4u);
+    // Latin-1 letters are names like any other; the euro sign and Greek are beyond documents.
+    EXPECT_FALSE(RenameItem(Node(doc), "Prix \xe2\x82\xac", "", port));
+    EXPECT_FALSE(RenameItem(Node(doc), "\xce\xa9mega", "", port));
+    ASSERT_EQ(port.notices.size(), 6u);
+    EXPECT_EQ(port.notices[4],
+              (Notice{"The name can't hold the character \"\xe2\x82\xac\": names are kept in "
+                      "ISO-8859-1, which has no such character.",
+                      "Rename Error", Icon::Warning}));
+    EXPECT_NE(port.notices[5].text.find("\"\xce\xa9\""), std::string::npos);
+    EXPECT_TRUE(RenameItem(Node(doc), "Caf\xc3\xa9", "", port));
+    EXPECT_TRUE(fs::exists(suite / "Caf\xc3\xa9.vtl"));
+    ASSERT_TRUE(RenameItem(Node(suite / "Caf\xc3\xa9.vtl"), "TC1", "", port));
     EXPECT_EQ(port.notices[0], (Notice{"A name must be given", "Rename Error", Icon::Warning}));
     EXPECT_EQ(port.notices[1].text, "Name is too long, please limit the name to 64 characters");
     EXPECT_EQ(port.notices[2].caption, "Invalid Filename");
