@@ -91,17 +91,12 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, QWidget* parent)
     });
     connect(m_treeActions.get(), &TreeActions::foldersRefreshed, this,
             [this] { AfterDatabaseChange(); });
-
-    RestoreWindowState();
 }
 
 MainWindow::~MainWindow() = default;
 
-void MainWindow::RestoreWindowState() {
-    // Before the start-up the configuration isn't read; the shell reads it in Start, and the
-    // window takes its rectangle when it is first shown.
-}
-
+// The configuration is read by the shell's start-up, after the window is made: the window
+// takes its rectangle and the tree's width when it is first shown.
 void MainWindow::showEvent(QShowEvent* event) {
     QMainWindow::showEvent(event);
     if (m_shown)

@@ -75,7 +75,6 @@ private:
     PageSource CurrentPageSource();
     void RefreshAll();
     void AfterDatabaseChange();
-    void RestoreWindowState();
     void SaveWindowState();
 
     UserPort& m_port;

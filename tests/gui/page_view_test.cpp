@@ -67,6 +67,13 @@ private slots:
         window.RunCommand(ID_EDIT_BACK);
         QTRY_COMPARE(window.CurrentNode()->path, testCase);
 
+        // Zoom keys act on the page while it has the focus.
+        page.setFocus();
+        QTest::keyClick(&page, Qt::Key_Plus, Qt::ControlModifier);
+        QTRY_VERIFY(page.zoomFactor() > 1.2);
+        QTest::keyClick(&page, Qt::Key_0, Qt::ControlModifier);
+        QTRY_COMPARE(page.zoomFactor(), 1.0);
+
         // Closing the database leaves a blank pane.
         window.RunCommand(ID_FILE_CLOSE_DB);
         QTRY_COMPARE(page.url(), QUrl("about:blank"));

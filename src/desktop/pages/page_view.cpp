@@ -1,5 +1,6 @@
 #include "desktop/pages/page_view.h"
 
+#include <QAction>
 #include <QBuffer>
 #include <QDesktopServices>
 #include <QFile>
@@ -12,6 +13,8 @@
 #include <QWebEngineSettings>
 #include <QWebEngineUrlRequestJob>
 #include <QWebEngineUrlScheme>
+
+#include <algorithm>
 
 #include "charts/chart_painter.h"
 #include "workspace/node_pages.h"
@@ -208,6 +211,22 @@ PageView::PageView(UserPort& port, QWidget* parent)
         }
     });
     connect(this, &QWebEngineView::printFinished, this, [this] { m_printer.reset(); });
+
+    // Zoom as in a browser, while the page has the focus: larger, smaller, back to 100 %.
+    struct Zoom {
+        QKeySequence keys;
+        double factor;  // 0 for 100 %
+    };
+    for (const Zoom& zoom : {Zoom{QKeySequence::ZoomIn, 1.25}, Zoom{QKeySequence("Ctrl+="), 1.25},
+                             Zoom{QKeySequence::ZoomOut, 0.8}, Zoom{QKeySequence("Ctrl+0"), 0}}) {
+        auto* action = new QAction(this);
+        action->setShortcut(zoom.keys);
+        action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+        connect(action, &QAction::triggered, this, [this, factor = zoom.factor] {
+            setZoomFactor(factor == 0 ? 1.0 : std::clamp(zoomFactor() * factor, 0.25, 5.0));
+        });
+        addAction(action);
+    }
 }
 
 PageView::~PageView() {
