@@ -11,21 +11,6 @@
 namespace vantorel {
 namespace fs = std::filesystem;
 
-namespace {
-
-QString PageText(PageView& view) {
-    QString text;
-    bool done = false;
-    view.page()->toPlainText([&](const QString& result) {
-        text = result;
-        done = true;
-    });
-    // Empty when the page never answered, which the callers' checks then catch.
-    return QTest::qWaitFor([&] { return done; }, 10000) ? text : QString();
-}
-
-}  // namespace
-
 class PageViewTest : public QObject {
     Q_OBJECT
 private slots:
@@ -54,7 +39,7 @@ private slots:
         QCOMPARE(window.CurrentNode()->path, testCase);
         QTRY_VERIFY_WITH_TIMEOUT(!loaded.isEmpty(), 20000);
         QVERIFY(loaded.last().at(0).toBool());
-        QVERIFY(PageText(page).contains("LOG-001"));
+        QVERIFY(gui_test::PageText(page).contains("LOG-001"));
 
         // A link into the database selects its item, whose page follows.
         const fs::path project = open->database / "Projects" / "Release 2.0";
@@ -93,7 +78,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!loaded.isEmpty(), 20000);
         QTRY_VERIFY(!open->port.notices.empty());
         QCOMPARE(open->port.notices.back().caption, std::string("Error displaying test case"));
-        const QString text = PageText(open->window->Page());
+        const QString text = gui_test::PageText(open->window->Page());
         QVERIFY2(text.contains("Unable to open the test case"), qPrintable(text));
     }
 };

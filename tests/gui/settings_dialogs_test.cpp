@@ -44,17 +44,6 @@ void Press(QDialog& dialog, QDialogButtonBox::StandardButton button) {
     dialog.findChild<QDialogButtonBox*>()->button(button)->click();
 }
 
-QString PageHtml(PageView& view) {
-    QString html;
-    bool done = false;
-    view.page()->toHtml([&](const QString& result) {
-        html = result;
-        done = true;
-    });
-    // Empty when the page never answered, which the callers' checks then catch.
-    return QTest::qWaitFor([&] { return done; }, 10000) ? html : QString();
-}
-
 std::string FileBytes(const fs::path& file) {
     std::ifstream in(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
@@ -176,7 +165,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!loaded.isEmpty(), 20000);
         // A rule only the night style's sheet holds; the page carries its style's sheet.
         const QString nightCanvas = "--canvas: #0d1117";
-        QVERIFY(!PageHtml(window.Page()).contains(nightCanvas));
+        QVERIFY(!gui_test::PageHtml(window.Page()).contains(nightCanvas));
 
         QStringList offered;
         QString title, selected;
@@ -199,7 +188,7 @@ private slots:
                              root.filePath("data").toStdString(), open->port);
         QCOMPARE(written.Settings().templatePath, std::string("night"));
         QTRY_VERIFY_WITH_TIMEOUT(!loaded.isEmpty(), 20000);
-        QVERIFY(PageHtml(window.Page()).contains(nightCanvas));
+        QVERIFY(gui_test::PageHtml(window.Page()).contains(nightCanvas));
 
         // The style in use is selected next time; keeping it, or cancelling, changes nothing.
         const std::string fileBefore = FileBytes(written.File());

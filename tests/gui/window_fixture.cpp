@@ -1,6 +1,7 @@
 #include "window_fixture.h"
 
 #include <QTest>
+#include <QWebEnginePage>
 
 namespace vantorel::gui_test {
 namespace fs = std::filesystem;
@@ -35,6 +36,29 @@ void WhenModalOpens(std::function<void(QDialog&)> handle) {
         handle(*dialog);
     });
     timer->start();
+}
+
+namespace {
+
+template <typename Ask>
+QString PageAnswer(Ask ask) {
+    QString answer;
+    bool done = false;
+    ask([&](const QString& result) {
+        answer = result;
+        done = true;
+    });
+    return QTest::qWaitFor([&] { return done; }, 10000) ? answer : QString();
+}
+
+}  // namespace
+
+QString PageText(PageView& view) {
+    return PageAnswer([&](auto receive) { view.page()->toPlainText(receive); });
+}
+
+QString PageHtml(PageView& view) {
+    return PageAnswer([&](auto receive) { view.page()->toHtml(receive); });
 }
 
 std::unique_ptr<OpenWindow> OpenSampleWindow(const fs::path& root) {

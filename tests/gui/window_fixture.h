@@ -30,6 +30,11 @@ struct OpenWindow {
     std::unique_ptr<MainWindow> window;
     std::filesystem::path database;
 };
+// What the page view shows, as text or as HTML; empty when the page never answers, which the
+// callers' checks then catch.
+QString PageText(PageView& view);
+QString PageHtml(PageView& view);
+
 // A shown window with a copy of the sample database open, below root.
 std::unique_ptr<OpenWindow> OpenSampleWindow(const std::filesystem::path& root);
 
