@@ -103,12 +103,13 @@ std::string ProgressBody(const ProgressReportData& report, const std::string& ba
         const std::string rowClass = period % 2 == 0 ? "List" : "ListAlt";
         html += "<tr class=" + rowClass + "><td class=" + rowClass + ">" + chart.labels[period] +
                 "</td>";
-        for (const ChartSeries& line : chart.series)
+        // Counts come from the report itself: the chart's doubles can't hold every int64.
+        for (std::size_t status = 0; status < report.statuses.size(); ++status) {
+            const bool stored =
+                status < report.series.size() && period < report.series[status].size();
             html += "<td class=\"" + rowClass + " Figure\">" +
-                    (period < line.values.size()
-                         ? std::to_string(static_cast<long long>(line.values[period]))
-                         : std::string("0")) +
-                    "</td>";
+                    std::to_string(stored ? report.series[status][period] : 0) + "</td>";
+        }
         html += "</tr>\n";
     }
     return html + "</table>\n";

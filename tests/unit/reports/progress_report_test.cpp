@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "render/report_pages.h"
 #include "support/project_fixture.h"
 
 namespace vantorel::testing {
@@ -107,6 +108,23 @@ TEST_F(ProgressReportTest, WritesAReportTheChartsCanReadBack) {
     EXPECT_EQ(data->series[2].front(), 0);
     EXPECT_EQ(data->series[2].back(), 1);
     EXPECT_EQ(data->statuses.size(), data->colours.size());
+}
+
+// A page shows the counts as stored, even ones no chart value holds exactly.
+TEST_F(ProgressReportTest, ThePageShowsEveryStoredCountExactly) {
+    AddCase("S/a.vtl", {}, Block("03-10-2026", false, "Pass", "Pass"));
+    SetProjectDates("20261001", "", "20261003");
+    const auto file = Make(ReportKind::Progress, WholeProject());
+    ASSERT_TRUE(file);
+    std::string text = ReadFile(*file);
+    const std::size_t series = text.find("<series0>");
+    ASSERT_NE(series, std::string::npos);
+    text.insert(series + 9, "9223372036854775807,");
+    WriteFile(*file, text);
+
+    const auto page = RenderReportPage(*file, custom, "progress");
+    ASSERT_TRUE(page);
+    EXPECT_NE(page->body.find(">9223372036854775807</td>"), std::string::npos);
 }
 
 TEST_F(ProgressReportTest, NeedsAFinishLaterThanTheStart) {
