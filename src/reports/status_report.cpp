@@ -1,5 +1,6 @@
 #include "reports/status_report.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -93,12 +94,17 @@ StatusFigures DeriveStatusFigures(const StatusSums& sums) {
     figures.sums = sums;
     figures.totalAttemptedTime = sums.expendedTime + sums.failedTime + sums.otherTime;
     // The guard looks at the passed tests' minutes, not at the divisor: no passed minutes, no
-    // extrapolation.
+    // extrapolation. Hand-edited negative durations can still cancel the divisor out, and no
+    // figure goes past what the report can store.
+    const double predicted = sums.attemptedExpectedTime != 0
+                                 ? std::trunc(static_cast<double>(figures.totalAttemptedTime) /
+                                              static_cast<double>(sums.attemptedExpectedTime) *
+                                              static_cast<double>(sums.totalTestTime))
+                                 : 0.0;
+    constexpr double kStorable = 9.0e18;  // below 2^63, where an int64 ends
     figures.predictedTime =
-        sums.expectedPassedTime != 0
-            ? static_cast<std::int64_t>(std::trunc(static_cast<double>(figures.totalAttemptedTime) /
-                                                   static_cast<double>(sums.attemptedExpectedTime) *
-                                                   static_cast<double>(sums.totalTestTime)))
+        sums.expectedPassedTime != 0 && sums.attemptedExpectedTime != 0
+            ? static_cast<std::int64_t>(std::clamp(predicted, -kStorable, kStorable))
             : sums.totalTestTime;
     figures.averagePerAttemptedTest =
         sums.attemptedCount != 0 ? figures.totalAttemptedTime / sums.attemptedCount : 0;

@@ -1,5 +1,7 @@
 #include "reports/status_report.h"
+
 #include <fstream>
+#include <limits>
 
 #include "support/child_process.h"
 #include "support/project_fixture.h"
@@ -92,6 +94,19 @@ TEST_F(StatusReportTest, DerivedFiguresFollowTheirGuards) {
     onlyFailed.attemptedExpectedTime = 60;
     onlyFailed.attemptedCount = 1;
     EXPECT_EQ(DeriveStatusFigures(onlyFailed).predictedTime, 400);
+
+    // Negative hand-edited durations that cancel the divisor out, or a prediction past any
+    // int64, give a figure rather than a crash.
+    StatusSums cancelled = onlyFailed;
+    cancelled.expectedPassedTime = 60;
+    cancelled.attemptedExpectedTime = 0;
+    EXPECT_EQ(DeriveStatusFigures(cancelled).predictedTime, 400);
+    StatusSums huge = onlyFailed;
+    huge.expectedPassedTime = 1;
+    huge.attemptedExpectedTime = 1;
+    huge.failedTime = std::numeric_limits<std::int64_t>::max() / 2;
+    huge.totalTestTime = std::numeric_limits<std::int64_t>::max() / 2;
+    EXPECT_GT(DeriveStatusFigures(huge).predictedTime, 0);
 
     EXPECT_EQ(DeriveStatusFigures({}).averagePerPlannedTest, 0);
 }
