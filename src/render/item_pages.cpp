@@ -377,7 +377,7 @@ std::string PrjTestGroupCore::SuiteList(const PageSettings& settings) const {
             break;
         }
         const std::string rowClass = rows++ % 2 == 0 ? "List" : "ListAlt";
-        const std::string shown = HtmlEscaped(entry.name);
+        const std::string shown = NameHtml(entry.name);
         if (entry.folder) {
             html += "<tr class=" + rowClass + "><td class=" + rowClass + "><img src=\"" +
                     settings.imagePath + "folder.gif\" align=left><a href=\"" +

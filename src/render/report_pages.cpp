@@ -202,7 +202,7 @@ std::optional<ReportPage> ReportPageHead(const std::filesystem::path& path) {
         return std::nullopt;
     ReportPage page;
     page.kind = *kind;
-    page.title = HtmlEscaped(path.stem().string());
+    page.title = NameHtml(path.stem().string());
     page.created = DisplayValue(FT_DATE, header.createDate);
     return page;
 }

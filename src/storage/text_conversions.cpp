@@ -4,6 +4,7 @@
 #include <array>
 #include <cctype>
 #include <cstring>
+#include <optional>
 
 namespace vantorel {
 namespace {
@@ -339,27 +340,71 @@ std::string FirstCharacterLatin1CantHold(std::string_view utf8) {
     return {};
 }
 
+namespace {
+
+struct Utf8Character {
+    char32_t code;
+    std::size_t length;
+};
+
+// The character UTF-8 text holds at `at`; none when the bytes there begin no whole character.
+std::optional<Utf8Character> Utf8CharacterAt(std::string_view text, std::size_t at) {
+    const unsigned char lead = static_cast<unsigned char>(text[at]);
+    if (lead < 0x80)
+        return Utf8Character{lead, 1};
+    const std::size_t length = (lead >> 5) == 0x6    ? 2
+                               : (lead >> 4) == 0xE  ? 3
+                               : (lead >> 3) == 0x1E ? 4
+                                                     : 0;
+    if (length == 0 || at + length > text.size())
+        return std::nullopt;
+    char32_t code = lead & (0x7Fu >> length);
+    for (std::size_t next = at + 1; next < at + length; ++next) {
+        const unsigned char part = static_cast<unsigned char>(text[next]);
+        if ((part & 0xC0) != 0x80)
+            return std::nullopt;
+        code = code << 6 | (part & 0x3Fu);
+    }
+    return Utf8Character{code, length};
+}
+
+}  // namespace
+
+std::string NameHtml(std::string_view utf8) {
+    std::string out;
+    out.reserve(utf8.size());
+    for (std::size_t at = 0; at < utf8.size();) {
+        const std::optional<Utf8Character> character = Utf8CharacterAt(utf8, at);
+        // A byte that begins no UTF-8 character is an ISO-8859-1 one, as old shares hold.
+        const char32_t code = character ? character->code : static_cast<unsigned char>(utf8[at]);
+        at += character ? character->length : 1;
+        if (code < 0x80)
+            out += HtmlEscaped(std::string(1, static_cast<char>(code)));
+        else
+            out += "&#" + std::to_string(static_cast<std::uint32_t>(code)) + ";";
+    }
+    return out;
+}
+
+std::string Latin1FromName(std::string_view utf8) {
+    std::string out;
+    out.reserve(utf8.size());
+    for (std::size_t at = 0; at < utf8.size();) {
+        const std::optional<Utf8Character> character = Utf8CharacterAt(utf8, at);
+        const char32_t code = character ? character->code : static_cast<unsigned char>(utf8[at]);
+        at += character ? character->length : 1;
+        out += code <= 0xFF ? static_cast<char>(code) : '?';
+    }
+    return out;
+}
+
 std::u16string Utf8ToUtf16(std::string_view text) {
     std::u16string out;
     out.reserve(text.size());
     for (std::size_t i = 0; i < text.size();) {
-        unsigned char c = static_cast<unsigned char>(text[i]);
-        char32_t code = 0xFFFD;
-        std::size_t length = 1;
-        if (c < 0x80) {
-            code = c;
-        } else if ((c >> 5) == 0x6 && i + 1 < text.size()) {
-            code = ((c & 0x1Fu) << 6) | (text[i + 1] & 0x3Fu);
-            length = 2;
-        } else if ((c >> 4) == 0xE && i + 2 < text.size()) {
-            code = ((c & 0x0Fu) << 12) | ((text[i + 1] & 0x3Fu) << 6) | (text[i + 2] & 0x3Fu);
-            length = 3;
-        } else if ((c >> 3) == 0x1E && i + 3 < text.size()) {
-            code = ((c & 0x07u) << 18) | ((text[i + 1] & 0x3Fu) << 12) |
-                   ((text[i + 2] & 0x3Fu) << 6) | (text[i + 3] & 0x3Fu);
-            length = 4;
-        }
-        i += length;
+        const std::optional<Utf8Character> character = Utf8CharacterAt(text, i);
+        char32_t code = character ? character->code : 0xFFFD;
+        i += character ? character->length : 1;
         if (code >= 0x10000 && code <= 0x10FFFF) {
             code -= 0x10000;
             out += static_cast<char16_t>(0xD800 + (code >> 10));

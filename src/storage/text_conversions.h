@@ -58,6 +58,13 @@ std::string PercentDecoded(std::string_view text);
 // its UTF-8 bytes; empty when documents can hold all of it.
 std::string FirstCharacterLatin1CantHold(std::string_view utf8);
 
+// A name from the file system, where Linux keeps UTF-8, as HTML for a page: escaped like
+// HtmlEscaped, and every character beyond ASCII as a numeric reference, so it reads the same
+// in the ISO-8859-1 pages. A byte that begins no UTF-8 character is taken as ISO-8859-1.
+std::string NameHtml(std::string_view utf8);
+// The same name as a document holds it, in ISO-8859-1: a character beyond it becomes "?".
+std::string Latin1FromName(std::string_view utf8);
+
 // The application configuration file is the one document in UTF-16 little-endian. On the
 // narrow side it speaks UTF-8, the encoding of Linux paths, so paths round-trip unchanged.
 std::u16string Utf8ToUtf16(std::string_view text);

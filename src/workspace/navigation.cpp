@@ -15,6 +15,7 @@
 #include "storage/item_listing.h"
 #include "storage/locks.h"
 #include "storage/tagged_document.h"
+#include "storage/text_conversions.h"
 #include "workspace/commands.h"
 
 namespace vantorel {
@@ -449,7 +450,8 @@ int FollowIdentifier(const fs::path& document, std::string_view id, FileLayer& f
     if (doc.OpenRead(document) != 0 || doc.Load() != 0 || doc.GetTag("<id>", current) != 0)
         return 0;
     doc.Close();
-    const IoResult saved = XMLParse::SetDocumentId(document, id, files);
+    // File names are UTF-8 and documents ISO-8859-1.
+    const IoResult saved = XMLParse::SetDocumentId(document, Latin1FromName(id), files);
     if (!saved.ok())
         DebugLog::Write("TreeView::Rename", "could not set the id of %s: %d\n", document.c_str(),
                         saved.code);

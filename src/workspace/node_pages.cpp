@@ -43,7 +43,7 @@ Notice UnreadableDocument(const fs::path& document) {
 // pane is never blank whatever the template shows of an empty item.
 std::string WithFailureLine(std::string html, const fs::path& document) {
     const std::string line = "<p class=\"LoadFailure\">Unable to open the test case, " +
-                             HtmlEscaped(document.string()) + "</p>\n";
+                             NameHtml(document.string()) + "</p>\n";
     std::size_t at = 0;
     for (std::size_t tag = html.find('<'); tag != std::string::npos; tag = html.find('<', tag + 1))
         if (strncasecmp(html.c_str() + tag, "<body", 5) == 0 &&
@@ -80,7 +80,7 @@ std::string Breadcrumbs(const NodePageRequest& request) {
     fs::path at = request.databaseDir;
     for (const std::string& part : PartsBelow(request.databaseDir, request.node.path)) {
         at /= part;
-        levels.push_back({HtmlEscaped(LabelOf(at)), ItemLink(request.databaseDir, at)});
+        levels.push_back({NameHtml(LabelOf(at)), ItemLink(request.databaseDir, at)});
     }
     return BreadcrumbBar(levels, request.imageUrl);
 }
@@ -118,7 +118,7 @@ std::string ItemList(const NodePageRequest& request, const std::vector<TreeNode>
                 (icon.empty() ? std::string()
                               : "<img src=\"" + request.imageUrl + icon + "\" align=left>") +
                 "<a href=\"" + ItemLink(request.databaseDir, item.path) + "\">" +
-                HtmlEscaped(item.label) + "</a></td></tr>\n";
+                NameHtml(item.label) + "</a></td></tr>\n";
     }
     if (items.empty())
         html += "<tr class=List><td class=List>Nothing here yet</td></tr>\n";
@@ -132,7 +132,7 @@ std::string ReportList(const NodePageRequest& request, const TreeNode& folder) {
         if (report.kind != TV_RPT_DOC)
             continue;
         const std::optional<ReportPage> head = ReportPageHead(report.path);
-        links.push_back({HtmlEscaped(report.label), ItemLink(request.databaseDir, report.path),
+        links.push_back({NameHtml(report.label), ItemLink(request.databaseDir, report.path),
                          head ? head->created : std::string()});
     }
     return ReportListTable(links);
@@ -249,7 +249,7 @@ NodePage ReportNodePage(const NodePageRequest& request) {
     frame.Load(request.styleFolder / kReportRootTemplate);
     settings.list = ReplaceAll(std::string(kFailedLoad), "%s", path.string());
     page.html = WithFailureLine(
-        frame.Fill(settings, ReportPlaceholders(HtmlEscaped(request.node.label))), path);
+        frame.Fill(settings, ReportPlaceholders(NameHtml(request.node.label))), path);
     page.failure = UnreadableDocument(path);
     return page;
 }
@@ -263,12 +263,12 @@ NodePage ReportFolderPage(const NodePageRequest& request) {
         for (const TreeNode& folder : ChildNodes(request.databaseDir, request.node))
             if (folder.kind == TV_RPT_FLD)
                 settings.list += "<h2><a href=\"" + ItemLink(request.databaseDir, folder.path) +
-                                 "\">" + HtmlEscaped(folder.label) + "</a></h2>\n" +
+                                 "\">" + NameHtml(folder.label) + "</a></h2>\n" +
                                  ReportList(request, folder);
     }
     Template frame;
     frame.Load(request.styleFolder / kReportRootTemplate);
-    return {frame.Fill(settings, ReportPlaceholders(HtmlEscaped(request.node.label))), {}, {}};
+    return {frame.Fill(settings, ReportPlaceholders(NameHtml(request.node.label))), {}, {}};
 }
 
 NodePage FolderPage(const NodePageRequest& request) {
@@ -281,7 +281,7 @@ NodePage FolderPage(const NodePageRequest& request) {
     Template frame;
     if (!frame.Load(request.styleFolder / kFolderTemplate))
         frame.LoadText(std::string(kPlainFolderPage));
-    const std::string title = HtmlEscaped(request.node.label);
+    const std::string title = NameHtml(request.node.label);
     return {frame.Fill(settings,
                        [&](std::string_view placeholder) -> std::optional<std::string> {
                            if (placeholder == "VT_FOLDER_TITLE")

@@ -108,6 +108,16 @@ TEST(WrapLinks, LeavesTheTextWhenTheMarkupWouldNotFit) {
     EXPECT_EQ(text, "http://x.org");
 }
 
+// Names come from the file system as UTF-8, or as ISO-8859-1 bytes from an old share; pages
+// show them whatever their charset, documents hold them in ISO-8859-1.
+TEST(FileNames, ReachPagesAsReferencesAndDocumentsAsLatin1) {
+    EXPECT_EQ(NameHtml("Caf\xc3\xa9 <1> & \xe2\x82\xac"), "Caf&#233; &lt;1&gt; &amp; &#8364;");
+    EXPECT_EQ(NameHtml("Caf\xe9"), "Caf&#233;");
+    EXPECT_EQ(NameHtml("\xe2\x82"), "&#226;&#130;");  // cut short: each byte on its own
+    EXPECT_EQ(Latin1FromName("Caf\xc3\xa9 \xe2\x82\xac"), "Caf\xe9 ?");
+    EXPECT_EQ(Latin1FromName("Caf\xe9"), "Caf\xe9");
+}
+
 TEST(Utf16, RoundTripsOutsideTheBasicPlane) {
     const std::string text = "a é € 𝄞";
     EXPECT_EQ(Utf16ToUtf8(Utf8ToUtf16(text)), text);

@@ -96,6 +96,8 @@ TEST_F(NavigationTest, RenameRefusesBadNamesAndOpenFilesBeforeTouchingTheDisk) {
     EXPECT_NE(port.notices[5].text.find("\"\xce\xa9\""), std::string::npos);
     EXPECT_TRUE(RenameItem(Node(doc), "Caf\xc3\xa9", "", port));
     EXPECT_TRUE(fs::exists(suite / "Caf\xc3\xa9.vtl"));
+    // The file's name is UTF-8, its document's identifier ISO-8859-1.
+    EXPECT_NE(ReadFile(suite / "Caf\xc3\xa9.vtl").find("<id>Caf\xe9</id>"), std::string::npos);
     ASSERT_TRUE(RenameItem(Node(suite / "Caf\xc3\xa9.vtl"), "TC1", "", port));
     EXPECT_EQ(port.notices[0], (Notice{"A name must be given", "Rename Error", Icon::Warning}));
     EXPECT_EQ(port.notices[1].text, "Name is too long, please limit the name to 64 characters");
