@@ -217,8 +217,12 @@ TEST_F(WatcherTest, OpeningAnotherDatabaseMovesTheWatch) {
     WriteFile(first / "ignored", "x");
     WriteFile(second / "seen", "x");
     ASSERT_TRUE(WaitFor((second / "seen").string(), kChangeAdded));
-    std::lock_guard lock(mutex);
-    EXPECT_EQ(changes.count({(first / "ignored").string(), kChangeAdded}), 0u);
+    {
+        // Released before Close: the watcher may still be handing over the write's later
+        // events, and Close waits for it.
+        std::lock_guard lock(mutex);
+        EXPECT_EQ(changes.count({(first / "ignored").string(), kChangeAdded}), 0u);
+    }
     db.Close();
     EXPECT_FALSE(db.Watching());
 }
