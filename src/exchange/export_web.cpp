@@ -141,7 +141,7 @@ struct Crumb {
 std::string Breadcrumbs(const std::vector<Crumb>& crumbs, const std::string& toRoot) {
     std::vector<BreadcrumbLink> levels;
     for (const Crumb& crumb : crumbs)
-        levels.push_back({Escaped(crumb.name), toRoot + UrlPath(crumb.page)});
+        levels.push_back({NameHtml(crumb.name), toRoot + UrlPath(crumb.page)});
     return BreadcrumbBar(levels, toRoot + "images/");
 }
 
@@ -268,7 +268,7 @@ std::string RewriteInternalLinks(const std::string& html, const fs::path& projec
                 if (identifier.ends_with(kItemExtension))
                     identifier.resize(identifier.size() - kItemExtension.size());
                 out.append(html, at, textBegin + 1 - at);
-                out += HtmlEscaped(identifier) +
+                out += NameHtml(identifier) +
                        (title.empty() ? "" : " &ndash; " + PageValue(FT_TEXT, title));
                 at = textEnd;
             }
@@ -479,8 +479,7 @@ struct ExportWeb::ProjectTree {
                 description.Load() == 0)
                 description.GetTag("<suite_title>", title);
             writer.Write("<tr class=List><td class=List><a href=\"#" + AnchorOf(suite.relative) +
-                         "\">" + Escaped(std::string(LastPart(suite.relative))) +
-                         "</a></td>\n<td class=List>" +
+                         "\">" + NameHtml(LastPart(suite.relative)) + "</a></td>\n<td class=List>" +
                          (title.empty() ? "&nbsp;" : PageValue(FT_TEXT, title)) + "</td></tr>\n");
         }
         writer.Write("</table>\n");
@@ -501,14 +500,13 @@ struct ExportWeb::ProjectTree {
             if (place == 0 && at == firstCase)
                 continue;
             writer.Write("<a name=\"" + AnchorOf(suite.relative) + "\"></a><h2>" +
-                         Escaped(std::string(LastPart(suite.relative))) + "</h2>\n");
+                         NameHtml(LastPart(suite.relative)) + "</h2>\n");
             if (place != 0 && !suite.children.empty()) {
                 writer.Write("<br><p><b>Test Suites</b></p><table class=List>");
                 for (std::size_t child : suite.children)
                     writer.Write("<tr class=List><td class=List><a href=\"#" +
                                  AnchorOf(suites[child].relative) + "\">" +
-                                 Escaped(std::string(LastPart(suites[child].relative))) +
-                                 "</a></td></tr>\n");
+                                 NameHtml(LastPart(suites[child].relative)) + "</a></td></tr>\n");
                 // The sub-suite table has always been closed without its angle bracket.
                 writer.Write("</table\n");
             }
@@ -518,7 +516,7 @@ struct ExportWeb::ProjectTree {
                 const Page& testCase = pages[page];
                 writer.Write("<tr class=List><td class=List><a href=\"" +
                              UrlPath(suite.relative + "/" + testCase.name + ".html") + "\">" +
-                             Escaped(testCase.name) + "</a></td><td class=List>" +
+                             NameHtml(testCase.name) + "</a></td><td class=List>" +
                              (testCase.status.empty() ? "&nbsp;"
                                                       : PageValue(FT_LIST_TEXT, testCase.status)) +
                              "</td></tr>\n");
@@ -697,7 +695,8 @@ std::optional<ExportWeb::PageFailure> ExportWeb::WriteItemPage(const Site& site,
             if (job.suite == 0)
                 suite.LoadText("<test_suite><id>" + Escaped(std::string(kProjectTestCasesFolder)) +
                                "</id><suite_title>Every suite and test case of " +
-                               Escaped(site.project) + "</suite_title></test_suite>");
+                               Escaped(Latin1FromName(site.project)) +
+                               "</suite_title></test_suite>");
             else
                 suite.Load(GroupDocumentPath(folder));
             html = suite.Render(frame, site.Settings(depth, site.Trail(relative)));
@@ -749,7 +748,7 @@ bool ExportWeb::WriteReportKind(const Site& site, const std::string& kind,
             continue;
         const std::string name = document.stem().string();
         projectPart += "<p><a href=\"" + UrlPath((relative / (name + ".html")).generic_string()) +
-                       "\">" + Escaped(name) + "</a></p>\n";
+                       "\">" + NameHtml(name) + "</a></p>\n";
         links.push_back(std::move(*link));
     }
     if (TellFailure())
@@ -797,7 +796,7 @@ std::optional<ReportLink> ExportWeb::WriteReportPage(const Site& site, const std
     }
     ++m_pages;
     DrawCharts(m_charts, *report, site.root / relative);
-    return ReportLink{Escaped(name), UrlPath(name + ".html"), report->created};
+    return ReportLink{NameHtml(name), UrlPath(name + ".html"), report->created};
 }
 
 bool ExportWeb::WriteProjectPage(const Site& site, const ProjectTree& tree,

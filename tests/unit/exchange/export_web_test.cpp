@@ -315,6 +315,21 @@ TEST_F(ExportTest, AFolderNobodyMayEnterEndsNoWorker) {
     fs::permissions(cases / "Smoke" / "Locked", fs::perms::owner_all);
 }
 
+// Names on disk are UTF-8 and the pages ISO-8859-1: accents reach the site as references.
+TEST_F(ExportTest, AccentedNamesReadRightOnTheSite) {
+    AddCase("Caf\xc3\xa9/Cr\xc3\xa8me.vtl", {{"<id>", "Cr\xe8me"}, {"<test_status>", "Pass"}});
+    ASSERT_EQ(Export(), site / "Alpha.html");
+    const std::string page =
+        ReadFile(site / "Project Test Cases" / "Caf\xc3\xa9" / "Cr\xc3\xa8me.html");
+    EXPECT_NE(page.find(">Caf&#233;</a>&raquo;<a href=\"../../Project%20Test%20Cases/Caf%C3%A9/"
+                        "Cr%C3%A8me.html\">Cr&#232;me</a>"),
+              std::string::npos)
+        << page.substr(0, 1200);
+    const std::string tree = ReadFile(site / "Alpha.html");
+    EXPECT_NE(tree.find(">Caf&#233;</a>"), std::string::npos);
+    EXPECT_NE(tree.find(">Cr&#232;me</a>"), std::string::npos);
+}
+
 TEST_F(ExportTest, AProjectWithoutTestCasesStillGetsItsPage) {
     fs::remove_all(cases);
     ASSERT_TRUE(Export());
