@@ -3,6 +3,7 @@
 #include <QCheckBox>
 #include <QMessageBox>
 #include <QThread>
+#include <memory>
 
 namespace vantorel {
 namespace {
@@ -36,10 +37,44 @@ bool QtPort::ask(const Notice& question) {
 bool QtPort::OnWindowThread(const Notice& notice, bool question) {
     if (QThread::currentThread() == thread())
         return Show(notice, question);
-    bool answer = false;
+    struct Call {
+        std::uint64_t releases = 0;
+        bool done = false, answer = false;
+    };
+    auto call = std::make_shared<Call>();
+    {
+        std::lock_guard lock(m_callMutex);
+        if (m_released)
+            return false;
+        call->releases = m_releases;
+    }
     QMetaObject::invokeMethod(
-        this, [&] { answer = Show(notice, question); }, Qt::BlockingQueuedConnection);
-    return answer;
+        this,
+        [this, call, notice, question] {
+            {
+                std::lock_guard lock(m_callMutex);
+                if (call->releases != m_releases)
+                    return;
+            }
+            const bool answer = Show(notice, question);
+            std::lock_guard lock(m_callMutex);
+            call->answer = answer;
+            call->done = true;
+            m_callAnswered.notify_all();
+        },
+        Qt::QueuedConnection);
+    std::unique_lock lock(m_callMutex);
+    m_callAnswered.wait(lock, [&] { return call->done || call->releases != m_releases; });
+    return call->done && call->answer;
+}
+
+void QtPort::setWorkersReleased(bool released) {
+    std::lock_guard lock(m_callMutex);
+    m_released = released;
+    if (released) {
+        ++m_releases;
+        m_callAnswered.notify_all();
+    }
 }
 
 bool QtPort::Show(const Notice& notice, bool question) {

@@ -3,13 +3,16 @@
 // Yes/No questions, and the progress counter handed to the status bar. Workers call it from
 // their own threads: a message or question is carried to the window's thread and the worker
 // waits there for the answer; progress is only noted and shown when the window next gets to
-// it, so a worker never waits for the window.
+// it, so a worker never waits for the window. Before the window's thread waits for a worker
+// to end, it releases the workers' pending messages, so neither waits for the other.
 
 #include <QObject>
 #include <QPointer>
 #include <QWidget>
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
+#include <mutex>
 
 #include "platform/user_port.h"
 
@@ -28,6 +31,10 @@ public:
     bool ask(const Notice& question) override;
     void progress(int processed, int total) override;
 
+    // Gives up every message or question a worker waits on, or has sent and not yet seen shown,
+    // and those it sends until released is false again.
+    void setWorkersReleased(bool released) override;
+
 signals:
     // On the window's thread, with the latest numbers a worker reported.
     void progressReported(int processed, int total);
@@ -41,6 +48,12 @@ private:
     // processed in the high half, total in the low one, so both are read as one pair.
     std::atomic<std::uint64_t> m_latest{0};
     std::atomic<bool> m_progressPosted{false};
+
+    // A worker's message is shown only if no release came between its sending and its turn.
+    std::mutex m_callMutex;
+    std::condition_variable m_callAnswered;
+    std::uint64_t m_releases = 0;
+    bool m_released = false;
 };
 
 }  // namespace vantorel

@@ -41,6 +41,9 @@ public:
     virtual bool ask(const Notice& question) = 0;
     // Long operations report how far they are; total 0 clears the counter. Never waits.
     virtual void progress(int processed, int total) = 0;
+    // Set while the caller waits for a worker to end: a port where workers wait for the user
+    // lets them go on as if told, or answered No, so the two never wait for each other.
+    virtual void setWorkersReleased(bool /*released*/) {}
 };
 
 }  // namespace vantorel

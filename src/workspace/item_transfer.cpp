@@ -26,6 +26,13 @@ namespace vantorel {
 namespace fs = std::filesystem;
 namespace {
 
+Notice CopyCancelledNotice() {
+    return {
+        "The copy was cancelled. The items already in place stay; nothing half-copied is "
+        "left.",
+        "Copy cancelled", Icon::Information};
+}
+
 constexpr char kOverwriteCaption[] = "Overwrite existing item";
 
 bool IsDocumentKind(NodeKind kind) {
@@ -479,10 +486,7 @@ TransferResult RunTransfer(const TransferPlan& plan, const std::function<void()>
         }
     }
     if (result.stopped)
-        result.failures.push_back(
-            {"The copy was cancelled. The items already in place stay; nothing half-copied is "
-             "left.",
-             "Copy cancelled", Icon::Information});
+        result.failures.push_back(CopyCancelledNotice());
     return result;
 }
 
@@ -561,20 +565,24 @@ std::optional<TreeNode> Duplicate(const fs::path& databaseDir, const TreeNode& i
     return TreeNode{placed, NodeKindOf(databaseDir, placed), name};
 }
 
-bool ConvertDroppedTestCases(const TreeNode& item, const TreeNode& target, EditorContext context) {
+bool ConvertDroppedTestCases(const TreeNode& item, const TreeNode& target, EditorContext context,
+                             const std::function<void()>& step, std::stop_token stop) {
     if (!IsConversionDrop(item.kind, target.kind))
         return false;
     const fs::path destination = target.path / item.path.filename();
     std::error_code error;
     if (item.kind == TV_TEST_TEST_DOC) {
-        if (ItemNameTaken(target.path, item.path, false) &&
-            !context.port.ask(
-                {FillMessage("A test case with the name %s already exists in that folder, "
-                             "overwrite?",
-                             {item.label}),
-                 kOverwriteCaption, Icon::Question}))
-            return false;
-        return PrjTestCase::Convert(item.path, destination, context);
+        const bool converted =
+            (!ItemNameTaken(target.path, item.path, false) ||
+             context.port.ask(
+                 {FillMessage("A test case with the name %s already exists in that folder, "
+                              "overwrite?",
+                              {item.label}),
+                  kOverwriteCaption, Icon::Question})) &&
+            PrjTestCase::Convert(item.path, destination, context);
+        if (step)
+            step();
+        return converted;
     }
     // A suite: its folder and description, then each test case and sub-suite below it.
     if (!fs::is_directory(destination, error) && !fs::create_directory(destination, error)) {
@@ -590,16 +598,48 @@ bool ConvertDroppedTestCases(const TreeNode& item, const TreeNode& target, Edito
     ItemListing items;
     ListItems(item.path, items);
     for (const FolderEntry& document : items.documents) {
+        if (stop.stop_requested())
+            return false;
         const fs::path path = item.path / document.name;
         allConverted = ConvertDroppedTestCases({path, TV_TEST_TEST_DOC, path.stem().string()},
-                                               suite, context) &&
+                                               suite, context, step, stop) &&
                        allConverted;
     }
     for (const std::string& name : items.folders)
-        allConverted =
-            ConvertDroppedTestCases({item.path / name, TV_TEST_SUITE_FLD, name}, suite, context) &&
-            allConverted;
-    return allConverted;
+        allConverted = ConvertDroppedTestCases({item.path / name, TV_TEST_SUITE_FLD, name}, suite,
+                                               context, step, stop) &&
+                       allConverted;
+    return allConverted && !stop.stop_requested();
+}
+
+int ConvertedTestCaseCount(const std::vector<ConversionDrop>& drops) {
+    int count = 0;
+    for (const ConversionDrop& drop : drops) {
+        if (drop.item.kind == TV_TEST_TEST_DOC)
+            ++count;
+        else
+            WalkItems(drop.item.path, [&count](const fs::path&, const ItemListing& items) {
+                count += static_cast<int>(items.documents.size());
+                return true;
+            });
+    }
+    return count;
+}
+
+TransferResult RunConversions(const std::vector<ConversionDrop>& drops, EditorContext context,
+                              const std::function<void()>& step, std::stop_token stop) {
+    TransferResult result;
+    for (const ConversionDrop& drop : drops) {
+        if (stop.stop_requested())
+            break;
+        ConvertDroppedTestCases(drop.item, drop.target, context, step, stop);
+        result.written.push_back(drop.target.path / drop.item.path.filename());
+    }
+    if (stop.stop_requested()) {
+        result.stopped = true;
+        result.failures.push_back(CopyCancelledNotice());
+    }
+    return result;
 }
 
 TransferWorker::~TransferWorker() {
@@ -607,22 +647,28 @@ TransferWorker::~TransferWorker() {
 }
 
 bool TransferWorker::Start(TransferPlan plan, std::function<void()> step, Finished finished) {
+    return Start([plan = std::move(plan), step = std::move(step)](
+                     std::stop_token stop) { return RunTransfer(plan, step, stop); },
+                 std::move(finished));
+}
+
+bool TransferWorker::Start(Job job, Finished finished) {
     std::lock_guard lock(m_mutex);
     if (m_running)
         return false;
     if (m_thread.joinable())
         m_thread.join();
     m_running = true;
-    m_thread = std::jthread([this, plan = std::move(plan), step = std::move(step),
-                             finished = std::move(finished)](std::stop_token stop) {
-        TransferResult result = RunTransfer(plan, step, stop);
-        {
-            std::lock_guard done(m_mutex);
-            m_running = false;
-        }
-        if (finished)
-            finished(std::move(result));
-    });
+    m_thread = std::jthread(
+        [this, job = std::move(job), finished = std::move(finished)](std::stop_token stop) {
+            TransferResult result = job(stop);
+            {
+                std::lock_guard done(m_mutex);
+                m_running = false;
+            }
+            if (finished)
+                finished(std::move(result));
+        });
     return true;
 }
 

@@ -4,7 +4,9 @@
 // thread, and leads to a plan; the plan then runs, on a worker thread for long ones, and only
 // copies, renames and removes. A folder or document is written under a temporary name and
 // renamed into place when it is complete, so an interrupted copy never looks like an item, and
-// a replaced item is set aside until its successor is in place.
+// a replaced item is set aside until its successor is in place. Conversions of library test
+// cases dropped on a project are the exception: each is written through the project test
+// case's editor, and asks as it goes.
 
 #include <filesystem>
 #include <functional>
@@ -79,18 +81,34 @@ std::optional<TreeNode> Duplicate(const std::filesystem::path& databaseDir, cons
                                   bool automaticIds, UserPort& port);
 
 // Test cases dropped on a project's "Project Test Cases" tree become project test cases there;
-// a dropped suite brings its sub-suites. False after telling the user of a failure.
-bool ConvertDroppedTestCases(const TreeNode& item, const TreeNode& target, EditorContext context);
+// a dropped suite brings its sub-suites. step is called once per test case; a stop ends the
+// work between two test cases. False after telling the user of a failure, or when stopped.
+bool ConvertDroppedTestCases(const TreeNode& item, const TreeNode& target, EditorContext context,
+                             const std::function<void()>& step = {}, std::stop_token stop = {});
+
+// Library items dropped on a project, to become its project test cases.
+struct ConversionDrop {
+    TreeNode item, target;
+};
+// The test cases the drops bring: what the progress of RunConversions counts.
+int ConvertedTestCaseCount(const std::vector<ConversionDrop>& drops);
+// Runs the drops in order, telling failures as they come; the result holds the converted
+// items, and when stopped the same cancel notice as a copy.
+TransferResult RunConversions(const std::vector<ConversionDrop>& drops, EditorContext context,
+                              const std::function<void()>& step, std::stop_token stop = {});
 
 // One long copy or move at a time on a thread of its own. finished runs on that thread when
 // the plan has run; the window hands the result to its own thread from there.
 class TransferWorker {
 public:
     using Finished = std::function<void(TransferResult)>;
+    using Job = std::function<TransferResult(std::stop_token)>;
     ~TransferWorker();
 
     // False when a transfer still runs: a second drop waits for the first.
     bool Start(TransferPlan plan, std::function<void()> step, Finished finished);
+    // Any work that ends in a transfer's result, such as conversions followed by a plan.
+    bool Start(Job job, Finished finished);
     bool Running() const;
     // Asks the running transfer to stop after its current file (the user's Cancel); it ends
     // through finished, with its result stopped. Returns at once.

@@ -6,6 +6,7 @@
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QThread>
+#include <QTimer>
 #include <atomic>
 #include <thread>
 
@@ -42,6 +43,38 @@ private slots:
         QCOMPARE(text, QString("Unable to delete file: <a&b>"));
         QCOMPARE(icon, QMessageBox::Critical);
         QVERIFY(onWindowThread);
+    }
+
+    // The window's thread waits for a worker to end only with the workers released: a
+    // question sent just before or after is answered No and never shown.
+    void AReleasedWorkerGoesOnWithoutTheWindow() {
+        QtPort port;
+        const Notice question{"Overwrite?", "Overwrite existing item", Icon::Question};
+        std::atomic<bool> asking = false;
+        bool before = true, after = true;
+        std::thread worker([&] {
+            asking = true;
+            before = port.ask(question);
+        });
+        while (!asking)
+            std::this_thread::yield();
+        port.setWorkersReleased(true);
+        worker.join();
+        std::thread late([&] { after = port.ask(question); });
+        late.join();
+        port.setWorkersReleased(false);
+        QVERIFY(!before);
+        QVERIFY(!after);
+
+        bool shown = false;
+        QTimer::singleShot(0, [&] {
+            if (QWidget* modal = QApplication::activeModalWidget()) {
+                shown = true;
+                modal->close();
+            }
+        });
+        QCoreApplication::processEvents();
+        QVERIFY(!shown);
     }
 
     void QuestionsAnswerYesOrNoAndATickNeedsTickAndOk() {

@@ -12,6 +12,7 @@
 
 #include "desktop/tree/tree_actions.h"
 #include "gui_test.h"
+#include "support/temp_dir.h"
 #include "window_fixture.h"
 
 namespace vantorel {
@@ -196,6 +197,27 @@ private slots:
         QCOMPARE(w.open->port.questions[0].caption, std::string("Overwrite existing item"));
         QVERIFY(!w.window.Actions().TransferRunning());
         QCOMPARE(NamesBelow(w.search), before);
+    }
+
+    void ALibrarySuiteDroppedOnAProjectIsConvertedOnTheWorker() {
+        QTemporaryDir root;
+        LibraryWindow w(root);
+        const fs::path cases = w.open->database / "Projects" / "Release 2.0" / "Project Test Cases";
+        fs::remove_all(cases / "Login");
+        fs::remove(cases / "Login.tgp");
+        w.model.RefreshFolder(cases);
+        QVERIFY(w.Drop(w.login, cases, Qt::CopyAction));
+        // The drop runs when the view is done with it; the tree shows the suite at the end.
+        QTRY_VERIFY(!w.window.Actions().TransferRunning() &&
+                    w.model.IndexOf(cases / "Login").isValid());
+        QCOMPARE(NamesBelow(cases / "Login"), NamesBelow(w.login));
+        QVERIFY(testing::ReadFile(cases / "Login" / "LOG-001.vtl").find("<project_test_case>") !=
+                std::string::npos);
+        QCOMPARE(w.CurrentPath(), cases / "Login");
+        const auto& steps = w.open->port.progressSteps;
+        QVERIFY(std::ranges::find(steps, std::make_pair(6, 6)) != steps.end());
+        QCOMPARE(steps.back(), std::make_pair(0, 0));
+        QVERIFY(w.open->port.notices.empty());
     }
 
     void CancellingALongPasteLeavesNoHalfCopy() {

@@ -78,7 +78,9 @@ TreeActions::~TreeActions() {
         std::lock_guard lock(m_inbox->mutex);
         m_inbox->receiver = nullptr;
     }
+    m_port.setWorkersReleased(true);
     m_worker.StopAndWait();
+    m_port.setWorkersReleased(false);
 }
 
 bool TreeActions::Run(Operation operation) {
@@ -227,13 +229,12 @@ void TreeActions::RunDrops() {
         return;
     TransferPlan plan;
     RunningTransfer transfer{{}, true};
-    std::vector<fs::path> converted;
+    std::vector<ConversionDrop> conversions;
     for (const PendingDrop& drop : drops) {
-        // Test cases dropped on a project become its project test cases: each is written
-        // through the project test case's editor, here, where it may ask.
+        // Test cases dropped on a project become its project test cases, each written through
+        // the project test case's editor on the worker, which may ask.
         if (IsConversionDrop(drop.item.kind, drop.target.kind)) {
-            ConvertDroppedTestCases(drop.item, drop.target, {m_port, m_window.TheShell().Custom()});
-            converted.push_back(drop.target.path / drop.item.path.filename());
+            conversions.push_back({drop.item, drop.target});
             transfer.refresh.push_back(drop.target.path);
             continue;
         }
@@ -247,23 +248,35 @@ void TreeActions::RunDrops() {
         transfer.refresh.push_back(drop.item.path.parent_path());
         transfer.refresh.push_back(drop.target.path);
     }
-    if (plan.steps.empty()) {
-        RefreshFolders(transfer.refresh);
-        SelectPaths(converted);
+    if (plan.steps.empty() && conversions.empty())
         return;
-    }
-    StartTransfer(std::move(plan), std::move(transfer));
+    StartTransfer(std::move(plan), std::move(transfer), std::move(conversions));
 }
 
-void TreeActions::StartTransfer(TransferPlan plan, RunningTransfer transfer) {
-    const int total = plan.files;
-    auto processed = std::make_shared<std::atomic<int>>(0);
+void TreeActions::StartTransfer(TransferPlan plan, RunningTransfer transfer,
+                                std::vector<ConversionDrop> conversions) {
     m_transfer = std::move(transfer);
-    m_port.progress(0, total);
+    m_port.progress(0, plan.files);
     m_cancelButton->show();
+    // The conversions' test cases are counted on the worker: a dropped suite may be large.
+    const EditorContext context{m_port, m_window.TheShell().Custom()};
     m_worker.Start(
-        std::move(plan),
-        [port = &m_port, processed, total] { port->progress(++*processed, total); },
+        [port = &m_port, plan = std::move(plan), conversions = std::move(conversions),
+         context](std::stop_token stop) {
+            const int total = plan.files + ConvertedTestCaseCount(conversions);
+            int processed = 0;
+            auto step = [&] { port->progress(++processed, total); };
+            TransferResult result = RunConversions(conversions, context, step, stop);
+            if (!result.stopped && !plan.steps.empty()) {
+                TransferResult copied = RunTransfer(plan, step, stop);
+                result.failures.insert(result.failures.end(), copied.failures.begin(),
+                                       copied.failures.end());
+                result.written.insert(result.written.end(), copied.written.begin(),
+                                      copied.written.end());
+                result.stopped = copied.stopped;
+            }
+            return result;
+        },
         [this](TransferResult result) {
             {
                 std::lock_guard lock(m_finishedMutex);
@@ -274,7 +287,9 @@ void TreeActions::StartTransfer(TransferPlan plan, RunningTransfer transfer) {
 }
 
 void TreeActions::StopTransfer() {
+    m_port.setWorkersReleased(true);
     m_worker.StopAndWait();
+    m_port.setWorkersReleased(false);
     EndTransfer();
 }
 

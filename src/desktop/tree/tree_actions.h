@@ -75,7 +75,8 @@ private:
     void RunDrops();
     // False, after telling the user, while another copy or move runs.
     bool ReadyForTransfer();
-    void StartTransfer(TransferPlan plan, RunningTransfer transfer);
+    void StartTransfer(TransferPlan plan, RunningTransfer transfer,
+                       std::vector<ConversionDrop> conversions = {});
     void EndTransfer();
     void RefreshFolders(const std::vector<std::filesystem::path>& folders);
     void SelectPaths(const std::vector<std::filesystem::path>& paths);

@@ -273,5 +273,40 @@ TEST_F(TransferTest, TestCasesDroppedOnAProjectBecomeProjectTestCases) {
     EXPECT_TRUE(fs::exists(suite / "TC1.vtl"));  // the library keeps its test case
 }
 
+TEST_F(TransferTest, ConversionsCountTheirTestCasesAndStopBetweenThem) {
+    const fs::path suite = Suite(library / "login");
+    Doc(suite, "TC1");
+    Doc(suite, "TC2");
+    Doc(suite / "Sub", "TC3");
+    const fs::path cases = db / "Projects" / "Alpha" / "Project Test Cases";
+    fs::create_directories(cases);
+    const std::vector<ConversionDrop> drops{{Node(suite), Node(cases)}};
+    EXPECT_EQ(ConvertedTestCaseCount(drops), 3);
+
+    // Asked to stop after the first test case: the rest stays in the library only.
+    std::stop_source stop;
+    int steps = 0;
+    const TransferResult stopped = RunConversions(
+        drops, Context(),
+        [&] {
+            ++steps;
+            stop.request_stop();
+        },
+        stop.get_token());
+    EXPECT_EQ(steps, 1);
+    EXPECT_TRUE(stopped.stopped);
+    EXPECT_EQ(stopped.failures.back().caption, "Copy cancelled");
+    EXPECT_TRUE(fs::exists(cases / "login" / "TC1.vtl"));
+    EXPECT_FALSE(fs::exists(cases / "login" / "TC2.vtl"));
+    EXPECT_FALSE(fs::exists(cases / "login" / "Sub"));
+
+    steps = 0;
+    const TransferResult whole = RunConversions(drops, Context(), [&] { ++steps; });
+    EXPECT_EQ(steps, 3);
+    EXPECT_FALSE(whole.stopped);
+    EXPECT_EQ(whole.written, std::vector<fs::path>{cases / "login"});
+    EXPECT_TRUE(fs::exists(cases / "login" / "Sub" / "TC3.vtl"));
+}
+
 }  // namespace
 }  // namespace vantorel::testing
