@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "documents/custom_cfg.h"
+#include "documents/field_dialog.h"
 #include "documents/field_tables.h"
 #include "storage/locks.h"
 #include "storage/password.h"
@@ -189,12 +190,12 @@ bool ItemEditor::StartNew(const std::filesystem::path& folder, bool automaticId)
         return false;
     m_folder = folder;
     m_idEditable = true;
-    if (!automaticId)
-        return true;
-    m_reservation = GetIncrementalID(folder, m_kind.idPrefix, m_context.port);
-    if (!m_reservation)
-        return false;
-    controls[0].text = m_reservation->Id();
+    if (automaticId) {
+        m_reservation = GetIncrementalID(folder, m_kind.idPrefix, m_context.port);
+        if (!m_reservation)
+            return false;
+        controls[0].text = m_reservation->Id();
+    }
     m_loaded = controls;
     return true;
 }
@@ -212,6 +213,14 @@ bool ItemEditor::ConfirmClose() {
         return true;
     return m_context.port.ask(
         {"Close test case without saving changes?", "Close without saving", Icon::Question});
+}
+
+std::optional<SaveRefusal> ItemEditor::CheckTyped(std::size_t row, std::string_view utf8) {
+    const std::optional<Notice> notice =
+        UnholdableTextNotice(DialogCaption(FieldRows(m_kind.fields)[row], m_context.custom), utf8);
+    if (!notice)
+        return std::nullopt;
+    return Refuse(*notice, row);
 }
 
 SaveRefusal ItemEditor::Refuse(Notice notice, std::optional<std::size_t> row) {

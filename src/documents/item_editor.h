@@ -103,6 +103,8 @@ public:
     const FieldControl& Control(std::string_view tag) const;
 
     bool IsNew() const { return !m_path; }
+    // The kind's field table: one control per row, in this order.
+    std::span<const FieldDescriptor> Fields() const { return m_kind.fields; }
     // The ID is typed for a new item, and for one opened with an ID over the limit.
     bool IdEditable() const { return m_idEditable; }
     const std::filesystem::path& Folder() const { return m_folder; }
@@ -117,6 +119,10 @@ public:
     // Cancelling: true when the editor may close. With changes the user is asked first, for
     // the kinds that ask.
     bool ConfirmClose();
+
+    // Text typed for the field in row, as UTF-8, before it becomes the control's ISO-8859-1
+    // text: refused, naming the character and the field, when a document can't hold it.
+    [[nodiscard]] std::optional<SaveRefusal> CheckTyped(std::size_t row, std::string_view utf8);
 
     // OK: checks, then saves. None when saved; else the refusal the user was told, naming the
     // row of the field at fault, with nothing written and the controls as typed.

@@ -177,10 +177,10 @@ std::unique_ptr<PrjTestCase> PrjTestCase::Edit(const std::filesystem::path& path
 }
 
 std::unique_ptr<PrjTestCase> PrjTestCase::New(const std::filesystem::path& folder,
-                                              EditorContext context) {
+                                              EditorContext context, bool automaticId) {
     auto editor = Started(
         std::unique_ptr<PrjTestCase>(new PrjTestCase(PrjTestCaseKind(), std::move(context))),
-        folder);
+        folder, automaticId);
     if (!editor)
         return nullptr;
     const CustomCfg& custom = editor->m_context.custom;

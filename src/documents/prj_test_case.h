@@ -36,7 +36,7 @@ public:
     static std::unique_ptr<PrjTestCase> Edit(const std::filesystem::path& path,
                                              EditorContext context);
     static std::unique_ptr<PrjTestCase> New(const std::filesystem::path& folder,
-                                            EditorContext context);
+                                            EditorContext context, bool automaticId = true);
 
     // The next free automatic ID of folder, reserved until the item is saved or abandoned.
     static std::unique_ptr<IdReservation> GetIncrementalID(const std::filesystem::path& folder,

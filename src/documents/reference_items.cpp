@@ -117,9 +117,10 @@ std::unique_ptr<TestCfg> TestCfg::Edit(const std::filesystem::path& path, Editor
     return Opened(std::unique_ptr<TestCfg>(new TestCfg(TestCfgKind(), std::move(context))), path);
 }
 
-std::unique_ptr<TestCfg> TestCfg::New(const std::filesystem::path& folder, EditorContext context) {
-    return Started(std::unique_ptr<TestCfg>(new TestCfg(TestCfgKind(), std::move(context))),
-                   folder);
+std::unique_ptr<TestCfg> TestCfg::New(const std::filesystem::path& folder, EditorContext context,
+                                      bool automaticId) {
+    return Started(std::unique_ptr<TestCfg>(new TestCfg(TestCfgKind(), std::move(context))), folder,
+                   automaticId);
 }
 
 std::unique_ptr<TestResource> TestResource::Edit(const std::filesystem::path& path,
@@ -130,10 +131,10 @@ std::unique_ptr<TestResource> TestResource::Edit(const std::filesystem::path& pa
 }
 
 std::unique_ptr<TestResource> TestResource::New(const std::filesystem::path& folder,
-                                                EditorContext context) {
+                                                EditorContext context, bool automaticId) {
     return Started(
         std::unique_ptr<TestResource>(new TestResource(TestResourceKind(), std::move(context))),
-        folder);
+        folder, automaticId);
 }
 
 std::unique_ptr<Tester> Tester::Edit(const std::filesystem::path& path, EditorContext context) {
@@ -144,8 +145,10 @@ std::unique_ptr<Tester> Tester::Edit(const std::filesystem::path& path, EditorCo
     return editor;
 }
 
-std::unique_ptr<Tester> Tester::New(const std::filesystem::path& folder, EditorContext context) {
-    return Started(std::unique_ptr<Tester>(new Tester(TesterKind(), std::move(context))), folder);
+std::unique_ptr<Tester> Tester::New(const std::filesystem::path& folder, EditorContext context,
+                                    bool automaticId) {
+    return Started(std::unique_ptr<Tester>(new Tester(TesterKind(), std::move(context))), folder,
+                   automaticId);
 }
 
 bool Tester::CanEditSelection(std::size_t selected, UserPort& port) {

@@ -20,10 +20,12 @@ struct TesterEntry {
 // The testers of the database, in file name order.
 std::vector<TesterEntry> ListTesters(const std::filesystem::path& databaseDir);
 
+// New items take the next automatic ID when automaticId, else the ID is typed.
 class TestCfg : public ItemEditor {
 public:
     static std::unique_ptr<TestCfg> Edit(const std::filesystem::path& path, EditorContext context);
-    static std::unique_ptr<TestCfg> New(const std::filesystem::path& folder, EditorContext context);
+    static std::unique_ptr<TestCfg> New(const std::filesystem::path& folder, EditorContext context,
+                                        bool automaticId = true);
 
 private:
     using ItemEditor::ItemEditor;
@@ -34,7 +36,7 @@ public:
     static std::unique_ptr<TestResource> Edit(const std::filesystem::path& path,
                                               EditorContext context);
     static std::unique_ptr<TestResource> New(const std::filesystem::path& folder,
-                                             EditorContext context);
+                                             EditorContext context, bool automaticId = true);
 
 private:
     using ItemEditor::ItemEditor;
@@ -43,7 +45,8 @@ private:
 class Tester : public ItemEditor {
 public:
     static std::unique_ptr<Tester> Edit(const std::filesystem::path& path, EditorContext context);
-    static std::unique_ptr<Tester> New(const std::filesystem::path& folder, EditorContext context);
+    static std::unique_ptr<Tester> New(const std::filesystem::path& folder, EditorContext context,
+                                       bool automaticId = true);
     // Testers are edited one at a time; false after telling the user when more are selected.
     static bool CanEditSelection(std::size_t selected, UserPort& port);
 

@@ -39,10 +39,11 @@ std::unique_ptr<TestCase> TestCase::Edit(const std::filesystem::path& path, Edit
                   path);
 }
 
-std::unique_ptr<TestCase> TestCase::New(const std::filesystem::path& folder,
-                                        EditorContext context) {
-    auto editor = Started(
-        std::unique_ptr<TestCase>(new TestCase(TestCaseKind(), std::move(context))), folder);
+std::unique_ptr<TestCase> TestCase::New(const std::filesystem::path& folder, EditorContext context,
+                                        bool automaticId) {
+    auto editor =
+        Started(std::unique_ptr<TestCase>(new TestCase(TestCaseKind(), std::move(context))), folder,
+                automaticId);
     if (!editor)
         return nullptr;
     const CustomTables& custom = editor->m_context.custom.Tables();

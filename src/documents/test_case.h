@@ -14,9 +14,10 @@ class TestCase : public ItemEditor {
 public:
     // Locks and loads the test case at path; null after telling the user.
     static std::unique_ptr<TestCase> Edit(const std::filesystem::path& path, EditorContext context);
-    // A new test case in folder with the next automatic ID and the database's defaults.
-    static std::unique_ptr<TestCase> New(const std::filesystem::path& folder,
-                                         EditorContext context);
+    // A new test case in folder with the database's defaults and, when automaticId, the next
+    // automatic ID (else the ID is typed).
+    static std::unique_ptr<TestCase> New(const std::filesystem::path& folder, EditorContext context,
+                                         bool automaticId = true);
 
 private:
     using ItemEditor::ItemEditor;

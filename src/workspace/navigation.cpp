@@ -610,6 +610,28 @@ std::optional<fs::path> NewTestCaseFolder(const TreeNode& selected, UserPort& po
     return folder;
 }
 
+std::optional<fs::path> NewSuiteFolder(const TreeNode& selected, UserPort& port) {
+    switch (selected.kind) {
+        case TV_TEST_ROOT:
+        case TV_TEST_SUITE_FLD:
+        case TV_PRJ_TEST_FLD:
+        case TV_PRJ_SUITE_FLD:
+            return selected.path;
+        case TV_PRJ_PRJ_FLD:
+            return selected.path / kProjectTestCasesFolder;
+        case TV_TEST_TEST_DOC:
+        case TV_PRJ_TEST_DOC:
+            return selected.path.parent_path();
+        default:
+            port.tell(
+                {"Test suites can only be created in the test case library or in a "
+                 "project's test cases.\nSelect one of them or a test suite, then try "
+                 "again to create a new test suite\n",
+                 "Select a test suite first", Icon::Warning});
+            return std::nullopt;
+    }
+}
+
 std::optional<fs::path> NewFilterFolder(const fs::path& databaseDir, bool databaseOpen,
                                         UserPort& port) {
     if (!databaseOpen) {

@@ -107,6 +107,9 @@ DeleteOutcome DeleteItem(const TreeNode& node, const std::string& currentUser, U
 // Where a new test case of the selected node goes: the suite itself, or a document's suite.
 // None, after telling the user, outside suites or in a folder at the path limit.
 std::optional<std::filesystem::path> NewTestCaseFolder(const TreeNode& selected, UserPort& port);
+// Where a new test suite of the selected node goes: the library, a project's test cases or a
+// suite, or a document's suite. None, after telling the user, anywhere else.
+std::optional<std::filesystem::path> NewSuiteFolder(const TreeNode& selected, UserPort& port);
 // The database's "Filters" folder, made when missing; none after telling the user.
 std::optional<std::filesystem::path> NewFilterFolder(const std::filesystem::path& databaseDir,
                                                      bool databaseOpen, UserPort& port);

@@ -213,6 +213,16 @@ TEST_F(NavigationTest, NewItemsAndStatusIcons) {
     EXPECT_EQ(port.notices.back().caption, "Select a test suite first");
     const fs::path suite = Suite(db / "Test Cases" / "login");
     EXPECT_EQ(NewTestCaseFolder(Node(Doc(suite, "TC1")), port), suite);
+    // A suite goes into the library, a project's test cases or a suite; a project takes it into
+    // its test cases and a document into its own suite; elsewhere it is refused.
+    EXPECT_EQ(NewSuiteFolder(Node(db / "Test Cases"), port), db / "Test Cases");
+    EXPECT_EQ(NewSuiteFolder(Node(Doc(suite, "TC1")), port), suite);
+    fs::create_directories(project / "Project Test Cases");
+    EXPECT_EQ(NewSuiteFolder(Node(project), port), project / "Project Test Cases");
+    const std::size_t told = port.notices.size();
+    EXPECT_FALSE(NewSuiteFolder(Node(db / "Testers"), port));
+    ASSERT_EQ(port.notices.size(), told + 1);
+    EXPECT_EQ(port.notices.back().caption, "Select a test suite first");
 
     fs::remove_all(db / "Filters");
     EXPECT_FALSE(NewFilterFolder(db, false, port));
