@@ -58,6 +58,12 @@ bool CommandActions::Available(Operation operation) {
         case Operation::Options:
         case Operation::DisplayStyle:
         case Operation::About:
+        case Operation::NewTestCase:
+        case Operation::NewTestSuite:
+        case Operation::NewProject:
+        case Operation::NewTester:
+        case Operation::NewTestResource:
+        case Operation::NewTestConfiguration:
             return true;
         default:
             return false;

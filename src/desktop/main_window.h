@@ -20,6 +20,7 @@
 
 namespace vantorel {
 
+class ItemDialogs;
 class TreeActions;
 
 class MainWindow : public QMainWindow, public ShellView {
@@ -34,6 +35,7 @@ public:
     CommandActions& Commands() { return *m_commands; }
     PageView& Page() { return *m_page; }
     EditorRegistry& Editors() { return m_editors; }
+    ItemDialogs& Dialogs() { return *m_itemDialogs; }
     // True when the command can run here now: its window exists, and for Edit the current
     // item has a dialog.
     bool CanRun(int command) const;
@@ -90,6 +92,7 @@ private:
     QLabel* m_userText;
     QLabel* m_progressText;
     bool m_shown = false;
+    ItemDialogs* m_itemDialogs;
     // Last, so it ends (and stops its transfer) while the tree and the shell still stand.
     std::unique_ptr<TreeActions> m_treeActions;
 };

@@ -30,20 +30,21 @@ private slots:
         window.show();
         window.TheShell().OpenDatabase(database);
 
-        const fs::path testCase = database / "Test Cases" / "Login" / "LOG-001.vtl";
-        window.SelectPath(testCase);
+        // A filter has no dialog yet: its Edit stays greyed; a test case has one.
+        window.SelectPath(database / "Filters" / "Failed.vtl");
         QAction* edit = window.Commands().Action(ID_EDIT_PROPERTIES);
         QVERIFY(!edit->isEnabled());
+        const fs::path testCase = database / "Test Cases" / "Login" / "LOG-001.vtl";
+        window.SelectPath(testCase);
+        QVERIFY(edit->isEnabled());
 
-        // A dialog of the kind that, like every item dialog's model, takes the item's lock.
+        // In place of the test case's dialog, one whose model only takes the item's lock, as
+        // every item dialog's model does.
         const UserIdentity alice{"PC-ALICE", "alice"};
         std::unique_ptr<EditLock> opened;
         window.Editors().Register(TV_TEST_TEST_DOC, [&](QWidget*, const TreeNode& node) {
             opened = EditLock::Acquire(node.path, port, alice);
         });
-        window.SelectPath(testCase.parent_path());
-        window.SelectPath(testCase);
-        QVERIFY(edit->isEnabled());
 
         QCOMPARE(createLockFile(testCase, {"PC-BOB", "bob"}), 0);
         QString lockText;

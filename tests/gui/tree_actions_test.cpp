@@ -308,10 +308,13 @@ private slots:
                 if (item.label.empty())
                     continue;
                 QCOMPARE(action->text().toStdString(), std::string(item.label));
-                // A run-time submenu is shown greyed; a command as this program can run it.
+                // A run-time submenu is shown greyed; a command as this program can run it,
+                // Edit because test cases and suites have their dialogs.
                 QCOMPARE(action->menu() != nullptr, item.command == 0);
+                const Operation operation = OperationOf(item.command);
                 QCOMPARE(action->isEnabled(),
-                         item.command != 0 && CommandActions::Available(OperationOf(item.command)));
+                         item.command != 0 && (CommandActions::Available(operation) ||
+                                               operation == Operation::Properties));
             }
 
             // Copy from the menu takes the clicked item.

@@ -1,0 +1,314 @@
+#include "desktop/dialogs/item_dialog.h"
+
+#include <QDateTimeEdit>
+#include <QDialogButtonBox>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QTableWidget>
+#include <QVBoxLayout>
+
+#include "desktop/widgets/field_widgets.h"
+#include "documents/custom_cfg.h"
+#include "documents/field_dialog.h"
+#include "documents/field_tables.h"
+#include "documents/prj_test_case.h"
+#include "documents/reference_items.h"
+
+namespace vantorel {
+namespace {
+
+QString Text(std::string_view text) {
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+// A widget's object name: its tag without the brackets ("test_title").
+QString NameOf(std::string_view tag) {
+    return Text(tag.substr(1, tag.size() - 2));
+}
+
+std::vector<FieldDescriptor> RowsOf(std::span<const FieldDescriptor> table) {
+    const auto rows = FieldRows(table);
+    return {rows.begin(), rows.end()};
+}
+
+}  // namespace
+
+ItemDialog::ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& custom,
+                       const std::filesystem::path& databaseDir, QWidget* parent)
+    : QDialog(parent), m_editor(std::move(editor)) {
+    setObjectName("itemDialog");
+    setWindowTitle(Text(m_editor->WindowTitle(true)));
+    m_prjTestCase = dynamic_cast<PrjTestCase*>(m_editor.get());
+    auto* layout = new QVBoxLayout(this);
+
+    if (m_prjTestCase) {
+        // The execution page takes the first part of the dialog's table; the description page
+        // every other field, the creation and update fields under the dialog's captions.
+        const auto dialog = PrjTestCaseDialogFields();
+        const auto execution = FieldRows(dialog);
+        const auto stamps = FieldRows(dialog.subspan(execution.size() + 1));
+        std::vector<FieldDescriptor> description;
+        for (const FieldDescriptor& row : FieldRows(m_editor->Fields())) {
+            auto in = [&](std::span<const FieldDescriptor> part) {
+                return std::find_if(part.begin(), part.end(), [&](const FieldDescriptor& other) {
+                    return other.controlId == row.controlId;
+                });
+            };
+            if (in(execution) != execution.end())
+                continue;
+            auto stamp = in(stamps);
+            description.push_back(stamp != stamps.end() ? *stamp : row);
+        }
+        m_pages = new QTabWidget;
+        m_pages->setObjectName("pages");
+        QWidget* executionPage =
+            FieldPage({execution.begin(), execution.end()}, custom, databaseDir);
+        auto* reset = new QPushButton("Reset...");
+        reset->setObjectName("resetButton");
+        reset->setToolTip(
+            "Put the execution results back as they were when the test case was "
+            "created");
+        connect(reset, &QPushButton::clicked, this, [this] { ResetExecution(); });
+        static_cast<QVBoxLayout*>(executionPage->layout())->addWidget(reset, 0, Qt::AlignLeft);
+        m_pages->addTab(executionPage, "Test Execution Status");
+        m_pages->addTab(FieldPage(description, custom, databaseDir), "Test Description");
+        m_pages->addTab(HistoryPage(), "Test History");
+        layout->addWidget(m_pages);
+    } else {
+        layout->addWidget(FieldPage(RowsOf(m_editor->Fields()), custom, databaseDir));
+    }
+
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
+    connect(buttons, &QDialogButtonBox::accepted, this, &ItemDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, this, &ItemDialog::reject);
+    layout->addWidget(buttons);
+
+    ShowControls();
+    if (FieldWidget* id = m_fields.at(ItemEditor::kIdRow))
+        id->SetReadOnly(!m_editor->IdEditable());
+    const bool hasRichText = !m_richTabs.empty();
+    resize(hasRichText ? 1000 : 520, hasRichText ? 640 : sizeHint().height());
+}
+
+ItemDialog::~ItemDialog() = default;
+
+QWidget* ItemDialog::FieldPage(const std::vector<FieldDescriptor>& rows, const CustomCfg& custom,
+                               const std::filesystem::path& databaseDir) {
+    auto* page = new QWidget;
+    auto* pageLayout = new QVBoxLayout(page);
+    auto* columns = new QHBoxLayout;
+    pageLayout->addLayout(columns);
+    auto* form = new QFormLayout;
+    form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    QTabWidget* richTexts = nullptr;
+    for (const FieldDescriptor& row : rows) {
+        FieldWidget* widget = MakeFieldWidget(row, FieldChoices(row.tag, custom, databaseDir),
+                                              ChoiceIsTyped(row.tag), FieldWidth(row));
+        widget->setObjectName(NameOf(row.tag));
+        const QString caption = Text(DialogCaption(row, custom));
+        widget->FocusTarget()->setAccessibleName(caption);
+        m_fields[static_cast<std::size_t>(row.controlId)] = widget;
+        if (auto* password = dynamic_cast<PasswordField*>(widget))
+            m_password = password;
+        if (row.type == FT_RICH_TEXT) {
+            if (!richTexts) {
+                richTexts = new QTabWidget;
+                richTexts->setObjectName("richTexts");
+            }
+            richTexts->addTab(widget, caption);
+            m_richTabs[widget] = richTexts;
+            continue;
+        }
+        form->addRow(caption, widget);
+    }
+    columns->addLayout(form, 2);
+    if (richTexts)
+        columns->addWidget(richTexts, 3);
+    else
+        pageLayout->addStretch();
+    return page;
+}
+
+QWidget* ItemDialog::HistoryPage() {
+    auto* page = new QWidget;
+    auto* layout = new QVBoxLayout(page);
+    m_history = new QTableWidget(0, 8);
+    m_history->setObjectName("historyTable");
+    m_history->setHorizontalHeaderLabels(
+        {"Date", "Type", "Old Status", "New Status", "Attempts", "Phase", "Version", "Build"});
+    m_history->setSelectionBehavior(QAbstractItemView::SelectRows);
+    m_history->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_history->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    m_history->verticalHeader()->hide();
+    m_history->horizontalHeader()->setStretchLastSection(true);
+    layout->addWidget(m_history);
+
+    auto* dateRow = new QHBoxLayout;
+    m_historyDate = new QDateTimeEdit;
+    m_historyDate->setObjectName("historyDate");
+    m_historyDate->setDisplayFormat("d-MMM-yyyy, HH:mm:ss");
+    m_historyDate->setCalendarPopup(true);
+    m_historyDate->setEnabled(false);
+    auto* setDate = new QPushButton("Change Date");
+    setDate->setObjectName("changeHistoryDate");
+    setDate->setEnabled(false);
+    dateRow->addWidget(new QLabel("Date of the selected entry:"));
+    dateRow->addWidget(m_historyDate);
+    dateRow->addWidget(setDate);
+    dateRow->addStretch();
+    layout->addLayout(dateRow);
+
+    connect(m_history, &QTableWidget::currentCellChanged, this, [this, setDate](int row) {
+        const auto& blocks = m_prjTestCase->History();
+        const bool chosen = row >= 0 && static_cast<std::size_t>(row) < blocks.size();
+        m_historyDate->setEnabled(chosen);
+        setDate->setEnabled(chosen);
+        if (!chosen)
+            return;
+        const LocalMoment& when = blocks[static_cast<std::size_t>(row)].when;
+        m_historyDate->setDateTime(
+            QDateTime(QDate(when.date.year, when.date.month, when.date.day),
+                      QTime(when.time.hour, when.time.minute, when.time.second)));
+    });
+    connect(setDate, &QPushButton::clicked, this, [this] { SetHistoryDate(); });
+    return page;
+}
+
+void ItemDialog::ShowHistory() {
+    if (!m_history)
+        return;
+    const std::vector<HistoryRow> rows = m_prjTestCase->HistoryRows();
+    m_history->setRowCount(static_cast<int>(rows.size()));
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        const HistoryRow& row = rows[i];
+        int column = 0;
+        for (const std::string* value : {&row.date, &row.type, &row.oldStatus, &row.newStatus,
+                                         &row.attempts, &row.phase, &row.version, &row.build})
+            m_history->setItem(static_cast<int>(i), column++,
+                               new QTableWidgetItem(FromLatin1(*value)));
+    }
+    m_history->resizeColumnsToContents();
+}
+
+void ItemDialog::SetHistoryDate() {
+    const int row = m_history->currentRow();
+    if (row < 0)
+        return;
+    const QDateTime chosen = m_historyDate->dateTime();
+    const LocalMoment when{{chosen.date().year(), chosen.date().month(), chosen.date().day()},
+                           {chosen.time().hour(), chosen.time().minute(), chosen.time().second()}};
+    if (m_prjTestCase->SetHistoryDate(static_cast<std::size_t>(row), when)) {
+        ShowHistory();
+        m_history->selectRow(row);
+    }
+}
+
+void ItemDialog::ResetExecution() {
+    // Reset puts back only the execution fields: what was typed elsewhere stays.
+    TakeControls();
+    if (m_prjTestCase->Reset())
+        ShowControls();
+}
+
+FieldWidget* ItemDialog::Field(std::string_view tag) const {
+    if (!m_editor)
+        return nullptr;
+    const FieldDescriptor* row = FindField(m_editor->Fields(), tag);
+    if (!row)
+        return nullptr;
+    auto found = m_fields.find(static_cast<std::size_t>(row->controlId));
+    return found == m_fields.end() ? nullptr : found->second;
+}
+
+void ItemDialog::ShowControls() {
+    for (auto& [row, widget] : m_fields)
+        widget->Show(m_editor->controls[row]);
+    if (auto* tester = dynamic_cast<Tester*>(m_editor.get()); tester && m_password)
+        m_password->ShowRepeat(tester->passwordRepeat);
+    ShowHistory();
+}
+
+void ItemDialog::TakeControls() {
+    for (auto& [row, widget] : m_fields)
+        widget->Take(m_editor->controls[row]);
+    if (auto* tester = dynamic_cast<Tester*>(m_editor.get()); tester && m_password)
+        tester->passwordRepeat = m_password->Repeat();
+}
+
+bool ItemDialog::TypedTextFits() {
+    for (auto& [row, widget] : m_fields) {
+        if (m_editor->CheckTyped(row, widget->Typed()) ||
+            (widget == m_password && m_editor->CheckTyped(row, m_password->RepeatTyped()))) {
+            FocusRow(row);
+            return false;
+        }
+    }
+    return true;
+}
+
+void ItemDialog::FocusRow(std::size_t row) {
+    auto found = m_fields.find(row);
+    if (found == m_fields.end())
+        return;
+    FieldWidget* widget = found->second;
+    if (m_pages)
+        for (int page = 0; page < m_pages->count(); ++page)
+            if (m_pages->widget(page)->isAncestorOf(widget))
+                m_pages->setCurrentIndex(page);
+    if (auto tabs = m_richTabs.find(widget); tabs != m_richTabs.end())
+        tabs->second->setCurrentWidget(widget);
+    widget->FocusTarget()->setFocus(Qt::OtherFocusReason);
+}
+
+void ItemDialog::accept() {
+    if (!m_editor || !TypedTextFits())
+        return;
+    std::optional<CalendarDate> created;
+    if (m_prjTestCase)
+        created = m_prjTestCase->Control("<create_date>").date;
+    TakeControls();
+    if (m_prjTestCase) {
+        // The created date may not pass the history: the model checks the new one.
+        FieldControl& control = m_prjTestCase->Control("<create_date>");
+        const std::optional<CalendarDate> typed = control.date;
+        if (typed && typed != created) {
+            control.date = created;
+            if (!m_prjTestCase->SetCreatedDate(*typed)) {
+                FocusRow(static_cast<std::size_t>(
+                    FindField(m_editor->Fields(), "<create_date>")->controlId));
+                return;
+            }
+        }
+    }
+    if (const std::optional<SaveRefusal> refusal = m_editor->Save()) {
+        if (refusal->field)
+            FocusRow(*refusal->field);
+        return;
+    }
+    m_savedPath = m_editor->Path();
+    QDialog::accept();
+}
+
+void ItemDialog::reject() {
+    if (!m_editor) {
+        QDialog::reject();
+        return;
+    }
+    // The model compares what the widgets hold with what was loaded.
+    TakeControls();
+    if (!m_editor->ConfirmClose())
+        return;
+    QDialog::reject();
+}
+
+void ItemDialog::done(int result) {
+    QDialog::done(result);
+    // The lock goes with the model, however the dialog was closed.
+    m_editor.reset();
+}
+
+}  // namespace vantorel

@@ -1,0 +1,72 @@
+#pragma once
+// The dialog of one item: a view over its editor model. It shows one widget per row of the
+// kind's field table, asks the model to check what was typed, hands the values to the model on
+// OK and shows nothing of its own: every refusal is the model's, told through the port, after
+// which the focus goes to the field at fault and the dialog stays open with what was typed.
+// The project test case is a sheet of three pages (execution, description, history with its
+// date editor and Reset). The model, and with it the item's lock, goes when the dialog closes,
+// whichever way it closes.
+
+#include <QDialog>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+
+#include "documents/item_editor.h"
+
+class QTableWidget;
+class QDateTimeEdit;
+class QTabWidget;
+
+namespace vantorel {
+
+class CustomCfg;
+class FieldWidget;
+class PrjTestCase;
+class PasswordField;
+
+class ItemDialog : public QDialog {
+    Q_OBJECT
+public:
+    ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& custom,
+               const std::filesystem::path& databaseDir, QWidget* parent = nullptr);
+    ~ItemDialog() override;
+
+    // The document OK saved, once it has.
+    const std::optional<std::filesystem::path>& SavedPath() const { return m_savedPath; }
+    // The widget of the field with tag; null when the kind has none.
+    FieldWidget* Field(std::string_view tag) const;
+    // The model while the dialog is open; null once it closed.
+    ItemEditor* Editor() const { return m_editor.get(); }
+
+    void accept() override;
+    void reject() override;
+    void done(int result) override;
+
+private:
+    QWidget* FieldPage(const std::vector<FieldDescriptor>& rows, const CustomCfg& custom,
+                       const std::filesystem::path& databaseDir);
+    QWidget* HistoryPage();
+    void ShowControls();
+    void TakeControls();
+    // Asks the model about every typed text; false, with the focus on the field, when one is
+    // refused.
+    bool TypedTextFits();
+    void FocusRow(std::size_t row);
+    void ShowHistory();
+    void ResetExecution();
+    void SetHistoryDate();
+
+    std::unique_ptr<ItemEditor> m_editor;
+    PrjTestCase* m_prjTestCase = nullptr;
+    std::map<std::size_t, FieldWidget*> m_fields;  // by row of the kind's table
+    std::map<FieldWidget*, QTabWidget*> m_richTabs;
+    PasswordField* m_password = nullptr;
+    QTabWidget* m_pages = nullptr;
+    QTableWidget* m_history = nullptr;
+    QDateTimeEdit* m_historyDate = nullptr;
+    std::optional<std::filesystem::path> m_savedPath;
+};
+
+}  // namespace vantorel

@@ -1,0 +1,278 @@
+// The item dialogs from the window: what OK writes is what the model alone writes for the same
+// values, a project test case marked passed gains one history block, refusals come from the
+// model with their captions and leave the documents as they were, and the lock goes with the
+// dialog however it closes.
+
+#include <QComboBox>
+#include <QLineEdit>
+#include <QTabWidget>
+#include <QTableWidget>
+#include <QTemporaryDir>
+#include <fstream>
+#include <sstream>
+
+#include "desktop/dialogs/item_dialog.h"
+#include "desktop/dialogs/item_dialogs.h"
+#include "desktop/widgets/rich_text_edit.h"
+#include "documents/test_case.h"
+#include "gui_test.h"
+#include "window_fixture.h"
+
+namespace vantorel {
+namespace fs = std::filesystem;
+
+namespace {
+
+const LocalMoment kFixed{{2026, 5, 4}, {9, 8, 7}};
+
+std::string ReadBytes(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+int Count(const std::string& text, std::string_view what) {
+    int count = 0;
+    for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
+        ++count;
+    return count;
+}
+
+QWidget* FieldOf(QDialog& dialog, const char* name) {
+    return dialog.findChild<QWidget*>(name);
+}
+QLineEdit* LineOf(QDialog& dialog, const char* name) {
+    return FieldOf(dialog, name)->findChild<QLineEdit*>();
+}
+QComboBox* ChoiceOf(QDialog& dialog, const char* name) {
+    return FieldOf(dialog, name)->findChild<QComboBox*>();
+}
+RichTextEdit* RichOf(QDialog& dialog, const char* name) {
+    return FieldOf(dialog, name)->findChild<RichTextEdit*>();
+}
+
+bool Locked(const fs::path& document) {
+    return fs::exists(document.string() + ".lck");
+}
+
+}  // namespace
+
+class ItemDialogsTest : public QObject {
+    Q_OBJECT
+private slots:
+    void LibraryTestCaseOkWritesWhatTheModelWrites() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        window.Dialogs().SetClock([] { return kFixed; });
+        const fs::path relative = fs::path("Test Cases") / "Login" / "LOG-003.vtl";
+        const fs::path testCase = open->database / relative;
+
+        // The same values through the model alone, in another copy of the database.
+        const fs::path alone =
+            gui_test::CopySampleDatabase(fs::path(root.path().toStdString()) / "alone") / relative;
+        {
+            auto editor = TestCase::Edit(alone, {open->port, window.TheShell().Custom(),
+                                                 CurrentIdentity(), [] { return kFixed; }});
+            QVERIFY(editor);
+            editor->Control("<test_title>").text = "Log in with a long password \xE9";
+            editor->Control("<test_duration>").text = "2:30";
+            editor->Control("<priority>").text = "High";
+            editor->Control("<test_description>").text = "<b>Open</b> the page\nLog in";
+            QVERIFY(!editor->Save());
+        }
+
+        window.SelectPath(testCase);
+        bool lockedWhileOpen = false;
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            lockedWhileOpen = Locked(testCase);
+            LineOf(dialog, "test_title")
+                ->setText(QString::fromUtf8("Log in with a long password é"));
+            const auto duration = FieldOf(dialog, "test_duration")->findChildren<QLineEdit*>();
+            duration[0]->setText("2");
+            duration[1]->setText("30");
+            ChoiceOf(dialog, "priority")->setCurrentText("High");
+            RichTextEdit* steps = RichOf(dialog, "test_description");
+            steps->clear();
+            steps->ToggleBold();
+            QTest::keyClicks(steps, "Open");
+            steps->ToggleBold();
+            QTest::keyClicks(steps, " the page");
+            QTest::keyClick(steps, Qt::Key_Return);
+            QTest::keyClicks(steps, "Log in");
+            dialog.accept();
+        });
+        window.RunCommand(ID_EDIT_PROPERTIES);
+        QVERIFY(lockedWhileOpen);
+        QVERIFY(!Locked(testCase));
+        QVERIFY(open->port.notices.empty());
+        QCOMPARE(ReadBytes(testCase), ReadBytes(alone));
+        QVERIFY(ReadBytes(testCase).find("<![CDATA[<b>Open</b> the page<br>Log in]]>") !=
+                std::string::npos);
+    }
+
+    void MarkingAProjectTestCasePassedAppendsOneHistoryBlock() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        const fs::path testCase = open->database / "Projects" / "Mobile launch" /
+                                  "Project Test Cases" / "Checkout" / "CHK-001.vtl";
+        const int before = Count(ReadBytes(testCase), "<history_entry>");
+        window.SelectPath(testCase);
+
+        QStringList pages;
+        int historyRows = -1;
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            auto* sheet = dialog.findChild<QTabWidget*>("pages");
+            for (int page = 0; sheet && page < sheet->count(); ++page)
+                pages << sheet->tabText(page);
+            historyRows = dialog.findChild<QTableWidget*>("historyTable")->rowCount();
+            ChoiceOf(dialog, "test_status")->setCurrentText("Pass");
+            LineOf(dialog, "test_attempts")->setText("1");
+            dialog.accept();
+        });
+        window.RunCommand(ID_EDIT_PROPERTIES);
+        QCOMPARE(pages, QStringList({"Test Execution Status", "Test Description", "Test History"}));
+        QCOMPARE(historyRows, before);
+        std::string text = ReadBytes(testCase);
+        QCOMPARE(Count(text, "<history_entry>"), before + 1);
+        const std::string last = text.substr(text.rfind("<history_entry>"));
+        QVERIFY(last.find("<old_status>Not yet attempted</old_status>") != std::string::npos);
+        QVERIFY(last.find("<new_status>Pass</new_status>") != std::string::npos);
+        QVERIFY(text.find("<test_status>Pass</test_status>") != std::string::npos);
+
+        // Notes alone change no execution figure: no block.
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            historyRows = dialog.findChild<QTableWidget*>("historyTable")->rowCount();
+            QTest::keyClicks(RichOf(dialog, "result_notes"), "Card declined once");
+            dialog.accept();
+        });
+        window.RunCommand(ID_EDIT_PROPERTIES);
+        QCOMPARE(historyRows, before + 1);
+        text = ReadBytes(testCase);
+        QCOMPARE(Count(text, "<history_entry>"), before + 1);
+        QVERIFY(text.find("Card declined once") != std::string::npos);
+        QVERIFY(open->port.notices.empty());
+    }
+
+    void RefusalsShowTheModelsCaptionsAndChangeNothing() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        RecordingPort& port = open->port;
+        const fs::path suite = open->database / "Test Cases" / "Login";
+        const auto listing = [&] {
+            std::vector<std::string> names;
+            for (const auto& entry : fs::directory_iterator(suite))
+                names.push_back(entry.path().filename().string());
+            std::sort(names.begin(), names.end());
+            return names;
+        };
+        const auto filesBefore = listing();
+        window.SelectPath(suite);
+        QVERIFY(window.Commands().Action(ID_CREATE_TEST_CASE)->isEnabled());
+
+        QStringList captions;
+        bool stayedOpen = true;
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            auto okAndCaption = [&] {
+                const std::size_t told = port.notices.size();
+                dialog.accept();
+                stayedOpen = stayedOpen && dialog.isVisible();
+                captions << (port.notices.size() == told + 1
+                                 ? QString::fromStdString(port.notices.back().caption)
+                                 : QString("(none)"));
+            };
+            QLineEdit* id = LineOf(dialog, "id");
+            id->setText("a|b");
+            okAndCaption();
+            id->setText("log-001");  // another test case's, in other letters
+            okAndCaption();
+            id->setText("LOG-NEW");
+            LineOf(dialog, "test_title")->setText(QString::fromUtf8("Costs 5 €"));
+            okAndCaption();
+            LineOf(dialog, "test_title")->setText("Costs 5 EUR");
+            FieldOf(dialog, "test_duration")->findChildren<QLineEdit*>()[1]->setText("75");
+            okAndCaption();
+            port.ScriptAnswers({true});  // "Close test case without saving changes?"
+            QTest::keyClick(&dialog, Qt::Key_Escape);
+        });
+        window.RunCommand(ID_CREATE_TEST_CASE);
+        QVERIFY(stayedOpen);
+        QCOMPARE(captions, QStringList({"Invalid Test ID", "ID already exists", "Invalid character",
+                                        "Invalid Expected Duration"}));
+        QCOMPARE(port.questions.back().caption, std::string("Close without saving"));
+        QCOMPARE(listing(), filesBefore);
+
+        // An edited item keeps its document through a refusal and its lock until the dialog
+        // closes, by Cancel as by the window's close button.
+        const fs::path existing = suite / "LOG-001.vtl";
+        const std::string document = ReadBytes(existing);
+        window.SelectPath(existing);
+        QString typedAfterRefusal;
+        bool lockedAfterRefusal = false;
+        const std::size_t toldBefore = port.notices.size();
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            LineOf(dialog, "test_title")->setText("Typed title");
+            FieldOf(dialog, "test_duration")->findChildren<QLineEdit*>()[1]->setText("60");
+            dialog.accept();
+            typedAfterRefusal = LineOf(dialog, "test_title")->text();
+            lockedAfterRefusal = Locked(existing);
+            port.ScriptAnswers({true});
+            dialog.close();
+        });
+        window.RunCommand(ID_EDIT_PROPERTIES);
+        QCOMPARE(port.notices.size(), toldBefore + 1);
+        QCOMPARE(port.notices.back().caption, std::string("Invalid Expected Duration"));
+        QCOMPARE(typedAfterRefusal, QString("Typed title"));
+        QVERIFY(lockedAfterRefusal);
+        QVERIFY(!Locked(existing));
+        QCOMPARE(ReadBytes(existing), document);
+    }
+
+    void NewItemsTakeTheAutomaticIdentifierAndAppearSelected() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        window.TheShell().Configuration().Settings().incrementalNew = true;
+        const fs::path suite = open->database / "Test Cases" / "Login";
+        window.SelectPath(suite);
+        QString id;
+        bool idReadOnly = true;
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            id = LineOf(dialog, "id")->text();
+            idReadOnly = LineOf(dialog, "id")->isReadOnly();
+            LineOf(dialog, "test_title")->setText("Log out");
+            dialog.accept();
+        });
+        window.RunCommand(ID_CREATE_TEST_CASE);
+        QCOMPARE(id, QString("LOG-007"));
+        QVERIFY(!idReadOnly);
+        const fs::path made = suite / "LOG-007.vtl";
+        QVERIFY(fs::exists(made));
+        QVERIFY(!fs::exists(suite / "LOG-007.tmp"));
+        QCOMPARE(window.CurrentNode()->path, made);
+
+        // A suite made from a project goes into its test cases.
+        const fs::path project = open->database / "Projects" / "Release 2.0";
+        window.SelectPath(project);
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            LineOf(dialog, "id")->setText("Smoke");
+            LineOf(dialog, "suite_title")->setText("Smoke tests");
+            dialog.accept();
+        });
+        window.RunCommand(ID_CREATE_SUITE);
+        const fs::path smoke = project / "Project Test Cases" / "Smoke";
+        QVERIFY(fs::is_directory(smoke));
+        QVERIFY(ReadBytes(smoke.string() + ".tgp").find("<suite_title>Smoke tests</suite_title>") !=
+                std::string::npos);
+        QCOMPARE(window.CurrentNode()->path, smoke);
+        QVERIFY(open->port.notices.empty());
+    }
+};
+
+}  // namespace vantorel
+
+VANTOREL_GUI_TEST(vantorel::ItemDialogsTest);
+#include "item_dialogs_test.moc"
