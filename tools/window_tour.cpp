@@ -1,13 +1,16 @@
 // Takes pictures of the desktop window as a user sees it, for looking at before a view is
 // called done: the window is opened on a database, walked through a few items, and the screen
-// is saved as a PNG after each page has loaded. Run under a real X server (Xvfb in
+// is saved as a PNG after each page has loaded; then each kind of item dialog is opened, every
+// page of it pictured, and cancelled. Run under a real X server (Xvfb in
 // scripts/screenshots), since the page view draws with the display's help.
 //
 // usage: vantorel_window_tour DATABASE OUTPUT_FOLDER
 
 #include <QApplication>
+#include <QDialog>
 #include <QScreen>
 #include <QSignalSpy>
+#include <QTabWidget>
 #include <QTimer>
 #include <cstdio>
 #include <filesystem>
@@ -73,6 +76,51 @@ int main(int argc, char** argv) {
             continue;
         }
         std::printf("%s\n", file.c_str());
+    }
+
+    struct DialogStop {
+        const char* picture;  // without ".png"; each page of a sheet adds its number
+        fs::path item;
+    };
+    const fs::path project = database / "Projects" / "Release 2.0";
+    const DialogStop dialogs[] = {
+        {"dialog-test-case", database / "Test Cases" / "Login" / "LOG-001.vtl"},
+        {"dialog-project-test-case", project / "Project Test Cases" / "Login" / "LOG-002.vtl"},
+        {"dialog-suite", database / "Test Cases" / "Login"},
+        {"dialog-project-suite", project / "Project Test Cases" / "Login"},
+        {"dialog-project", project},
+        {"dialog-configuration", database / "Test Configurations" / "Phone.vtl"},
+        {"dialog-resource", database / "Resources" / "Cards.vtl"},
+        {"dialog-tester", database / "Testers" / "dana.vtl"},
+    };
+    for (const DialogStop& stop : dialogs) {
+        window.SelectPath(stop.item);
+        QTimer poll;
+        poll.setInterval(50);
+        QObject::connect(&poll, &QTimer::timeout, [&] {
+            auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+            if (!dialog)
+                return;
+            poll.stop();
+            Settle(300);
+            auto* pages = dialog->findChild<QTabWidget*>("pages");
+            const int count = pages ? pages->count() : 1;
+            for (int page = 0; page < count; ++page) {
+                if (pages)
+                    pages->setCurrentIndex(page);
+                Settle(200);
+                const std::string name =
+                    std::string(stop.picture) + (pages ? "-" + std::to_string(page + 1) : "");
+                const fs::path file = output / (name + ".png");
+                if (dialog->grab().save(QString::fromStdString(file.string())))
+                    std::printf("%s\n", file.c_str());
+                else
+                    ++failures;
+            }
+            dialog->reject();
+        });
+        poll.start();
+        window.RunCommand(vantorel::ID_EDIT_PROPERTIES);
     }
     return failures == 0 ? 0 : 1;
 }

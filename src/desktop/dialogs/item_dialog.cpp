@@ -90,8 +90,12 @@ ItemDialog::ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& cust
     ShowControls();
     if (FieldWidget* id = m_fields.at(ItemEditor::kIdRow))
         id->SetReadOnly(!m_editor->IdEditable());
-    const bool hasRichText = !m_richTabs.empty();
-    resize(hasRichText ? 1000 : 520, hasRichText ? 640 : sizeHint().height());
+    // Room for the rich texts beside the fields; a long table takes a larger dialog.
+    const bool large = m_fields.size() > 8;
+    if (m_richTabs.empty())
+        resize(520, sizeHint().height());
+    else
+        resize(large ? 1100 : 840, large ? 660 : 440);
 }
 
 ItemDialog::~ItemDialog() = default;
@@ -111,6 +115,8 @@ QWidget* ItemDialog::FieldPage(const std::vector<FieldDescriptor>& rows, const C
         widget->setObjectName(NameOf(row.tag));
         const QString caption = Text(DialogCaption(row, custom));
         widget->FocusTarget()->setAccessibleName(caption);
+        // Captions such as "Risks & Minimisation Actions" show their ampersand, not a shortcut.
+        const QString shown = QString(caption).replace("&", "&&");
         m_fields[static_cast<std::size_t>(row.controlId)] = widget;
         if (auto* password = dynamic_cast<PasswordField*>(widget))
             m_password = password;
@@ -118,16 +124,20 @@ QWidget* ItemDialog::FieldPage(const std::vector<FieldDescriptor>& rows, const C
             if (!richTexts) {
                 richTexts = new QTabWidget;
                 richTexts->setObjectName("richTexts");
+                // Every section's tab stays in sight, its caption shortened when need be.
+                richTexts->setElideMode(Qt::ElideRight);
+                richTexts->setUsesScrollButtons(false);
             }
-            richTexts->addTab(widget, caption);
+            richTexts->addTab(widget, shown);
+            richTexts->setTabToolTip(richTexts->count() - 1, caption);
             m_richTabs[widget] = richTexts;
             continue;
         }
-        form->addRow(caption, widget);
+        form->addRow(shown, widget);
     }
-    columns->addLayout(form, 2);
+    columns->addLayout(form, 1);
     if (richTexts)
-        columns->addWidget(richTexts, 3);
+        columns->addWidget(richTexts, 1);
     else
         pageLayout->addStretch();
     return page;

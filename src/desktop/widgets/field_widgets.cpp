@@ -1,5 +1,6 @@
 #include "desktop/widgets/field_widgets.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDateEdit>
@@ -47,7 +48,14 @@ public:
     void Show(const FieldControl& control) override { m_edit->setText(FromLatin1(control.text)); }
     std::string Typed() const override { return m_edit->text().toStdString(); }
     void Take(FieldControl& control) const override { control.text = ToLatin1(m_edit->text()); }
-    void SetReadOnly(bool readOnly) override { m_edit->setReadOnly(readOnly); }
+    void SetReadOnly(bool readOnly) override {
+        m_edit->setReadOnly(readOnly);
+        // A text that can't be changed looks like it, on the window's background.
+        QPalette palette = m_edit->palette();
+        palette.setBrush(QPalette::Base, readOnly ? m_edit->palette().window()
+                                                  : QApplication::palette(m_edit).base());
+        m_edit->setPalette(palette);
+    }
     QWidget* FocusTarget() override { return m_edit; }
 
 private:
