@@ -3,8 +3,11 @@
 // model with their captions and leave the documents as they were, and the lock goes with the
 // dialog however it closes.
 
+#include <QCheckBox>
 #include <QComboBox>
+#include <QDateTimeEdit>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QTabWidget>
 #include <QTableWidget>
 #include <QTemporaryDir>
@@ -229,6 +232,113 @@ private slots:
         QVERIFY(lockedAfterRefusal);
         QVERIFY(!Locked(existing));
         QCOMPARE(ReadBytes(existing), document);
+    }
+
+    void ASaveTheDiskRefusesKeepsTheDialogAndWhatWasTyped() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        RecordingPort& port = open->port;
+        const fs::path suite = open->database / "Test Cases" / "Search";
+        const fs::path aside = open->database / "Test Cases" / "Search-away";
+        const fs::path testCase = suite / "SRCH-001.vtl";
+        const std::string document = ReadBytes(testCase);
+        window.SelectPath(testCase);
+        QString captionOfFailure, typedAfterFailure;
+        bool openAfterFailure = false;
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            LineOf(dialog, "test_title")->setText("Search by colour");
+            // The share goes away while the dialog is open.
+            fs::rename(suite, aside);
+            dialog.accept();
+            captionOfFailure = QString::fromStdString(port.notices.back().caption);
+            openAfterFailure = dialog.isVisible();
+            typedAfterFailure = LineOf(dialog, "test_title")->text();
+            fs::rename(aside, suite);
+            dialog.accept();
+        });
+        window.RunCommand(ID_EDIT_PROPERTIES);
+        QCOMPARE(captionOfFailure, QString("Unable to save file"));
+        QVERIFY(openAfterFailure);
+        QCOMPARE(typedAfterFailure, QString("Search by colour"));
+        const std::string saved = ReadBytes(testCase);
+        QVERIFY(saved != document);
+        QVERIFY(saved.find("<test_title>Search by colour</test_title>") != std::string::npos);
+        QVERIFY(!Locked(testCase));
+    }
+
+    void HistoryDatesAndResetGoThroughTheModel() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        RecordingPort& port = open->port;
+        const fs::path testCase = open->database / "Projects" / "Release 2.0" /
+                                  "Project Test Cases" / "Login" / "LOG-002.vtl";
+        window.SelectPath(testCase);
+        QStringList captions;
+        QString moved;
+        int rowsAfterReset = -1;
+        QString statusAfterReset, attemptsAfterReset;
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            auto* table = dialog.findChild<QTableWidget*>("historyTable");
+            auto* date = dialog.findChild<QDateTimeEdit*>("historyDate");
+            auto* change = dialog.findChild<QPushButton*>("changeHistoryDate");
+            table->setCurrentCell(1, 0);
+            // Past the block below it, then between its neighbours.
+            date->setDateTime(QDateTime(QDate(2026, 10, 20), QTime(8, 0, 0)));
+            change->click();
+            captions << QString::fromStdString(port.notices.back().caption);
+            date->setDateTime(QDateTime(QDate(2026, 10, 7), QTime(8, 0, 0)));
+            change->click();
+            moved = table->item(1, 0)->text();
+
+            port.ScriptAnswers({true});
+            dialog.findChild<QPushButton*>("resetButton")->click();
+            captions << QString::fromStdString(port.questions.back().caption);
+            rowsAfterReset = table->rowCount();
+            statusAfterReset = ChoiceOf(dialog, "test_status")->currentText();
+            attemptsAfterReset = LineOf(dialog, "test_attempts")->text();
+            dialog.accept();
+        });
+        window.RunCommand(ID_EDIT_PROPERTIES);
+        QCOMPARE(captions, QStringList({"Unable to change date", "Reset Test Case?"}));
+        QCOMPARE(moved, QString("7-Oct-2026, 08:00:00"));
+        QCOMPARE(rowsAfterReset, 1);
+        QCOMPARE(statusAfterReset, QString("Not yet attempted"));
+        QCOMPARE(attemptsAfterReset, QString("0"));
+        const std::string text = ReadBytes(testCase);
+        QVERIFY(text.find("<test_status>Not yet attempted</test_status>") != std::string::npos);
+        QVERIFY(text.find("<new_status>Fail</new_status>") == std::string::npos);
+        QCOMPARE(port.notices.size(), std::size_t{1});
+    }
+
+    void ATesterKeepsOnlyTheHashOfAPasswordTypedTwice() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        RecordingPort& port = open->port;
+        window.SelectPath(open->database / "Testers");
+        QStringList captions;
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            LineOf(dialog, "id")->setText("kim");
+            LineOf(dialog, "tester_name")->setText("Kim Park");
+            FieldOf(dialog, "remote_user")->findChild<QCheckBox*>()->setChecked(true);
+            QLineEdit* password = LineOf(dialog, "passwd_hash");
+            auto* repeat = dialog.findChild<QLineEdit*>("passwordRepeat");
+            password->setText("s3cret");
+            repeat->setText("s3cert");
+            dialog.accept();
+            captions << QString::fromStdString(port.notices.back().caption);
+            repeat->setText("s3cret");
+            dialog.accept();
+        });
+        window.RunCommand(ID_CREATE_TESTER);
+        QCOMPARE(captions, QStringList({"Passwords did not match"}));
+        const fs::path tester = open->database / "Testers" / "kim.vtl";
+        const std::string text = ReadBytes(tester);
+        QVERIFY(text.find("<passwd_hash>$argon2id$") != std::string::npos);
+        QVERIFY(text.find("s3cret") == std::string::npos);
+        QCOMPARE(window.CurrentNode()->path, tester);
     }
 
     void NewItemsTakeTheAutomaticIdentifierAndAppearSelected() {
