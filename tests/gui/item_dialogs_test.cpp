@@ -198,13 +198,22 @@ private slots:
             LineOf(dialog, "test_title")->setText("Costs 5 EUR");
             FieldOf(dialog, "test_duration")->findChildren<QLineEdit*>()[1]->setText("75");
             okAndCaption();
+            // The launch button asks the core what the link names.
+            auto* launch = FieldOf(dialog, "external_link")->findChild<QPushButton*>("launch");
+            const std::size_t told = port.notices.size();
+            launch->click();
+            LineOf(dialog, "external_link")->setText("/nowhere/plan.doc");
+            launch->click();
+            for (std::size_t n = told; n < port.notices.size(); ++n)
+                captions << QString::fromStdString(port.notices[n].caption);
             port.ScriptAnswers({true});  // "Close test case without saving changes?"
             QTest::keyClick(&dialog, Qt::Key_Escape);
         });
         window.RunCommand(ID_CREATE_TEST_CASE);
         QVERIFY(stayedOpen);
         QCOMPARE(captions, QStringList({"Invalid Test ID", "ID already exists", "Invalid character",
-                                        "Invalid Expected Duration"}));
+                                        "Invalid Expected Duration", "Info: Enter an external link",
+                                        "Error: Could not find file"}));
         QCOMPARE(port.questions.back().caption, std::string("Close without saving"));
         QCOMPARE(listing(), filesBefore);
 

@@ -1,6 +1,7 @@
 #include "desktop/dialogs/item_dialog.h"
 
 #include <QDateTimeEdit>
+#include <QDesktopServices>
 #include <QDialogButtonBox>
 #include <QFormLayout>
 #include <QHBoxLayout>
@@ -9,10 +10,12 @@
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTableWidget>
+#include <QUrl>
 #include <QVBoxLayout>
 
 #include "desktop/widgets/field_widgets.h"
 #include "documents/custom_cfg.h"
+#include "documents/external_links.h"
 #include "documents/field_dialog.h"
 #include "documents/field_tables.h"
 #include "documents/prj_test_case.h"
@@ -38,8 +41,8 @@ std::vector<FieldDescriptor> RowsOf(std::span<const FieldDescriptor> table) {
 }  // namespace
 
 ItemDialog::ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& custom,
-                       const std::filesystem::path& databaseDir, QWidget* parent)
-    : QDialog(parent), m_editor(std::move(editor)) {
+                       const std::filesystem::path& databaseDir, UserPort& port, QWidget* parent)
+    : QDialog(parent), m_editor(std::move(editor)), m_port(port) {
     setObjectName("itemDialog");
     setWindowTitle(Text(m_editor->WindowTitle(true)));
     m_prjTestCase = dynamic_cast<PrjTestCase*>(m_editor.get());
@@ -120,6 +123,8 @@ QWidget* ItemDialog::FieldPage(const std::vector<FieldDescriptor>& rows, const C
         m_fields[static_cast<std::size_t>(row.controlId)] = widget;
         if (auto* password = dynamic_cast<PasswordField*>(widget))
             m_password = password;
+        if (auto* link = dynamic_cast<LinkField*>(widget))
+            connect(link, &LinkField::launch, this, &ItemDialog::Launch);
         if (row.type == FT_RICH_TEXT) {
             if (!richTexts) {
                 richTexts = new QTabWidget;
@@ -215,6 +220,15 @@ void ItemDialog::SetHistoryDate() {
         ShowHistory();
         m_history->selectRow(row);
     }
+}
+
+void ItemDialog::Launch(const QString& link) {
+    const std::optional<LinkLaunch> plan = PlanLinkLaunch(link.toStdString(), m_port);
+    if (!plan)
+        return;
+    const QString target = QString::fromStdString(plan->target);
+    if (!QDesktopServices::openUrl(plan->isUrl ? QUrl(target) : QUrl::fromLocalFile(target)))
+        m_port.tell(LinkOpenFailure(plan->target));
 }
 
 void ItemDialog::ResetExecution() {

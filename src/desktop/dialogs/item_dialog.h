@@ -4,8 +4,8 @@
 // OK and shows nothing of its own: every refusal is the model's, told through the port, after
 // which the focus goes to the field at fault and the dialog stays open with what was typed.
 // The project test case is a sheet of three pages (execution, description, history with its
-// date editor and Reset). The model, and with it the item's lock, goes when the dialog closes,
-// whichever way it closes.
+// date editor and Reset). The launch button of an external link opens what the core names. The
+// model, and with it the item's lock, goes when the dialog closes, whichever way it closes.
 
 #include <QDialog>
 #include <filesystem>
@@ -30,7 +30,7 @@ class ItemDialog : public QDialog {
     Q_OBJECT
 public:
     ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& custom,
-               const std::filesystem::path& databaseDir, QWidget* parent = nullptr);
+               const std::filesystem::path& databaseDir, UserPort& port, QWidget* parent = nullptr);
     ~ItemDialog() override;
 
     // The document OK saved, once it has.
@@ -57,8 +57,11 @@ private:
     void ShowHistory();
     void ResetExecution();
     void SetHistoryDate();
+    // The launch button of an external link: the core says what to open, the system opens it.
+    void Launch(const QString& link);
 
     std::unique_ptr<ItemEditor> m_editor;
+    UserPort& m_port;
     PrjTestCase* m_prjTestCase = nullptr;
     std::map<std::size_t, FieldWidget*> m_fields;  // by row of the kind's table
     std::map<FieldWidget*, QTabWidget*> m_richTabs;

@@ -4,13 +4,16 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDateEdit>
+#include <QFileDialog>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QTimeEdit>
 
 #include "desktop/widgets/rich_text_edit.h"
+#include "documents/external_links.h"
 #include "documents/field_dialog.h"
 #include "documents/item_editor.h"
 
@@ -296,6 +299,46 @@ QWidget* PasswordField::FocusTarget() {
     return m_password;
 }
 
+LinkField::LinkField(QWidget* parent)
+    : FieldWidget(parent), m_edit(new QLineEdit), m_browse(new QPushButton("Browse...")) {
+    auto* layout = Row(this);
+    auto* launchButton = new QPushButton("Launch");
+    launchButton->setObjectName("launch");
+    m_browse->setObjectName("browse");
+    layout->addWidget(m_edit, 1);
+    layout->addWidget(m_browse);
+    layout->addWidget(launchButton);
+    connect(launchButton, &QPushButton::clicked, this, [this] { emit launch(m_edit->text()); });
+    connect(m_browse, &QPushButton::clicked, this, [this] {
+        const QString chosen = QFileDialog::getOpenFileName(
+            this, FromLatin1(std::string(kBrowseLinkTitle)), m_edit->text(),
+            FromLatin1(std::string(kBrowseLinkFilter)));
+        if (!chosen.isEmpty())
+            m_edit->setText(chosen);
+    });
+}
+
+void LinkField::Show(const FieldControl& control) {
+    m_edit->setText(FromLatin1(control.text));
+}
+
+std::string LinkField::Typed() const {
+    return m_edit->text().toStdString();
+}
+
+void LinkField::Take(FieldControl& control) const {
+    control.text = ToLatin1(m_edit->text());
+}
+
+void LinkField::SetReadOnly(bool readOnly) {
+    m_edit->setReadOnly(readOnly);
+    m_browse->setEnabled(!readOnly);
+}
+
+QWidget* LinkField::FocusTarget() {
+    return m_edit;
+}
+
 FieldWidget* MakeFieldWidget(const FieldDescriptor& row, const std::vector<std::string>& choices,
                              bool typedChoice, std::size_t width) {
     switch (row.type) {
@@ -314,6 +357,8 @@ FieldWidget* MakeFieldWidget(const FieldDescriptor& row, const std::vector<std::
     }
     if (IsDurationField(row))
         return new DurationField;
+    if (IsExternalLinkField(row))
+        return new LinkField;
     if (!choices.empty() || row.type == FT_LIST_TEXT)
         return new ChoiceField(choices, typedChoice, width, row.tag);
     return new TextField(width);

@@ -11,6 +11,7 @@
 #include "storage/field_values.h"
 
 class QLineEdit;
+class QPushButton;
 
 namespace vantorel {
 
@@ -54,6 +55,26 @@ public:
 private:
     QLineEdit* m_password;
     QLineEdit* m_repeat;
+};
+
+// A link to an external document with its browse and launch buttons; what launch does is the
+// dialog's (launch), given the link as typed.
+class LinkField : public FieldWidget {
+    Q_OBJECT
+public:
+    explicit LinkField(QWidget* parent = nullptr);
+    void Show(const FieldControl& control) override;
+    std::string Typed() const override;
+    void Take(FieldControl& control) const override;
+    void SetReadOnly(bool readOnly) override;
+    QWidget* FocusTarget() override;
+
+signals:
+    void launch(const QString& link);
+
+private:
+    QLineEdit* m_edit;
+    QPushButton* m_browse;
 };
 
 // Latin-1 bytes of a document as text, and back; the dialog refuses what can't go back first.

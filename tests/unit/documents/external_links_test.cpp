@@ -1,0 +1,46 @@
+// The launch button of an external link: URLs are opened as they are, a file must be there.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "documents/external_links.h"
+#include "documents/field_tables.h"
+#include "support/recording_port.h"
+#include "support/temp_dir.h"
+
+namespace vantorel {
+namespace {
+
+TEST(ExternalLinksTest, UrlsOpenAsTheyAreAndFilesMustExist) {
+    RecordingPort port;
+    EXPECT_FALSE(PlanLinkLaunch("  ", port));
+    ASSERT_EQ(port.notices.size(), 1u);
+    EXPECT_EQ(port.notices[0].caption, "Info: Enter an external link");
+
+    const auto url = PlanLinkLaunch("https://bugs.test/42", port);
+    ASSERT_TRUE(url);
+    EXPECT_TRUE(url->isUrl);
+    EXPECT_EQ(url->target, "https://bugs.test/42");
+    EXPECT_EQ(PlanLinkLaunch("www.example.test/spec", port)->target,
+              "http://www.example.test/spec");
+
+    testing::TempDir dir;
+    const std::filesystem::path file = dir.path() / "plan with blanks.doc";
+    std::ofstream(file) << "plan";
+    const auto opened = PlanLinkLaunch("\"" + file.string() + "\" -1", port);
+    ASSERT_TRUE(opened);
+    EXPECT_FALSE(opened->isUrl);
+    EXPECT_EQ(opened->target, file.string());
+    EXPECT_EQ(port.notices.size(), 1u);
+
+    EXPECT_FALSE(PlanLinkLaunch((dir.path() / "gone.doc").string(), port));
+    EXPECT_EQ(port.notices.back().caption, "Error: Could not find file");
+    EXPECT_NE(port.notices.back().text.find("gone.doc"), std::string::npos);
+    EXPECT_FALSE(PlanLinkLaunch(dir.path().string(), port));  // a folder is no document
+
+    EXPECT_TRUE(IsExternalLinkField(*FindField(PrjTestCaseFields(), "<external_link2>")));
+    EXPECT_FALSE(IsExternalLinkField(*FindField(PrjTestCaseFields(), "<fault_report_id>")));
+}
+
+}  // namespace
+}  // namespace vantorel
