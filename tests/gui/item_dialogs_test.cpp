@@ -348,6 +348,16 @@ private slots:
         QVERIFY(text.find("<passwd_hash>$argon2id$") != std::string::npos);
         QVERIFY(text.find("s3cret") == std::string::npos);
         QCOMPARE(window.CurrentNode()->path, tester);
+
+        // Testers are edited one at a time.
+        const QModelIndex other = window.Model().IndexOf(open->database / "Testers" / "dana.vtl");
+        window.Tree().selectionModel()->select(other, QItemSelectionModel::Select);
+        const std::size_t told = port.notices.size();
+        window.RunCommand(ID_EDIT_PROPERTIES);
+        QCOMPARE(port.notices.size(), told + 1);
+        QCOMPARE(port.notices.back().caption, std::string("Edit Error"));
+        QVERIFY(!QApplication::activeModalWidget());
+        QVERIFY(!Locked(tester));
     }
 
     void NewItemsTakeTheAutomaticIdentifierAndAppearSelected() {

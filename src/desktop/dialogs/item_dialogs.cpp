@@ -1,5 +1,7 @@
 #include "desktop/dialogs/item_dialogs.h"
 
+#include <algorithm>
+
 #include "desktop/dialogs/item_dialog.h"
 #include "desktop/main_window.h"
 #include "documents/prj_test_case.h"
@@ -71,9 +73,14 @@ void ItemDialogs::Edit(QWidget* parent, const TreeNode& node) {
         case TV_RES_DOC:
             editor = TestResource::Edit(node.path, Context());
             break;
-        case TV_TESTER_DOC:
+        case TV_TESTER_DOC: {
+            const std::vector<TreeNode> selected = m_window.SelectedNodes();
+            if (!Tester::CanEditSelection(
+                    std::ranges::count(selected, TV_TESTER_DOC, &TreeNode::kind), m_port))
+                return;
             editor = Tester::Edit(node.path, Context());
             break;
+        }
         default:
             return;
     }
