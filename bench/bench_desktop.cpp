@@ -1,5 +1,6 @@
 // The desktop window on a large database: how long the tree takes to show a big suite, how
-// long a test case's page takes to appear, how long the window's thread is kept waiting while
+// long a test case's page takes to appear, how long the project test case's dialog takes to
+// show one with 1,000 history blocks, how long the window's thread is kept waiting while
 // a large paste runs, and how much memory the program holds. Figures are printed one a line.
 //
 //   vantorel_bench_desktop DATABASE            the figures (DATABASE from vantorel_make_database)
@@ -8,6 +9,7 @@
 //                                              process started
 
 #include <QApplication>
+#include <QDialog>
 #include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTimer>
@@ -99,6 +101,28 @@ fs::path BigSuite(const fs::path& cases, int count) {
     return suite;
 }
 
+// A copy of the project test case sample beside it with blocks history entries appended.
+fs::path LongHistory(const fs::path& sample, int blocks) {
+    std::ifstream in(sample, std::ios::binary);
+    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::string history;
+    for (int n = 0; n < blocks; ++n) {
+        char block[512];
+        std::snprintf(block, sizeof block,
+                      "<history_entry>\r\n<time>10:%02d:00</time>\r\n<date>%02d-%02d-%04d</date>"
+                      "\r\n<type>ET_UPDATE</type>\r\n<old_status>Fail</old_status>\r\n"
+                      "<new_status>Pass</new_status>\r\n<num_tries>%d</num_tries>\r\n"
+                      "<build>b%d</build>\r\n<version>1.0</version>\r\n<phase>Beta</phase>"
+                      "\r\n</history_entry>\r\n",
+                      n % 60, n % 28 + 1, n / 28 % 12 + 1, 2000 + n / 336, n + 1, n);
+        history += block;
+    }
+    text.insert(text.rfind("</project_test_case>"), history);
+    const fs::path copy = sample.parent_path() / "LONG-HISTORY.vtl";
+    std::ofstream(copy, std::ios::binary) << text;
+    return copy;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -152,6 +176,28 @@ int main(int argc, char** argv) {
         std::printf("the page did not load\n");
     Paint(window);
     std::printf("selecting a test case to its page %5.1f ms\n", timer.nsecsElapsed() / 1e6);
+
+    // Edit on a project test case with a long history, to its sheet painted.
+    const fs::path longHistory = LongHistory(big / "BIG-00000.vtl", 1000);
+    window.Model().RefreshFolder(big);
+    window.SelectPath(longHistory);
+    Paint(window);
+    double sheetMs = -1;
+    QTimer poll;
+    poll.setInterval(0);
+    QObject::connect(&poll, &QTimer::timeout, [&] {
+        QWidget* sheet = QApplication::activeModalWidget();
+        if (!sheet)
+            return;
+        poll.stop();
+        sheet->repaint();
+        sheetMs = timer.nsecsElapsed() / 1e6;
+        qobject_cast<QDialog*>(sheet)->reject();
+    });
+    poll.start();
+    timer.restart();
+    window.RunCommand(vantorel::ID_EDIT_PROPERTIES);
+    std::printf("project test case sheet, 1000 history blocks %5.1f ms\n", sheetMs);
 
     // A paste of the whole project tree on the transfer worker while a probe asks the
     // window's thread every 5 ms how late it comes.
