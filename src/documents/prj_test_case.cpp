@@ -50,22 +50,21 @@ std::string CreationValue(const FieldDescriptor& row, const CustomCfg& custom) {
     return StoredFromValue(row.type, "");
 }
 
-// The project a path inside "Projects/<project>/Project Test Cases" belongs to.
-std::optional<std::string> ProjectOf(const std::filesystem::path& target) {
+std::string StoredMoment(const LocalMoment& when, FieldType type) {
+    return type == FT_DATE ? StoredDate(when.date) : StoredTime(when.time);
+}
+
+}  // namespace
+
+std::optional<std::string> ProjectOf(const std::filesystem::path& item) {
     std::vector<std::string> parts;
-    for (const auto& part : target.parent_path())
+    for (const auto& part : item.parent_path())
         parts.push_back(part.string());
     for (std::size_t i = 0; i + 2 < parts.size(); ++i)
         if (parts[i] == "Projects" && parts[i + 2] == "Project Test Cases")
             return parts[i + 1];
     return std::nullopt;
 }
-
-std::string StoredMoment(const LocalMoment& when, FieldType type) {
-    return type == FT_DATE ? StoredDate(when.date) : StoredTime(when.time);
-}
-
-}  // namespace
 
 // The refusals of a library test case, without its notice for an over-long ID on opening, and
 // with its own wording for an unreadable document.

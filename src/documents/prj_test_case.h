@@ -17,6 +17,9 @@ const ItemKind& PrjTestCaseKind();
 // The text is left as it was, and false returned, when the result would not fit a field.
 bool ConvertVantorelLinks(std::string& text, std::string_view project);
 
+// The project an item inside "Projects/<project>/Project Test Cases" belongs to.
+std::optional<std::string> ProjectOf(const std::filesystem::path& item);
+
 // One row of the history table.
 struct HistoryRow {
     std::string date;  // "d-MMM-yyyy, HH:mm:ss"

@@ -124,9 +124,15 @@ private slots:
         const int before = Count(ReadBytes(testCase), "<history_entry>");
         window.SelectPath(testCase);
 
+        // A fault report command that can't be started, and none to view one.
+        window.TheShell().Configuration().Settings().addBugPath =
+            "/nowhere/bugtool --project \"%VT_PROJECT%\"";
         QStringList pages;
         int historyRows = -1;
+        bool viewFaultGreyed = false;
         gui_test::WhenModalOpens([&](QDialog& dialog) {
+            viewFaultGreyed = !dialog.findChild<QPushButton*>("viewFaultReport")->isEnabled();
+            dialog.findChild<QPushButton*>("addFaultReport")->click();
             auto* sheet = dialog.findChild<QTabWidget*>("pages");
             for (int page = 0; sheet && page < sheet->count(); ++page)
                 pages << sheet->tabText(page);
@@ -137,6 +143,12 @@ private slots:
         });
         window.RunCommand(ID_EDIT_PROPERTIES);
         QCOMPARE(pages, QStringList({"Test Execution Status", "Test Description", "Test History"}));
+        QVERIFY(viewFaultGreyed);
+        QCOMPARE(open->port.notices.size(), std::size_t{1});
+        QCOMPARE(open->port.notices[0].caption, std::string("Error opening application"));
+        QVERIFY(open->port.notices[0].text.find("--project \"Mobile launch\"") !=
+                std::string::npos);
+        open->port.notices.clear();
         QCOMPARE(historyRows, before);
         std::string text = ReadBytes(testCase);
         QCOMPARE(Count(text, "<history_entry>"), before + 1);

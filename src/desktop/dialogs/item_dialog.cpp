@@ -7,6 +7,7 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
+#include <QProcess>
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTableWidget>
@@ -20,6 +21,7 @@
 #include "documents/field_tables.h"
 #include "documents/prj_test_case.h"
 #include "documents/reference_items.h"
+#include "workspace/config.h"
 
 namespace vantorel {
 namespace {
@@ -41,8 +43,9 @@ std::vector<FieldDescriptor> RowsOf(std::span<const FieldDescriptor> table) {
 }  // namespace
 
 ItemDialog::ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& custom,
-                       const std::filesystem::path& databaseDir, UserPort& port, QWidget* parent)
-    : QDialog(parent), m_editor(std::move(editor)), m_port(port) {
+                       const std::filesystem::path& databaseDir, const ConfigSettings& settings,
+                       UserPort& port, QWidget* parent)
+    : QDialog(parent), m_editor(std::move(editor)), m_settings(settings), m_port(port) {
     setObjectName("itemDialog");
     setWindowTitle(Text(m_editor->WindowTitle(true)));
     m_prjTestCase = dynamic_cast<PrjTestCase*>(m_editor.get());
@@ -138,7 +141,7 @@ QWidget* ItemDialog::FieldPage(const std::vector<FieldDescriptor>& rows, const C
             m_richTabs[widget] = richTexts;
             continue;
         }
-        form->addRow(shown, widget);
+        form->addRow(shown, WithCommandButtons(row, widget));
     }
     columns->addLayout(form, 1);
     if (richTexts)
@@ -229,6 +232,54 @@ void ItemDialog::Launch(const QString& link) {
     const QString target = QString::fromStdString(plan->target);
     if (!QDesktopServices::openUrl(plan->isUrl ? QUrl(target) : QUrl::fromLocalFile(target)))
         m_port.tell(LinkOpenFailure(plan->target));
+}
+
+QWidget* ItemDialog::WithCommandButtons(const FieldDescriptor& row, FieldWidget* widget) {
+    struct Button {
+        LinkedCommand command;
+        const char* label;
+        const char* name;
+    };
+    std::vector<Button> buttons;
+    if (row.tag == "<requirement>")
+        buttons = {{LinkedCommand::ViewRequirement, "View", "viewRequirement"}};
+    else if (row.tag == "<fault_report_id>")
+        buttons = {{LinkedCommand::ViewFaultReport, "View", "viewFaultReport"},
+                   {LinkedCommand::AddFaultReport, "New...", "addFaultReport"}};
+    if (buttons.empty())
+        return widget;
+    auto* holder = new QWidget;
+    auto* layout = new QHBoxLayout(holder);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(widget, 1);
+    for (const Button& button : buttons) {
+        auto* push = new QPushButton(button.label);
+        push->setObjectName(button.name);
+        const bool set = !CommandOf(m_settings, button.command).empty();
+        push->setEnabled(set);
+        if (!set)
+            push->setToolTip(Text(UnsetCommandHint(button.command)));
+        connect(push, &QPushButton::clicked, this,
+                [this, command = button.command] { RunLinkedCommand(command); });
+        layout->addWidget(push);
+    }
+    return holder;
+}
+
+void ItemDialog::RunLinkedCommand(LinkedCommand command) {
+    const std::filesystem::path item = m_editor->Path();
+    const CommandLaunch launch =
+        PlanCommandLaunch(CommandOf(m_settings, command), ProjectOf(item).value_or(""), item);
+    const QString target = QString::fromStdString(launch.target);
+    bool started = false;
+    if (launch.isUrl) {
+        started = QDesktopServices::openUrl(QUrl::fromUserInput(target));
+    } else if (QStringList words = QProcess::splitCommand(target); !words.isEmpty()) {
+        const QString program = words.takeFirst();
+        started = QProcess::startDetached(program, words);
+    }
+    if (!started)
+        m_port.tell(CommandLaunchFailure(launch));
 }
 
 void ItemDialog::ResetExecution() {

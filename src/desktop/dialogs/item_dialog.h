@@ -4,7 +4,8 @@
 // OK and shows nothing of its own: every refusal is the model's, told through the port, after
 // which the focus goes to the field at fault and the dialog stays open with what was typed.
 // The project test case is a sheet of three pages (execution, description, history with its
-// date editor and Reset). The launch button of an external link opens what the core names. The
+// date editor and Reset). The launch button of an external link opens what the core names,
+// the requirement and fault report buttons run the commands the options hold. The
 // model, and with it the item's lock, goes when the dialog closes, whichever way it closes.
 
 #include <QDialog>
@@ -14,6 +15,7 @@
 #include <optional>
 
 #include "documents/item_editor.h"
+#include "workspace/linked_commands.h"
 
 class QTableWidget;
 class QDateTimeEdit;
@@ -22,6 +24,7 @@ class QTabWidget;
 namespace vantorel {
 
 class CustomCfg;
+struct ConfigSettings;
 class FieldWidget;
 class PrjTestCase;
 class PasswordField;
@@ -29,8 +32,10 @@ class PasswordField;
 class ItemDialog : public QDialog {
     Q_OBJECT
 public:
+    // settings holds the commands of the requirement and fault report buttons.
     ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& custom,
-               const std::filesystem::path& databaseDir, UserPort& port, QWidget* parent = nullptr);
+               const std::filesystem::path& databaseDir, const ConfigSettings& settings,
+               UserPort& port, QWidget* parent = nullptr);
     ~ItemDialog() override;
 
     // The document OK saved, once it has.
@@ -59,8 +64,12 @@ private:
     void SetHistoryDate();
     // The launch button of an external link: the core says what to open, the system opens it.
     void Launch(const QString& link);
+    // The buttons a field's row carries for the options' requirement and fault report commands.
+    QWidget* WithCommandButtons(const FieldDescriptor& row, FieldWidget* widget);
+    void RunLinkedCommand(LinkedCommand command);
 
     std::unique_ptr<ItemEditor> m_editor;
+    const ConfigSettings& m_settings;
     UserPort& m_port;
     PrjTestCase* m_prjTestCase = nullptr;
     std::map<std::size_t, FieldWidget*> m_fields;  // by row of the kind's table

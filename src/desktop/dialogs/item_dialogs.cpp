@@ -139,8 +139,8 @@ void ItemDialogs::RunDialog(QWidget* parent, std::unique_ptr<ItemEditor> editor)
     if (!editor)
         return;  // the model told why
     Shell& shell = m_window.TheShell();
-    ItemDialog dialog(std::move(editor), shell.Custom(), shell.Database().Directory(), m_port,
-                      parent);
+    ItemDialog dialog(std::move(editor), shell.Custom(), shell.Database().Directory(),
+                      shell.Configuration().Settings(), m_port, parent);
     if (dialog.exec() != QDialog::Accepted || !dialog.SavedPath())
         return;
     const fs::path& saved = *dialog.SavedPath();
