@@ -1,5 +1,6 @@
 #include "desktop/qt_port.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QMessageBox>
 #include <QThread>
@@ -79,8 +80,11 @@ void QtPort::setWorkersReleased(bool released) {
 
 bool QtPort::Show(const Notice& notice, bool question) {
     // Messages are plain text: they quote paths and names, which may hold "<" or "&".
+    // Over the dialog that is open, when one is, so the box stands above what it speaks of.
+    QWidget* over = QApplication::activeModalWidget();
     QMessageBox box(BoxIcon(notice.icon), QString::fromStdString(notice.caption),
-                    QString::fromStdString(notice.text), QMessageBox::NoButton, m_window);
+                    QString::fromStdString(notice.text), QMessageBox::NoButton,
+                    over ? over : m_window.data());
     box.setTextFormat(Qt::PlainText);
     if (!question) {
         box.setStandardButtons(QMessageBox::Ok);

@@ -119,6 +119,25 @@ private slots:
         // Many steps, few repaints: the window is never flooded.
         QVERIFY(reported.size() < 100);
     }
+
+    void AMessageStandsOverTheDialogThatIsOpen() {
+        QWidget window;
+        QtPort port;
+        port.SetWindow(&window);
+        QDialog dialog(&window);
+        QWidget* boxParent = nullptr;
+        gui_test::WhenModalOpens([&](QDialog& open) {
+            gui_test::WhenModalOpens([&](QDialog& box) {
+                boxParent = box.parentWidget();
+                static_cast<QMessageBox&>(box).button(QMessageBox::Ok)->click();
+            });
+            port.tell({"Error: 'Test ID' contains invalid characters.", "Invalid Test ID",
+                       Icon::Warning});
+            open.reject();
+        });
+        dialog.exec();
+        QCOMPARE(boxParent, &dialog);
+    }
 };
 
 }  // namespace vantorel
