@@ -61,6 +61,11 @@ std::size_t FieldWidth(const FieldDescriptor& row) {
     return kFieldValueMax - 1;
 }
 
+bool MomentMayBeUnset(const FieldDescriptor& row) {
+    return (row.type == FT_DATE || row.type == FT_TIME) && !row.tag.starts_with("<create_") &&
+           !row.tag.starts_with("<update_");
+}
+
 bool IsDurationField(const FieldDescriptor& row) {
     return row.tag == "<test_duration>" || row.tag == "<actual_duration>";
 }

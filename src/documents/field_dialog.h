@@ -24,6 +24,10 @@ std::string DialogCaption(const FieldDescriptor& row, const CustomCfg& custom);
 // to the checks of OK, which name the limit.
 std::size_t FieldWidth(const FieldDescriptor& row);
 
+// The dates and times a user may leave unset ("N/A"): the last attempt's and the project's;
+// the creation and update moments always have one.
+bool MomentMayBeUnset(const FieldDescriptor& row);
+
 // The expected and actual durations: an hours box and a minutes box, not a line of text.
 bool IsDurationField(const FieldDescriptor& row);
 

@@ -162,10 +162,11 @@ private:
 // A date or time picker beside an "N/A" box that stands for no value.
 class MomentField : public FieldWidget {
 public:
-    explicit MomentField(bool date)
+    MomentField(bool date, bool mayBeUnset)
         : m_edit(date ? static_cast<QDateTimeEdit*>(new QDateEdit) : new QTimeEdit),
           m_none(new QCheckBox("N/A")),
-          m_isDate(date) {
+          m_isDate(date),
+          m_mayBeUnset(mayBeUnset) {
         auto* layout = Row(this);
         m_edit->setDisplayFormat(date ? "d-MMM-yyyy" : "HH:mm:ss");
         m_edit->setCalendarPopup(date);
@@ -187,6 +188,9 @@ public:
                              : QTime::currentTime());
         }
         m_edit->setDisabled(m_none->isChecked());
+        // A moment that always has a value offers no "N/A", unless a document lacks it: then
+        // the box shows, so opening and saving never makes up a value.
+        m_none->setVisible(m_mayBeUnset || m_none->isChecked());
     }
     std::string Typed() const override { return {}; }
     void Take(FieldControl& control) const override {
@@ -213,6 +217,7 @@ private:
     QDateTimeEdit* m_edit;
     QCheckBox* m_none;
     bool m_isDate;
+    bool m_mayBeUnset;
 };
 
 class YesNoField : public FieldWidget {
@@ -345,9 +350,9 @@ FieldWidget* MakeFieldWidget(const FieldDescriptor& row, const std::vector<std::
         case FT_RICH_TEXT:
             return new RichField;
         case FT_DATE:
-            return new MomentField(true);
+            return new MomentField(true, MomentMayBeUnset(row));
         case FT_TIME:
-            return new MomentField(false);
+            return new MomentField(false, MomentMayBeUnset(row));
         case FT_YES_NO:
             return new YesNoField;
         case FT_PASSWORD:

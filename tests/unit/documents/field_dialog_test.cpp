@@ -54,6 +54,10 @@ TEST_F(FieldDialogTest, CaptionsAndWidthsFollowTheDatabase) {
     EXPECT_EQ(FieldWidth(*FindField(PrjTestCaseFields(), "<build_tested>")), 25u);
     EXPECT_TRUE(IsDurationField(*FindField(PrjTestCaseFields(), "<actual_duration>")));
     EXPECT_FALSE(IsDurationField(*FindField(PrjTestCaseFields(), "<test_attempts>")));
+    EXPECT_TRUE(MomentMayBeUnset(*FindField(PrjTestCaseFields(), "<last_attempt_time>")));
+    EXPECT_TRUE(MomentMayBeUnset(*FindField(ProjectFields(), "<actual_end_date>")));
+    EXPECT_FALSE(MomentMayBeUnset(*FindField(TestCaseFields(), "<create_date>")));
+    EXPECT_FALSE(MomentMayBeUnset(*FindField(PrjTestCaseFields(), "<update_time>")));
 }
 
 TEST_F(FieldDialogTest, ChoicesComeFromTheCustomisationAndTheDatabase) {
