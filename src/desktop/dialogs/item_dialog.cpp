@@ -289,16 +289,6 @@ void ItemDialog::ResetExecution() {
         ShowControls();
 }
 
-FieldWidget* ItemDialog::Field(std::string_view tag) const {
-    if (!m_editor)
-        return nullptr;
-    const FieldDescriptor* row = FindField(m_editor->Fields(), tag);
-    if (!row)
-        return nullptr;
-    auto found = m_fields.find(static_cast<std::size_t>(row->controlId));
-    return found == m_fields.end() ? nullptr : found->second;
-}
-
 void ItemDialog::ShowControls() {
     for (auto& [row, widget] : m_fields)
         widget->Show(m_editor->controls[row]);

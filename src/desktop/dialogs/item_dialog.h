@@ -40,10 +40,6 @@ public:
 
     // The document OK saved, once it has.
     const std::optional<std::filesystem::path>& SavedPath() const { return m_savedPath; }
-    // The widget of the field with tag; null when the kind has none.
-    FieldWidget* Field(std::string_view tag) const;
-    // The model while the dialog is open; null once it closed.
-    ItemEditor* Editor() const { return m_editor.get(); }
 
     void accept() override;
     void reject() override;
