@@ -48,41 +48,24 @@ std::string StatusBody(const StatusReportData& report, const CustomCfg& custom,
         "<table class=List><tr class=ListHeading><td class=ListHeading>Status</td><td "
         "class=\"ListHeading Figure\">Tests</td><td class=\"ListHeading Figure\">Share</td>"
         "</tr>\n";
-    for (std::size_t status = 0; status < report.statuses.size(); ++status) {
-        const std::int64_t count = status < report.counts.size() ? report.counts[status] : 0;
-        char share[32];
-        std::snprintf(share, sizeof share, "%.1f %%",
-                      report.totalTests > 0 ? 100.0 * static_cast<double>(count) /
-                                                  static_cast<double>(report.totalTests)
-                                            : 0.0);
-        const std::string rowClass = status % 2 == 0 ? "List" : "ListAlt";
-        html += "<tr class=" + rowClass + "><td class=" + rowClass + ">" +
-                Swatch(status < report.colours.size() ? report.colours[status] : 0x808080) +
-                HtmlEscaped(report.statuses[status]) + "</td><td class=\"" + rowClass +
-                " Figure\">" + std::to_string(count) + "</td><td class=\"" + rowClass +
-                " Figure\">" + share + "</td></tr>\n";
+    std::size_t row = 0;
+    for (const StatusRow& status : StatusRows(report)) {
+        const std::string rowClass = row++ % 2 == 0 ? "List" : "ListAlt";
+        html += "<tr class=" + rowClass + "><td class=" + rowClass + ">" + Swatch(status.colour) +
+                HtmlEscaped(status.status) + "</td><td class=\"" + rowClass + " Figure\">" +
+                std::to_string(status.count) + "</td><td class=\"" + rowClass + " Figure\">" +
+                status.share + "</td></tr>\n";
     }
     html += "</table>\n<h2>Time figures</h2>\n" + Image(chartHref, baseName + "-time");
-    const std::pair<std::string, std::string> rows[] = {
-        {custom.ReportString(RS_TOTAL_PLAN_TIME), HoursAndMinutes(report.totalTestTime)},
-        {custom.ReportString(RS_EXTRAPOLATED_TIME), HoursAndMinutes(report.predictedTime)},
-        {custom.ReportString(RS_PLANNED_PASSED_TIME), HoursAndMinutes(report.expectedPassedTime)},
-        {custom.ReportString(RS_ACTUAL_PASSED_TIME), HoursAndMinutes(report.expendedTime)},
-        {custom.ReportString(RS_FAILED_TIME), HoursAndMinutes(report.failedTime)},
-        {custom.ReportString(RS_ATTEMPTED_TIME), HoursAndMinutes(report.totalAttemptedTime)},
-        {"Average time per attempted test", HoursAndMinutes(report.averagePerAttemptedTest)},
-        {"Average time per planned test", HoursAndMinutes(report.averagePerPlannedTest)},
-        {"Tests complete", report.perCentComplete + " %"},
-        {"Planned time used", report.perCentTimeUsed + " %"},
-    };
     html +=
         "<table class=List><tr class=ListHeading><td class=ListHeading>Figure</td><td "
         "class=\"ListHeading Figure\">Hours</td></tr>\n";
-    std::size_t row = 0;
-    for (const auto& [caption, value] : rows) {
+    row = 0;
+    for (const FigureRow& figure : TimeFigureRows(report, custom)) {
         const std::string rowClass = row++ % 2 == 0 ? "List" : "ListAlt";
-        html += "<tr class=" + rowClass + "><td class=" + rowClass + ">" + HtmlEscaped(caption) +
-                "</td><td class=\"" + rowClass + " Figure\">" + value + "</td></tr>\n";
+        html += "<tr class=" + rowClass + "><td class=" + rowClass + ">" +
+                HtmlEscaped(figure.caption) + "</td><td class=\"" + rowClass + " Figure\">" +
+                figure.value + "</td></tr>\n";
     }
     return html + "</table>\n";
 }
@@ -181,6 +164,79 @@ void WriteDetailsBody(ReportRowReader& reader, const CustomCfg& custom, const Pa
 
 }  // namespace
 
+std::vector<StatusRow> StatusRows(const StatusReportData& report) {
+    std::vector<StatusRow> rows;
+    for (std::size_t status = 0; status < report.statuses.size(); ++status) {
+        const std::int64_t count = status < report.counts.size() ? report.counts[status] : 0;
+        char share[32];
+        std::snprintf(share, sizeof share, "%.1f %%",
+                      report.totalTests > 0 ? 100.0 * static_cast<double>(count) /
+                                                  static_cast<double>(report.totalTests)
+                                            : 0.0);
+        rows.push_back({report.statuses[status],
+                        status < report.colours.size() ? report.colours[status] : 0x808080, count,
+                        share});
+    }
+    return rows;
+}
+
+std::vector<FigureRow> TimeFigureRows(const StatusReportData& report, const CustomCfg& custom) {
+    return {
+        {custom.ReportString(RS_TOTAL_PLAN_TIME), HoursAndMinutes(report.totalTestTime)},
+        {custom.ReportString(RS_EXTRAPOLATED_TIME), HoursAndMinutes(report.predictedTime)},
+        {custom.ReportString(RS_PLANNED_PASSED_TIME), HoursAndMinutes(report.expectedPassedTime)},
+        {custom.ReportString(RS_ACTUAL_PASSED_TIME), HoursAndMinutes(report.expendedTime)},
+        {custom.ReportString(RS_FAILED_TIME), HoursAndMinutes(report.failedTime)},
+        {custom.ReportString(RS_ATTEMPTED_TIME), HoursAndMinutes(report.totalAttemptedTime)},
+        {"Average time per attempted test", HoursAndMinutes(report.averagePerAttemptedTest)},
+        {"Average time per planned test", HoursAndMinutes(report.averagePerPlannedTest)},
+        {"Tests complete", report.perCentComplete + " %"},
+        {"Planned time used", report.perCentTimeUsed + " %"},
+    };
+}
+
+std::optional<StatusReportData> ReadShownStatusReport(const std::filesystem::path& path,
+                                                      const CustomCfg& custom) {
+    std::optional<StatusReportData> report = ReadStatusReport(path);
+    if (report && report->summaryForm)
+        for (int meaning = 0; meaning < kMeaningCount; ++meaning)
+            report->colours.push_back(
+                custom.ReportColourOf(static_cast<std::size_t>(MeaningSlot(meaning))));
+    return report;
+}
+
+PrintHeading PrintHeadingOf(const std::filesystem::path& path, const ReportHeader& header) {
+    // <project>/Project Reports/<kind's folder>/<name>.vtl
+    PrintHeading heading{path.parent_path().parent_path().parent_path().filename().string(),
+                         path.stem().string(), DisplayValue(FT_DATE, header.createDate)};
+    if (!header.createTime.empty())
+        heading.created += " " + header.createTime;
+    return heading;
+}
+
+std::string PrintHeadingHtml(const PrintHeading& heading) {
+    return "<h1>" + HtmlEscaped(heading.project) + "</h1>\n<p><b>" + HtmlEscaped(heading.report) +
+           "</b> &middot; created " + HtmlEscaped(heading.created) + "</p>\n";
+}
+
+std::string PrintFooterText(const PrintHeading& heading, int page, int pages) {
+    return heading.project + " - " + heading.report + " - Page " + std::to_string(page) + " of " +
+           std::to_string(pages);
+}
+
+Notice ReportNotPrinted(const PrintHeading& heading) {
+    return {"The report \"" + heading.report +
+                "\" could not be printed: the printer or the file "
+                "refused it.\nCheck the printer, or that the folder of the file can be written to.",
+            "Print error", Icon::Warning};
+}
+
+Notice ChartNotSaved(const std::string& file) {
+    return {"The chart could not be saved as " + file +
+                ".\nCheck that the folder can be written to and the disk is not full.",
+            "Save error", Icon::Warning};
+}
+
 std::string_view ReportTemplateName(ReportKind kind) {
     switch (kind) {
         case ReportKind::Status:
@@ -212,13 +268,9 @@ bool WriteReportBody(ReportPage& page, const std::filesystem::path& path, const 
                      std::string_view chartHref) {
     switch (page.kind) {
         case ReportKind::Status: {
-            auto report = ReadStatusReport(path);
+            const auto report = ReadShownStatusReport(path, custom);
             if (!report)
                 return false;
-            if (report->summaryForm)
-                for (int meaning = 0; meaning < kMeaningCount; ++meaning)
-                    report->colours.push_back(
-                        custom.ReportColourOf(static_cast<std::size_t>(MeaningSlot(meaning))));
             out(StatusBody(*report, custom, baseName, chartHref, page.charts));
             return true;
         }

@@ -2,6 +2,7 @@
 // Report pages: a saved report shown as HTML, with its charts. The page's text goes into the
 // report templates' <!--VT_REPORT--> placeholder; the charts are handed back to be drawn.
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -9,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/user_port.h"
 #include "render/charts.h"
 #include "render/template.h"
 
@@ -29,6 +31,44 @@ struct ReportPage {
     std::string body;
     std::vector<ChartFile> charts;
 };
+
+// A status report as its page and the report window show it: one row per status with its
+// report colour (0x00BBGGRR), count and share of the tests ("12.5 %"), and the time figures
+// captioned from the report slots.
+struct StatusRow {
+    std::string status;
+    std::uint32_t colour = 0;
+    std::int64_t count = 0;
+    std::string share;
+};
+std::vector<StatusRow> StatusRows(const StatusReportData& report);
+struct FigureRow {
+    std::string caption;
+    std::string value;  // "HHH:MM", or a per cent
+};
+std::vector<FigureRow> TimeFigureRows(const StatusReportData& report, const CustomCfg& custom);
+// The status report at path as it is shown: a summary-form report takes its colours from the
+// report slots of the meanings. None when it can't be read.
+std::optional<StatusReportData> ReadShownStatusReport(const std::filesystem::path& path,
+                                                      const CustomCfg& custom);
+
+// What a printed report says above its first page: the project, the report's name and when
+// it was created (a report lies in "<project>/Project Reports/<kind>/<name>.vtl").
+struct PrintHeading {
+    std::string project;
+    std::string report;
+    std::string created;  // "d-MMM-yyyy hh:mm:ss"
+};
+PrintHeading PrintHeadingOf(const std::filesystem::path& path, const ReportHeader& header);
+// The heading as HTML, above the report's body.
+std::string PrintHeadingHtml(const PrintHeading& heading);
+// The footer of a printed page, when the options ask for one.
+std::string PrintFooterText(const PrintHeading& heading, int page, int pages);
+
+// What the user is told when a report could not be printed (the printer or the PDF file
+// refused it) or a chart could not be saved.
+Notice ReportNotPrinted(const PrintHeading& heading);
+Notice ChartNotSaved(const std::string& file);
 
 // The template each kind of report page is filled into.
 std::string_view ReportTemplateName(ReportKind kind);

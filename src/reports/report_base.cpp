@@ -611,6 +611,14 @@ bool HoldsTag(const XMLParse& document, std::string_view tag) {
     return document.GetTag(tag, value) == 0;
 }
 
+Notice UnreadableReport(const std::filesystem::path& path) {
+    return {"The report \"" + path.stem().string() + "\" can't be shown: " + path.string() +
+                " is not a report document that can be read. It may have been cut short or "
+                "changed by hand.\nTry using refresh (F5) to check it hasn't been changed by "
+                "another user",
+            "Error displaying report", Icon::Warning};
+}
+
 std::optional<ReportKind> ReadReportKind(const std::filesystem::path& path, ReportHeader* header) {
     // The header lies at the start; the rest of a large report is not read for it.
     int fd = -1;

@@ -196,6 +196,9 @@ bool LoadReportDocument(const std::filesystem::path& path, ReportKind kind, XMLP
                         ReportHeader& header);
 // True when the loaded document holds a readable tag.
 bool HoldsTag(const XMLParse& document, std::string_view tag);
+// What the user is told of a report document at path that can't be shown: not a report, or
+// cut short, or changed by hand.
+Notice UnreadableReport(const std::filesystem::path& path);
 // The kind of the report document at path, by its <report_type> (a status summary by its
 // per-meaning counts), and its header when asked; none when it can't be read.
 std::optional<ReportKind> ReadReportKind(const std::filesystem::path& path,

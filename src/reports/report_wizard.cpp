@@ -63,6 +63,19 @@ std::string_view ReportWizard::Title(WizardPage page) {
     }
 }
 
+std::string_view ReportWizard::IntroText() {
+    return "This wizard makes a report of one project: how its test cases stand by status, how "
+           "they progressed over the project's time, a list of them, or every detail of each.\n\n"
+           "Choose the project, the kind of report, a filter if you want one, the suites to "
+           "include and, for a test list, its columns. The report is then generated and kept "
+           "under the project's \"Project Reports\".";
+}
+
+std::string ReportWizard::GeneratingText() const {
+    return "Please be patient while report is being generated:\n" +
+           std::string(kind ? KindInfo(*kind).title : std::string_view());
+}
+
 std::filesystem::path ReportWizard::ProjectFolder() const {
     return m_databaseDir / "Projects" / project;
 }
@@ -161,8 +174,10 @@ bool ReportWizard::Next() {
         return m_report.has_value();
     }
     m_page = Step(1);
-    if (m_page == WizardPage::Generate)
+    if (m_page == WizardPage::Generate) {
         m_pageText = kGenerateHint;
+        ReadyToGenerate();
+    }
     return true;
 }
 
@@ -171,8 +186,7 @@ void ReportWizard::Back() {
 }
 
 void ReportWizard::Generate() {
-    m_pageText =
-        "Please be patient while report is being generated:\n" + std::string(KindInfo(*kind).title);
+    m_pageText = GeneratingText();
     ReportRequest request;
     request.projectFolder = ProjectFolder();
     request.name = name;
@@ -181,7 +195,6 @@ void ReportWizard::Generate() {
         request.suites.push_back(
             {request.projectFolder / std::string(kProjectTestCasesFolder) / suite, withSubSuites});
     request.listColumns = columns;
-    m_stop = {};
     request.stop = m_stop.get_token();
     if (!filter.empty()) {
         request.filter =

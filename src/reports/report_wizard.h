@@ -23,6 +23,8 @@ public:
 
     // "Select a Project", "Select a Report type", ...; empty for the introduction.
     static std::string_view Title(WizardPage page);
+    // What the introduction says.
+    static std::string_view IntroText();
     WizardPage Page() const { return m_page; }
     // Leaves the current page when its checks pass (telling the user otherwise). The columns
     // page is shown for the test list report only.
@@ -46,8 +48,16 @@ public:
 
     // What the last page shows: the hint, the patience text while generating, the outcome.
     const std::string& PageText() const { return m_pageText; }
+    // The patience text the last page shows while the chosen kind is generated: a view that
+    // generates on another thread shows it before it starts, since PageText belongs to that
+    // thread until the generation ends.
+    std::string GeneratingText() const;
+    // Makes the stop of the next generation fresh, so that a generation after a cancelled one
+    // runs. Called on the thread that calls Cancel, before the generation starts on another
+    // thread; arriving at the last page does it too.
+    void ReadyToGenerate() { m_stop = {}; }
     // Asks a generation running on another thread (the last Next) to stop between documents;
-    // it then ends with no report. Called only while that generation runs.
+    // it then ends with no report. Safe on any thread while that generation runs.
     void Cancel() { m_stop.request_stop(); }
     // The written report after a successful generation.
     const std::optional<std::filesystem::path>& Report() const { return m_report; }

@@ -194,6 +194,16 @@ Operation OperationOf(int command) {
     return Operation::None;
 }
 
+std::optional<ReportShortcut> ReportShortcutOf(int command) {
+    if (command < ID_REPORT_FIRST || command > ID_REPORT_LAST)
+        return std::nullopt;
+    // In menu order: status, progress, test list, test case details; each All, then Filtered.
+    constexpr ReportKind kKinds[] = {ReportKind::Status, ReportKind::Progress, ReportKind::List,
+                                     ReportKind::Details};
+    const int offset = command - ID_REPORT_FIRST;
+    return ReportShortcut{kKinds[offset / 2], offset % 2 == 1};
+}
+
 std::optional<Notice> CommandRefusal(Operation operation, const CommandState& state) {
     const Notice noDatabase{"A database needs to be opened before attempting this operation.",
                             "No database open", Icon::Warning};

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "platform/user_port.h"
+#include "reports/report_base.h"
 
 namespace vantorel {
 
@@ -192,6 +193,14 @@ bool ShownInMenus(int command);
 
 // The operation a command identifier runs, from any menu, accelerator or context menu.
 Operation OperationOf(int command);
+
+// The report commands of the menus ("Status Report - All" ... "Test Case Report - Filtered"):
+// the wizard, started on the kind, needing a filter for a filtered one.
+struct ReportShortcut {
+    ReportKind kind = ReportKind::Status;
+    bool filtered = false;
+};
+std::optional<ReportShortcut> ReportShortcutOf(int command);
 
 // What a refusal depends on, as the window knows it when the command comes.
 struct CommandState {

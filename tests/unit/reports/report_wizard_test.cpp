@@ -105,6 +105,16 @@ TEST_F(ReportWizardTest, AGenerationCancelledHalfWayWritesNoReport) {
     EXPECT_FALSE(generating.Next());
     EXPECT_EQ(generating.PageText(), "Cancelled! Report has not been created.");
     EXPECT_TRUE(std::filesystem::is_empty(project / "Project Reports" / "Test Case Reports"));
+
+    // The stop stays asked for until the wizard is made ready again; then it generates.
+    cancelling.wizard = nullptr;
+    EXPECT_FALSE(generating.Next());
+    generating.ReadyToGenerate();
+    EXPECT_EQ(generating.GeneratingText(),
+              "Please be patient while report is being generated:\nTest Case Details Report");
+    ASSERT_TRUE(generating.Next());
+    EXPECT_EQ(generating.Report()->parent_path(),
+              project / "Project Reports" / "Test Case Reports");
 }
 
 }  // namespace

@@ -222,6 +222,16 @@ TEST(Commands, EveryMenuCommandRunsAnOperationAndRefusalsNameTheirReason) {
     EXPECT_EQ(CommandRefusal(Operation::Report, open)->text,
               "Please select a project or the project reports directory of a project");
     EXPECT_FALSE(CommandRefusal(Operation::ReportWizard, open));
+    // The report commands: the kinds in menu order, All then Filtered.
+    EXPECT_FALSE(ReportShortcutOf(ID_REPORT_WIZARD));
+    EXPECT_EQ(ReportShortcutOf(ID_REPORT_FIRST)->kind, ReportKind::Status);
+    EXPECT_FALSE(ReportShortcutOf(ID_REPORT_FIRST)->filtered);
+    EXPECT_EQ(ReportShortcutOf(40404)->kind, ReportKind::Progress);
+    EXPECT_TRUE(ReportShortcutOf(40404)->filtered);
+    EXPECT_EQ(ReportShortcutOf(40405)->kind, ReportKind::List);
+    EXPECT_EQ(ReportShortcutOf(ID_REPORT_LAST)->kind, ReportKind::Details);
+    EXPECT_TRUE(ReportShortcutOf(ID_REPORT_LAST)->filtered);
+    EXPECT_FALSE(ReportShortcutOf(ID_REPORT_LAST + 1));
     open.testersSelected = 2;
     EXPECT_EQ(CommandRefusal(Operation::SetAsCurrentUser, open),
               (Notice{"Only a single Tester can be set as the current user", "Set User Error",
