@@ -64,6 +64,8 @@ bool CommandActions::Available(Operation operation) {
         case Operation::NewTester:
         case Operation::NewTestResource:
         case Operation::NewTestConfiguration:
+        case Operation::ReportWizard:
+        case Operation::Report:
             return true;
         default:
             return false;

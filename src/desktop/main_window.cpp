@@ -11,6 +11,7 @@
 #include "desktop/dialogs/item_dialogs.h"
 #include "desktop/dialogs/settings_dialogs.h"
 #include "desktop/dialogs/shell_dialogs.h"
+#include "desktop/reports/report_wizard_dialog.h"
 #include "desktop/tree/tree_actions.h"
 #include "filters/filter.h"
 #include "storage/identifiers.h"
@@ -27,6 +28,7 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, QWidget* parent)
       m_tree(new QTreeView),
       m_rightPane(new QStackedWidget),
       m_page(new PageView(port)),
+      m_reportView(new ReportView(port)),
       m_splitter(new QSplitter(Qt::Horizontal)) {
     setObjectName("mainWindow");
     setWindowIcon(QIcon(":/desktop/icons/vantorel.svg"));
@@ -53,6 +55,7 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, QWidget* parent)
     blank->setObjectName("blankPane");
     m_rightPane->addWidget(blank);
     m_rightPane->addWidget(m_page);
+    m_rightPane->addWidget(m_reportView);
     connect(m_page, &PageView::itemRequested, this,
             [this](const fs::path& item) { SelectPath(item); });
     m_splitter->setObjectName("splitter");
@@ -88,7 +91,11 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, QWidget* parent)
     connect(m_treeActions.get(), &TreeActions::shownItemChanged, this, [this] {
         const std::optional<TreeNode> current = CurrentNode();
         std::error_code error;
-        if (current && fs::exists(current->path, error))
+        if (!current || !fs::exists(current->path, error))
+            return;
+        if (m_rightPane->currentWidget() == m_reportView)
+            m_reportView->Reshow();
+        else
             m_page->Reshow();
     });
     connect(m_treeActions.get(), &TreeActions::foldersRefreshed, this,
@@ -168,6 +175,7 @@ void MainWindow::AfterDatabaseChange() {
 
 void MainWindow::ClearRightPane() {
     m_page->Clear();
+    m_reportView->Clear();
     m_rightPane->setCurrentIndex(0);
 }
 
@@ -321,6 +329,10 @@ void MainWindow::RunCommand(int command) {
         case Operation::Print:
             Print();
             break;
+        case Operation::ReportWizard:
+        case Operation::Report:
+            StartReportWizard(command);
+            break;
         case Operation::ClearFilter:
             m_commands->ChooseFilter({});
             break;
@@ -374,11 +386,51 @@ void MainWindow::ShowSelected() {
         m_rightPane->setCurrentIndex(0);
         return;
     }
+    if (current->kind == TV_RPT_DOC) {
+        m_reportView->Show(current->path, m_shell.Custom(),
+                           m_shell.Configuration().Settings().printFooter);
+        m_rightPane->setCurrentWidget(m_reportView);
+        return;
+    }
     m_page->Show(*current);
     m_rightPane->setCurrentWidget(m_page);
 }
 
+void MainWindow::StartReportWizard(int command) {
+    const fs::path database = m_shell.Database().Directory();
+    ReportWizardDialog::Start start;
+    start.shortcut = ReportShortcutOf(command);
+    start.filter = m_commands->ActiveFilter();
+    // The project of the selected node, whatever lies below it.
+    if (const std::optional<TreeNode> current = CurrentNode()) {
+        const fs::path below = current->path.lexically_relative(database / "Projects");
+        if (!below.empty() && *below.begin() != "..")
+            start.project = below.begin()->string();
+    }
+    auto* wizard = new ReportWizardDialog(database, {m_port, m_shell.Custom()}, start, this);
+    wizard->setAttribute(Qt::WA_DeleteOnClose);
+    connect(wizard, &QDialog::accepted, this, [this, wizard] {
+        if (wizard->Report())
+            ShowNewReport(*wizard->Report());
+    });
+    wizard->open();
+}
+
+void MainWindow::ShowNewReport(const fs::path& report) {
+    // A report written over the one selected is shown anew; any other is shown as it is
+    // selected.
+    const std::optional<TreeNode> before = CurrentNode();
+    m_model.RefreshFolder(report.parent_path());
+    SelectPath(report);
+    if (before && before->path == report)
+        ShowSelected();
+}
+
 void MainWindow::Print() {
+    if (m_rightPane->currentWidget() == m_reportView) {
+        m_reportView->Print();
+        return;
+    }
     if (m_rightPane->currentWidget() != m_page)
         return;
     auto printer = std::make_unique<QPrinter>(QPrinter::HighResolution);

@@ -15,6 +15,7 @@
 #include "desktop/command_actions.h"
 #include "desktop/editor_registry.h"
 #include "desktop/pages/page_view.h"
+#include "desktop/reports/report_view.h"
 #include "desktop/tree/navigation_model.h"
 #include "workspace/startup.h"
 
@@ -34,6 +35,7 @@ public:
     QTreeView& Tree() { return *m_tree; }
     CommandActions& Commands() { return *m_commands; }
     PageView& Page() { return *m_page; }
+    ReportView& Reports() { return *m_reportView; }
     EditorRegistry& Editors() { return m_editors; }
     ItemDialogs& Dialogs() { return *m_itemDialogs; }
     // True when the command can run here now: its window exists, and for Edit the current
@@ -74,6 +76,10 @@ private:
     CommandState State() const;
     void ShowSelected();
     void Print();
+    // The report wizard, on the selected project; a report command of the menus starts it on
+    // its kind. The new report is shown when the wizard finishes.
+    void StartReportWizard(int command);
+    void ShowNewReport(const std::filesystem::path& report);
     PageSource CurrentPageSource();
     void RefreshAll();
     void AfterDatabaseChange();
@@ -85,6 +91,7 @@ private:
     QTreeView* m_tree;
     QStackedWidget* m_rightPane;
     PageView* m_page;
+    ReportView* m_reportView;
     QSplitter* m_splitter;
     CommandActions* m_commands;
     EditorRegistry m_editors;

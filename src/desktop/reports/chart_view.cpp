@@ -1,0 +1,98 @@
+#include "desktop/reports/chart_view.h"
+
+#include <QApplication>
+#include <QBuffer>
+#include <QClipboard>
+#include <QContextMenuEvent>
+#include <QFile>
+#include <QImage>
+#include <QMenu>
+#include <QPainter>
+#include <QSvgGenerator>
+
+#include "charts/chart_painter.h"
+
+namespace vantorel {
+
+QByteArray ChartPng(const Chart& chart, QSize size, qreal devicePixelRatio) {
+    QImage image(size * devicePixelRatio, QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(devicePixelRatio);
+    image.fill(Qt::white);
+    {
+        QPainter painter(&image);
+        painter.setRenderHint(QPainter::Antialiasing);
+        PaintChart(painter, chart, QRect(QPoint(0, 0), size));
+    }
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return png;
+}
+
+QByteArray ChartSvg(const Chart& chart, QSize size) {
+    QByteArray svg;
+    QBuffer buffer(&svg);
+    buffer.open(QIODevice::WriteOnly);
+    QSvgGenerator generator;
+    generator.setOutputDevice(&buffer);
+    generator.setSize(size);
+    generator.setViewBox(QRect(QPoint(0, 0), size));
+    generator.setTitle(QString::fromStdString(chart.title));
+    {
+        QPainter painter(&generator);
+        painter.fillRect(QRect(QPoint(0, 0), size), Qt::white);
+        PaintChart(painter, chart, QRect(QPoint(0, 0), size));
+    }
+    return svg;
+}
+
+std::unique_ptr<QMimeData> ChartMimeData(const Chart& chart, QSize size) {
+    auto data = std::make_unique<QMimeData>();
+    const QByteArray png = ChartPng(chart, size);
+    data->setData("image/png", png);
+    data->setData("image/svg+xml", ChartSvg(chart, size));
+    data->setImageData(QImage::fromData(png, "PNG"));
+    return data;
+}
+
+bool WriteChartFile(const Chart& chart, const QString& file, QSize size) {
+    QFile out(file);
+    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        return false;
+    const QByteArray bytes =
+        file.endsWith(".svg", Qt::CaseInsensitive) ? ChartSvg(chart, size) : ChartPng(chart, size);
+    return out.write(bytes) == bytes.size() && out.flush();
+}
+
+ChartView::ChartView(Chart chart, QWidget* parent) : QWidget(parent), m_chart(std::move(chart)) {
+    setObjectName("chartView");
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+}
+
+QSize ChartView::FileSize() const {
+    return isVisible() && width() >= kChartFileSize.width() / 2 ? size() : kChartFileSize;
+}
+
+void ChartView::paintEvent(QPaintEvent*) {
+    // Drawn at the widget's logical size; the painter maps it onto the device's pixels, so a
+    // high-DPI screen gets every line and letter at its own resolution.
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.fillRect(rect(), Qt::white);
+    PaintChart(painter, m_chart, rect());
+}
+
+void ChartView::CopyToClipboard() const {
+    QApplication::clipboard()->setMimeData(ChartMimeData(m_chart, FileSize()).release());
+}
+
+void ChartView::contextMenuEvent(QContextMenuEvent* event) {
+    QMenu menu(this);
+    menu.addAction("Copy chart", this, &ChartView::CopyToClipboard);
+    menu.addAction("Save chart as...", this, &ChartView::saveAsRequested);
+    menu.exec(event->globalPos());
+}
+
+}  // namespace vantorel

@@ -1,0 +1,403 @@
+#include "desktop/reports/report_view.h"
+
+#include <QFileDialog>
+#include <QGridLayout>
+#include <QHeaderView>
+#include <QLineEdit>
+#include <QPainter>
+#include <QPrintDialog>
+#include <QPrintPreviewDialog>
+#include <QPrinter>
+#include <QScrollArea>
+#include <QSortFilterProxyModel>
+#include <QSplitter>
+#include <QStandardItemModel>
+#include <QTableWidget>
+#include <QTextBrowser>
+#include <QToolBar>
+#include <QVBoxLayout>
+
+#include "desktop/reports/report_printing.h"
+#include "documents/field_tables.h"
+#include "render/report_pages.h"
+#include "reports/list_reports.h"
+#include "storage/field_values.h"
+
+namespace vantorel {
+namespace fs = std::filesystem;
+namespace {
+
+QString Latin1(const std::string& text) {
+    return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+QIcon Swatch(std::uint32_t reportColour) {
+    const std::uint32_t rgb = RgbOf(reportColour);
+    QPixmap swatch(12, 12);
+    swatch.fill(QColor::fromRgb((rgb >> 16) & 0xFF, (rgb >> 8) & 0xFF, rgb & 0xFF));
+    return QIcon(swatch);
+}
+
+QTableWidgetItem* Figure(const QString& text) {
+    auto* item = new QTableWidgetItem(text);
+    item->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    return item;
+}
+
+QTableWidget* NewTable(const QString& name, const QStringList& headings, int rows) {
+    auto* table = new QTableWidget(rows, static_cast<int>(headings.size()));
+    table->setObjectName(name);
+    table->setHorizontalHeaderLabels(headings);
+    table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    table->verticalHeader()->hide();
+    table->setAlternatingRowColors(true);
+    table->setSizeAdjustPolicy(QAbstractScrollArea::AdjustToContents);
+    return table;
+}
+
+// A list report's cell sorts by what it stands for: numbers as numbers, dates by their stored
+// "yyyymmdd", text ignoring case.
+QVariant SortKey(FieldType type, const std::string& stored, const QString& shown) {
+    bool number = false;
+    const qlonglong value = QString::fromLatin1(stored.c_str()).toLongLong(&number);
+    if (number && type != FT_TEXT)
+        return value;
+    if (type == FT_DATE)
+        return QString::fromLatin1(stored.c_str());
+    return shown.toLower();
+}
+
+}  // namespace
+
+ReportView::ReportView(UserPort& port, QWidget* parent)
+    : QWidget(parent), m_port(port), m_heading(new QLabel), m_layout(new QVBoxLayout(this)) {
+    setObjectName("reportView");
+    auto* toolbar = new QToolBar;
+    toolbar->setObjectName("reportToolbar");
+    m_print = toolbar->addAction(QIcon(":/desktop/icons/print.svg"), "Print...", this,
+                                 &ReportView::Print);
+    m_preview = toolbar->addAction("Print Preview...", this, &ReportView::PrintPreview);
+    m_pdf = toolbar->addAction("Export as PDF...", this, &ReportView::ExportPdf);
+    toolbar->addSeparator();
+    m_copyChart = toolbar->addAction("Copy chart", this, &ReportView::CopyChart);
+    m_saveChart = toolbar->addAction("Save chart as...", this, [this] { SaveChartAs(); });
+    m_heading->setObjectName("reportHeading");
+    m_heading->setTextFormat(Qt::RichText);
+    m_heading->setContentsMargins(6, 4, 6, 4);
+    m_layout->setContentsMargins(0, 0, 0, 0);
+    m_layout->setSpacing(0);
+    m_layout->addWidget(toolbar);
+    m_layout->addWidget(m_heading);
+    UpdateActions();
+}
+
+void ReportView::SetContent(QWidget* content) {
+    if (m_content)
+        m_content->deleteLater();
+    m_content = content;
+    if (content)
+        m_layout->addWidget(content, 1);
+    UpdateActions();
+}
+
+void ReportView::UpdateActions() {
+    for (QAction* action : {m_print, m_preview, m_pdf})
+        action->setEnabled(m_readable);
+    m_copyChart->setEnabled(!m_charts.empty());
+    m_saveChart->setEnabled(!m_charts.empty());
+}
+
+void ReportView::Clear() {
+    m_report.clear();
+    m_readable = false;
+    m_charts.clear();
+    m_heading->clear();
+    SetContent(nullptr);
+}
+
+void ReportView::Reshow() {
+    if (!m_report.empty() && m_custom)
+        Show(m_report, *m_custom, m_withFooter);
+}
+
+void ReportView::Show(const fs::path& report, const CustomCfg& custom, bool withFooter) {
+    m_report = report;
+    m_custom = &custom;
+    m_withFooter = withFooter;
+    m_charts.clear();
+    ReportHeader header;
+    const std::optional<ReportKind> kind = ReadReportKind(report, &header);
+    m_readable = kind.has_value();
+    QWidget* content = nullptr;
+    if (kind) {
+        m_heading->setText(Latin1(PrintHeadingHtml(PrintHeadingOf(report, header))));
+        switch (*kind) {
+            case ReportKind::Status:
+                content = StatusContent();
+                break;
+            case ReportKind::Progress:
+                content = ProgressContent();
+                break;
+            case ReportKind::List:
+                content = ListContent();
+                break;
+            case ReportKind::Details:
+                content = DetailsContent();
+                break;
+        }
+    }
+    if (!content) {
+        m_readable = false;
+        m_charts.clear();
+        m_heading->setText(Latin1(report.stem().string()).toHtmlEscaped());
+        content = Unreadable();
+    }
+    SetContent(content);
+}
+
+QWidget* ReportView::Unreadable() {
+    const Notice notice = UnreadableReport(m_report);
+    auto* label = new QLabel(Latin1(notice.text));
+    label->setObjectName("reportUnreadable");
+    label->setWordWrap(true);
+    label->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    label->setContentsMargins(12, 12, 12, 12);
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_port.tell(notice);
+    return label;
+}
+
+ChartView* ReportView::AddChart(Chart chart) {
+    auto* view = new ChartView(std::move(chart));
+    connect(view, &ChartView::saveAsRequested, this, [this, view] { SaveChartAs(view); });
+    m_charts.push_back(view);
+    return view;
+}
+
+QWidget* ReportView::StatusContent() {
+    const std::optional<StatusReportData> report = ReadShownStatusReport(m_report, *m_custom);
+    if (!report)
+        return nullptr;
+    auto* sheet = new QWidget;
+    auto* grid = new QGridLayout(sheet);
+    ChartView* pie = AddChart(StatusPieChart(*report));
+    pie->setObjectName("statusChart");
+    const std::vector<StatusRow> rows = StatusRows(*report);
+    QTableWidget* statuses =
+        NewTable("statusTable", {"Status", "Tests", "Share"}, static_cast<int>(rows.size()));
+    for (int row = 0; row < static_cast<int>(rows.size()); ++row) {
+        const StatusRow& status = rows[static_cast<std::size_t>(row)];
+        statuses->setItem(row, 0,
+                          new QTableWidgetItem(Swatch(status.colour), Latin1(status.status)));
+        statuses->setItem(row, 1, Figure(QString::number(status.count)));
+        statuses->setItem(row, 2, Figure(QString::fromStdString(status.share)));
+    }
+    ChartView* time = AddChart(TimeFiguresChart(*report, *m_custom));
+    time->setObjectName("timeChart");
+    const std::vector<FigureRow> figureRows = TimeFigureRows(*report, *m_custom);
+    QTableWidget* figures =
+        NewTable("timeTable", {"Figure", "Hours"}, static_cast<int>(figureRows.size()));
+    for (int row = 0; row < static_cast<int>(figureRows.size()); ++row) {
+        const FigureRow& figure = figureRows[static_cast<std::size_t>(row)];
+        figures->setItem(row, 0, new QTableWidgetItem(Latin1(figure.caption)));
+        figures->setItem(row, 1, Figure(QString::fromStdString(figure.value)));
+    }
+    for (QTableWidget* table : {statuses, figures}) {
+        table->resizeColumnsToContents();
+        table->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Preferred);
+    }
+    grid->addWidget(pie, 0, 0);
+    grid->addWidget(statuses, 0, 1, Qt::AlignTop);
+    grid->addWidget(time, 1, 0);
+    grid->addWidget(figures, 1, 1, Qt::AlignTop);
+    grid->setColumnStretch(0, 1);
+    auto* scroll = new QScrollArea;
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    sheet->setMinimumHeight(2 * 300);
+    scroll->setWidget(sheet);
+    return scroll;
+}
+
+QWidget* ReportView::ProgressContent() {
+    const std::optional<ProgressReportData> report = ReadProgressReport(m_report);
+    if (!report)
+        return nullptr;
+    const Chart chart = ProgressLineChart(*report);
+    auto* splitter = new QSplitter(Qt::Vertical);
+    ChartView* lines = AddChart(chart);
+    lines->setObjectName("progressChart");
+    QStringList headings{"Period from"};
+    for (const std::string& status : report->statuses)
+        headings << Latin1(status);
+    QTableWidget* periods =
+        NewTable("periodTable", headings, static_cast<int>(chart.labels.size()));
+    for (std::size_t status = 0; status < report->statuses.size(); ++status)
+        periods->horizontalHeaderItem(static_cast<int>(status) + 1)
+            ->setIcon(Swatch(status < report->colours.size() ? report->colours[status] : 0x808080));
+    for (std::size_t period = 0; period < chart.labels.size(); ++period) {
+        const int row = static_cast<int>(period);
+        periods->setItem(row, 0, new QTableWidgetItem(Latin1(chart.labels[period])));
+        // The counts come from the report itself, not from the chart's doubles.
+        for (std::size_t status = 0; status < report->statuses.size(); ++status) {
+            const bool stored =
+                status < report->series.size() && period < report->series[status].size();
+            periods->setItem(row, static_cast<int>(status) + 1,
+                             Figure(QString::number(stored ? report->series[status][period] : 0)));
+        }
+    }
+    periods->resizeColumnsToContents();
+    splitter->addWidget(lines);
+    splitter->addWidget(periods);
+    splitter->setStretchFactor(0, 3);
+    splitter->setStretchFactor(1, 2);
+    return splitter;
+}
+
+QWidget* ReportView::ListContent() {
+    const std::optional<ListReportData> report = ReadListReport(m_report);
+    if (!report)
+        return nullptr;
+    std::vector<FieldType> types;
+    for (std::size_t column = 0; column < report->columns.size() && column < kListColumnCount;
+         ++column)
+        if (report->columns[column] == '1') {
+            const FieldDescriptor* field =
+                FindField(PrjTestCaseFields(), ListColumns()[column].tag);
+            types.push_back(field ? field->type : FT_TEXT);
+        }
+    auto* model = new QStandardItemModel(static_cast<int>(report->rows.size()),
+                                         static_cast<int>(report->headings.size()));
+    for (std::size_t column = 0; column < report->headings.size(); ++column)
+        model->setHeaderData(static_cast<int>(column), Qt::Horizontal,
+                             Latin1(report->headings[column]));
+    for (std::size_t row = 0; row < report->rows.size(); ++row) {
+        const std::vector<std::string>& values = report->rows[row].values;
+        for (std::size_t cell = 0; cell < values.size() && cell < report->headings.size(); ++cell) {
+            const FieldType type = cell < types.size() ? types[cell] : FT_TEXT;
+            const QString shown = Latin1(DisplayValue(type, values[cell]));
+            auto* item = new QStandardItem(shown);
+            item->setData(SortKey(type, values[cell], shown), Qt::UserRole);
+            item->setEditable(false);
+            model->setItem(static_cast<int>(row), static_cast<int>(cell), item);
+        }
+    }
+    auto* sorted = new QSortFilterProxyModel(model);
+    sorted->setSourceModel(model);
+    sorted->setSortRole(Qt::UserRole);
+    auto* table = new QTableView;
+    table->setObjectName("listTable");
+    model->setParent(table);
+    table->setModel(sorted);
+    table->setSortingEnabled(true);
+    table->sortByColumn(-1, Qt::AscendingOrder);  // the report's own order until one is chosen
+    table->setAlternatingRowColors(true);
+    table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    table->setSelectionBehavior(QAbstractItemView::SelectRows);
+    table->verticalHeader()->hide();
+    table->horizontalHeader()->setSectionsMovable(true);
+    table->resizeColumnsToContents();
+    for (int column = 0; column < model->columnCount(); ++column)
+        table->setColumnWidth(column, std::min(table->columnWidth(column), 320));
+    return table;
+}
+
+QWidget* ReportView::DetailsContent() {
+    std::optional<ReportPage> page = ReportPageHead(m_report);
+    std::string html;
+    if (!page || !WriteReportBody(*page, m_report, *m_custom, "chart",
+                                  [&html](std::string_view piece) { html += piece; }))
+        return nullptr;
+    auto* box = new QWidget;
+    auto* layout = new QVBoxLayout(box);
+    layout->setContentsMargins(0, 0, 0, 0);
+    auto* find = new QLineEdit;
+    find->setObjectName("detailsFind");
+    find->setPlaceholderText("Find in report (Enter: next)");
+    find->setClearButtonEnabled(true);
+    auto* text = new QTextBrowser;
+    text->setObjectName("detailsText");
+    text->setOpenLinks(false);
+    text->document()->setDefaultStyleSheet(ReportStyleSheet());
+    text->setHtml(Latin1(html));
+    connect(find, &QLineEdit::returnPressed, text, [find, text] {
+        if (!text->find(find->text())) {
+            // Past the last match: on from the top.
+            text->moveCursor(QTextCursor::Start);
+            text->find(find->text());
+        }
+    });
+    layout->addWidget(find);
+    layout->addWidget(text, 1);
+    return box;
+}
+
+bool ReportView::PrintTo(QPrinter& printer) {
+    if (!m_readable || !m_custom)
+        return false;
+    if (PrintReport(printer, m_report, *m_custom, m_withFooter))
+        return true;
+    ReportHeader header;
+    ReadReportKind(m_report, &header);
+    m_port.tell(ReportNotPrinted(PrintHeadingOf(m_report, header)));
+    return false;
+}
+
+void ReportView::Print() {
+    QPrinter printer(QPrinter::HighResolution);
+    QPrintDialog dialog(&printer, this);
+    if (dialog.exec() == QDialog::Accepted)
+        PrintTo(printer);
+}
+
+void ReportView::PrintPreview() {
+    QPrinter printer(QPrinter::HighResolution);
+    QPrintPreviewDialog preview(&printer, this);
+    preview.setObjectName("reportPrintPreview");
+    connect(&preview, &QPrintPreviewDialog::paintRequested, this,
+            [this](QPrinter* pages) { PrintTo(*pages); });
+    preview.exec();
+}
+
+void ReportView::ExportPdf() {
+    const QString start = Latin1((m_report.parent_path() / m_report.stem()).string() + ".pdf");
+    QString file = QFileDialog::getSaveFileName(this, "Export as PDF", start, "PDF (*.pdf)");
+    if (file.isEmpty())
+        return;
+    if (!file.endsWith(".pdf", Qt::CaseInsensitive))
+        file += ".pdf";
+    QPrinter printer(QPrinter::HighResolution);
+    printer.setOutputFormat(QPrinter::PdfFormat);
+    printer.setOutputFileName(file);
+    PrintTo(printer);
+}
+
+void ReportView::CopyChart() {
+    if (!m_charts.empty())
+        m_charts.front()->CopyToClipboard();
+}
+
+void ReportView::SaveChartAs(ChartView* chart) {
+    if (!chart && !m_charts.empty())
+        chart = m_charts.front();
+    if (!chart)
+        return;
+    QString filter = "PNG picture (*.png)";
+    QString file = QFileDialog::getSaveFileName(
+        this, "Save chart as", {}, "PNG picture (*.png);;SVG drawing (*.svg)", &filter);
+    if (file.isEmpty())
+        return;
+    const bool svg = filter.contains("svg");
+    if (!file.endsWith(svg ? ".svg" : ".png", Qt::CaseInsensitive))
+        file += svg ? ".svg" : ".png";
+    SaveChartTo(*chart, file);
+}
+
+bool ReportView::SaveChartTo(const ChartView& chart, const QString& file) {
+    if (WriteChartFile(chart.TheChart(), file, chart.FileSize()))
+        return true;
+    m_port.tell(ChartNotSaved(file.toStdString()));
+    return false;
+}
+
+}  // namespace vantorel

@@ -1,0 +1,332 @@
+#include "desktop/reports/report_wizard_dialog.h"
+
+#include <QButtonGroup>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QGridLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QRadioButton>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+#include <functional>
+#include <map>
+
+#include "reports/list_reports.h"
+
+namespace vantorel {
+namespace {
+
+constexpr char kNoFilter[] = "--No Filter--";
+constexpr int kPathRole = Qt::UserRole;
+
+int IdOf(WizardPage page) {
+    return static_cast<int>(page);
+}
+
+// The last page: Finish only once a report was written.
+class GeneratePage : public QWizardPage {
+public:
+    explicit GeneratePage(std::function<bool()> written) : m_written(std::move(written)) {}
+    bool isComplete() const override { return m_written(); }
+    void Changed() { emit completeChanged(); }
+
+private:
+    std::function<bool()> m_written;
+};
+
+QWizardPage* NewPage(WizardPage page) {
+    auto* wizardPage = new QWizardPage;
+    wizardPage->setTitle(
+        QString::fromUtf8(ReportWizard::Title(page).data(),
+                          static_cast<qsizetype>(ReportWizard::Title(page).size())));
+    wizardPage->setObjectName(QString("wizardPage%1").arg(IdOf(page)));
+    return wizardPage;
+}
+
+bool AllChecked(const QTreeWidgetItem* item) {
+    if (item->checkState(0) != Qt::Checked)
+        return false;
+    for (int child = 0; child < item->childCount(); ++child)
+        if (!AllChecked(item->child(child)))
+            return false;
+    return true;
+}
+
+}  // namespace
+
+ReportWizardDialog::ReportWizardDialog(const std::filesystem::path& databaseDir,
+                                       ReportContext context, const Start& start, QWidget* parent)
+    : QWizard(parent), m_model(databaseDir, std::move(context)) {
+    setObjectName("reportWizard");
+    setWindowTitle("Report Wizard");
+    setOption(QWizard::NoBackButtonOnStartPage);
+    setButtonText(QWizard::CustomButton1, "&Next >");
+    setButtonLayout({QWizard::Stretch, QWizard::BackButton, QWizard::NextButton,
+                     QWizard::CustomButton1, QWizard::FinishButton, QWizard::CancelButton});
+    connect(this, &QWizard::customButtonClicked, this, [this](int which) {
+        if (which == QWizard::CustomButton1)
+            Generate();
+    });
+    connect(this, &QWizard::currentIdChanged, this, &ReportWizardDialog::PageChanged);
+    BuildPages();
+
+    // A project chosen in the tree and a report command of the menus: the wizard moves on as
+    // far as they take it, each page checked as if the user had clicked Next.
+    m_model.project = start.project;
+    if (!start.project.empty()) {
+        for (int row = 0; row < m_projects->count(); ++row)
+            if (m_projects->item(row)->text().toStdString() == start.project)
+                m_projects->setCurrentRow(row);
+    }
+    if (const int filter = m_filters->findData(QString::fromStdString(start.filter));
+        !start.filter.empty() && filter >= 0)
+        m_filters->setCurrentIndex(filter);
+    if (start.shortcut) {
+        m_model.kind = start.shortcut->kind;
+        m_model.needsFilter = start.shortcut->filtered;
+        if (QAbstractButton* kind = m_kinds->button(static_cast<int>(start.shortcut->kind)))
+            kind->setChecked(true);
+        if (m_model.Next() && m_model.Next())
+            m_model.Next();
+    }
+    setStartId(IdOf(m_model.Page()));
+}
+
+ReportWizardDialog::~ReportWizardDialog() {
+    if (m_worker.joinable()) {
+        m_model.Cancel();
+        m_worker.join();
+    }
+}
+
+void ReportWizardDialog::BuildPages() {
+    QWizardPage* intro = NewPage(WizardPage::Intro);
+    intro->setTitle("Report Wizard");
+    auto* introText =
+        new QLabel(QString::fromUtf8(ReportWizard::IntroText().data(),
+                                     static_cast<qsizetype>(ReportWizard::IntroText().size())));
+    introText->setWordWrap(true);
+    (new QVBoxLayout(intro))->addWidget(introText);
+    setPage(IdOf(WizardPage::Intro), intro);
+
+    QWizardPage* project = NewPage(WizardPage::Project);
+    m_projects = new QListWidget;
+    m_projects->setObjectName("wizardProjects");
+    for (const std::string& name : m_model.Projects())
+        m_projects->addItem(QString::fromStdString(name));
+    (new QVBoxLayout(project))->addWidget(m_projects);
+    setPage(IdOf(WizardPage::Project), project);
+
+    QWizardPage* kinds = NewPage(WizardPage::ReportType);
+    auto* kindLayout = new QVBoxLayout(kinds);
+    m_kinds = new QButtonGroup(kinds);
+    for (ReportKind kind :
+         {ReportKind::Progress, ReportKind::Status, ReportKind::List, ReportKind::Details}) {
+        const std::string_view title = KindInfo(kind).title;
+        auto* button =
+            new QRadioButton(QString::fromUtf8(title.data(), static_cast<qsizetype>(title.size())));
+        button->setObjectName(QString("wizardKind%1").arg(static_cast<int>(kind)));
+        m_kinds->addButton(button, static_cast<int>(kind));
+        kindLayout->addWidget(button);
+    }
+    kindLayout->addStretch();
+    setPage(IdOf(WizardPage::ReportType), kinds);
+
+    QWizardPage* filter = NewPage(WizardPage::Filter);
+    m_filters = new QComboBox;
+    m_filters->setObjectName("wizardFilter");
+    m_filters->addItem(kNoFilter, QString());
+    for (const std::string& name : m_model.Filters())
+        m_filters->addItem(QString::fromStdString(name), QString::fromStdString(name));
+    auto* filterLayout = new QVBoxLayout(filter);
+    filterLayout->addWidget(m_filters);
+    filterLayout->addStretch();
+    setPage(IdOf(WizardPage::Filter), filter);
+
+    QWizardPage* suites = NewPage(WizardPage::Suites);
+    m_suites = new QTreeWidget;
+    m_suites->setObjectName("wizardSuites");
+    m_suites->setHeaderHidden(true);
+    // Ticking or clearing a suite does the same to its sub-suites; each can then be changed.
+    connect(m_suites, &QTreeWidget::itemChanged, this, [](QTreeWidgetItem* item, int column) {
+        for (int child = 0; child < item->childCount(); ++child)
+            item->child(child)->setCheckState(column, item->checkState(column));
+    });
+    (new QVBoxLayout(suites))->addWidget(m_suites);
+    setPage(IdOf(WizardPage::Suites), suites);
+
+    QWizardPage* columns = NewPage(WizardPage::Columns);
+    auto* columnGrid = new QGridLayout(columns);
+    for (std::size_t column = 0; column < kListColumnCount; ++column) {
+        const std::string_view heading = ListColumns()[column].heading;
+        auto* box = new QCheckBox(
+            QString::fromLatin1(heading.data(), static_cast<qsizetype>(heading.size())));
+        box->setObjectName(QString("wizardColumn%1").arg(column));
+        box->setChecked(m_model.columns[column]);
+        m_columns.push_back(box);
+        columnGrid->addWidget(box, static_cast<int>(column % 8), static_cast<int>(column / 8));
+    }
+    setPage(IdOf(WizardPage::Columns), columns);
+
+    auto* generate = new GeneratePage([this] { return Report().has_value(); });
+    generate->setTitle(QString::fromUtf8(ReportWizard::Title(WizardPage::Generate).data()));
+    generate->setObjectName(QString("wizardPage%1").arg(IdOf(WizardPage::Generate)));
+    auto* generateLayout = new QVBoxLayout(generate);
+    m_name = new QLineEdit;
+    m_name->setObjectName("wizardReportName");
+    m_name->setPlaceholderText("Empty: a new name of the day");
+    m_generateText = new QLabel;
+    m_generateText->setObjectName("wizardGenerateText");
+    m_generateText->setWordWrap(true);
+    generateLayout->addWidget(new QLabel("Report name:"));
+    generateLayout->addWidget(m_name);
+    generateLayout->addSpacing(12);
+    generateLayout->addWidget(m_generateText);
+    generateLayout->addStretch();
+    setPage(IdOf(WizardPage::Generate), generate);
+}
+
+int ReportWizardDialog::nextId() const {
+    const int current = currentId();
+    if (current == IdOf(WizardPage::Generate))
+        return -1;
+    // After the model let the user leave the page, it says where to go; before, the buttons
+    // only need to know that a page follows.
+    const int page = IdOf(m_model.Page());
+    return page != current ? page : current + 1;
+}
+
+void ReportWizardDialog::TakeChoices() {
+    switch (static_cast<WizardPage>(currentId())) {
+        case WizardPage::Project:
+            m_model.project = m_projects->currentItem()
+                                  ? m_projects->currentItem()->text().toStdString()
+                                  : std::string();
+            break;
+        case WizardPage::ReportType:
+            if (m_kinds->checkedId() >= 0)
+                m_model.kind = static_cast<ReportKind>(m_kinds->checkedId());
+            else
+                m_model.kind.reset();
+            break;
+        case WizardPage::Filter:
+            m_model.filter = m_filters->currentData().toString().toStdString();
+            break;
+        case WizardPage::Suites: {
+            // A suite ticked with every sub-suite takes them all at once; one whose sub-suites
+            // are not all ticked takes only its own test cases, and each ticked sub-suite
+            // comes on its own.
+            m_model.suites.clear();
+            std::function<void(QTreeWidgetItem*)> take = [&](QTreeWidgetItem* item) {
+                const std::string path = item->data(0, kPathRole).toString().toStdString();
+                if (AllChecked(item)) {
+                    m_model.suites.emplace_back(path, true);
+                    return;
+                }
+                if (item->checkState(0) == Qt::Checked)
+                    m_model.suites.emplace_back(path, false);
+                for (int child = 0; child < item->childCount(); ++child)
+                    take(item->child(child));
+            };
+            for (int top = 0; top < m_suites->topLevelItemCount(); ++top)
+                take(m_suites->topLevelItem(top));
+            break;
+        }
+        case WizardPage::Columns:
+            for (std::size_t column = 0; column < m_columns.size(); ++column)
+                m_model.columns[column] = m_columns[column]->isChecked();
+            break;
+        case WizardPage::Generate:
+            m_model.name = m_name->text().toStdString();
+            break;
+        default:
+            break;
+    }
+}
+
+bool ReportWizardDialog::validateCurrentPage() {
+    if (currentId() == IdOf(WizardPage::Generate))
+        return Report().has_value();
+    TakeChoices();
+    return m_model.Next();
+}
+
+void ReportWizardDialog::FillSuites() {
+    if (m_suitesOf == m_model.project && m_suites->topLevelItemCount() > 0)
+        return;
+    m_suitesOf = m_model.project;
+    m_suites->clear();
+    std::map<std::string, QTreeWidgetItem*> items;
+    // Sorted, so a suite comes before its sub-suites.
+    for (const std::string& suite : m_model.Suites()) {
+        const std::size_t slash = suite.rfind('/');
+        QTreeWidgetItem* parent =
+            slash == std::string::npos ? nullptr : items[suite.substr(0, slash)];
+        auto* item = parent ? new QTreeWidgetItem(parent) : new QTreeWidgetItem(m_suites);
+        item->setText(0, QString::fromStdString(
+                             slash == std::string::npos ? suite : suite.substr(slash + 1)));
+        item->setData(0, kPathRole, QString::fromStdString(suite));
+        item->setFlags(item->flags() | Qt::ItemIsUserCheckable);
+        item->setCheckState(0, Qt::Checked);
+        items[suite] = item;
+    }
+    m_suites->expandAll();
+}
+
+void ReportWizardDialog::initializePage(int id) {
+    QWizard::initializePage(id);
+    if (id == IdOf(WizardPage::Suites))
+        FillSuites();
+    if (id == IdOf(WizardPage::Generate))
+        m_generateText->setText(QString::fromStdString(m_model.PageText()));
+}
+
+void ReportWizardDialog::PageChanged(int id) {
+    // Back was clicked: the model goes back the same way.
+    while (IdOf(m_model.Page()) > id && id >= 0)
+        m_model.Back();
+    setOption(QWizard::HaveCustomButton1, id == IdOf(WizardPage::Generate));
+    if (QAbstractButton* generate = button(QWizard::CustomButton1))
+        generate->setEnabled(!Report().has_value());
+}
+
+void ReportWizardDialog::Generate() {
+    if (Generating() || Report())
+        return;
+    TakeChoices();
+    m_model.ReadyToGenerate();
+    m_generateText->setText(QString::fromStdString(m_model.GeneratingText()));
+    for (QWizard::WizardButton which : {QWizard::BackButton, QWizard::CustomButton1})
+        button(which)->setEnabled(false);
+    m_name->setEnabled(false);
+    // The model belongs to the worker until it posts its end; the window only asks it to stop.
+    m_worker = std::thread([this] {
+        const bool written = m_model.Next();
+        QMetaObject::invokeMethod(
+            this, [this, written] { GenerationDone(written); }, Qt::QueuedConnection);
+    });
+}
+
+void ReportWizardDialog::GenerationDone(bool written) {
+    m_worker.join();
+    m_generateText->setText(QString::fromStdString(m_model.PageText()));
+    button(QWizard::BackButton)->setEnabled(!written);
+    button(QWizard::CustomButton1)->setEnabled(!written);
+    m_name->setEnabled(!written);
+    static_cast<GeneratePage*>(page(IdOf(WizardPage::Generate)))->Changed();
+    emit generationEnded(written);
+}
+
+void ReportWizardDialog::reject() {
+    // Cancel during a generation stops it; the page then says it was cancelled.
+    if (Generating()) {
+        m_model.Cancel();
+        return;
+    }
+    QWizard::reject();
+}
+
+}  // namespace vantorel

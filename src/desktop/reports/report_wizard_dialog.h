@@ -1,0 +1,78 @@
+#pragma once
+// The report wizard: a QWizard over the core's ReportWizard. Each page shows what the model
+// offers and hands the user's choice back; the model checks the page when the user leaves it
+// and tells any refusal through the port. The last page generates on a worker thread, its
+// progress going through the port to the status bar; Cancel then stops the generation between
+// documents, and the wizard stays open to say it was cancelled.
+
+#include <QWizard>
+#include <atomic>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "reports/report_wizard.h"
+#include "workspace/commands.h"
+
+class QButtonGroup;
+class QCheckBox;
+class QComboBox;
+class QLabel;
+class QLineEdit;
+class QListWidget;
+class QTreeWidget;
+
+namespace vantorel {
+
+class ReportWizardDialog : public QWizard {
+    Q_OBJECT
+public:
+    // Where the wizard starts: a project chosen in the tree, and for a report command of the
+    // menus its kind (the wizard then opens on the filter page) and whether it needs a filter.
+    struct Start {
+        std::string project;
+        std::optional<ReportShortcut> shortcut;
+        std::string filter;  // the filter chosen in the window; empty for none
+    };
+
+    ReportWizardDialog(const std::filesystem::path& databaseDir, ReportContext context,
+                       const Start& start, QWidget* parent = nullptr);
+    ~ReportWizardDialog() override;
+
+    ReportWizard& Model() { return m_model; }
+    bool Generating() const { return m_worker.joinable(); }
+    // The written report, once the generation succeeded.
+    const std::optional<std::filesystem::path>& Report() const { return m_model.Report(); }
+    // The last page's Next: checks the name and generates on the worker.
+    void Generate();
+
+    int nextId() const override;
+    bool validateCurrentPage() override;
+    void initializePage(int id) override;
+    void reject() override;
+
+signals:
+    // The generation ended, with a report written or not.
+    void generationEnded(bool written);
+
+private:
+    void BuildPages();
+    void TakeChoices();
+    void FillSuites();
+    void GenerationDone(bool written);
+    void PageChanged(int id);
+
+    ReportWizard m_model;
+    std::thread m_worker;
+    QListWidget* m_projects = nullptr;
+    QButtonGroup* m_kinds = nullptr;
+    QComboBox* m_filters = nullptr;
+    QTreeWidget* m_suites = nullptr;
+    std::vector<QCheckBox*> m_columns;
+    QLineEdit* m_name = nullptr;
+    QLabel* m_generateText = nullptr;
+    std::string m_suitesOf;  // the project the suite tree was filled for
+};
+
+}  // namespace vantorel

@@ -1,0 +1,358 @@
+// The reports in the window: the wizard driven page by page makes each kind and the report
+// opens in the right pane; the status window shows the document's figures; printing, the
+// chart on the clipboard and in files; a cancelled generation and an unreadable report.
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QCheckBox>
+#include <QClipboard>
+#include <QComboBox>
+#include <QImage>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMimeData>
+#include <QProcess>
+#include <QRadioButton>
+#include <QSignalSpy>
+#include <QStackedWidget>
+#include <QTableView>
+#include <QTableWidget>
+#include <QTemporaryDir>
+#include <QTextBrowser>
+#include <condition_variable>
+#include <fstream>
+#include <mutex>
+
+#include "desktop/reports/report_printing.h"
+#include "desktop/reports/report_wizard_dialog.h"
+#include "gui_test.h"
+#include "render/report_pages.h"
+#include "reports/list_reports.h"
+#include "window_fixture.h"
+
+namespace vantorel {
+namespace fs = std::filesystem;
+namespace {
+
+constexpr char kProject[] = "Release 2.0";
+
+// Holds the first generation at its first progress until the test lets it go, so that the
+// test's Cancel comes while the walk runs.
+class GatedPort : public RecordingPort {
+public:
+    void progress(int processed, int total) override {
+        RecordingPort::progress(processed, total);
+        if (total == 0 || held.exchange(true))
+            return;
+        reached = true;
+        std::unique_lock lock(m_mutex);
+        m_opened.wait(lock, [this] { return m_open; });
+    }
+    void Open() {
+        {
+            std::lock_guard lock(m_mutex);
+            m_open = true;
+        }
+        m_opened.notify_all();
+    }
+    std::atomic<bool> held{false};
+    std::atomic<bool> reached{false};
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_opened;
+    bool m_open = false;
+};
+
+ReportWizardDialog* OpenWizard(MainWindow& window, int command) {
+    window.SelectPath(window.TheShell().Database().Directory() / "Projects" / kProject);
+    window.RunCommand(command);
+    return window.findChild<ReportWizardDialog*>();
+}
+
+// Clicks the last page's Next and waits for the generation to end; true when it wrote one.
+bool GenerateOnLastPage(ReportWizardDialog& wizard) {
+    QSignalSpy ended(&wizard, &ReportWizardDialog::generationEnded);
+    wizard.button(QWizard::CustomButton1)->click();
+    if (!QTest::qWaitFor([&] { return ended.count() == 1; }, 20000))
+        return false;
+    return ended.first().first().toBool();
+}
+
+}  // namespace
+
+class ReportWindowTest : public QObject {
+    Q_OBJECT
+
+    // Drives the wizard from its introduction to Finish for kind and gives the report shown.
+    void MakeWithWizard(MainWindow& window, ReportKind kind, const QString& name, fs::path& made) {
+        ReportWizardDialog* wizard = OpenWizard(window, ID_REPORT_WIZARD);
+        QVERIFY(wizard);
+        QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Intro));
+        wizard->next();
+        QCOMPARE(wizard->currentPage()->title(), QString("Select a Project"));
+        // The project selected in the tree is chosen.
+        QCOMPARE(wizard->findChild<QListWidget*>("wizardProjects")->currentItem()->text(),
+                 QString(kProject));
+        wizard->next();
+        QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::ReportType));
+        wizard->findChild<QRadioButton*>(QString("wizardKind%1").arg(static_cast<int>(kind)))
+            ->click();
+        wizard->next();
+        QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Filter));
+        wizard->next();
+        QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Suites));
+        wizard->next();
+        if (kind == ReportKind::List) {
+            QCOMPARE(wizard->currentPage()->title(), QString("Select Columns"));
+            wizard->findChild<QCheckBox*>("wizardColumn2")->setChecked(false);
+            wizard->next();
+        }
+        QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Generate));
+        auto* text = wizard->findChild<QLabel*>("wizardGenerateText");
+        QCOMPARE(text->text(), QString("Click the \"Next\" button to generate report"));
+        QVERIFY(!wizard->button(QWizard::FinishButton)->isEnabled());
+        wizard->findChild<QLineEdit*>("wizardReportName")->setText(name);
+        QVERIFY(GenerateOnLastPage(*wizard));
+        QCOMPARE(text->text(), QString("Success! Report has been created. Click the \"Finish\" "
+                                       "button to view report"));
+        made = *wizard->Report();
+        QVERIFY(wizard->button(QWizard::FinishButton)->isEnabled());
+        wizard->button(QWizard::FinishButton)->click();
+        QTRY_VERIFY(!window.findChild<ReportWizardDialog*>());  // closed and gone
+        QCOMPARE(window.CurrentNode()->path, made);
+        QCOMPARE(window.Reports().Report(), made);
+        QVERIFY(window.Reports().Readable());
+        QCOMPARE(window.findChild<QStackedWidget*>()->currentWidget(), &window.Reports());
+    }
+
+private slots:
+    void TheWizardMakesEachKindAndTheReportOpens() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+
+        fs::path status;
+        MakeWithWizard(window, ReportKind::Status, "Weekly status", status);
+        if (QTest::currentTestFailed())
+            return;
+        QCOMPARE(status.filename().string(), std::string("Weekly status.vtl"));
+        QCOMPARE(status.parent_path().filename().string(), std::string("Status Reports"));
+        // The window's figures are the document's.
+        const std::optional<StatusReportData> document = ReadStatusReport(status);
+        QVERIFY(document);
+        auto* table = window.Reports().findChild<QTableWidget*>("statusTable");
+        QCOMPARE(table->rowCount(), static_cast<int>(document->statuses.size()));
+        std::int64_t shown = 0;
+        for (int row = 0; row < table->rowCount(); ++row) {
+            const auto at = static_cast<std::size_t>(row);
+            QCOMPARE(table->item(row, 0)->text().toStdString(), document->statuses[at]);
+            QCOMPARE(table->item(row, 1)->text().toLongLong(), document->counts[at]);
+            QVERIFY(!table->item(row, 0)->icon().isNull());  // its colour swatch
+            shown += table->item(row, 1)->text().toLongLong();
+        }
+        QCOMPARE(shown, document->totalTests);
+        auto* figures = window.Reports().findChild<QTableWidget*>("timeTable");
+        QCOMPARE(figures->item(8, 1)->text().toStdString(), document->perCentComplete + " %");
+        QCOMPARE(window.Reports().Charts().size(), std::size_t{2});
+        QCOMPARE(window.Reports().Charts().front()->TheChart().series.size(),
+                 document->statuses.size());
+
+        fs::path progress;
+        MakeWithWizard(window, ReportKind::Progress, "", progress);
+        if (QTest::currentTestFailed())
+            return;
+        QCOMPARE(progress.parent_path().filename().string(), std::string("Progress Reports"));
+        const std::optional<ProgressReportData> periods = ReadProgressReport(progress);
+        QVERIFY(periods);
+        auto* periodTable = window.Reports().findChild<QTableWidget*>("periodTable");
+        QCOMPARE(periodTable->columnCount(), static_cast<int>(periods->statuses.size()) + 1);
+        QCOMPARE(periodTable->rowCount(),
+                 static_cast<int>(window.Reports().Charts().front()->TheChart().labels.size()));
+        QVERIFY(periodTable->rowCount() > 0);
+
+        fs::path list;
+        MakeWithWizard(window, ReportKind::List, "All cases", list);
+        if (QTest::currentTestFailed())
+            return;
+        const std::optional<ListReportData> rows = ReadListReport(list);
+        QVERIFY(rows);
+        auto* listTable = window.Reports().findChild<QTableView*>("listTable");
+        QCOMPARE(listTable->model()->rowCount(), static_cast<int>(rows->rows.size()));
+        // The column switched off on the columns page is not in the report.
+        QCOMPARE(listTable->model()->columnCount(), static_cast<int>(kListColumnCount) - 1);
+        QCOMPARE(rows->columns.substr(0, 3), std::string("110"));
+        QVERIFY(window.Reports().Charts().empty());
+        // Sorting by the first column (the suite) puts the rows in its order.
+        listTable->sortByColumn(0, Qt::DescendingOrder);
+        const QString first = listTable->model()->index(0, 0).data().toString();
+        const QString last =
+            listTable->model()->index(listTable->model()->rowCount() - 1, 0).data().toString();
+        QVERIFY(first.toLower() >= last.toLower());
+
+        fs::path details;
+        MakeWithWizard(window, ReportKind::Details, "Every detail", details);
+        if (QTest::currentTestFailed())
+            return;
+        auto* text = window.Reports().findChild<QTextBrowser*>("detailsText");
+        QVERIFY(text->toPlainText().contains("LOG-001"));
+        // Searching finds a test case and selects it.
+        QVERIFY(text->find("CHK-002"));
+        QCOMPARE(text->textCursor().selectedText(), QString("CHK-002"));
+        QVERIFY(open->port.notices.empty());
+    }
+
+    void AReportCommandStartsOnItsKind() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        // "Progress Report - Filtered": the wizard opens on the filter page and wants a filter.
+        ReportWizardDialog* wizard = OpenWizard(*open->window, ID_REPORT_FIRST + 3);
+        QVERIFY(wizard);
+        QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Filter));
+        QCOMPARE(wizard->Model().kind, std::optional<ReportKind>(ReportKind::Progress));
+        QCOMPARE(wizard->Model().project, std::string(kProject));
+        wizard->next();
+        QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Filter));
+        QCOMPARE(open->port.notices.back().caption, std::string("No Filter"));
+        auto* filters = wizard->findChild<QComboBox*>("wizardFilter");
+        filters->setCurrentIndex(1);
+        wizard->next();
+        QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Suites));
+        // Back returns through the pages the model went, and its choices stay.
+        wizard->back();
+        QCOMPARE(wizard->Model().Page(), WizardPage::Filter);
+        wizard->reject();
+
+        // Without a project in the database every report command is refused.
+        for (const fs::directory_entry& project :
+             fs::directory_iterator(open->database / "Projects"))
+            fs::remove_all(project.path());
+        open->window->RunCommand(ID_REPORT_WIZARD);
+        QCOMPARE(open->port.notices.back().caption, std::string("No projects"));
+    }
+
+    void CancellingAGenerationWritesNoReport() {
+        QTemporaryDir root;
+        GatedPort port;
+        const fs::path database = gui_test::CopySampleDatabase(root.path().toStdString());
+        MainWindow window(port, gui_test::FoldersBelow(root.path().toStdString()));
+        window.TheShell().Start({}, true);
+        window.show();
+        window.TheShell().OpenDatabase(database);
+        // "Test Case Report - All", on to its last page.
+        ReportWizardDialog* wizard = OpenWizard(window, ID_REPORT_FIRST + 6);
+        QVERIFY(wizard);
+        wizard->next();
+        wizard->next();
+        QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Generate));
+        QSignalSpy ended(wizard, &ReportWizardDialog::generationEnded);
+        wizard->button(QWizard::CustomButton1)->click();
+        QTRY_VERIFY(port.reached);
+        QVERIFY(wizard->Generating());
+        wizard->reject();  // Cancel: the wizard stays to say so
+        port.Open();
+        QTRY_COMPARE(ended.count(), 1);
+        QCOMPARE(ended.first().first().toBool(), false);
+        QVERIFY(wizard->isVisible());
+        QCOMPARE(wizard->findChild<QLabel*>("wizardGenerateText")->text(),
+                 QString("Cancelled! Report has not been created."));
+        const fs::path reports = database / "Projects" / kProject / "Project Reports";
+        QVERIFY(fs::is_empty(reports / "Test Case Reports"));
+        // A second try runs to its end.
+        QVERIFY(GenerateOnLastPage(*wizard));
+        QCOMPARE(wizard->Report()->parent_path(), reports / "Test Case Reports");
+    }
+
+    void PrintingToPdfHoldsTheProjectAndTheStatuses() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        fs::path status;
+        MakeWithWizard(*open->window, ReportKind::Status, "Printed", status);
+        if (QTest::currentTestFailed())
+            return;
+        const QString pdf = root.filePath("status.pdf");
+        QPrinter printer(QPrinter::HighResolution);
+        printer.setOutputFormat(QPrinter::PdfFormat);
+        printer.setOutputFileName(pdf);
+        QVERIFY(open->window->Reports().PrintTo(printer));
+        QProcess text;
+        text.start("pdftotext", {"-layout", pdf, "-"});
+        QVERIFY2(text.waitForFinished(20000), "pdftotext (poppler-utils) must be installed");
+        const QString printed = QString::fromUtf8(text.readAllStandardOutput());
+        QVERIFY(printed.contains(kProject));
+        QVERIFY(printed.contains("Printed"));
+        const std::optional<StatusReportData> document = ReadStatusReport(status);
+        QVERIFY(document);
+        for (const std::string& name : document->statuses)
+            QVERIFY2(printed.contains(QString::fromLatin1(name.c_str())), name.c_str());
+        QVERIFY(printed.contains(QString("%1 - Printed - Page 1 of ").arg(kProject)));
+
+        // Without the footer option, no page numbers.
+        open->window->TheShell().Configuration().Settings().printFooter = false;
+        open->window->RunCommand(ID_FILE_REFRESH);
+        QVERIFY(open->window->Reports().PrintTo(printer));
+        text.start("pdftotext", {"-layout", pdf, "-"});
+        QVERIFY(text.waitForFinished(20000));
+        QVERIFY(!QString::fromUtf8(text.readAllStandardOutput()).contains("Page 1 of"));
+
+        // A printer that refuses is told.
+        printer.setOutputFileName(root.filePath("missing/folder/status.pdf"));
+        QVERIFY(!open->window->Reports().PrintTo(printer));
+        QCOMPARE(open->port.notices.back().caption, std::string("Print error"));
+    }
+
+    void TheChartGoesToTheClipboardAndToFiles() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        fs::path status;
+        MakeWithWizard(*open->window, ReportKind::Status, "Charted", status);
+        if (QTest::currentTestFailed())
+            return;
+        ReportView& view = open->window->Reports();
+        QApplication::clipboard()->clear();
+        view.CopyChart();
+        const QMimeData* copied = QApplication::clipboard()->mimeData();
+        QVERIFY(copied->hasFormat("image/png"));
+        QVERIFY(copied->hasFormat("image/svg+xml"));
+        QVERIFY(!QImage::fromData(copied->data("image/png"), "PNG").isNull());
+        QVERIFY(copied->data("image/svg+xml").contains("<svg"));
+
+        const ChartView& chart = *view.Charts().front();
+        QVERIFY(view.SaveChartTo(chart, root.filePath("pie.svg")));
+        QVERIFY(view.SaveChartTo(chart, root.filePath("pie.png")));
+        QFile svg(root.filePath("pie.svg"));
+        QVERIFY(svg.open(QIODevice::ReadOnly));
+        QVERIFY(svg.readAll().contains("<svg"));
+        const QImage png(root.filePath("pie.png"));
+        QVERIFY(!png.isNull());
+        QCOMPARE(png.size(), chart.FileSize() * 2);  // drawn at twice its size, sharp
+        QVERIFY(!view.SaveChartTo(chart, root.filePath("missing/pie.png")));
+        QCOMPARE(open->port.notices.back().caption, std::string("Save error"));
+    }
+
+    void AReportThatCantBeReadSaysSo() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        const fs::path broken = open->database / "Projects" / kProject / "Project Reports" /
+                                "Status Reports" / "Broken.vtl";
+        std::ofstream(broken) << "<?xml version=\"1.0\"?>\r\n<status_report><id>x</id>";
+        open->window->SelectPath(broken);
+        ReportView& view = open->window->Reports();
+        QCOMPARE(view.Report(), broken);
+        QVERIFY(!view.Readable());
+        QVERIFY(view.Charts().empty());
+        QCOMPARE(view.findChild<QLabel*>("reportUnreadable")->text().toStdString(),
+                 UnreadableReport(broken).text);
+        QCOMPARE(open->port.notices.back(), UnreadableReport(broken));
+        QPrinter printer;
+        printer.setOutputFormat(QPrinter::PdfFormat);
+        printer.setOutputFileName(root.filePath("broken.pdf"));
+        QVERIFY(!view.PrintTo(printer));
+    }
+};
+
+}  // namespace vantorel
+
+VANTOREL_GUI_TEST(vantorel::ReportWindowTest);
+#include "report_window_test.moc"
