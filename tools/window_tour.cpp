@@ -1,13 +1,18 @@
 // Takes pictures of the desktop window as a user sees it, for looking at before a view is
 // called done: the window is opened on a database, walked through a few items, and the screen
-// is saved as a PNG after each page has loaded; then each kind of item dialog is opened, every
-// page of it pictured, and cancelled. Run under a real X server (Xvfb in
-// scripts/screenshots), since the page view draws with the display's help.
+// is saved as a PNG after each page has loaded; then the report wizard makes a report of each
+// kind, and each is pictured in the report window and printed to a PDF file; last each kind of
+// item dialog is opened, every page of it pictured, and cancelled. Run under a real X server
+// (Xvfb in scripts/screenshots), since the page view draws with the display's help.
 //
 // usage: vantorel_window_tour DATABASE OUTPUT_FOLDER
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QDialog>
+#include <QLineEdit>
+#include <QPrinter>
+#include <QRadioButton>
 #include <QScreen>
 #include <QSignalSpy>
 #include <QTabWidget>
@@ -18,6 +23,7 @@
 #include "desktop/desktop_program.h"
 #include "desktop/main_window.h"
 #include "desktop/qt_port.h"
+#include "desktop/reports/report_wizard_dialog.h"
 
 namespace {
 
@@ -28,6 +34,84 @@ void Settle(int ms) {
     QEventLoop loop;
     QTimer::singleShot(ms, &loop, &QEventLoop::quit);
     loop.exec();
+}
+
+// Saves the screen as picture in output; false when it could not be written.
+bool Grab(const fs::path& output, const char* picture) {
+    const fs::path file = output / picture;
+    if (!QGuiApplication::primaryScreen()->grabWindow(0).save(
+            QString::fromStdString(file.string()))) {
+        std::fprintf(stderr, "%s: not written\n", file.c_str());
+        return false;
+    }
+    std::printf("%s\n", file.c_str());
+    return true;
+}
+
+struct KindStop {
+    vantorel::ReportKind kind;
+    const char* name;
+    const char* picture;
+};
+
+// Drives the wizard to a report of stop.kind, picturing some of its pages on the way, and
+// pictures the report in the window. False when a step failed.
+bool TourReport(vantorel::MainWindow& window, const fs::path& project, const KindStop& stop,
+                const fs::path& output) {
+    using vantorel::WizardPage;
+    window.SelectPath(project);
+    window.RunCommand(vantorel::ID_REPORT_WIZARD);
+    auto* wizard = window.findChild<vantorel::ReportWizardDialog*>();
+    if (!wizard)
+        return false;
+    const bool first = stop.kind == vantorel::ReportKind::Status;
+    Settle(300);
+    if (first && !Grab(output, "wizard-intro.png"))
+        return false;
+    wizard->next();
+    wizard->next();
+    wizard->findChild<QRadioButton*>(QString("wizardKind%1").arg(static_cast<int>(stop.kind)))
+        ->click();
+    Settle(100);
+    if (first && !Grab(output, "wizard-kind.png"))
+        return false;
+    wizard->next();
+    wizard->next();
+    Settle(300);
+    if (first && !Grab(output, "wizard-suites.png"))
+        return false;
+    wizard->next();
+    if (wizard->currentId() == static_cast<int>(WizardPage::Columns)) {
+        Settle(300);
+        if (!Grab(output, "wizard-columns.png"))
+            return false;
+        wizard->next();
+    }
+    wizard->findChild<QLineEdit*>("wizardReportName")->setText(stop.name);
+    QSignalSpy ended(wizard, &vantorel::ReportWizardDialog::generationEnded);
+    wizard->button(QWizard::CustomButton1)->click();
+    if (!ended.wait(60000) || !ended.first().first().toBool()) {
+        std::fprintf(stderr, "%s: the report was not generated\n", stop.name);
+        return false;
+    }
+    Settle(300);
+    if (first && !Grab(output, "wizard-generated.png"))
+        return false;
+    wizard->button(QWizard::FinishButton)->click();
+    // The closed wizard goes now, so the next one is the only one there.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    Settle(700);
+    if (!Grab(output, stop.picture))
+        return false;
+    // And on paper, as "Export as PDF" prints it.
+    QPrinter printer(QPrinter::HighResolution);
+    printer.setOutputFormat(QPrinter::PdfFormat);
+    const fs::path pdf = output / (fs::path(stop.picture).stem().string() + ".pdf");
+    printer.setOutputFileName(QString::fromStdString(pdf.string()));
+    if (!window.Reports().PrintTo(printer))
+        return false;
+    std::printf("%s\n", pdf.c_str());
+    return true;
 }
 
 }  // namespace
@@ -77,6 +161,14 @@ int main(int argc, char** argv) {
         }
         std::printf("%s\n", file.c_str());
     }
+    const KindStop reports[] = {
+        {vantorel::ReportKind::Status, "Tour status", "window-report-status.png"},
+        {vantorel::ReportKind::Progress, "Tour progress", "window-report-progress.png"},
+        {vantorel::ReportKind::List, "Tour list", "window-report-list.png"},
+        {vantorel::ReportKind::Details, "Tour details", "window-report-details.png"},
+    };
+    for (const KindStop& stop : reports)
+        failures += !TourReport(window, database / "Projects" / "Release 2.0", stop, output);
 
     struct DialogStop {
         const char* picture;  // without ".png"; each page of a sheet adds its number

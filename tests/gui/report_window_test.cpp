@@ -103,6 +103,8 @@ class ReportWindowTest : public QObject {
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Filter));
         wizard->next();
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Suites));
+        QVERIFY(wizard->button(QWizard::NextButton)->isVisible());
+        QVERIFY(!wizard->button(QWizard::CustomButton1)->isVisible());
         wizard->next();
         if (kind == ReportKind::List) {
             QCOMPARE(wizard->currentPage()->title(), QString("Select Columns"));
@@ -110,6 +112,9 @@ class ReportWindowTest : public QObject {
             wizard->next();
         }
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Generate));
+        // One Next on each page: the last page's generates.
+        QVERIFY(wizard->button(QWizard::CustomButton1)->isVisible());
+        QVERIFY(!wizard->button(QWizard::NextButton)->isVisible());
         auto* text = wizard->findChild<QLabel*>("wizardGenerateText");
         QCOMPARE(text->text(), QString("Click the \"Next\" button to generate report"));
         QVERIFY(!wizard->button(QWizard::FinishButton)->isEnabled());
@@ -119,6 +124,7 @@ class ReportWindowTest : public QObject {
                                        "button to view report"));
         made = *wizard->Report();
         QVERIFY(wizard->button(QWizard::FinishButton)->isEnabled());
+        QVERIFY(!wizard->button(QWizard::BackButton)->isEnabled());
         wizard->button(QWizard::FinishButton)->click();
         QTRY_VERIFY(!window.findChild<ReportWizardDialog*>());  // closed and gone
         QCOMPARE(window.CurrentNode()->path, made);

@@ -63,13 +63,20 @@ bool PrintReport(QPrinter& printer, const std::filesystem::path& report, const C
 
     QTextDocument document;
     document.setDefaultStyleSheet(kReportStyle);
-    for (const ChartFile& chart : page->charts)
-        document.addResource(
-            QTextDocument::ImageResource,
-            QUrl(QString::fromStdString(kChartHref + UrlPath(chart.name) + ".gif")),
-            PrintedChart(chart));
     // Report documents are ISO-8859-1, and so is the text of their pages.
-    document.setHtml(QString::fromLatin1(html.data(), static_cast<qsizetype>(html.size())));
+    QString text = QString::fromLatin1(html.data(), static_cast<qsizetype>(html.size()));
+    for (const ChartFile& chart : page->charts) {
+        const QString source = QString::fromStdString(kChartHref + UrlPath(chart.name) + ".gif");
+        document.addResource(QTextDocument::ImageResource, QUrl(source), PrintedChart(chart));
+        // A paragraph of its own at the chart's own size: inline after a heading, the picture
+        // would make the heading's line as tall as itself.
+        text.replace("<img src=\"" + source + "\">",
+                     QString("<p><img src=\"%1\" width=\"%2\" height=\"%3\"></p>")
+                         .arg(source)
+                         .arg(chart.width)
+                         .arg(chart.height));
+    }
+    document.setHtml(text);
 
     const QRectF paper = printer.pageLayout().paintRect(QPageLayout::Inch);
     const QSizeF area(paper.width() * kLayoutDpi, paper.height() * kLayoutDpi);

@@ -74,6 +74,7 @@ ReportView::ReportView(UserPort& port, QWidget* parent)
     setObjectName("reportView");
     auto* toolbar = new QToolBar;
     toolbar->setObjectName("reportToolbar");
+    toolbar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     m_print = toolbar->addAction(QIcon(":/desktop/icons/print.svg"), "Print...", this,
                                  &ReportView::Print);
     m_preview = toolbar->addAction("Print Preview...", this, &ReportView::PrintPreview);

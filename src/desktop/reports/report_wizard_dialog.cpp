@@ -63,9 +63,8 @@ ReportWizardDialog::ReportWizardDialog(const std::filesystem::path& databaseDir,
     setObjectName("reportWizard");
     setWindowTitle("Report Wizard");
     setOption(QWizard::NoBackButtonOnStartPage);
+    setOption(QWizard::HaveCustomButton1);
     setButtonText(QWizard::CustomButton1, "&Next >");
-    setButtonLayout({QWizard::Stretch, QWizard::BackButton, QWizard::NextButton,
-                     QWizard::CustomButton1, QWizard::FinishButton, QWizard::CancelButton});
     connect(this, &QWizard::customButtonClicked, this, [this](int which) {
         if (which == QWizard::CustomButton1)
             Generate();
@@ -288,9 +287,12 @@ void ReportWizardDialog::PageChanged(int id) {
     // Back was clicked: the model goes back the same way.
     while (IdOf(m_model.Page()) > id && id >= 0)
         m_model.Back();
-    setOption(QWizard::HaveCustomButton1, id == IdOf(WizardPage::Generate));
-    if (QAbstractButton* generate = button(QWizard::CustomButton1))
-        generate->setEnabled(!Report().has_value());
+    // The last page's Next generates; it stands where the other pages have theirs.
+    const bool last = id == IdOf(WizardPage::Generate);
+    setButtonLayout({QWizard::Stretch, QWizard::BackButton,
+                     last ? QWizard::CustomButton1 : QWizard::NextButton, QWizard::FinishButton,
+                     QWizard::CancelButton});
+    button(QWizard::CustomButton1)->setEnabled(!Report().has_value());
 }
 
 void ReportWizardDialog::Generate() {
@@ -313,10 +315,12 @@ void ReportWizardDialog::Generate() {
 void ReportWizardDialog::GenerationDone(bool written) {
     m_worker.join();
     m_generateText->setText(QString::fromStdString(m_model.PageText()));
+    // Finish is enabled first: the wizard sets every button then, and a written report is not
+    // left for the pages before.
+    static_cast<GeneratePage*>(page(IdOf(WizardPage::Generate)))->Changed();
     button(QWizard::BackButton)->setEnabled(!written);
     button(QWizard::CustomButton1)->setEnabled(!written);
     m_name->setEnabled(!written);
-    static_cast<GeneratePage*>(page(IdOf(WizardPage::Generate)))->Changed();
     emit generationEnded(written);
 }
 
