@@ -16,6 +16,7 @@
 #include <QScreen>
 #include <QSignalSpy>
 #include <QTabWidget>
+#include <QTest>
 #include <QTimer>
 #include <cstdio>
 #include <filesystem>
@@ -48,6 +49,13 @@ bool Grab(const fs::path& output, const char* picture) {
     return true;
 }
 
+// Next, and the wait for the model's step on the worker.
+void Next(vantorel::ReportWizardDialog& wizard) {
+    wizard.next();
+    if (!QTest::qWaitFor([&wizard] { return !wizard.Busy(); }, 20000))
+        std::fprintf(stderr, "the wizard's page %d never ended its check\n", wizard.currentId());
+}
+
 struct KindStop {
     vantorel::ReportKind kind;
     const char* name;
@@ -68,24 +76,24 @@ bool TourReport(vantorel::MainWindow& window, const fs::path& project, const Kin
     Settle(300);
     if (first && !Grab(output, "wizard-intro.png"))
         return false;
-    wizard->next();
-    wizard->next();
+    Next(*wizard);
+    Next(*wizard);
     wizard->findChild<QRadioButton*>(QString("wizardKind%1").arg(static_cast<int>(stop.kind)))
         ->click();
     Settle(100);
     if (first && !Grab(output, "wizard-kind.png"))
         return false;
-    wizard->next();
-    wizard->next();
+    Next(*wizard);
+    Next(*wizard);
     Settle(300);
     if (first && !Grab(output, "wizard-suites.png"))
         return false;
-    wizard->next();
+    Next(*wizard);
     if (wizard->currentId() == static_cast<int>(WizardPage::Columns)) {
         Settle(300);
         if (!Grab(output, "wizard-columns.png"))
             return false;
-        wizard->next();
+        Next(*wizard);
     }
     wizard->findChild<QLineEdit*>("wizardReportName")->setText(stop.name);
     QSignalSpy ended(wizard, &vantorel::ReportWizardDialog::generationEnded);

@@ -20,9 +20,11 @@
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QTextBrowser>
+#include <QTreeWidget>
 #include <condition_variable>
 #include <fstream>
 #include <mutex>
+#include <thread>
 
 #include "desktop/reports/report_printing.h"
 #include "desktop/reports/report_wizard_dialog.h"
@@ -38,9 +40,14 @@ namespace {
 constexpr char kProject[] = "Release 2.0";
 
 // Holds the first generation at its first progress until the test lets it go, so that the
-// test's Cancel comes while the walk runs.
+// test's Cancel comes while the walk runs; notes the thread each notice was told on.
 class GatedPort : public RecordingPort {
 public:
+    void tell(const Notice& notice) override {
+        RecordingPort::tell(notice);
+        std::lock_guard lock(m_mutex);
+        toldOn.push_back(std::this_thread::get_id());
+    }
     void progress(int processed, int total) override {
         RecordingPort::progress(processed, total);
         if (total == 0 || held.exchange(true))
@@ -58,6 +65,7 @@ public:
     }
     std::atomic<bool> held{false};
     std::atomic<bool> reached{false};
+    std::vector<std::thread::id> toldOn;
 
 private:
     std::mutex m_mutex;
@@ -65,10 +73,19 @@ private:
     bool m_open = false;
 };
 
+// Opens the wizard on the project and waits for what it does at its start.
 ReportWizardDialog* OpenWizard(MainWindow& window, int command) {
     window.SelectPath(window.TheShell().Database().Directory() / "Projects" / kProject);
     window.RunCommand(command);
-    return window.findChild<ReportWizardDialog*>();
+    auto* wizard = window.findChild<ReportWizardDialog*>();
+    return wizard && QTest::qWaitFor([wizard] { return !wizard->Busy(); }, 20000) ? wizard
+                                                                                  : nullptr;
+}
+
+// Next, and the wait for the model's step on the worker; false when it never ends.
+bool Next(ReportWizardDialog& wizard) {
+    wizard.next();
+    return QTest::qWaitFor([&wizard] { return !wizard.Busy(); }, 20000);
 }
 
 // Clicks the last page's Next and waits for the generation to end; true when it wrote one.
@@ -90,26 +107,26 @@ class ReportWindowTest : public QObject {
         ReportWizardDialog* wizard = OpenWizard(window, ID_REPORT_WIZARD);
         QVERIFY(wizard);
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Intro));
-        wizard->next();
+        QVERIFY(Next(*wizard));
         QCOMPARE(wizard->currentPage()->title(), QString("Select a Project"));
         // The project selected in the tree is chosen.
         QCOMPARE(wizard->findChild<QListWidget*>("wizardProjects")->currentItem()->text(),
                  QString(kProject));
-        wizard->next();
+        QVERIFY(Next(*wizard));
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::ReportType));
         wizard->findChild<QRadioButton*>(QString("wizardKind%1").arg(static_cast<int>(kind)))
             ->click();
-        wizard->next();
+        QVERIFY(Next(*wizard));
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Filter));
-        wizard->next();
+        QVERIFY(Next(*wizard));
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Suites));
         QVERIFY(wizard->button(QWizard::NextButton)->isVisible());
         QVERIFY(!wizard->button(QWizard::CustomButton1)->isVisible());
-        wizard->next();
+        QVERIFY(Next(*wizard));
         if (kind == ReportKind::List) {
             QCOMPARE(wizard->currentPage()->title(), QString("Select Columns"));
             wizard->findChild<QCheckBox*>("wizardColumn2")->setChecked(false);
-            wizard->next();
+            QVERIFY(Next(*wizard));
         }
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Generate));
         // One Next on each page: the last page's generates.
@@ -218,12 +235,12 @@ private slots:
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Filter));
         QCOMPARE(wizard->Model().kind, std::optional<ReportKind>(ReportKind::Progress));
         QCOMPARE(wizard->Model().project, std::string(kProject));
-        wizard->next();
+        QVERIFY(Next(*wizard));
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Filter));
         QCOMPARE(open->port.notices.back().caption, std::string("No Filter"));
         auto* filters = wizard->findChild<QComboBox*>("wizardFilter");
         filters->setCurrentIndex(1);
-        wizard->next();
+        QVERIFY(Next(*wizard));
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Suites));
         // Back returns through the pages the model went, and its choices stay.
         wizard->back();
@@ -249,8 +266,18 @@ private slots:
         // "Test Case Report - All", on to its last page.
         ReportWizardDialog* wizard = OpenWizard(window, ID_REPORT_FIRST + 6);
         QVERIFY(wizard);
-        wizard->next();
-        wizard->next();
+        QVERIFY(Next(*wizard));
+        // No suite ticked: the check that refuses runs off the window's thread, as every step
+        // of the model does.
+        auto* suites = wizard->findChild<QTreeWidget*>("wizardSuites");
+        for (int top = 0; top < suites->topLevelItemCount(); ++top)
+            suites->topLevelItem(top)->setCheckState(0, Qt::Unchecked);
+        QVERIFY(Next(*wizard));
+        QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Suites));
+        QCOMPARE(port.notices.back().caption, std::string("No Suites Selected"));
+        QVERIFY(port.toldOn.back() != std::this_thread::get_id());
+        suites->topLevelItem(0)->setCheckState(0, Qt::Checked);
+        QVERIFY(Next(*wizard));
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Generate));
         QSignalSpy ended(wizard, &ReportWizardDialog::generationEnded);
         wizard->button(QWizard::CustomButton1)->click();

@@ -11,8 +11,8 @@
 #include <QRadioButton>
 #include <QTreeWidget>
 #include <QVBoxLayout>
-#include <functional>
 #include <map>
+#include <utility>
 
 #include "reports/list_reports.h"
 
@@ -88,10 +88,18 @@ ReportWizardDialog::ReportWizardDialog(const std::filesystem::path& databaseDir,
         m_model.needsFilter = start.shortcut->filtered;
         if (QAbstractButton* kind = m_kinds->button(static_cast<int>(start.shortcut->kind)))
             kind->setChecked(true);
-        if (m_model.Next() && m_model.Next())
-            m_model.Next();
+        // The project's check reads its folders: on the worker, the wizard then starting
+        // again on the page the model reached.
+        OnWorker([this] { return m_model.Next() && m_model.Next() && m_model.Next(); },
+                 [this](bool) {
+                     if (std::exchange(m_rejectWhenDone, false)) {
+                         QWizard::reject();
+                         return;
+                     }
+                     setStartId(IdOf(m_model.Page()));
+                     restart();
+                 });
     }
-    setStartId(IdOf(m_model.Page()));
 }
 
 ReportWizardDialog::~ReportWizardDialog() {
@@ -170,7 +178,7 @@ void ReportWizardDialog::BuildPages() {
     }
     setPage(IdOf(WizardPage::Columns), columns);
 
-    auto* generate = new GeneratePage([this] { return Report().has_value(); });
+    auto* generate = new GeneratePage([this] { return m_written; });
     generate->setTitle(QString::fromUtf8(ReportWizard::Title(WizardPage::Generate).data()));
     generate->setObjectName(QString("wizardPage%1").arg(IdOf(WizardPage::Generate)));
     auto* generateLayout = new QVBoxLayout(generate);
@@ -193,9 +201,8 @@ int ReportWizardDialog::nextId() const {
     if (current == IdOf(WizardPage::Generate))
         return -1;
     // After the model let the user leave the page, it says where to go; before, the buttons
-    // only need to know that a page follows.
-    const int page = IdOf(m_model.Page());
-    return page != current ? page : current + 1;
+    // only need to know that a page follows. The model itself may be on the worker now.
+    return m_nextPage >= 0 ? m_nextPage : current + 1;
 }
 
 void ReportWizardDialog::TakeChoices() {
@@ -248,9 +255,55 @@ void ReportWizardDialog::TakeChoices() {
 
 bool ReportWizardDialog::validateCurrentPage() {
     if (currentId() == IdOf(WizardPage::Generate))
-        return Report().has_value();
+        return m_written;
+    if (std::exchange(m_pageChecked, false))
+        return true;
+    if (Busy())
+        return false;
     TakeChoices();
-    return m_model.Next();
+    // The model checks the page on the worker; on the way to the suites page it reads them
+    // there too.
+    OnWorker(
+        [this] {
+            if (!m_model.Next())
+                return false;
+            if (m_model.Page() == WizardPage::Suites)
+                m_suiteList = m_model.Suites();
+            return true;
+        },
+        [this](bool passed) { PageChecked(passed); });
+    return false;
+}
+
+void ReportWizardDialog::PageChecked(bool passed) {
+    if (std::exchange(m_rejectWhenDone, false)) {
+        QWizard::reject();
+        return;
+    }
+    // The buttons as the page has them again.
+    emit currentPage()->completeChanged();
+    if (!passed)
+        return;
+    m_pageChecked = true;
+    m_nextPage = IdOf(m_model.Page());
+    next();
+}
+
+void ReportWizardDialog::OnWorker(std::function<bool()> work, std::function<void(bool)> done) {
+    for (QWizard::WizardButton which :
+         {QWizard::BackButton, QWizard::NextButton, QWizard::CustomButton1})
+        button(which)->setEnabled(false);
+    // The model belongs to the worker until it posts its end; the window only asks it to stop.
+    m_worker = std::thread([this, work = std::move(work), done = std::move(done)] {
+        const bool ok = work();
+        QMetaObject::invokeMethod(
+            this,
+            [this, ok, done] {
+                m_worker.join();
+                done(ok);
+            },
+            Qt::QueuedConnection);
+    });
 }
 
 void ReportWizardDialog::FillSuites() {
@@ -260,7 +313,7 @@ void ReportWizardDialog::FillSuites() {
     m_suites->clear();
     std::map<std::string, QTreeWidgetItem*> items;
     // Sorted, so a suite comes before its sub-suites.
-    for (const std::string& suite : m_model.Suites()) {
+    for (const std::string& suite : m_suiteList) {
         const std::size_t slash = suite.rfind('/');
         QTreeWidgetItem* parent =
             slash == std::string::npos ? nullptr : items[suite.substr(0, slash)];
@@ -284,36 +337,33 @@ void ReportWizardDialog::initializePage(int id) {
 }
 
 void ReportWizardDialog::PageChanged(int id) {
-    // Back was clicked: the model goes back the same way.
-    while (IdOf(m_model.Page()) > id && id >= 0)
+    m_nextPage = -1;
+    // Back was clicked: the model goes back the same way. While the worker has the model (the
+    // first page shows as a report command's start is checked) it is left alone.
+    while (!Busy() && IdOf(m_model.Page()) > id && id >= 0)
         m_model.Back();
     // The last page's Next generates; it stands where the other pages have theirs.
     const bool last = id == IdOf(WizardPage::Generate);
     setButtonLayout({QWizard::Stretch, QWizard::BackButton,
                      last ? QWizard::CustomButton1 : QWizard::NextButton, QWizard::FinishButton,
                      QWizard::CancelButton});
-    button(QWizard::CustomButton1)->setEnabled(!Report().has_value());
+    button(QWizard::CustomButton1)->setEnabled(!m_written);
 }
 
 void ReportWizardDialog::Generate() {
-    if (Generating() || Report())
+    if (Busy() || m_written)
         return;
     TakeChoices();
     m_model.ReadyToGenerate();
     m_generateText->setText(QString::fromStdString(m_model.GeneratingText()));
-    for (QWizard::WizardButton which : {QWizard::BackButton, QWizard::CustomButton1})
-        button(which)->setEnabled(false);
     m_name->setEnabled(false);
-    // The model belongs to the worker until it posts its end; the window only asks it to stop.
-    m_worker = std::thread([this] {
-        const bool written = m_model.Next();
-        QMetaObject::invokeMethod(
-            this, [this, written] { GenerationDone(written); }, Qt::QueuedConnection);
-    });
+    m_generating = true;
+    OnWorker([this] { return m_model.Next(); }, [this](bool written) { GenerationDone(written); });
 }
 
 void ReportWizardDialog::GenerationDone(bool written) {
-    m_worker.join();
+    m_generating = false;
+    m_written = written;
     m_generateText->setText(QString::fromStdString(m_model.PageText()));
     // Finish is enabled first: the wizard sets every button then, and a written report is not
     // left for the pages before.
@@ -325,9 +375,14 @@ void ReportWizardDialog::GenerationDone(bool written) {
 }
 
 void ReportWizardDialog::reject() {
-    // Cancel during a generation stops it; the page then says it was cancelled.
+    // Cancel during a generation stops it; the page then says it was cancelled. During a page
+    // check, which can't be stopped, the wizard closes when the check ends.
     if (Generating()) {
         m_model.Cancel();
+        return;
+    }
+    if (Busy()) {
+        m_rejectWhenDone = true;
         return;
     }
     QWizard::reject();
