@@ -12,6 +12,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMimeData>
+#include <QPrintPreviewWidget>
 #include <QProcess>
 #include <QRadioButton>
 #include <QSignalSpy>
@@ -320,6 +321,23 @@ private slots:
         for (const std::string& name : document->statuses)
             QVERIFY2(printed.contains(QString::fromLatin1(name.c_str())), name.c_str());
         QVERIFY(printed.contains(QString("%1 - Printed - Page 1 of ").arg(kProject)));
+
+        // The preview lays out the same pages; the window's Print goes to the report's dialog.
+        int previewPages = 0;
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            if (auto* preview = dialog.findChild<QPrintPreviewWidget*>())
+                previewPages = preview->pageCount();
+            dialog.reject();
+        });
+        open->window->Reports().PrintPreview();
+        QVERIFY(previewPages >= 1);
+        QString printDialog;
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            printDialog = dialog.metaObject()->className();
+            dialog.reject();
+        });
+        open->window->RunCommand(ID_FILE_PRINT);
+        QCOMPARE(printDialog, QString("QPrintDialog"));
 
         // Without the footer option, no page numbers.
         open->window->TheShell().Configuration().Settings().printFooter = false;
