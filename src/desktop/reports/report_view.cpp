@@ -32,9 +32,8 @@ QString Latin1(const std::string& text) {
 }
 
 QIcon Swatch(std::uint32_t reportColour) {
-    const std::uint32_t rgb = RgbOf(reportColour);
     QPixmap swatch(12, 12);
-    swatch.fill(QColor::fromRgb((rgb >> 16) & 0xFF, (rgb >> 8) & 0xFF, rgb & 0xFF));
+    swatch.fill(QColor::fromRgb(QRgb{RgbOf(reportColour)}));  // alpha ignored: opaque
     return QIcon(swatch);
 }
 
