@@ -37,12 +37,19 @@ double Total(const Chart& chart) {
     return total;
 }
 
-// The legend at the right of the chart: a swatch and a line of text per series.
-int PaintLegend(QPainter& painter, const Chart& chart, const QRect& area, bool withValues) {
-    const QFontMetrics metrics(painter.font());
+// The legend at the right of the chart: a swatch and a line of text per series, each line in
+// its box; width is the legend's.
+struct Legend {
+    int width = 0;
+    std::vector<QString> lines;
+    std::vector<QRect> boxes;
+};
+
+Legend LayOutLegend(const QFontMetrics& metrics, const Chart& chart, const QRect& area,
+                    bool withValues) {
+    Legend legend;
     const double total = Total(chart);
     int widest = 0;
-    std::vector<QString> lines;
     for (const ChartSeries& series : chart.series) {
         QString line = Text(series.name);
         if (withValues && !series.values.empty()) {
@@ -51,20 +58,42 @@ int PaintLegend(QPainter& painter, const Chart& chart, const QRect& area, bool w
                 line += QString(" (%1 %)").arg(100.0 * series.values[0] / total, 0, 'f', 1);
         }
         widest = std::max(widest, metrics.horizontalAdvance(line));
-        lines.push_back(line);
+        legend.lines.push_back(line);
     }
-    const int width = std::min(widest + 28, area.width() / 2);
-    const int left = area.right() - width;
+    legend.width = std::min(widest + 28, area.width() / 2);
+    const int left = area.right() - legend.width;
     int y = area.top() + 4;
-    for (std::size_t index = 0; index < lines.size(); ++index) {
-        painter.fillRect(QRect(left, y + 3, 12, 12), ColourOf(chart.series[index].colour));
-        painter.setPen(kInk);
-        painter.drawText(QRect(left + 18, y, width - 18, metrics.height() + 4),
-                         Qt::AlignLeft | Qt::AlignVCenter,
-                         metrics.elidedText(lines[index], Qt::ElideRight, width - 18));
+    for (std::size_t index = 0; index < legend.lines.size(); ++index) {
+        legend.boxes.emplace_back(left, y, legend.width, metrics.height() + 4);
         y += metrics.height() + 6;
     }
-    return width;
+    return legend;
+}
+
+int PaintLegend(QPainter& painter, const Chart& chart, const QRect& area, bool withValues) {
+    const QFontMetrics metrics(painter.font());
+    const Legend legend = LayOutLegend(metrics, chart, area, withValues);
+    for (std::size_t index = 0; index < legend.lines.size(); ++index) {
+        const QRect& box = legend.boxes[index];
+        painter.fillRect(QRect(box.left(), box.top() + 3, 12, 12),
+                         ColourOf(chart.series[index].colour));
+        painter.setPen(kInk);
+        painter.drawText(box.adjusted(18, 0, 0, 0), Qt::AlignLeft | Qt::AlignVCenter,
+                         metrics.elidedText(legend.lines[index], Qt::ElideRight, box.width() - 18));
+    }
+    return legend.width;
+}
+
+QFont ChartFont(const QFont& base) {
+    QFont font = base;
+    font.setFamily("DejaVu Sans");
+    font.setPixelSize(13);
+    return font;
+}
+
+// Where the chart's parts go below its title.
+QRect ChartBody(const QRect& area) {
+    return area.adjusted(8, 36, -8, -8);
 }
 
 void PaintPie(QPainter& painter, const Chart& chart, const QRect& area) {
@@ -213,15 +242,18 @@ void PaintLines(QPainter& painter, const Chart& chart, const QRect& area,
 
 }  // namespace
 
+std::vector<QRect> LegendBoxes(const Chart& chart, const QRect& area, const QFont& font) {
+    return LayOutLegend(QFontMetrics(ChartFont(font)), chart, ChartBody(area),
+                        chart.kind != ChartKind::Lines)
+        .boxes;
+}
+
 void PaintChart(QPainter& painter, const Chart& chart, const QRect& area,
                 std::vector<AxisText>* axisTexts) {
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
-    QFont font = painter.font();
-    font.setFamily("DejaVu Sans");
-    font.setPixelSize(13);
+    const QFont font = ChartFont(painter.font());
     painter.setFont(font);
-    const QFontMetrics metrics(font);
     QFont title = font;
     title.setBold(true);
     title.setPixelSize(15);
@@ -230,7 +262,7 @@ void PaintChart(QPainter& painter, const Chart& chart, const QRect& area,
     painter.drawText(QRect(area.left() + 8, area.top() + 6, area.width() - 16, 22),
                      Qt::AlignLeft | Qt::AlignVCenter, Text(chart.title));
     painter.setFont(font);
-    const QRect body = area.adjusted(8, 36, -8, -8);
+    const QRect body = ChartBody(area);
     switch (chart.kind) {
         case ChartKind::Pie:
             PaintPie(painter, chart, body);

@@ -3,6 +3,7 @@
 // columns, progress lines) with QPainter into any paint device, and writes them as GIF files
 // for the web export. Needs Qt Gui only; a run without a display uses the offscreen platform.
 
+#include <QFont>
 #include <QPainter>
 #include <QRect>
 #include <QString>
@@ -23,6 +24,10 @@ struct AxisText {
 // overlapping another.
 void PaintChart(QPainter& painter, const Chart& chart, const QRect& area,
                 std::vector<AxisText>* axisTexts = nullptr);
+
+// The box of each series' line in the legend, as PaintChart lays it out in area when the
+// painter's font is font: where a click on the legend lands.
+std::vector<QRect> LegendBoxes(const Chart& chart, const QRect& area, const QFont& font);
 
 class QtChartPainter : public ChartPainter {
 public:

@@ -93,6 +93,29 @@ TEST(ChartPainter, APieOfOneStatusHasNoSeam) {
     EXPECT_GT(rows, 100);
 }
 
+// The legend's boxes are where its lines are drawn: each box starts with its series' swatch.
+TEST(ChartPainter, LegendBoxesAreWhereTheLegendIsDrawn) {
+    Chart progress{ChartKind::Lines, "Progress", "Tests", {"1-Oct-2026", "2-Oct-2026"}, {}};
+    progress.series = {{"Pass", 0x2e8b57, {1, 2}},
+                       {"Fail", 0xc0392b, {2, 1}},
+                       {"Not yet attempted", 0x8e96a4, {3, 3}}};
+    QImage picture(720, 380, QImage::Format_RGB32);
+    picture.fill(Qt::white);
+    QPainter painter(&picture);
+    PaintChart(painter, progress, picture.rect());
+    const std::vector<QRect> boxes = LegendBoxes(progress, picture.rect(), painter.font());
+    painter.end();
+    ASSERT_EQ(boxes.size(), progress.series.size());
+    for (std::size_t series = 0; series < boxes.size(); ++series) {
+        EXPECT_TRUE(picture.rect().contains(boxes[series]));
+        if (series > 0) {
+            EXPECT_FALSE(boxes[series].intersects(boxes[series - 1]));
+        }
+        const QPoint swatch = boxes[series].topLeft() + QPoint(6, 9);
+        EXPECT_EQ(picture.pixel(swatch) & 0xFFFFFF, progress.series[series].colour) << series;
+    }
+}
+
 }  // namespace
 }  // namespace vantorel
 

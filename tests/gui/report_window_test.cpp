@@ -27,6 +27,7 @@
 #include <mutex>
 #include <thread>
 
+#include "charts/chart_painter.h"
 #include "desktop/reports/report_printing.h"
 #include "desktop/reports/report_wizard_dialog.h"
 #include "gui_test.h"
@@ -195,6 +196,17 @@ private slots:
         QCOMPARE(periodTable->rowCount(),
                  static_cast<int>(window.Reports().Charts().front()->TheChart().labels.size()));
         QVERIFY(periodTable->rowCount() > 0);
+        // A click on a status in the legend switches its line off, a second one on again.
+        ChartView& lines = *window.Reports().Charts().front();
+        const QRect legend = LegendBoxes(lines.TheChart(), lines.rect(), lines.font()).front();
+        QTest::mouseClick(&lines, Qt::LeftButton, {}, legend.center());
+        QVERIFY(!lines.SeriesShown(0));
+        QVERIFY(lines.ShownChart().series[0].values.empty());
+        QCOMPARE(lines.ShownChart().series[1].values, lines.TheChart().series[1].values);
+        QTest::mouseClick(&lines, Qt::LeftButton, {}, legend.center());
+        QVERIFY(lines.SeriesShown(0));
+        QTest::mouseClick(&lines, Qt::LeftButton, {}, QPoint(4, 4));  // off the legend
+        QVERIFY(lines.SeriesShown(0));
 
         fs::path list;
         MakeWithWizard(window, ReportKind::List, "All cases", list);

@@ -7,8 +7,10 @@
 #include <QFile>
 #include <QImage>
 #include <QMenu>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QSvgGenerator>
+#include <QToolTip>
 
 #include "charts/chart_painter.h"
 
@@ -65,7 +67,15 @@ bool WriteChartFile(const Chart& chart, const QString& file, QSize size) {
     return out.write(bytes) == bytes.size() && out.flush();
 }
 
-ChartView::ChartView(Chart chart, QWidget* parent) : QWidget(parent), m_chart(std::move(chart)) {
+namespace {
+
+// The legend swatch of a series switched off.
+constexpr std::uint32_t kSwitchedOff = 0xC8C8C8;
+
+}  // namespace
+
+ChartView::ChartView(Chart chart, QWidget* parent)
+    : QWidget(parent), m_chart(std::move(chart)), m_hidden(m_chart.series.size(), false) {
     setObjectName("chartView");
     setAttribute(Qt::WA_OpaquePaintEvent);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
@@ -75,17 +85,72 @@ QSize ChartView::FileSize() const {
     return isVisible() && width() >= kChartFileSize.width() / 2 ? size() : kChartFileSize;
 }
 
+Chart ChartView::ShownChart() const {
+    Chart shown = m_chart;
+    for (std::size_t series = 0; series < shown.series.size(); ++series)
+        if (m_hidden[series]) {
+            shown.series[series].values.clear();
+            shown.series[series].colour = kSwitchedOff;
+        }
+    return shown;
+}
+
+void ChartView::ToggleSeries(std::size_t series) {
+    if (m_chart.kind != ChartKind::Lines || series >= m_hidden.size())
+        return;
+    m_hidden[series] = !m_hidden[series];
+    update();
+}
+
+bool ChartView::SeriesShown(std::size_t series) const {
+    return series < m_hidden.size() && !m_hidden[series];
+}
+
+std::optional<std::size_t> ChartView::LegendSeriesAt(const QPoint& point) const {
+    if (m_chart.kind != ChartKind::Lines)
+        return std::nullopt;
+    const std::vector<QRect> boxes = LegendBoxes(m_chart, rect(), font());
+    for (std::size_t series = 0; series < boxes.size(); ++series)
+        if (boxes[series].contains(point))
+            return series;
+    return std::nullopt;
+}
+
+void ChartView::mousePressEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton)
+        if (const std::optional<std::size_t> series = LegendSeriesAt(event->pos())) {
+            ToggleSeries(*series);
+            return;
+        }
+    QWidget::mousePressEvent(event);
+}
+
+bool ChartView::event(QEvent* event) {
+    if (event->type() == QEvent::ToolTip) {
+        auto* help = static_cast<QHelpEvent*>(event);
+        if (const std::optional<std::size_t> series = LegendSeriesAt(help->pos()))
+            QToolTip::showText(
+                help->globalPos(),
+                m_hidden[*series] ? "Click to show this status" : "Click to hide this status",
+                this);
+        else
+            QToolTip::hideText();
+        return true;
+    }
+    return QWidget::event(event);
+}
+
 void ChartView::paintEvent(QPaintEvent*) {
     // Drawn at the widget's logical size; the painter maps it onto the device's pixels, so a
     // high-DPI screen gets every line and letter at its own resolution.
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.fillRect(rect(), Qt::white);
-    PaintChart(painter, m_chart, rect());
+    PaintChart(painter, ShownChart(), rect());
 }
 
 void ChartView::CopyToClipboard() const {
-    QApplication::clipboard()->setMimeData(ChartMimeData(m_chart, FileSize()).release());
+    QApplication::clipboard()->setMimeData(ChartMimeData(ShownChart(), FileSize()).release());
 }
 
 void ChartView::contextMenuEvent(QContextMenuEvent* event) {

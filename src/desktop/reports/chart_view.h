@@ -1,12 +1,15 @@
 #pragma once
 // A chart of a report in the window: drawn by the one chart renderer at the widget's size, so
 // it is sharp at any scale and on high-DPI screens. Its context menu copies it (PNG and SVG)
-// or saves it as either.
+// or saves it as either. A line chart's series are switched off and on by a click on their
+// line of the legend; an off series keeps its line there, greyed.
 
 #include <QByteArray>
 #include <QMimeData>
 #include <QWidget>
 #include <memory>
+#include <optional>
+#include <vector>
 
 #include "render/charts.h"
 
@@ -29,6 +32,11 @@ public:
     explicit ChartView(Chart chart, QWidget* parent = nullptr);
 
     const Chart& TheChart() const { return m_chart; }
+    // The chart as shown, without the series switched off; copies and files show this.
+    Chart ShownChart() const;
+    // Switches a line chart's series off or on.
+    void ToggleSeries(std::size_t series);
+    bool SeriesShown(std::size_t series) const;
     // The size copies and saved files get.
     QSize FileSize() const;
     void CopyToClipboard() const;
@@ -43,9 +51,16 @@ signals:
 protected:
     void paintEvent(QPaintEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    bool event(QEvent* event) override;
 
 private:
+    // The series whose legend line is at point; none off the legend or for a chart whose
+    // series don't switch.
+    std::optional<std::size_t> LegendSeriesAt(const QPoint& point) const;
+
     Chart m_chart;
+    std::vector<bool> m_hidden;
 };
 
 }  // namespace vantorel

@@ -394,7 +394,7 @@ void ReportView::SaveChartAs(ChartView* chart) {
 }
 
 bool ReportView::SaveChartTo(const ChartView& chart, const QString& file) {
-    if (WriteChartFile(chart.TheChart(), file, chart.FileSize()))
+    if (WriteChartFile(chart.ShownChart(), file, chart.FileSize()))
         return true;
     m_port.tell(ChartNotSaved(file.toStdString()));
     return false;
