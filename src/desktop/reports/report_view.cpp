@@ -202,9 +202,19 @@ QWidget* ReportView::StatusContent() {
         figures->setItem(row, 0, new QTableWidgetItem(Latin1(figure.caption)));
         figures->setItem(row, 1, Figure(QString::fromStdString(figure.value)));
     }
+    // The short tables stand whole beside their charts; the sheet scrolls, not they.
     for (QTableWidget* table : {statuses, figures}) {
         table->resizeColumnsToContents();
-        table->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Preferred);
+        table->resizeRowsToContents();
+        table->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        table->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        int height = table->horizontalHeader()->height() + 2 * table->frameWidth();
+        for (int row = 0; row < table->rowCount(); ++row)
+            height += table->rowHeight(row);
+        int width = 2 * table->frameWidth();
+        for (int column = 0; column < table->columnCount(); ++column)
+            width += table->columnWidth(column);
+        table->setFixedSize(width, height);
     }
     grid->addWidget(pie, 0, 0);
     grid->addWidget(statuses, 0, 1, Qt::AlignTop);
@@ -214,7 +224,8 @@ QWidget* ReportView::StatusContent() {
     auto* scroll = new QScrollArea;
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
-    sheet->setMinimumHeight(2 * 300);
+    grid->setRowMinimumHeight(0, std::max(300, statuses->height()));
+    grid->setRowMinimumHeight(1, std::max(300, figures->height()));
     scroll->setWidget(sheet);
     return scroll;
 }
