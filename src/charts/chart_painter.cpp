@@ -188,7 +188,7 @@ void PaintColumns(QPainter& painter, const Chart& chart, const QRect& area,
 }
 
 void PaintLines(QPainter& painter, const Chart& chart, const QRect& area,
-                std::vector<AxisText>* axisTexts) {
+                std::vector<AxisText>* axisTexts, ChartPoints* chartPoints) {
     const int legend = PaintLegend(painter, chart, area, false);
     double largest = 0;
     for (const ChartSeries& series : chart.series)
@@ -215,6 +215,11 @@ void PaintLines(QPainter& painter, const Chart& chart, const QRect& area,
                    ? inner.center().x()
                    : left + span * static_cast<double>(point) / static_cast<double>(points - 1);
     };
+    if (chartPoints) {
+        chartPoints->plot = inner;
+        for (std::size_t point = 0; point < points; ++point)
+            chartPoints->xs.push_back(xOf(point));
+    }
     const std::size_t every = LabelStride(points, span, widest, 12);
     painter.setPen(kMuted);
     for (std::size_t point = 0; point < points; point += every) {
@@ -249,7 +254,7 @@ std::vector<QRect> LegendBoxes(const Chart& chart, const QRect& area, const QFon
 }
 
 void PaintChart(QPainter& painter, const Chart& chart, const QRect& area,
-                std::vector<AxisText>* axisTexts) {
+                std::vector<AxisText>* axisTexts, ChartPoints* points) {
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     const QFont font = ChartFont(painter.font());
@@ -271,7 +276,7 @@ void PaintChart(QPainter& painter, const Chart& chart, const QRect& area,
             PaintColumns(painter, chart, body, axisTexts);
             break;
         case ChartKind::Lines:
-            PaintLines(painter, chart, body, axisTexts);
+            PaintLines(painter, chart, body, axisTexts, points);
             break;
     }
     painter.restore();

@@ -19,11 +19,18 @@ struct AxisText {
     QString text;
 };
 
+// Where a line chart's points were drawn: the plot and the x of each label's points.
+struct ChartPoints {
+    QRect plot;
+    std::vector<double> xs;
+};
+
 // Draws chart into area of painter's device. The texts along the axes (tick values, dates) go
 // to axisTexts too when it is given, so that tests can hold their layout: none cut, none
-// overlapping another.
+// overlapping another. A line chart's points go to points when it is given, so that a view
+// can tell which the pointer is over.
 void PaintChart(QPainter& painter, const Chart& chart, const QRect& area,
-                std::vector<AxisText>* axisTexts = nullptr);
+                std::vector<AxisText>* axisTexts = nullptr, ChartPoints* points = nullptr);
 
 // The box of each series' line in the legend, as PaintChart lays it out in area when the
 // painter's font is font: where a click on the legend lands.

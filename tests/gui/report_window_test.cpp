@@ -207,6 +207,18 @@ private slots:
         QVERIFY(lines.SeriesShown(0));
         QTest::mouseClick(&lines, Qt::LeftButton, {}, QPoint(4, 4));  // off the legend
         QVERIFY(lines.SeriesShown(0));
+        // Over the plot, the tooltip gives the period's date and the counts of its statuses.
+        lines.repaint();
+        const ChartPoints& points = lines.Points();
+        QCOMPARE(points.xs.size(), lines.TheChart().labels.size());
+        const QString tip = lines.PointText(
+            QPoint(static_cast<int>(std::lround(points.xs.back())), points.plot.center().y()));
+        const std::size_t at = points.xs.size() - 1;
+        QVERIFY(tip.startsWith(QString::fromStdString(lines.TheChart().labels.back())));
+        QVERIFY(tip.contains(QString("\n%1: %2")
+                                 .arg(QString::fromStdString(periods->statuses[0]))
+                                 .arg(periods->series[0][at])));
+        QVERIFY(lines.PointText(QPoint(2, 2)).isEmpty());
 
         fs::path list;
         MakeWithWizard(window, ReportKind::List, "All cases", list);

@@ -11,8 +11,7 @@
 #include <QPainter>
 #include <QSvgGenerator>
 #include <QToolTip>
-
-#include "charts/chart_painter.h"
+#include <cmath>
 
 namespace vantorel {
 
@@ -133,6 +132,8 @@ bool ChartView::event(QEvent* event) {
                 help->globalPos(),
                 m_hidden[*series] ? "Click to show this status" : "Click to hide this status",
                 this);
+        else if (const QString text = PointText(help->pos()); !text.isEmpty())
+            QToolTip::showText(help->globalPos(), text, this);
         else
             QToolTip::hideText();
         return true;
@@ -146,7 +147,34 @@ void ChartView::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.fillRect(rect(), Qt::white);
-    PaintChart(painter, ShownChart(), rect());
+    m_points = {};
+    PaintChart(painter, ShownChart(), rect(), nullptr, &m_points);
+}
+
+std::optional<std::size_t> ChartView::LabelAt(const QPoint& point) const {
+    if (m_points.xs.empty() || !m_points.plot.adjusted(-8, -8, 8, 8).contains(point))
+        return std::nullopt;
+    std::size_t nearest = 0;
+    for (std::size_t label = 1; label < m_points.xs.size(); ++label)
+        if (std::abs(m_points.xs[label] - point.x()) < std::abs(m_points.xs[nearest] - point.x()))
+            nearest = label;
+    return nearest;
+}
+
+QString ChartView::PointText(const QPoint& point) const {
+    const std::optional<std::size_t> label = LabelAt(point);
+    if (!label || *label >= m_chart.labels.size())
+        return {};
+    QString text = QString::fromLatin1(m_chart.labels[*label].c_str());
+    for (std::size_t series = 0; series < m_chart.series.size(); ++series) {
+        const ChartSeries& shown = m_chart.series[series];
+        if (m_hidden[series] || *label >= shown.values.size())
+            continue;
+        text += QString("\n%1: %2")
+                    .arg(QString::fromLatin1(shown.name.c_str()))
+                    .arg(shown.values[*label], 0, 'f', 0);
+    }
+    return text;
 }
 
 void ChartView::CopyToClipboard() const {

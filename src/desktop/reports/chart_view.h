@@ -2,7 +2,8 @@
 // A chart of a report in the window: drawn by the one chart renderer at the widget's size, so
 // it is sharp at any scale and on high-DPI screens. Its context menu copies it (PNG and SVG)
 // or saves it as either. A line chart's series are switched off and on by a click on their
-// line of the legend; an off series keeps its line there, greyed.
+// line of the legend (an off series keeps its line there, greyed), and a tooltip over its plot
+// gives the date and the counts there.
 
 #include <QByteArray>
 #include <QMimeData>
@@ -11,6 +12,7 @@
 #include <optional>
 #include <vector>
 
+#include "charts/chart_painter.h"
 #include "render/charts.h"
 
 namespace vantorel {
@@ -37,6 +39,11 @@ public:
     // Switches a line chart's series off or on.
     void ToggleSeries(std::size_t series);
     bool SeriesShown(std::size_t series) const;
+    // What the tooltip over a line chart's plot says at point: the period's date and each
+    // shown status's count; empty elsewhere.
+    QString PointText(const QPoint& point) const;
+    // Where the last paint put a line chart's points.
+    const ChartPoints& Points() const { return m_points; }
     // The size copies and saved files get.
     QSize FileSize() const;
     void CopyToClipboard() const;
@@ -58,9 +65,12 @@ private:
     // The series whose legend line is at point; none off the legend or for a chart whose
     // series don't switch.
     std::optional<std::size_t> LegendSeriesAt(const QPoint& point) const;
+    // A line chart's label (a period's date) nearest point inside the plot.
+    std::optional<std::size_t> LabelAt(const QPoint& point) const;
 
     Chart m_chart;
     std::vector<bool> m_hidden;
+    ChartPoints m_points;
 };
 
 }  // namespace vantorel
