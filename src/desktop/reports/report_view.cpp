@@ -4,7 +4,6 @@
 #include <QGridLayout>
 #include <QHeaderView>
 #include <QLineEdit>
-#include <QPainter>
 #include <QPrintDialog>
 #include <QPrintPreviewDialog>
 #include <QPrinter>
