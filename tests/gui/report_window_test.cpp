@@ -322,6 +322,24 @@ private slots:
         QCOMPARE(wizard->Report()->parent_path(), reports / "Test Case Reports");
     }
 
+    void AProjectRemovedMeanwhileGivesNoReport() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        ReportWizardDialog* wizard = OpenWizard(*open->window, ID_REPORT_FIRST);
+        QVERIFY(wizard);
+        QVERIFY(Next(*wizard));
+        QVERIFY(Next(*wizard));
+        QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Generate));
+        fs::remove_all(open->database / "Projects" / kProject);
+        QVERIFY(!GenerateOnLastPage(*wizard));
+        // Its report folder is gone with it: the user is told so, and nothing is made again.
+        QCOMPARE(open->port.notices.back().caption, std::string("Invalid Directory Name"));
+        QCOMPARE(wizard->findChild<QLabel*>("wizardGenerateText")->text(),
+                 QString("Error! Report has not been created."));
+        QVERIFY(!wizard->button(QWizard::FinishButton)->isEnabled());
+        QVERIFY(!fs::exists(open->database / "Projects" / kProject));
+    }
+
     void PrintingToPdfHoldsTheProjectAndTheStatuses() {
         QTemporaryDir root;
         auto open = gui_test::OpenSampleWindow(root.path().toStdString());
