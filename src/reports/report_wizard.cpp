@@ -187,6 +187,16 @@ void ReportWizard::Back() {
 
 void ReportWizard::Generate() {
     m_pageText = GeneratingText();
+    // The project was chosen pages ago; another user may have renamed or removed it since.
+    std::error_code error;
+    if (!std::filesystem::is_directory(ProjectFolder(), error)) {
+        m_context.port.tell({"The project \"" + project +
+                                 "\" is no longer in the database: it was renamed or removed "
+                                 "since it was chosen. Go back and choose the project again.",
+                             "Project not found", Icon::Warning});
+        m_pageText = "Error! Report has not been created.";
+        return;
+    }
     ReportRequest request;
     request.projectFolder = ProjectFolder();
     request.name = name;

@@ -332,8 +332,8 @@ private slots:
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Generate));
         fs::remove_all(open->database / "Projects" / kProject);
         QVERIFY(!GenerateOnLastPage(*wizard));
-        // Its report folder is gone with it: the user is told so, and nothing is made again.
-        QCOMPARE(open->port.notices.back().caption, std::string("Invalid Directory Name"));
+        // The user is told, and nothing is made again in its place.
+        QCOMPARE(open->port.notices.back().caption, std::string("Project not found"));
         QCOMPARE(wizard->findChild<QLabel*>("wizardGenerateText")->text(),
                  QString("Error! Report has not been created."));
         QVERIFY(!wizard->button(QWizard::FinishButton)->isEnabled());

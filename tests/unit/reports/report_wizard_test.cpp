@@ -78,6 +78,17 @@ TEST_F(ReportWizardTest, TellsWhenGenerationFails) {
     EXPECT_EQ(LastCaption(), "Invalid Directory Name");
     wizard.Back();  // the status report has no columns page
     EXPECT_EQ(wizard.Page(), WizardPage::Suites);
+
+    // A project renamed while the wizard was open is not looked for any more.
+    std::filesystem::rename(project, project.parent_path() / "Beta");
+    ASSERT_TRUE(wizard.Next());
+    EXPECT_FALSE(wizard.Next());
+    EXPECT_EQ(port.notices.back(),
+              (Notice{"The project \"Alpha\" is no longer in the database: it was renamed or "
+                      "removed since it was chosen. Go back and choose the project again.",
+                      "Project not found", Icon::Warning}));
+    EXPECT_EQ(wizard.PageText(), "Error! Report has not been created.");
+    EXPECT_FALSE(std::filesystem::exists(project));
 }
 
 // The user who clicks Cancel while the wizard generates.
