@@ -59,7 +59,7 @@ bool AllChecked(const QTreeWidgetItem* item) {
 
 ReportWizardDialog::ReportWizardDialog(const std::filesystem::path& databaseDir,
                                        ReportContext context, const Start& start, QWidget* parent)
-    : QWizard(parent), m_model(databaseDir, std::move(context)) {
+    : QWizard(parent), m_port(context.port), m_model(databaseDir, std::move(context)) {
     setObjectName("reportWizard");
     setWindowTitle("Report Wizard");
     setOption(QWizard::NoBackButtonOnStartPage);
@@ -105,7 +105,9 @@ ReportWizardDialog::ReportWizardDialog(const std::filesystem::path& databaseDir,
 ReportWizardDialog::~ReportWizardDialog() {
     if (m_worker.joinable()) {
         m_model.Cancel();
+        m_port.setWorkersReleased(true);
         m_worker.join();
+        m_port.setWorkersReleased(false);
     }
 }
 

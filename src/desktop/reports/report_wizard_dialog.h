@@ -72,6 +72,7 @@ private:
     // The current page's check passed on the worker: the wizard moves on.
     void PageChecked(bool passed);
 
+    UserPort& m_port;  // released while the window waits for the worker
     ReportWizard m_model;
     std::thread m_worker;
     bool m_generating = false;
