@@ -136,6 +136,8 @@ int main(int argc, char** argv) {
     vantorel::QtPort port;
     vantorel::MainWindow window(port, vantorel::FindShellFolders());
     port.SetWindow(&window);
+    QObject::connect(&port, &vantorel::QtPort::progressReported, &window,
+                     &vantorel::MainWindow::ShowReportedProgress);
     window.TheShell().Start({}, true);
     window.setGeometry(0, 0, 1280, 800);
     window.show();

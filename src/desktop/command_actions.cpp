@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+#include "desktop/dialogs/item_dialogs.h"
+
 namespace vantorel {
 namespace {
 
@@ -58,17 +60,11 @@ bool CommandActions::Available(Operation operation) {
         case Operation::Options:
         case Operation::DisplayStyle:
         case Operation::About:
-        case Operation::NewTestCase:
-        case Operation::NewTestSuite:
-        case Operation::NewProject:
-        case Operation::NewTester:
-        case Operation::NewTestResource:
-        case Operation::NewTestConfiguration:
         case Operation::ReportWizard:
         case Operation::Report:
             return true;
         default:
-            return false;
+            return ItemDialogs::Handles(operation);
     }
 }
 

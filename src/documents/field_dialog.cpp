@@ -70,17 +70,12 @@ bool IsDurationField(const FieldDescriptor& row) {
     return row.tag == "<test_duration>" || row.tag == "<actual_duration>";
 }
 
-std::vector<std::string> FieldChoices(std::string_view tag, const CustomCfg& custom,
-                                      const std::filesystem::path& databaseDir) {
+std::vector<std::string> CustomChoices(std::string_view tag, const CustomCfg& custom) {
     const CustomTables& tables = custom.Tables();
     if (tag == "<test_type>")
         return tables.types;
     if (tag == "<test_phase>")
         return tables.phases;
-    if (tag == "<version_tested>")
-        return tables.versions;
-    if (tag == "<build_tested>")
-        return tables.builds;
     if (tag == "<priority>")
         return {std::begin(kPriorities), std::end(kPriorities)};
     if (tag == "<test_status>") {
@@ -89,6 +84,15 @@ std::vector<std::string> FieldChoices(std::string_view tag, const CustomCfg& cus
             statuses.push_back(status.text);
         return statuses;
     }
+    return {};
+}
+
+std::vector<std::string> FieldChoices(std::string_view tag, const CustomCfg& custom,
+                                      const std::filesystem::path& databaseDir) {
+    if (tag == "<version_tested>")
+        return custom.Tables().versions;
+    if (tag == "<build_tested>")
+        return custom.Tables().builds;
     if (tag == "<testers>") {
         std::vector<std::string> names;
         for (const TesterEntry& tester : ListTesters(databaseDir))
@@ -99,7 +103,7 @@ std::vector<std::string> FieldChoices(std::string_view tag, const CustomCfg& cus
         return ItemIdsIn(databaseDir / "Test Configurations");
     if (tag == "<test_resources>")
         return ItemIdsIn(databaseDir / "Resources");
-    return {};
+    return CustomChoices(tag, custom);
 }
 
 bool ChoiceIsTyped(std::string_view tag) {

@@ -31,6 +31,10 @@ bool MomentMayBeUnset(const FieldDescriptor& row);
 // The expected and actual durations: an hours box and a minutes box, not a line of text.
 bool IsDurationField(const FieldDescriptor& row);
 
+// The entries the customisation itself gives a field: its types, phases and statuses, and the
+// five priorities; empty for any other field.
+std::vector<std::string> CustomChoices(std::string_view tag, const CustomCfg& custom);
+
 // The entries a field's drop-down offers, in the database's order: the customisation's types,
 // phases, statuses, versions and builds, the five priorities, the database's testers (by name,
 // else ID), configurations and resources. Empty for a field typed freely.

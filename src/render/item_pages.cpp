@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "documents/custom_cfg.h"
+#include "documents/field_dialog.h"
 #include "documents/field_tables.h"
 #include "documents/history.h"
 #include "documents/test_group.h"
@@ -35,24 +36,6 @@ bool IsLinkField(std::string_view tag) {
 
 bool IsDurationField(std::string_view tag) {
     return tag == "<test_duration>" || tag == "<actual_duration>";
-}
-
-// The entries a drop-down of the field offers.
-std::vector<std::string> ListEntries(std::string_view tag, const CustomCfg& custom) {
-    const CustomTables& tables = custom.Tables();
-    if (tag == "<test_type>")
-        return tables.types;
-    if (tag == "<test_phase>")
-        return tables.phases;
-    if (tag == "<priority>")
-        return {std::begin(kPriorities), std::end(kPriorities)};
-    if (tag == "<test_status>") {
-        std::vector<std::string> statuses;
-        for (const StatusEntry& status : tables.statuses)
-            statuses.push_back(status.text);
-        return statuses;
-    }
-    return {};
 }
 
 std::string DateEdit(std::string_view stem, std::string_view stored) {
@@ -204,7 +187,7 @@ std::string ItemCore::Edit(const FieldDescriptor& row, const std::string& stored
                    HtmlEscaped(DisplayValue(row.type, stored)) + "</textarea>";
         case FT_LIST_TEXT: {
             std::string html = "<select " + named + "class =\"" + stem + "\">";
-            for (const std::string& entry : ListEntries(row.tag, m_custom))
+            for (const std::string& entry : CustomChoices(row.tag, m_custom))
                 html +=
                     (strcasecmp(entry.c_str(), Unescaped(stored).c_str()) == 0 ? "<option selected>"
                                                                                : "<option>") +

@@ -368,33 +368,36 @@ std::optional<Utf8Character> Utf8CharacterAt(std::string_view text, std::size_t 
     return Utf8Character{code, length};
 }
 
+// Hands each character of a name from the file system to take: UTF-8, or, for a byte that
+// begins no UTF-8 character, ISO-8859-1 as old shares hold.
+template <typename Take>
+void ForEachNameCharacter(std::string_view utf8, Take take) {
+    for (std::size_t at = 0; at < utf8.size();) {
+        const std::optional<Utf8Character> character = Utf8CharacterAt(utf8, at);
+        take(character ? character->code : static_cast<unsigned char>(utf8[at]));
+        at += character ? character->length : 1;
+    }
+}
+
 }  // namespace
 
 std::string NameHtml(std::string_view utf8) {
     std::string out;
     out.reserve(utf8.size());
-    for (std::size_t at = 0; at < utf8.size();) {
-        const std::optional<Utf8Character> character = Utf8CharacterAt(utf8, at);
-        // A byte that begins no UTF-8 character is an ISO-8859-1 one, as old shares hold.
-        const char32_t code = character ? character->code : static_cast<unsigned char>(utf8[at]);
-        at += character ? character->length : 1;
+    ForEachNameCharacter(utf8, [&out](char32_t code) {
         if (code < 0x80)
             out += HtmlEscaped(std::string(1, static_cast<char>(code)));
         else
             out += "&#" + std::to_string(static_cast<std::uint32_t>(code)) + ";";
-    }
+    });
     return out;
 }
 
 std::string Latin1FromName(std::string_view utf8) {
     std::string out;
     out.reserve(utf8.size());
-    for (std::size_t at = 0; at < utf8.size();) {
-        const std::optional<Utf8Character> character = Utf8CharacterAt(utf8, at);
-        const char32_t code = character ? character->code : static_cast<unsigned char>(utf8[at]);
-        at += character ? character->length : 1;
-        out += code <= 0xFF ? static_cast<char>(code) : '?';
-    }
+    ForEachNameCharacter(
+        utf8, [&out](char32_t code) { out += code <= 0xFF ? static_cast<char>(code) : '?'; });
     return out;
 }
 

@@ -24,13 +24,14 @@ public:
     // Registers the dialog of every kind that has one with the window's editor registry.
     ItemDialogs(MainWindow& window, UserPort& port);
 
+    // The New commands whose dialog exists.
+    static bool Handles(Operation operation);
     // Runs a New command whose dialog exists; false for any other operation.
     bool Run(Operation operation);
     // The clock the models stamp what they save with; tests fix it.
     void SetClock(std::function<LocalMoment()> now) { m_now = std::move(now); }
 
 private:
-    static bool Handles(Operation operation);
     void Edit(QWidget* parent, const TreeNode& node);
     void New(Operation operation);
     // Shows the dialog over editor, when the model could open; then shows what it saved.
