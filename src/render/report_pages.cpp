@@ -49,7 +49,7 @@ std::string StatusBody(const StatusReportData& report, const CustomCfg& custom,
         "class=\"ListHeading Figure\">Tests</td><td class=\"ListHeading Figure\">Share</td>"
         "</tr>\n";
     std::size_t row = 0;
-    for (const StatusRow& status : StatusRows(report)) {
+    for (const ReportStatusRow& status : StatusRows(report)) {
         const std::string rowClass = row++ % 2 == 0 ? "List" : "ListAlt";
         html += "<tr class=" + rowClass + "><td class=" + rowClass + ">" + Swatch(status.colour) +
                 HtmlEscaped(status.status) + "</td><td class=\"" + rowClass + " Figure\">" +
@@ -164,8 +164,8 @@ void WriteDetailsBody(ReportRowReader& reader, const CustomCfg& custom, const Pa
 
 }  // namespace
 
-std::vector<StatusRow> StatusRows(const StatusReportData& report) {
-    std::vector<StatusRow> rows;
+std::vector<ReportStatusRow> StatusRows(const StatusReportData& report) {
+    std::vector<ReportStatusRow> rows;
     for (std::size_t status = 0; status < report.statuses.size(); ++status) {
         const std::int64_t count = status < report.counts.size() ? report.counts[status] : 0;
         char share[32];

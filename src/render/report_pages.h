@@ -35,13 +35,13 @@ struct ReportPage {
 // A status report as its page and the report window show it: one row per status with its
 // report colour (0x00BBGGRR), count and share of the tests ("12.5 %"), and the time figures
 // captioned from the report slots.
-struct StatusRow {
+struct ReportStatusRow {
     std::string status;
     std::uint32_t colour = 0;
     std::int64_t count = 0;
     std::string share;
 };
-std::vector<StatusRow> StatusRows(const StatusReportData& report);
+std::vector<ReportStatusRow> StatusRows(const StatusReportData& report);
 struct FigureRow {
     std::string caption;
     std::string value;  // "HHH:MM", or a per cent

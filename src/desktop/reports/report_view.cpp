@@ -181,11 +181,11 @@ QWidget* ReportView::StatusContent() {
     auto* grid = new QGridLayout(sheet);
     ChartView* pie = AddChart(StatusPieChart(*report));
     pie->setObjectName("statusChart");
-    const std::vector<StatusRow> rows = StatusRows(*report);
+    const std::vector<ReportStatusRow> rows = StatusRows(*report);
     QTableWidget* statuses =
         NewTable("statusTable", {"Status", "Tests", "Share"}, static_cast<int>(rows.size()));
     for (int row = 0; row < static_cast<int>(rows.size()); ++row) {
-        const StatusRow& status = rows[static_cast<std::size_t>(row)];
+        const ReportStatusRow& status = rows[static_cast<std::size_t>(row)];
         statuses->setItem(row, 0,
                           new QTableWidgetItem(Swatch(status.colour), Latin1(status.status)));
         statuses->setItem(row, 1, Figure(QString::number(status.count)));

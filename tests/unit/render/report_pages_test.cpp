@@ -21,7 +21,7 @@ TEST_F(ReportPagesTest, StatusRowsAndFiguresAreThoseOfTheReportPage) {
     const std::optional<StatusReportData> data = ReadShownStatusReport(report, custom);
     ASSERT_TRUE(data);
 
-    const std::vector<StatusRow> rows = StatusRows(*data);
+    const std::vector<ReportStatusRow> rows = StatusRows(*data);
     ASSERT_EQ(rows.size(), data->statuses.size());
     std::int64_t total = 0;
     for (std::size_t row = 0; row < rows.size(); ++row) {
@@ -30,7 +30,7 @@ TEST_F(ReportPagesTest, StatusRowsAndFiguresAreThoseOfTheReportPage) {
         total += rows[row].count;
     }
     EXPECT_EQ(total, 3);
-    const auto pass = std::ranges::find(rows, std::string("Pass"), &StatusRow::status);
+    const auto pass = std::ranges::find(rows, std::string("Pass"), &ReportStatusRow::status);
     ASSERT_NE(pass, rows.end());
     EXPECT_EQ(pass->count, 2);
     EXPECT_EQ(pass->share, "66.7 %");
@@ -43,7 +43,7 @@ TEST_F(ReportPagesTest, StatusRowsAndFiguresAreThoseOfTheReportPage) {
 
     const std::optional<ReportPage> page = RenderReportPage(report, custom, "r");
     ASSERT_TRUE(page);
-    for (const StatusRow& row : rows)
+    for (const ReportStatusRow& row : rows)
         EXPECT_NE(page->body.find(">" + row.share + "<"), std::string::npos) << row.status;
     for (const FigureRow& figure : figures)
         EXPECT_NE(page->body.find(figure.caption), std::string::npos);
