@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "documents/field_tables.h"
+#include "reports/list_reports.h"
 #include "storage/atomic_save.h"
 #include "storage/file_reading.h"
 #include "storage/item_listing.h"
@@ -52,6 +53,42 @@ std::optional<char> EntityCharacter(std::string_view entity) {
     }
     return code <= 0xFF ? static_cast<char>(code) : '?';
 }
+
+std::optional<std::size_t> Refuse(UserPort& port, const std::string& text) {
+    port.tell({text, std::string(kCsvExportCaption), Icon::Warning});
+    return std::nullopt;
+}
+
+// The file being written: rows come in ISO-8859-1 and go out in the file's encoding, after
+// the byte-order mark for UTF-8.
+class CsvOutput {
+public:
+    CsvOutput(const fs::path& target, CsvEncoding encoding)
+        : m_save(target), m_utf8(encoding == CsvEncoding::Utf8WithBom) {
+        if (m_utf8)
+            m_save.Write(kUtf8ByteOrderMark);
+    }
+    void Row(const std::vector<std::string>& fields) {
+        const std::string row = CsvRow(fields);
+        m_save.Write(m_utf8 ? Latin1ToUtf8(row) : row);
+    }
+    // Tells a stop or a failed write; true when the file is in place.
+    bool Finish(const std::stop_token& stop, UserPort& port) {
+        if (stop.stop_requested()) {
+            Refuse(port, "The export to CSV was cancelled, nothing has been exported");
+            return false;
+        }
+        if (const IoResult saved = m_save.Commit(); !saved.ok()) {
+            Refuse(port, "The CSV file could not be written: " + saved.message);
+            return false;
+        }
+        return true;
+    }
+
+private:
+    PiecewiseSave m_save;
+    bool m_utf8;
+};
 
 std::string Caption(const FieldDescriptor& field) {
     return std::string(field.longHeading.empty() ? field.shortHeading : field.longHeading);
@@ -181,40 +218,32 @@ std::string CsvValue(FieldType type, std::string_view stored, CsvRichText richTe
 }
 
 std::optional<std::size_t> ExportTestCasesCsv(const CsvExportRequest& request, UserPort& port) {
-    auto refuse = [&port](const std::string& text) -> std::optional<std::size_t> {
-        port.tell({text, std::string(kCsvExportCaption), Icon::Warning});
-        return std::nullopt;
-    };
     std::error_code error;
     if (!fs::is_directory(request.folder, error))
-        return refuse("The suite \"" + request.folder.string() +
-                      "\" was not found, nothing has been exported");
+        return Refuse(port, "The suite \"" + request.folder.string() +
+                                "\" was not found, nothing has been exported");
 
     const std::span<const FieldDescriptor> fields = FieldRows(
         request.source == CsvSource::LibraryTestCases ? TestCaseFields() : PrjTestCaseFields());
-    const bool utf8 = request.options.encoding == CsvEncoding::Utf8WithBom;
-    PiecewiseSave save(request.target);
-    if (utf8)
-        save.Write(kUtf8ByteOrderMark);
+    CsvOutput output(request.target, request.options.encoding);
     std::vector<std::string> row{std::string(kSuiteColumnCaption)};
     for (const FieldDescriptor& field : fields)
         row.push_back(Caption(field));
-    save.Write(CsvRow(row));
+    output.Row(row);
 
     const std::vector<CaseFile> cases = ListCases(request.folder, request.stop);
     const int total = static_cast<int>(cases.size());
     XMLParse document;
     std::string stored;
-    for (std::size_t i = 0; i < cases.size(); ++i) {
-        if (request.stop.stop_requested())
-            break;
+    for (std::size_t i = 0; i < cases.size() && !request.stop.stop_requested(); ++i) {
         int code = document.OpenFastRead(cases[i].path);
         if (code == 0)
             code = document.Load();
         if (code != 0) {
             document.Close();
-            return refuse("The test case \"" + cases[i].path.string() + "\" could not be read (" +
-                          ReadFailureText(code) + "), nothing has been exported");
+            return Refuse(port, "The test case \"" + cases[i].path.string() +
+                                    "\" could not be read (" + ReadFailureText(code) +
+                                    "), nothing has been exported");
         }
         row.clear();
         // Folder names are UTF-8 on Linux; documents speak ISO-8859-1 until the row is
@@ -226,16 +255,47 @@ std::optional<std::size_t> ExportTestCasesCsv(const CsvExportRequest& request, U
             row.push_back(CsvValue(field.type, stored, request.options.richText));
         }
         document.Close();
-        const std::string line = CsvRow(row);
-        save.Write(utf8 ? Latin1ToUtf8(line) : line);
+        output.Row(row);
         port.progress(static_cast<int>(i) + 1, total);
     }
     port.progress(0, 0);
-    if (request.stop.stop_requested())
-        return refuse("The export to CSV was cancelled, nothing has been exported");
-    if (const IoResult saved = save.Commit(); !saved.ok())
-        return refuse("The CSV file could not be written: " + saved.message);
+    if (!output.Finish(request.stop, port))
+        return std::nullopt;
     return cases.size();
+}
+
+std::optional<std::size_t> ExportListReportCsv(const fs::path& report, const fs::path& target,
+                                               const CsvOptions& options, UserPort& port,
+                                               std::stop_token stop) {
+    ReportRowReader reader;
+    if (!reader.Open(report, ReportKind::List)) {
+        port.tell(UnreadableReport(report));
+        return std::nullopt;
+    }
+    // The report names the columns it shows; each cell is read as the field its column shows.
+    std::string flags;
+    reader.Head().GetTag("<columns>", flags);
+    std::vector<FieldType> types;
+    for (std::size_t column = 0; column < flags.size() && column < kListColumnCount; ++column)
+        if (flags[column] == '1') {
+            const FieldDescriptor* field =
+                FindField(PrjTestCaseFields(), ListColumns()[column].tag);
+            types.push_back(field ? field->type : FT_TEXT);
+        }
+    CsvOutput output(target, options.encoding);
+    output.Row(ReadRepeated(reader.Head(), "<column_heading>"));
+    std::size_t rows = 0;
+    std::vector<std::string> row;
+    for (ReportedTestCase testCase; !stop.stop_requested() && reader.Next(testCase); ++rows) {
+        row.clear();
+        for (std::size_t cell = 0; cell < testCase.values.size(); ++cell)
+            row.push_back(CsvValue(cell < types.size() ? types[cell] : FT_TEXT,
+                                   testCase.values[cell], options.richText));
+        output.Row(row);
+    }
+    if (!output.Finish(stop, port))
+        return std::nullopt;
+    return rows;
 }
 
 }  // namespace vantorel

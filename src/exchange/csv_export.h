@@ -69,4 +69,12 @@ struct CsvExportRequest {
 // written, or none after the user was told why under "Export to CSV".
 std::optional<std::size_t> ExportTestCasesCsv(const CsvExportRequest& request, UserPort& port);
 
+// Writes the list report at report (its column headings, then one row per test case with the
+// columns the report shows) to target as ExportTestCasesCsv does. The number of rows written,
+// or none after the user was told why.
+std::optional<std::size_t> ExportListReportCsv(const std::filesystem::path& report,
+                                               const std::filesystem::path& target,
+                                               const CsvOptions& options, UserPort& port,
+                                               std::stop_token stop = {});
+
 }  // namespace vantorel

@@ -9,6 +9,7 @@
 #include <stop_token>
 
 #include "documents/field_tables.h"
+#include "support/project_fixture.h"
 #include "support/recording_port.h"
 #include "support/temp_dir.h"
 
@@ -243,6 +244,38 @@ TEST_F(CsvExportTest, TheSampleProjectExportsEveryTestCase) {
               "Open a product page.\nPress \"Add to basket\".");
     EXPECT_EQ((*cart)[Column("Date of Last Attempt")], "2026-10-07");
     EXPECT_EQ((*cart)[Column("Test Status")], "Pass");
+}
+
+class ListReportCsvTest : public ProjectTest {};
+
+TEST_F(ListReportCsvTest, WritesTheColumnsTheReportShows) {
+    AddCase("Smoke/P1.vtl", {{"<id>", "P1"},
+                             {"<test_title>", "Caf\xE9 &amp; &quot;cr\xE8me&quot;, hot"},
+                             {"<test_status>", "Pass"},
+                             {"<last_attempt_date>", "20261007"}});
+    AddCase("P2.vtl", {{"<id>", "P2"}, {"<test_status>", "Fail"}});
+    ReportRequest request = WholeProject();
+    request.listColumns = {true,  true, true,  true,  false, false, false, false,
+                           false, true, false, false, false, false, false, false};
+    const std::optional<fs::path> report = Make(ReportKind::List, request);
+    ASSERT_TRUE(report);
+    const fs::path target = dir.path() / "list.csv";
+    EXPECT_EQ(ExportListReportCsv(*report, target, {}, port), 2u);
+
+    std::string text = ReadFile(target);
+    ASSERT_TRUE(text.starts_with(kUtf8ByteOrderMark));
+    auto rows = ParseCsv(text.substr(kUtf8ByteOrderMark.size()));
+    ASSERT_EQ(rows.size(), 3u);
+    EXPECT_EQ(rows[0],
+              (std::vector<std::string>{"ID", "Suite", "Title", "Status", "Last Attempt"}));
+    const auto p1 = rows[1][0] == "P1" ? rows[1] : rows[2];
+    EXPECT_EQ(p1, (std::vector<std::string>{"P1", "Smoke", "Caf\xC3\xA9 & \"cr\xC3\xA8me\", hot",
+                                            "Pass", "2026-10-07"}));
+
+    // Anything but a list report is refused, and the file written before stays.
+    EXPECT_FALSE(ExportListReportCsv(target, target, {}, port));
+    EXPECT_EQ(port.notices.back(), UnreadableReport(target));
+    EXPECT_TRUE(ReadFile(target).starts_with(kUtf8ByteOrderMark));
 }
 
 }  // namespace
