@@ -111,6 +111,10 @@ int main(int argc, char** argv) {
         DebugLog::Start(dataFolder / "VantorelDebug.txt");
     if (line.refused)
         return 2;
+    if (line.csvMode) {
+        const StopOnSignals interrupt;
+        return RunCommandLineCsvExport(line, port, interrupt.Token());
+    }
     if (line.reportMode) {
         const StopOnSignals interrupt;
         return RunCommandLineReport(line, port, ReportThreads(), interrupt.Token());

@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "documents/custom_cfg.h"
+#include "exchange/csv_export.h"
 #include "exchange/export_web.h"
 #include "platform/identity.h"
 #include "storage/identifiers.h"
@@ -53,6 +54,51 @@ int RunCommandLineWebExport(const CommandLine& commandLine, UserPort& port, Char
         return fail({});
     port.tell({"Web export completed successfully", "Web export", Icon::Information});
     std::cout << page->string() << "\n";
+    return 0;
+}
+
+int RunCommandLineCsvExport(const CommandLine& commandLine, UserPort& port, std::stop_token stop) {
+    auto fail = [&port](const std::string& reason) {
+        port.tell({reason, std::string(kCsvExportCaption), Icon::Warning});
+        return 1;
+    };
+    VantorelDatabase database(port);
+    if (!database.Open(commandLine.database, OpenMode::ReadOnly))
+        return 1;
+    if (database.Version() != DatabaseVersion{std::string(kProductVersion), kProductBuild})
+        return fail("Vantorel version out of date");
+
+    CsvExportRequest request;
+    if (commandLine.librarySuite) {
+        request.source = CsvSource::LibraryTestCases;
+        request.folder = database.Directory() / "Test Cases";
+        if (!commandLine.librarySuite->empty())
+            request.folder /= *commandLine.librarySuite;
+    } else {
+        if (!IsItemName(commandLine.project))
+            return fail("\"" + commandLine.project + "\" is not a project name. " +
+                        std::string(kItemNameRule));
+        const std::optional<std::filesystem::path> project =
+            FindProject(database.Directory(), commandLine.project);
+        if (!project)
+            return fail("Project \"" + commandLine.project + "\" was not found in the database");
+        request.source = CsvSource::ProjectTestCases;
+        request.folder = *project / "Project Test Cases";
+        if (!commandLine.projectSuite.empty())
+            request.folder /= commandLine.projectSuite;
+    }
+    request.target = commandLine.csvFile;
+    request.options.encoding =
+        commandLine.csvLatin1 ? CsvEncoding::Latin1 : CsvEncoding::Utf8WithBom;
+    request.options.richText = commandLine.csvHtml ? CsvRichText::Html : CsvRichText::PlainText;
+    request.stop = stop;
+    const std::optional<std::size_t> written = ExportTestCasesCsv(request, port);
+    if (!written)
+        return 1;
+    port.tell(
+        {"CSV export completed successfully: " + std::to_string(*written) + " test cases written",
+         std::string(kCsvExportCaption), Icon::Information});
+    std::cout << request.target.string() << "\n";
     return 0;
 }
 

@@ -1,7 +1,8 @@
 #pragma once
-// The web export of a command line in web mode ("/w /d DB /p Project /c style /e DIR"): the
-// database is only read, the project found as for a report, and the site written without a
-// question, over an earlier export in the same place.
+// The exports of a command line: the web export in web mode ("/w /d DB /p Project /c style
+// /e DIR") and the CSV export ("/x FILE /d DB" with "/p Project [/t Suite]" or "/l Suite").
+// The database is only read, the project found as for a report, and the output written
+// without a question, over an earlier export in the same place.
 
 #include <filesystem>
 #include <stop_token>
@@ -18,6 +19,11 @@ namespace vantorel {
 // A stop ends it as a cancelled export.
 int RunCommandLineWebExport(const CommandLine& commandLine, UserPort& port, ChartPainter* charts,
                             const std::filesystem::path& stylesRoot, const CalendarDate& today,
+                            std::stop_token stop = {});
+
+// 0 when the CSV file was written ("CSV export completed successfully" is told and the file's
+// path printed), else 1 after the reason was told. A stop ends it as a cancelled export.
+int RunCommandLineCsvExport(const CommandLine& commandLine, UserPort& port,
                             std::stop_token stop = {});
 
 }  // namespace vantorel

@@ -59,12 +59,15 @@ const char kLinuxHelpText[] =
     "       vantorel --report KIND --database DATABASE --project PROJECT [OPTION]...\n"
     "       vantorel --web --database DATABASE --project PROJECT --template STYLE\n"
     "                --export-dir FOLDER\n"
+    "       vantorel --csv FILE --database DATABASE (--project PROJECT [--suite SUITE]\n"
+    "                | --library SUITE) [--latin1] [--html]\n"
     "\n"
     "Vantorel keeps test cases, test projects and their executions. Without options it\n"
     "opens DATABASE (a database folder or its VantorelDatabase.vdb), else the last\n"
-    "database used. With --report or --web it makes one report or one web export\n"
-    "without a window; every message goes to stderr and to error_log.txt in the data\n"
-    "folder ($VANTOREL_DATA_DIR, else ~/.local/share/Corvanta/Vantorel).\n"
+    "database used. With --report, --web or --csv it makes one report, one web export\n"
+    "or one CSV file without a window; every message goes to stderr and to\n"
+    "error_log.txt in the data folder ($VANTOREL_DATA_DIR, else\n"
+    "~/.local/share/Corvanta/Vantorel).\n"
     "\n"
     "Reports and web export:\n"
     "  -r, --report KIND      make a report: status, progress, list or details\n"
@@ -79,19 +82,28 @@ const char kLinuxHelpText[] =
     "  -c, --template STYLE   the display style of the site: default or night\n"
     "  -e, --export-dir DIR   the folder the site is written into\n"
     "\n"
+    "CSV export (UTF-8 with a byte-order mark, one row per test case):\n"
+    "  -x, --csv FILE         write the test cases of --project or --library to FILE\n"
+    "  -t, --suite SUITE      only this suite of the project and the suites below it\n"
+    "  -l, --library SUITE    a suite of the library (\"\" for all of it) instead\n"
+    "      --latin1           write ISO-8859-1 without a byte-order mark\n"
+    "      --html             write rich-text fields as their HTML, not as plain text\n"
+    "\n"
     "Other options:\n"
     "      --debug            write a debug log, VantorelDebug.txt, in the data folder\n"
     "  -h, --help             show this help and exit\n"
     "  -V, --version          show the version and exit\n"
     "      /help              show the switches in the program's own form\n"
     "\n"
-    "Each option has a slash form too: /r, /d, /p, /f, /s, /o, /n, /w, /c, /e, /debug.\n"
+    "Each option has a slash form too: /r, /d, /p, /f, /s, /o, /n, /w, /c, /e, /x, /t,\n"
+    "/l, /latin1, /html, /debug.\n"
     "\n"
     "Examples:\n"
     "  vantorel ~/qa/shop-db\n"
     "  vantorel --report status --database ~/qa/shop-db --project \"Release 2.0\"\n"
     "  vantorel /r list /d ~/qa/shop-db /p \"Release 2.0\" /o 1011000000000000 /n weekly\n"
     "  vantorel --web -d ~/qa/shop-db -p \"Release 2.0\" -c night -e ~/public_html\n"
+    "  vantorel --csv cart.csv -d ~/qa/shop-db -p \"Release 2.0\" --suite Cart\n"
     "\n"
     "Ctrl-C stops a report or export between two documents: no half-written report\n"
     "is left, and an earlier export stays as it was. A second Ctrl-C ends at once.\n"
@@ -114,9 +126,10 @@ struct LongOption {
     std::string_view switchText;
 };
 constexpr LongOption kLongOptions[] = {
-    {"report", "/r"},   {"project", "/p"},    {"database", "/d"},  {"filter", "/f"},
-    {"suites", "/s"},   {"columns", "/o"},    {"name", "/n"},      {"web", "/w"},
-    {"template", "/c"}, {"export-dir", "/e"}, {"debug", "/debug"},
+    {"report", "/r"},   {"project", "/p"},    {"database", "/d"},    {"filter", "/f"},
+    {"suites", "/s"},   {"columns", "/o"},    {"name", "/n"},        {"web", "/w"},
+    {"template", "/c"}, {"export-dir", "/e"}, {"debug", "/debug"},   {"csv", "/x"},
+    {"suite", "/t"},    {"library", "/l"},    {"latin1", "/latin1"}, {"html", "/html"},
 };
 
 // The weights of the switches a report or a web export needs; each mode needs exactly its
@@ -141,7 +154,7 @@ std::optional<std::vector<std::string>> WithSlashSwitches(const std::vector<std:
     std::vector<std::string> rewritten;
     for (const std::string& argument : arguments) {
         if (argument.size() == 2 && argument[0] == '-' &&
-            std::string_view("rdpfsonwce").find(argument[1]) != std::string_view::npos) {
+            std::string_view("rdpfsonwcextl").find(argument[1]) != std::string_view::npos) {
             rewritten.push_back("/" + argument.substr(1));
             continue;
         }
@@ -216,7 +229,7 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
     CommandLine line;
     auto refuse = [&line, &port](std::string text) {
         port.tell({std::move(text), kParseCaption, Icon::Warning});
-        line.reportMode = line.webMode = false;
+        line.reportMode = line.webMode = line.csvMode = false;
         line.refused = true;
         return line;
     };
@@ -253,6 +266,14 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
         if (strcasecmp(argument.c_str(), "/help") == 0) {
             line.help = true;
             return line;
+        }
+        if (strcasecmp(argument.c_str(), "/latin1") == 0) {
+            line.csvLatin1 = true;
+            continue;
+        }
+        if (strcasecmp(argument.c_str(), "/html") == 0) {
+            line.csvHtml = true;
+            continue;
         }
         const char letter =
             static_cast<char>(std::toupper(static_cast<unsigned char>(argument[1])));
@@ -330,9 +351,41 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
                     return refuse("No export directory after /e parameter.\n");
                 weights += kExportWeight;
                 break;
+            case 'X':
+                if (!take(line.csvFile, kCommandLineValueMax))
+                    return refuse("No file after /x parameter.\n");
+                line.csvMode = true;
+                break;
+            case 'T':
+                if (!take(line.projectSuite, kCommandLineValueMax))
+                    return refuse("No suite after /t parameter.\n");
+                break;
+            case 'L':
+                if (!take(line.librarySuite.emplace(), kCommandLineValueMax))
+                    return refuse("No suite after /l parameter.\n");
+                break;
             default:
                 break;  // not a switch of ours
         }
+    }
+    if (line.csvMode) {
+        if (line.reportMode || line.webMode)
+            return refuse(
+                "A CSV export (/x) can't be made in the same run as a report or a web "
+                "export\n");
+        const bool project = (weights & kProjectWeight) != 0;
+        if ((weights & kDatabaseWeight) == 0 || project == line.librarySuite.has_value())
+            return refuse(
+                "Command line missing some required parameters (/d and either /p or /l) for "
+                "CSV export\n");
+        if (!line.projectSuite.empty() && !project)
+            return refuse("A project suite (/t) needs its project (/p) for CSV export\n");
+        for (const std::string& suite : {line.projectSuite, line.librarySuite.value_or("")})
+            if (!IsSuitePath(suite))
+                return refuse("\"" + suite +
+                              "\" is not a suite: name it as Parent/Child below the project's "
+                              "test cases or the library\n");
+        return line;
     }
     if (line.reportMode && weights != kReportWeights)
         return refuse(

@@ -1,10 +1,12 @@
 #pragma once
-// The command line: a plain argument opens a database; the switches make one report or one
-// web export without a window. Switches are "/" and one letter in either case (the rest of
-// the argument is ignored), "/debug" and "/help" whole; on Linux an argument that begins with
+// The command line: a plain argument opens a database; the switches make one report, one web
+// export or one CSV export without a window. Switches are "/" and one letter in either case
+// (the rest of the argument is ignored), "/debug", "/help", "/latin1" and "/html" whole; on Linux
+// an argument that begins with
 // "/" and holds another "/" is a path, and GNU long options are aliases of the switches.
 
 #include <array>
+#include <optional>
 #include <stop_token>
 #include <string>
 #include <vector>
@@ -34,7 +36,7 @@ struct CommandLine {
     bool version = false;    // "--version", "-V"
     bool reportMode = false;
     bool webMode = false;
-    bool refused = false;  // a message was shown and both modes were cleared
+    bool refused = false;  // a message was shown and every mode was cleared
 
     std::string reportKeyword;
     std::string project;
@@ -46,10 +48,19 @@ struct CommandLine {
     std::string reportName;
     std::string templateName;
     std::string exportDirectory;
+
+    // A CSV export of test cases ("/x"): those of the project, or of one of its suites, or of
+    // a suite of the library.
+    bool csvMode = false;
+    std::string csvFile;                      // "/x"
+    std::string projectSuite;                 // "/t", below the project's "Project Test Cases"
+    std::optional<std::string> librarySuite;  // "/l", below "Test Cases"; empty: all of it
+    bool csvLatin1 = false;                   // "/latin1"
+    bool csvHtml = false;                     // "/html"
 };
 
 // Parses the arguments that follow the program's name. Every refusal is told through port
-// under "Vantorel Command Line Error" and clears both modes; "/help", "--help", "-h",
+// under "Vantorel Command Line Error" and clears every mode; "/help", "--help", "-h",
 // "--version" and "-V" stop the parsing.
 CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort& port);
 

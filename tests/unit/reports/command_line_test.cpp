@@ -64,6 +64,49 @@ TEST_F(CommandLineTest, EachModeNeedsExactlyItsSwitches) {
               "Command line missing some required parameters (/p,/d,/c or /e) for web export\n");
 }
 
+TEST_F(CommandLineTest, CsvExportNamesItsFileAndEitherAProjectOrALibrarySuite) {
+    const CommandLine project =
+        Parse({"--csv=out.csv", "-d", "db", "--project", "A", "/t", "Cart/Deep", "/HTML"});
+    EXPECT_TRUE(port.notices.empty());
+    EXPECT_TRUE(project.csvMode);
+    EXPECT_EQ(project.csvFile, "out.csv");
+    EXPECT_EQ(project.projectSuite, "Cart/Deep");
+    EXPECT_FALSE(project.librarySuite);
+    EXPECT_TRUE(project.csvHtml);
+    EXPECT_FALSE(project.csvLatin1);
+
+    // "/latin1" is a word of its own, not the library's "/l".
+    const CommandLine library = Parse({"/x", "out.csv", "/d", "db", "/latin1", "--library", ""});
+    EXPECT_TRUE(port.notices.empty());
+    EXPECT_TRUE(library.csvMode);
+    EXPECT_EQ(library.librarySuite, "");
+    EXPECT_TRUE(library.csvLatin1);
+
+    const std::vector<std::pair<std::vector<std::string>, std::string>> refused{
+        {{"/x", "out.csv", "/d", "db"},
+         "Command line missing some required parameters (/d and either /p or /l) for CSV "
+         "export\n"},
+        {{"/x", "out.csv", "/d", "db", "/p", "A", "/l", "Login"},
+         "Command line missing some required parameters (/d and either /p or /l) for CSV "
+         "export\n"},
+        {{"/x", "out.csv", "/d", "db", "/l", "Login", "/t", "Cart"},
+         "A project suite (/t) needs its project (/p) for CSV export\n"},
+        {{"/x", "out.csv", "/d", "db", "/p", "A", "/t", "../Other"},
+         "\"../Other\" is not a suite: name it as Parent/Child below the project's test cases "
+         "or the library\n"},
+        {{"/x", "out.csv", "/d", "db", "/p", "A", "/r", "status"},
+         "A CSV export (/x) can't be made in the same run as a report or a web export\n"},
+        {{"/d", "db", "/p", "A", "/x"}, "No file after /x parameter.\n"},
+    };
+    for (const auto& [arguments, message] : refused) {
+        const CommandLine line = Parse(arguments);
+        EXPECT_FALSE(line.csvMode) << message;
+        EXPECT_TRUE(line.refused) << message;
+        ASSERT_FALSE(port.notices.empty());
+        EXPECT_EQ(port.notices.back().text, message);
+    }
+}
+
 TEST_F(CommandLineTest, MissingValuesAreNamed) {
     const std::vector<std::pair<std::string, std::string>> cases{
         {"/d", "No database provided after /d parameter.\n"},
