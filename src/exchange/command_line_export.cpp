@@ -57,6 +57,18 @@ int RunCommandLineWebExport(const CommandLine& commandLine, UserPort& port, Char
     return 0;
 }
 
+namespace {
+
+// A written CSV file is told with its count of rows and its path printed, for a script to take.
+int Succeeded(std::size_t rows, const std::filesystem::path& target, UserPort& port) {
+    port.tell({"CSV export completed successfully: " + std::to_string(rows) + " rows written",
+               std::string(kCsvExportCaption), Icon::Information});
+    std::cout << target.string() << "\n";
+    return 0;
+}
+
+}  // namespace
+
 int RunCommandLineCsvExport(const CommandLine& commandLine, UserPort& port, std::stop_token stop) {
     auto fail = [&port](const std::string& reason) {
         port.tell({reason, std::string(kCsvExportCaption), Icon::Warning});
@@ -68,6 +80,8 @@ int RunCommandLineCsvExport(const CommandLine& commandLine, UserPort& port, std:
     if (database.Version() != DatabaseVersion{std::string(kProductVersion), kProductBuild})
         return fail("Vantorel version out of date");
 
+    const CsvOptions options{commandLine.csvLatin1 ? CsvEncoding::Latin1 : CsvEncoding::Utf8WithBom,
+                             commandLine.csvHtml ? CsvRichText::Html : CsvRichText::PlainText};
     CsvExportRequest request;
     if (commandLine.librarySuite) {
         request.source = CsvSource::LibraryTestCases;
@@ -82,24 +96,27 @@ int RunCommandLineCsvExport(const CommandLine& commandLine, UserPort& port, std:
             FindProject(database.Directory(), commandLine.project);
         if (!project)
             return fail("Project \"" + commandLine.project + "\" was not found in the database");
+        if (!commandLine.listReport.empty()) {
+            if (!IsItemName(commandLine.listReport))
+                return fail("\"" + commandLine.listReport + "\" is not a report name. " +
+                            std::string(kItemNameRule));
+            const std::filesystem::path report = *project / "Project Reports" /
+                                                 KindInfo(ReportKind::List).folder /
+                                                 (commandLine.listReport + ".vtl");
+            const std::optional<std::size_t> rows =
+                ExportListReportCsv(report, commandLine.csvFile, options, port, stop);
+            return rows ? Succeeded(*rows, commandLine.csvFile, port) : 1;
+        }
         request.source = CsvSource::ProjectTestCases;
         request.folder = *project / "Project Test Cases";
         if (!commandLine.projectSuite.empty())
             request.folder /= commandLine.projectSuite;
     }
     request.target = commandLine.csvFile;
-    request.options.encoding =
-        commandLine.csvLatin1 ? CsvEncoding::Latin1 : CsvEncoding::Utf8WithBom;
-    request.options.richText = commandLine.csvHtml ? CsvRichText::Html : CsvRichText::PlainText;
+    request.options = options;
     request.stop = stop;
     const std::optional<std::size_t> written = ExportTestCasesCsv(request, port);
-    if (!written)
-        return 1;
-    port.tell(
-        {"CSV export completed successfully: " + std::to_string(*written) + " test cases written",
-         std::string(kCsvExportCaption), Icon::Information});
-    std::cout << request.target.string() << "\n";
-    return 0;
+    return written ? Succeeded(*written, request.target, port) : 1;
 }
 
 }  // namespace vantorel

@@ -1,6 +1,7 @@
 #pragma once
 // The exports of a command line: the web export in web mode ("/w /d DB /p Project /c style
-// /e DIR") and the CSV export ("/x FILE /d DB" with "/p Project [/t Suite]" or "/l Suite").
+// /e DIR") and the CSV export ("/x FILE /d DB" with "/p Project [/t Suite | /i ListReport]" or
+// "/l Suite").
 // The database is only read, the project found as for a report, and the output written
 // without a question, over an earlier export in the same place.
 

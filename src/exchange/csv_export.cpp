@@ -268,10 +268,11 @@ std::optional<std::size_t> ExportListReportCsv(const fs::path& report, const fs:
                                                const CsvOptions& options, UserPort& port,
                                                std::stop_token stop) {
     ReportRowReader reader;
-    if (!reader.Open(report, ReportKind::List)) {
-        port.tell(UnreadableReport(report));
-        return std::nullopt;
-    }
+    if (!reader.Open(report, ReportKind::List))
+        return Refuse(port, "The report \"" + report.stem().string() +
+                                "\" can't be exported: " + report.string() +
+                                " is not a list report that can be read, nothing has been "
+                                "exported");
     // The report names the columns it shows; each cell is read as the field its column shows.
     std::string flags;
     reader.Head().GetTag("<columns>", flags);

@@ -59,8 +59,8 @@ const char kLinuxHelpText[] =
     "       vantorel --report KIND --database DATABASE --project PROJECT [OPTION]...\n"
     "       vantorel --web --database DATABASE --project PROJECT --template STYLE\n"
     "                --export-dir FOLDER\n"
-    "       vantorel --csv FILE --database DATABASE (--project PROJECT [--suite SUITE]\n"
-    "                | --library SUITE) [--latin1] [--html]\n"
+    "       vantorel --csv FILE --database DATABASE (--project PROJECT [--suite SUITE\n"
+    "                | --list-report NAME] | --library SUITE) [--latin1] [--html]\n"
     "\n"
     "Vantorel keeps test cases, test projects and their executions. Without options it\n"
     "opens DATABASE (a database folder or its VantorelDatabase.vdb), else the last\n"
@@ -86,6 +86,7 @@ const char kLinuxHelpText[] =
     "  -x, --csv FILE         write the test cases of --project or --library to FILE\n"
     "  -t, --suite SUITE      only this suite of the project and the suites below it\n"
     "  -l, --library SUITE    a suite of the library (\"\" for all of it) instead\n"
+    "  -i, --list-report NAME the project's list report of that name instead\n"
     "      --latin1           write ISO-8859-1 without a byte-order mark\n"
     "      --html             write rich-text fields as their HTML, not as plain text\n"
     "\n"
@@ -96,7 +97,7 @@ const char kLinuxHelpText[] =
     "      /help              show the switches in the program's own form\n"
     "\n"
     "Each option has a slash form too: /r, /d, /p, /f, /s, /o, /n, /w, /c, /e, /x, /t,\n"
-    "/l, /latin1, /html, /debug.\n"
+    "/l, /i, /latin1, /html, /debug.\n"
     "\n"
     "Examples:\n"
     "  vantorel ~/qa/shop-db\n"
@@ -126,10 +127,11 @@ struct LongOption {
     std::string_view switchText;
 };
 constexpr LongOption kLongOptions[] = {
-    {"report", "/r"},   {"project", "/p"},    {"database", "/d"},    {"filter", "/f"},
-    {"suites", "/s"},   {"columns", "/o"},    {"name", "/n"},        {"web", "/w"},
-    {"template", "/c"}, {"export-dir", "/e"}, {"debug", "/debug"},   {"csv", "/x"},
-    {"suite", "/t"},    {"library", "/l"},    {"latin1", "/latin1"}, {"html", "/html"},
+    {"report", "/r"},      {"project", "/p"},    {"database", "/d"},    {"filter", "/f"},
+    {"suites", "/s"},      {"columns", "/o"},    {"name", "/n"},        {"web", "/w"},
+    {"template", "/c"},    {"export-dir", "/e"}, {"debug", "/debug"},   {"csv", "/x"},
+    {"suite", "/t"},       {"library", "/l"},    {"latin1", "/latin1"}, {"html", "/html"},
+    {"list-report", "/i"},
 };
 
 // The weights of the switches a report or a web export needs; each mode needs exactly its
@@ -154,7 +156,7 @@ std::optional<std::vector<std::string>> WithSlashSwitches(const std::vector<std:
     std::vector<std::string> rewritten;
     for (const std::string& argument : arguments) {
         if (argument.size() == 2 && argument[0] == '-' &&
-            std::string_view("rdpfsonwcextl").find(argument[1]) != std::string_view::npos) {
+            std::string_view("rdpfsonwcextli").find(argument[1]) != std::string_view::npos) {
             rewritten.push_back("/" + argument.substr(1));
             continue;
         }
@@ -364,6 +366,10 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
                 if (!take(line.librarySuite.emplace(), kCommandLineValueMax))
                     return refuse("No suite after /l parameter.\n");
                 break;
+            case 'I':
+                if (!take(line.listReport, kCommandLineValueMax))
+                    return refuse("No report name after /i parameter.\n");
+                break;
             default:
                 break;  // not a switch of ours
         }
@@ -380,6 +386,9 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
                 "CSV export\n");
         if (!line.projectSuite.empty() && !project)
             return refuse("A project suite (/t) needs its project (/p) for CSV export\n");
+        if (!line.listReport.empty() && (!project || !line.projectSuite.empty()))
+            return refuse(
+                "A list report (/i) is exported whole from its project (/p), without /t or /l\n");
         for (const std::string& suite : {line.projectSuite, line.librarySuite.value_or("")})
             if (!IsSuitePath(suite))
                 return refuse("\"" + suite +

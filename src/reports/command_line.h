@@ -49,12 +49,13 @@ struct CommandLine {
     std::string templateName;
     std::string exportDirectory;
 
-    // A CSV export of test cases ("/x"): those of the project, or of one of its suites, or of
-    // a suite of the library.
+    // A CSV export ("/x"): the test cases of the project, of one of its suites or of a suite
+    // of the library, or one of the project's list reports.
     bool csvMode = false;
     std::string csvFile;                      // "/x"
     std::string projectSuite;                 // "/t", below the project's "Project Test Cases"
     std::optional<std::string> librarySuite;  // "/l", below "Test Cases"; empty: all of it
+    std::string listReport;                   // "/i", a list report of the project, instead
     bool csvLatin1 = false;                   // "/latin1"
     bool csvHtml = false;                     // "/html"
 };

@@ -16,7 +16,8 @@ fail() { echo "$*" >&2; exit 1; }
 "$vantorel" -h | cmp -s - "$work/help" || fail "-h and --help differ"
 iconv -f UTF-8 -t UTF-8 "$work/help" >/dev/null || fail "the help is not UTF-8"
 for option in --report --database --project --filter --suites --columns --name --web \
-    --template --export-dir --csv --suite --library --latin1 --html --debug --version; do
+    --template --export-dir --csv --suite --library --list-report --latin1 --html --debug \
+    --version; do
     grep -q -- "$option" "$work/help" || fail "the help does not name $option"
 done
 if "$vantorel" /help | cmp -s - "$work/help"; then fail "/help lost its own text"; fi

@@ -274,7 +274,10 @@ TEST_F(ListReportCsvTest, WritesTheColumnsTheReportShows) {
 
     // Anything but a list report is refused, and the file written before stays.
     EXPECT_FALSE(ExportListReportCsv(target, target, {}, port));
-    EXPECT_EQ(port.notices.back(), UnreadableReport(target));
+    EXPECT_EQ(port.notices.back(),
+              (Notice{"The report \"list\" can't be exported: " + target.string() +
+                          " is not a list report that can be read, nothing has been exported",
+                      "Export to CSV", Icon::Warning}));
     EXPECT_TRUE(ReadFile(target).starts_with(kUtf8ByteOrderMark));
 }
 

@@ -73,6 +73,7 @@ TEST_F(CommandLineTest, CsvExportNamesItsFileAndEitherAProjectOrALibrarySuite) {
     EXPECT_EQ(project.projectSuite, "Cart/Deep");
     EXPECT_FALSE(project.librarySuite);
     EXPECT_TRUE(project.csvHtml);
+    EXPECT_EQ(Parse({"-x", "out.csv", "/d", "db", "/p", "A", "-i", "weekly"}).listReport, "weekly");
     EXPECT_FALSE(project.csvLatin1);
 
     // "/latin1" is a word of its own, not the library's "/l".
@@ -97,6 +98,10 @@ TEST_F(CommandLineTest, CsvExportNamesItsFileAndEitherAProjectOrALibrarySuite) {
         {{"/x", "out.csv", "/d", "db", "/p", "A", "/r", "status"},
          "A CSV export (/x) can't be made in the same run as a report or a web export\n"},
         {{"/d", "db", "/p", "A", "/x"}, "No file after /x parameter.\n"},
+        {{"/x", "out.csv", "/d", "db", "/p", "A", "/t", "Cart", "--list-report", "weekly"},
+         "A list report (/i) is exported whole from its project (/p), without /t or /l\n"},
+        {{"/x", "out.csv", "/d", "db", "/l", "Login", "/i", "weekly"},
+         "A list report (/i) is exported whole from its project (/p), without /t or /l\n"},
     };
     for (const auto& [arguments, message] : refused) {
         const CommandLine line = Parse(arguments);
