@@ -187,7 +187,11 @@ std::string RichTextAsPlainText(std::string_view html) {
             plain += c;
         }
     }
-    return plain;
+    // A paragraph's own break at either end is no line of the text, as an editor trims it.
+    const std::size_t first = plain.find_first_not_of('\n');
+    if (first == std::string::npos)
+        return {};
+    return plain.substr(first, plain.find_last_not_of('\n') - first + 1);
 }
 
 std::string CsvValue(FieldType type, std::string_view stored, CsvRichText richText) {

@@ -43,7 +43,8 @@ std::string Latin1ToUtf8(std::string_view latin1);
 
 // The HTML of a rich-text field as the text a reader sees: "<br>" and paragraphs become line
 // breaks (LF), every other tag goes, and the entities HTML editors write become characters
-// (a numeric one beyond ISO-8859-1 becomes "?", as documents can't hold it).
+// (a numeric one beyond ISO-8859-1 becomes "?", as documents can't hold it); line breaks at
+// either end are trimmed.
 std::string RichTextAsPlainText(std::string_view html);
 
 // A value as a document stores it, as its CSV field (still ISO-8859-1): text and lists

@@ -75,11 +75,12 @@ TEST(CsvValueTest, RichTextIsPlainTextWithLineBreaksUnlessHtmlIsAskedFor) {
         "Done &lt;3&nbsp;s</p>]]>";
     // An entity editors never write stays as it was rather than vanish.
     EXPECT_EQ(CsvValue(FT_RICH_TEXT, stored, CsvRichText::PlainText),
-              "\nOpen \"Caf&eacute;\"\nPress Pay & wait!\nDone <3 s");
+              "Open \"Caf&eacute;\"\nPress Pay & wait!\nDone <3 s");
     EXPECT_EQ(CsvValue(FT_RICH_TEXT, stored, CsvRichText::Html),
               "<p>Open &quot;Caf&eacute;&quot;</p><p>Press <b>Pay</b> &amp; wait&#33;<br>"
               "Done &lt;3&nbsp;s</p>");
     EXPECT_EQ(RichTextAsPlainText("&#xE9;t&#233; &#8364; a < b"), "\xE9t\xE9 ? a < b");
+    EXPECT_EQ(RichTextAsPlainText("<p><br></p>"), "");
 }
 
 TEST(CsvValueTest, TextIsUnescapedAndDatesAreIso8601) {
