@@ -379,8 +379,8 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
             return refuse(
                 "A CSV export (/x) can't be made in the same run as a report or a web "
                 "export\n");
-        const bool project = (weights & kProjectWeight) != 0;
-        if ((weights & kDatabaseWeight) == 0 || project == line.librarySuite.has_value())
+        const bool project = !line.project.empty();
+        if (line.database.empty() || project == line.librarySuite.has_value())
             return refuse(
                 "Command line missing some required parameters (/d and either /p or /l) for "
                 "CSV export\n");

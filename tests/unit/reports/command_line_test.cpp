@@ -82,11 +82,15 @@ TEST_F(CommandLineTest, CsvExportNamesItsFileAndEitherAProjectOrALibrarySuite) {
     EXPECT_TRUE(library.csvMode);
     EXPECT_EQ(library.librarySuite, "");
     EXPECT_TRUE(library.csvLatin1);
+    // A switch given twice is taken for no other switch.
+    EXPECT_TRUE(Parse({"/x", "out.csv", "/d", "db", "/d", "db", "/l", "Login"}).csvMode);
+    EXPECT_TRUE(port.notices.empty());
 
     const std::vector<std::pair<std::vector<std::string>, std::string>> refused{
         {{"/x", "out.csv", "/d", "db"},
          "Command line missing some required parameters (/d and either /p or /l) for CSV "
          "export\n"},
+
         {{"/x", "out.csv", "/d", "db", "/p", "A", "/l", "Login"},
          "Command line missing some required parameters (/d and either /p or /l) for CSV "
          "export\n"},
