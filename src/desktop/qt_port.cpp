@@ -69,7 +69,7 @@ bool QtPort::OnWindowThread(const Notice& notice, bool question) {
     return call->done && call->answer;
 }
 
-void QtPort::setWorkersReleased(bool released) {
+void QtPort::SetWorkersReleased(bool released) {
     std::lock_guard lock(m_callMutex);
     m_released = released;
     if (released) {

@@ -33,7 +33,7 @@ public:
 
     // Gives up every message or question a worker waits on, or has sent and not yet seen shown,
     // and those it sends until released is false again.
-    void setWorkersReleased(bool released) override;
+    void SetWorkersReleased(bool released) override;
 
 signals:
     // On the window's thread, with the latest numbers a worker reported.

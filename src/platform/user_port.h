@@ -43,7 +43,7 @@ public:
     virtual void progress(int processed, int total) = 0;
     // Set while the caller waits for a worker to end: a port where workers wait for the user
     // lets them go on as if told, or answered No, so the two never wait for each other.
-    virtual void setWorkersReleased(bool /*released*/) {}
+    virtual void SetWorkersReleased(bool /*released*/) {}
 };
 
 }  // namespace vantorel

@@ -58,11 +58,11 @@ private slots:
         });
         while (!asking)
             std::this_thread::yield();
-        port.setWorkersReleased(true);
+        port.SetWorkersReleased(true);
         worker.join();
         std::thread late([&] { after = port.ask(question); });
         late.join();
-        port.setWorkersReleased(false);
+        port.SetWorkersReleased(false);
         QVERIFY(!before);
         QVERIFY(!after);
 

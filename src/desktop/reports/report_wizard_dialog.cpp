@@ -105,9 +105,9 @@ ReportWizardDialog::ReportWizardDialog(const std::filesystem::path& databaseDir,
 ReportWizardDialog::~ReportWizardDialog() {
     if (m_worker.joinable()) {
         m_model.Cancel();
-        m_port.setWorkersReleased(true);
+        m_port.SetWorkersReleased(true);
         m_worker.join();
-        m_port.setWorkersReleased(false);
+        m_port.SetWorkersReleased(false);
     }
 }
 

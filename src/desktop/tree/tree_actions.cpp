@@ -78,9 +78,9 @@ TreeActions::~TreeActions() {
         std::lock_guard lock(m_inbox->mutex);
         m_inbox->receiver = nullptr;
     }
-    m_port.setWorkersReleased(true);
+    m_port.SetWorkersReleased(true);
     m_worker.StopAndWait();
-    m_port.setWorkersReleased(false);
+    m_port.SetWorkersReleased(false);
 }
 
 bool TreeActions::Run(Operation operation) {
@@ -287,9 +287,9 @@ void TreeActions::StartTransfer(TransferPlan plan, RunningTransfer transfer,
 }
 
 void TreeActions::StopTransfer() {
-    m_port.setWorkersReleased(true);
+    m_port.SetWorkersReleased(true);
     m_worker.StopAndWait();
-    m_port.setWorkersReleased(false);
+    m_port.SetWorkersReleased(false);
     EndTransfer();
 }
 
