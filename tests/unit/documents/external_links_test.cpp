@@ -21,8 +21,8 @@ TEST(ExternalLinksTest, UrlsOpenAsTheyAreAndFilesMustExist) {
     ASSERT_TRUE(url);
     EXPECT_TRUE(url->isUrl);
     EXPECT_EQ(url->target, "https://bugs.test/42");
-    EXPECT_EQ(PlanLinkLaunch("www.example.test/spec", port)->target,
-              "http://www.example.test/spec");
+    EXPECT_EQ(PlanLinkLaunch("www.example.test/guide", port)->target,
+              "http://www.example.test/guide");
 
     testing::TempDir dir;
     const std::filesystem::path file = dir.path() / "plan with blanks.doc";
