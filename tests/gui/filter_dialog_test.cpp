@@ -9,6 +9,8 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
+#include <QStyle>
+#include <QStyleOptionViewItem>
 #include <QTabWidget>
 #include <QTemporaryDir>
 #include <fstream>
@@ -51,15 +53,28 @@ QLineEdit* Line(QDialog& dialog, const char* name) {
     return dialog.findChild<QLineEdit*>(name);
 }
 
-// Ticks the entries of a list condition with a click, as a user does.
+QPoint TextOf(QListWidget& list, QListWidgetItem& item) {
+    list.scrollToItem(&item);
+    return list.visualItemRect(&item).center();
+}
+
+QPoint BoxOf(QListWidget& list, QListWidgetItem& item) {
+    QStyleOptionViewItem option;
+    option.initFrom(&list);
+    option.rect = list.visualItemRect(&item);
+    option.features = QStyleOptionViewItem::HasCheckIndicator | QStyleOptionViewItem::HasDisplay;
+    return list.style()
+        ->subElementRect(QStyle::SE_ItemViewItemCheckIndicator, &option, &list)
+        .center();
+}
+
+// Ticks the entries of a list condition with a click on their text, as a user does.
 void Tick(QDialog& dialog, std::size_t condition, const QStringList& entries) {
     auto* list = ValueOf<QListWidget>(dialog, condition);
     for (const QString& entry : entries) {
         QListWidgetItem* item = list->findItems(entry, Qt::MatchExactly).value(0);
         QVERIFY2(item, qPrintable(entry));
-        list->scrollToItem(item);
-        QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
-                          list->visualItemRect(item).center());
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, TextOf(*list, *item));
     }
 }
 
@@ -112,6 +127,7 @@ private slots:
 
         QStringList pages;
         QString title;
+        QList<bool> passTicks;
         gui_test::WhenModalOpens([&](QDialog& dialog) {
             title = dialog.windowTitle();
             auto* sheet = dialog.findChild<QTabWidget*>("pages");
@@ -121,6 +137,15 @@ private slots:
             QTest::keyClicks(Line(dialog, "filterName"), "Failed or postponed, slow and recent");
             SwitchOf(dialog, 0)->click();
             Tick(dialog, 0, {"Fail", "Postponed"});
+            // A click on an entry's box ticks or unticks it once, as one on its text does.
+            auto* statuses = ValueOf<QListWidget>(dialog, 0);
+            QListWidgetItem* pass = statuses->findItems("Pass", Qt::MatchExactly).value(0);
+            for (auto where : {TextOf, BoxOf, BoxOf}) {
+                QTest::mouseClick(statuses->viewport(), Qt::LeftButton, {},
+                                  where(*statuses, *pass));
+                passTicks << (pass->checkState() == Qt::Checked);
+            }
+            QTest::mouseClick(statuses->viewport(), Qt::LeftButton, {}, BoxOf(*statuses, *pass));
             sheet->setCurrentIndex(1);
             SwitchOf(dialog, 6)->setChecked(true);
             OperatorOf(dialog, 6)->setCurrentText("After");
@@ -140,6 +165,7 @@ private slots:
         window.RunCommand(ID_FILTER_CREATE);
         QCOMPARE(title, QString("Vantorel - Filter - New"));
         QCOMPARE(pages, QStringList({"Filter Options", "More Options"}));
+        QCOMPARE(passTicks, QList<bool>({true, false, true}));
         QVERIFY(open->port.notices.empty());
         const fs::path saved = open->database / "Filters" / "Slow failures.vtl";
         QCOMPARE(ReadBytes(saved), ReadBytes(alone / "Filters" / "Slow failures.vtl"));

@@ -111,16 +111,20 @@ void FilterDialog::MakeControls(std::size_t condition, const CustomCfg& custom,
                 item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsUserCheckable);
                 item->setCheckState(Qt::Unchecked);
             }
-            // A click anywhere on an entry ticks it, not only on its box; a click on the box
-            // has ticked it already by the time the click ends.
-            auto pressedState = std::make_shared<Qt::CheckState>(Qt::Unchecked);
+            // A click anywhere on an entry ticks it, not only on its box. A click on the box
+            // has ticked it already by the time the click ends (and such a press is not
+            // reported as one), so the click leaves it as it is.
+            auto boxTicked = std::make_shared<bool>(false);
             connect(controls.list, &QListWidget::itemPressed, this,
-                    [pressedState](QListWidgetItem* item) { *pressedState = item->checkState(); });
+                    [boxTicked] { *boxTicked = false; });
+            connect(controls.list, &QListWidget::itemChanged, this,
+                    [boxTicked] { *boxTicked = true; });
             connect(controls.list, &QListWidget::itemClicked, this,
-                    [pressedState](QListWidgetItem* item) {
-                        if (item->checkState() == *pressedState)
-                            item->setCheckState(*pressedState == Qt::Checked ? Qt::Unchecked
-                                                                             : Qt::Checked);
+                    [boxTicked](QListWidgetItem* item) {
+                        if (!*boxTicked)
+                            item->setCheckState(item->checkState() == Qt::Checked ? Qt::Unchecked
+                                                                                  : Qt::Checked);
+                        *boxTicked = false;
                     });
             value = controls.list;
             break;
