@@ -194,6 +194,7 @@ int main(int argc, char** argv) {
         {"dialog-configuration", database / "Test Configurations" / "Phone.vtl"},
         {"dialog-resource", database / "Resources" / "Cards.vtl"},
         {"dialog-tester", database / "Testers" / "dana.vtl"},
+        {"dialog-filter", database / "Filters" / "Failed.vtl"},
     };
     for (const DialogStop& stop : dialogs) {
         window.SelectPath(stop.item);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "desktop/dialogs/filter_dialogs.h"
 #include "desktop/dialogs/item_dialogs.h"
 
 namespace vantorel {
@@ -64,7 +65,7 @@ bool CommandActions::Available(Operation operation) {
         case Operation::Report:
             return true;
         default:
-            return ItemDialogs::Handles(operation);
+            return ItemDialogs::Handles(operation) || FilterDialogs::Handles(operation);
     }
 }
 

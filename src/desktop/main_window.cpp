@@ -8,6 +8,7 @@
 #include <QStatusBar>
 #include <QToolBar>
 
+#include "desktop/dialogs/filter_dialogs.h"
 #include "desktop/dialogs/item_dialogs.h"
 #include "desktop/dialogs/settings_dialogs.h"
 #include "desktop/dialogs/shell_dialogs.h"
@@ -85,6 +86,7 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, QWidget* parent)
     statusBar()->addWidget(m_progressText, 40);
 
     m_itemDialogs = new ItemDialogs(*this, port);
+    m_filterDialogs = new FilterDialogs(*this, port);
     m_treeActions = std::make_unique<TreeActions>(*this, port);
     // The shown item changed on disk: its page is made anew. One that went away leaves the
     // tree, and the selection that follows shows its own page.
@@ -283,7 +285,8 @@ void MainWindow::RunCommand(int command) {
         m_port.tell(*refusal);
         return;
     }
-    if (m_treeActions->Run(operation) || m_itemDialogs->Run(operation))
+    if (m_treeActions->Run(operation) || m_itemDialogs->Run(operation) ||
+        m_filterDialogs->Run(operation))
         return;
     switch (operation) {
         case Operation::NewDatabase:

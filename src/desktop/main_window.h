@@ -21,6 +21,7 @@
 
 namespace vantorel {
 
+class FilterDialogs;
 class ItemDialogs;
 class TreeActions;
 
@@ -100,6 +101,7 @@ private:
     QLabel* m_progressText;
     bool m_shown = false;
     ItemDialogs* m_itemDialogs;
+    FilterDialogs* m_filterDialogs;
     // Last, so it ends (and stops its transfer) while the tree and the shell still stand.
     std::unique_ptr<TreeActions> m_treeActions;
 };

@@ -1,12 +1,17 @@
 #include "filters/filter_editor.h"
 
+#include <strings.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
 #include "documents/custom_cfg.h"
+#include "documents/field_dialog.h"
 #include "documents/item_editor.h"
 #include "documents/reference_items.h"
+#include "storage/atomic_save.h"
 #include "storage/identifiers.h"
 
 namespace vantorel {
@@ -52,9 +57,19 @@ std::vector<std::string> ConditionChoices(std::size_t condition,
             return tables.versions;
         case 17:
             return tables.builds;
+        case 18:
+            return {std::begin(kPriorities), std::end(kPriorities)};
         default:
             return {};
     }
+}
+
+std::string_view FilterFieldCaption(std::size_t field) {
+    if (field == kFilterIdField)
+        return "ID";
+    if (field == kFilterNameField)
+        return "Name";
+    return FilterConditions().at(field - FilterConditionField(0)).caption;
 }
 
 std::unique_ptr<FilterEditor> FilterEditor::New(const std::filesystem::path& databaseDir,
@@ -148,6 +163,17 @@ FilterDocument FilterEditor::ToDocument() const {
     return document;
 }
 
+std::string FilterEditor::WindowTitle() const {
+    return IsNew() ? "Vantorel - Filter - New" : "Vantorel - Filter - Edit [" + id + "]";
+}
+
+std::optional<SaveRefusal> FilterEditor::CheckTyped(std::size_t field, std::string_view utf8) {
+    const std::optional<Notice> notice = UnholdableTextNotice(FilterFieldCaption(field), utf8);
+    if (!notice)
+        return std::nullopt;
+    return TellRefusal(m_port, *notice, field);
+}
+
 std::optional<SaveRefusal> FilterEditor::Check() {
     auto refuse = [this](std::string text, std::string caption, std::optional<std::size_t> field) {
         return TellRefusal(m_port, {std::move(text), std::move(caption), Icon::Warning}, field);
@@ -162,10 +188,8 @@ std::optional<SaveRefusal> FilterEditor::Check() {
             "Error: The combined path and filename for this filter will exceed the windows limit "
             "of 260.\nPlease decrease the ID length or path length to the database.\n",
             "Exceeds path length", kFilterIdField);
-    const bool sameFile = m_path && m_path->stem() == id;
-    if (!sameFile && IdentifierTaken(m_folder, id))
-        return refuse("Another filter with the same ID already exists, please enter a different ID",
-                      "Error: Existing filter with same ID", kFilterIdField);
+    if (!KeepsItsName() && IdentifierTaken(m_folder, id))
+        return RefuseTakenId();
     // No condition is more at fault than another.
     if (std::none_of(conditions.begin(), conditions.end(),
                      [](const ConditionSetting& setting) { return setting.enabled; }))
@@ -205,17 +229,40 @@ std::optional<SaveRefusal> FilterEditor::Check() {
     return std::nullopt;
 }
 
+bool FilterEditor::KeepsItsName() const {
+    return m_path && strcasecmp(m_path->stem().c_str(), id.c_str()) == 0;
+}
+
+SaveRefusal FilterEditor::RefuseTakenId() {
+    return TellRefusal(m_port,
+                       {"Another filter with the same ID already exists, please enter a different "
+                        "ID",
+                        "Error: Existing filter with same ID", Icon::Warning},
+                       kFilterIdField);
+}
+
 std::optional<SaveRefusal> FilterEditor::Save() {
     if (auto refusal = Check())
         return refusal;
     const std::filesystem::path target = m_folder / (id + ".vtl");
-    if (!WriteFilterDocument(target, ToDocument()).ok())
+    std::error_code error;
+    // A change of letter case alone, on a disk that ignores case, names the same file.
+    const bool sameFile =
+        m_path && (*m_path == target || std::filesystem::equivalent(*m_path, target, error));
+    // A new name must still be free when the document takes it: another user may have saved a
+    // filter of that name since it was checked.
+    const IoResult written =
+        SaveWholeFile(target, FilterDocumentText(ToDocument()), SystemFiles(),
+                      sameFile ? SavePlacement::Replace : SavePlacement::NewOnly);
+    if (!written.ok()) {
+        if (written.code == EEXIST)
+            return RefuseTakenId();
         return TellRefusal(m_port, {"Error: unable to create file!", "Error", Icon::Warning},
                            std::nullopt);
-    if (m_path && *m_path != target) {
+    }
+    if (m_path && !sameFile) {
         // The identifier changed: the new document is in place, so the old one and its lock
         // can go. OK closes the dialog, so nothing is edited under the new name.
-        std::error_code error;
         std::filesystem::remove(*m_path, error);
         m_lock.reset();
     }

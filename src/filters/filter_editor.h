@@ -31,7 +31,8 @@ struct ConditionSetting {
 };
 
 // The entries a list condition offers: statuses, phases, types, versions and builds from the
-// customisation; resource, configuration and tester identifiers from their folders.
+// customisation; resource, configuration and tester identifiers from their folders. The
+// priority condition offers the priorities, a setting's priority being a position among them.
 std::vector<std::string> ConditionChoices(std::size_t condition,
                                           const std::filesystem::path& databaseDir,
                                           const CustomCfg& custom);
@@ -42,6 +43,9 @@ inline constexpr std::size_t kFilterIdField = 0;
 constexpr std::size_t FilterConditionField(std::size_t condition) {
     return kFilterIdField + 1 + condition;
 }
+inline constexpr std::size_t kFilterNameField = FilterConditionField(kFilterConditionCount);
+// What a refusal calls the field: "ID", "Name", or the condition's caption.
+std::string_view FilterFieldCaption(std::size_t field);
 
 class FilterEditor {
 public:
@@ -57,6 +61,14 @@ public:
     std::array<ConditionSetting, kFilterConditionCount> conditions;
 
     bool IsNew() const { return !m_path; }
+    // The filter's document: the one being edited, or the one saved; none for a new filter
+    // not saved yet.
+    const std::optional<std::filesystem::path>& Path() const { return m_path; }
+    // "Vantorel - Filter - New", or "Vantorel - Filter - Edit [<id>]".
+    std::string WindowTitle() const;
+    // Text typed for field, as UTF-8, before it becomes a setting's ISO-8859-1 text: refused,
+    // naming the character and the field, when a document can't hold it.
+    [[nodiscard]] std::optional<SaveRefusal> CheckTyped(std::size_t field, std::string_view utf8);
     // The dialog's OK: checks the settings in the dialog's order and writes the filter. None
     // when written; else the refusal the user was told, when something is refused or the file
     // can't be written.
@@ -68,6 +80,9 @@ private:
     FilterEditor(std::filesystem::path folder, UserPort& port)
         : m_folder(std::move(folder)), m_port(port) {}
     std::optional<SaveRefusal> Check();
+    // True when the filter being edited keeps its file: the ID is its own, in any letter case.
+    bool KeepsItsName() const;
+    SaveRefusal RefuseTakenId();
     void Load(const FilterDocument& document);
 
     std::filesystem::path m_folder;

@@ -30,8 +30,8 @@ private slots:
         window.show();
         window.TheShell().OpenDatabase(database);
 
-        // A filter has no dialog yet: its Edit stays greyed; a test case has one.
-        window.SelectPath(database / "Filters" / "Failed.vtl");
+        // The testers' folder has no dialog: its Edit stays greyed; a test case has one.
+        window.SelectPath(database / "Testers");
         QAction* edit = window.Commands().Action(ID_EDIT_PROPERTIES);
         QVERIFY(!edit->isEnabled());
         const fs::path testCase = database / "Test Cases" / "Login" / "LOG-001.vtl";

@@ -152,8 +152,10 @@ TEST_F(FilterEditorTest, RefusesInTheDialogsOrder) {
 TEST_F(FilterEditorTest, EditingLoadsLocksAndRenames) {
     const auto path = db / "Filters" / "Old.vtl";
     ASSERT_TRUE(WriteFilterDocument(path, {"Old", "n", {{18, {"1"}, FO_EQUAL_TO}}}).ok());
+    EXPECT_EQ(editor->WindowTitle(), "Vantorel - Filter - New");
     auto edit = FilterEditor::Edit(path, port, {"bench-7", "dana"});
     ASSERT_TRUE(edit);
+    EXPECT_EQ(edit->WindowTitle(), "Vantorel - Filter - Edit [Old]");
     EXPECT_TRUE(std::filesystem::exists(LockPath(path)));
     EXPECT_TRUE(edit->conditions[18].enabled);
     EXPECT_EQ(edit->conditions[18].priority, 1);
@@ -171,6 +173,47 @@ TEST_F(FilterEditorTest, ListConditionsOfferTheDatabasesEntries) {
     std::ofstream(db / "Resources" / "Cards.vtl") << "x";
     EXPECT_EQ(ConditionChoices(3, db, custom), std::vector<std::string>{"Cards"});
     EXPECT_TRUE(ConditionChoices(16, db, custom).empty());  // typed, not chosen
+    EXPECT_EQ(ConditionChoices(18, db, custom),
+              (std::vector<std::string>{"Highest", "High", "Medium", "Low", "Lowest"}));
+}
+
+TEST_F(FilterEditorTest, TypedTextADocumentCantHoldIsRefusedNamingItsField) {
+    const auto name = editor->CheckTyped(kFilterNameField, "Costs 5 \u20ac");
+    ASSERT_TRUE(name);
+    EXPECT_EQ(name->field, kFilterNameField);
+    EXPECT_EQ(name->notice.caption, "Invalid character");
+    EXPECT_NE(name->notice.text.find("'Name'"), std::string::npos);
+    EXPECT_NE(name->notice.text.find("\u20ac"), std::string::npos);
+    const auto notes = editor->CheckTyped(FilterConditionField(19), "\u0441ard");
+    ASSERT_TRUE(notes);
+    EXPECT_NE(notes->notice.text.find("'Notes 1'"), std::string::npos);
+    EXPECT_EQ(editor->CheckTyped(kFilterIdField, "Caf\u00e9"), std::nullopt);
+    EXPECT_EQ(port.notices.size(), 2u);
+}
+
+TEST_F(FilterEditorTest, ALetterCaseChangeKeepsOneDocumentAndNeverTakesAnothers) {
+    const auto filters = db / "Filters";
+    const auto path = filters / "Old.vtl";
+    ASSERT_TRUE(WriteFilterDocument(path, {"Old", "n", {{9, {"2"}, FO_LESS_THAN}}}).ok());
+    auto edit = FilterEditor::Edit(path, port, {"bench-7", "dana"});
+    ASSERT_TRUE(edit);
+    edit->id = "OLD";
+    ASSERT_EQ(edit->Save(), std::nullopt);
+    EXPECT_EQ(ItemIdsIn(filters), std::vector<std::string>{"OLD"});
+    EXPECT_FALSE(std::filesystem::exists(LockPath(filters / "OLD.vtl")));
+    EXPECT_FALSE(std::filesystem::exists(LockPath(path)));
+
+    // Where names differing in case are different files, the other one stays untouched.
+    const auto other = filters / "old.vtl";
+    ASSERT_TRUE(WriteFilterDocument(other, {"old", "another", {{0, {"Pass"}, FO_EQUAL_TO}}}).ok());
+    auto again = FilterEditor::Edit(filters / "OLD.vtl", port, {"bench-7", "dana"});
+    ASSERT_TRUE(again);
+    again->id = "old";
+    const auto refusal = again->Save();
+    ASSERT_TRUE(refusal);
+    EXPECT_EQ(refusal->notice.caption, "Error: Existing filter with same ID");
+    EXPECT_EQ(ReadFilterDocument(other)->name, "another");
+    EXPECT_EQ(ReadFilterDocument(filters / "OLD.vtl")->clauses.front().condition, 9);
 }
 
 }  // namespace
