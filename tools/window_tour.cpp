@@ -182,7 +182,8 @@ int main(int argc, char** argv) {
 
     struct DialogStop {
         const char* picture;  // without ".png"; each page of a sheet adds its number
-        fs::path item;
+        fs::path item;        // selected first, when given
+        int command = vantorel::ID_EDIT_PROPERTIES;
     };
     const fs::path project = database / "Projects" / "Release 2.0";
     const DialogStop dialogs[] = {
@@ -194,9 +195,11 @@ int main(int argc, char** argv) {
         {"dialog-configuration", database / "Test Configurations" / "Phone.vtl"},
         {"dialog-resource", database / "Resources" / "Cards.vtl"},
         {"dialog-tester", database / "Testers" / "dana.vtl"},
+        {"dialog-customize", {}, vantorel::ID_SETTINGS_CUSTOMIZE},
     };
     for (const DialogStop& stop : dialogs) {
-        window.SelectPath(stop.item);
+        if (!stop.item.empty())
+            window.SelectPath(stop.item);
         QTimer poll;
         poll.setInterval(50);
         QObject::connect(&poll, &QTimer::timeout, [&] {
@@ -222,7 +225,7 @@ int main(int argc, char** argv) {
             dialog->reject();
         });
         poll.start();
-        window.RunCommand(vantorel::ID_EDIT_PROPERTIES);
+        window.RunCommand(stop.command);
     }
     return failures == 0 ? 0 : 1;
 }
