@@ -8,6 +8,7 @@
 // usage: vantorel_window_tour DATABASE OUTPUT_FOLDER
 
 #include <QAbstractButton>
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QDialog>
 #include <QLineEdit>
@@ -221,6 +222,22 @@ int main(int argc, char** argv) {
                     std::printf("%s\n", file.c_str());
                 else
                     ++failures;
+            }
+            // The customisation's status dialog, over the status of the second row.
+            if (auto* statuses = dialog->findChild<QAbstractItemView*>("statusList")) {
+                statuses->setCurrentIndex(statuses->model()->index(1, 0));
+                QTimer::singleShot(300, [&] {
+                    auto* status = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+                    if (!status || status->objectName() != "statusDialog")
+                        return;
+                    const fs::path file = output / (std::string(stop.picture) + "-status.png");
+                    if (status->grab().save(QString::fromStdString(file.string())))
+                        std::printf("%s\n", file.c_str());
+                    else
+                        ++failures;
+                    status->reject();
+                });
+                dialog->findChild<QAbstractButton*>("statusEdit")->click();
             }
             dialog->reject();
         });

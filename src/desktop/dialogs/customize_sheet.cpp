@@ -103,6 +103,8 @@ CustomizeSheet::CustomizeSheet(std::unique_ptr<CustomizeEditor> editor, QWidget*
     auto* layout = new QVBoxLayout(this);
     m_pages = new QTabWidget;
     m_pages->setObjectName("pages");
+    // Every page's title stays in sight: the sheet is as wide as its eight tabs.
+    m_pages->setUsesScrollButtons(false);
     m_pages->addTab(ListPage(CustomList::Types, "types", "Test type:"), "Customize Test Types");
     m_pages->addTab(ListPage(CustomList::Phases, "phases", "Test phase:"), "Customize Test Phases");
     m_pages->addTab(NotesPage(), "Customize Notes");
@@ -118,7 +120,7 @@ CustomizeSheet::CustomizeSheet(std::unique_ptr<CustomizeEditor> editor, QWidget*
     connect(buttons, &QDialogButtonBox::accepted, this, &CustomizeSheet::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &CustomizeSheet::reject);
     layout->addWidget(buttons);
-    resize(760, 460);
+    resize(minimumSizeHint().width(), 460);
 }
 
 CustomizeSheet::~CustomizeSheet() = default;
@@ -401,6 +403,7 @@ void CustomizeSheet::RunStatusDialog(StatusDraft draft,
     QDialog dialog(this);
     dialog.setObjectName("statusDialog");
     dialog.setWindowTitle("Status");
+    dialog.setMinimumWidth(420);
     auto* form = new QFormLayout(&dialog);
     auto* text = new QLineEdit(FromLatin1(draft.text));
     text->setObjectName("statusText");
