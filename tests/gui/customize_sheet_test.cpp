@@ -243,6 +243,41 @@ private slots:
                                           "No DB open", Icon::Warning}));
     }
 
+    void ASaveTheDiskRefusesKeepsTheSheetAndTheCustomisationInUse() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        RecordingPort& port = open->port;
+        const fs::path aside = open->database.string() + "-away";
+        const std::size_t typesBefore = window.TheShell().Custom().Tables().types.size();
+        QString captionOfFailure;
+        bool openAfterFailure = false;
+        QStringList typedAfterFailure;
+        std::size_t typesInUseAfterFailure = 0;
+        gui_test::WhenModalOpens([&](QDialog& sheet) {
+            Child<QLineEdit>(sheet, "typesEntry").setText("Security test");
+            Click(sheet, "typesAdd");
+            // The share goes away while the sheet is open.
+            fs::rename(open->database, aside);
+            sheet.accept();
+            captionOfFailure = QString::fromStdString(port.notices.back().caption);
+            openAfterFailure = sheet.isVisible();
+            typedAfterFailure = Texts(Child<QListWidget>(sheet, "typesList"));
+            typesInUseAfterFailure = window.TheShell().Custom().Tables().types.size();
+            fs::rename(aside, open->database);
+            sheet.accept();
+        });
+        window.RunCommand(ID_SETTINGS_CUSTOMIZE);
+        QCOMPARE(captionOfFailure, QString("Unable to save file"));
+        QVERIFY(openAfterFailure);
+        QCOMPARE(typedAfterFailure.back(), QString("Security test"));
+        QCOMPARE(typesInUseAfterFailure, typesBefore);
+        QCOMPARE(window.TheShell().Custom().Tables().types.back(), std::string("Security test"));
+        QVERIFY(ReadBytes(open->database / "custom.dat").find("<type>Security test</type>") !=
+                std::string::npos);
+        QVERIFY(!IsLocked(open->database / "custom.dat"));
+    }
+
     void AHeldLockBringsTheUnlockDialogAndEveryWayOutReleasesIt() {
         QTemporaryDir root;
         auto open = gui_test::OpenSampleWindow(root.path().toStdString());
