@@ -9,9 +9,11 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTreeWidget>
+#include <QWebEngineView>
 #include <fstream>
 #include <sstream>
 
@@ -336,7 +338,9 @@ private slots:
         MainWindow& window = *open->window;
         const fs::path testCase = open->database / "Projects" / "Mobile launch" /
                                   "Project Test Cases" / "Checkout" / "CHK-001.vtl";
+        QSignalSpy loaded(&window.Page(), &QWebEngineView::loadFinished);
         window.SelectPath(testCase);
+        QTRY_VERIFY_WITH_TIMEOUT(!loaded.isEmpty(), 20000);
         const QModelIndex row = window.Model().IndexOf(testCase);
         auto iconImage = [&] {
             return qvariant_cast<QIcon>(window.Model().data(row, Qt::DecorationRole))
@@ -345,6 +349,9 @@ private slots:
         };
         const QImage postponed = QIcon(":/desktop/icons/status-postponed.svg").pixmap(16).toImage();
         QVERIFY(iconImage() != postponed);
+        QVERIFY(gui_test::PageText(window.Page()).contains("CHK-001"));
+        QVERIFY(!gui_test::PageText(window.Page()).contains("counts as Postponed"));
+        loaded.clear();
 
         // A new test type, and "Not yet attempted" counted as postponed from now on.
         gui_test::WhenModalOpens([&](QDialog& sheet) {
@@ -361,6 +368,8 @@ private slots:
         window.RunCommand(ID_SETTINGS_CUSTOMIZE);
         QVERIFY(open->port.notices.empty());
         QTRY_VERIFY(iconImage() == postponed);
+        QTRY_VERIFY_WITH_TIMEOUT(!loaded.isEmpty(), 20000);
+        QVERIFY(gui_test::PageText(window.Page()).contains("counts as Postponed"));
 
         QStringList offered;
         gui_test::WhenModalOpens([&](QDialog& dialog) {
