@@ -8,6 +8,7 @@
 // usage: vantorel_window_tour DATABASE OUTPUT_FOLDER
 
 #include <QAbstractButton>
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QDialog>
 #include <QLineEdit>
@@ -182,7 +183,8 @@ int main(int argc, char** argv) {
 
     struct DialogStop {
         const char* picture;  // without ".png"; each page of a sheet adds its number
-        fs::path item;
+        fs::path item;        // selected first, when given
+        int command = vantorel::ID_EDIT_PROPERTIES;
     };
     const fs::path project = database / "Projects" / "Release 2.0";
     const DialogStop dialogs[] = {
@@ -195,9 +197,11 @@ int main(int argc, char** argv) {
         {"dialog-resource", database / "Resources" / "Cards.vtl"},
         {"dialog-tester", database / "Testers" / "dana.vtl"},
         {"dialog-filter", database / "Filters" / "Failed.vtl"},
+        {"dialog-customize", {}, vantorel::ID_SETTINGS_CUSTOMIZE},
     };
     for (const DialogStop& stop : dialogs) {
-        window.SelectPath(stop.item);
+        if (!stop.item.empty())
+            window.SelectPath(stop.item);
         QTimer poll;
         poll.setInterval(50);
         QObject::connect(&poll, &QTimer::timeout, [&] {
@@ -220,10 +224,26 @@ int main(int argc, char** argv) {
                 else
                     ++failures;
             }
+            // The customisation's status dialog, over the status of the second row.
+            if (auto* statuses = dialog->findChild<QAbstractItemView*>("statusList")) {
+                statuses->setCurrentIndex(statuses->model()->index(1, 0));
+                QTimer::singleShot(300, [&] {
+                    auto* status = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+                    if (!status || status->objectName() != "statusDialog")
+                        return;
+                    const fs::path file = output / (std::string(stop.picture) + "-status.png");
+                    if (status->grab().save(QString::fromStdString(file.string())))
+                        std::printf("%s\n", file.c_str());
+                    else
+                        ++failures;
+                    status->reject();
+                });
+                dialog->findChild<QAbstractButton*>("statusEdit")->click();
+            }
             dialog->reject();
         });
         poll.start();
-        window.RunCommand(vantorel::ID_EDIT_PROPERTIES);
+        window.RunCommand(stop.command);
     }
     return failures == 0 ? 0 : 1;
 }

@@ -58,6 +58,7 @@ bool CommandActions::Available(Operation operation) {
         case Operation::ClearFilter:
         case Operation::SetUser:
         case Operation::SetAsCurrentUser:
+        case Operation::CustomizeFields:
         case Operation::Options:
         case Operation::DisplayStyle:
         case Operation::About:

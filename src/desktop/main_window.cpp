@@ -8,6 +8,7 @@
 #include <QStatusBar>
 #include <QToolBar>
 
+#include "desktop/dialogs/customize_sheet.h"
 #include "desktop/dialogs/filter_dialogs.h"
 #include "desktop/dialogs/item_dialogs.h"
 #include "desktop/dialogs/settings_dialogs.h"
@@ -205,6 +206,20 @@ void MainWindow::RunSetUserDialog() {
         m_shell.RefreshCurrentUser();
 }
 
+void MainWindow::RunCustomizeSheet() {
+    VantorelDatabase& database = m_shell.Database();
+    const fs::path* databaseDir = database.IsOpen() ? &database.Directory() : nullptr;
+    if (!vantorel::RunCustomizeSheet(this, databaseDir, m_shell.Custom(), m_port))
+        return;
+    // The tree's status icons, the page and the dialogs opened from now on all read the new
+    // customisation.
+    m_model.ForgetStatusIcons();
+    if (m_rightPane->currentWidget() == m_reportView)
+        m_reportView->Reshow();
+    else if (m_rightPane->currentWidget() == m_page)
+        m_page->Reshow();
+}
+
 ShellView::StartupAnswer MainWindow::AskStartupOptions(const std::string& lastDatabaseName) {
     return RunStartupDialog(this, lastDatabaseName);
 }
@@ -342,6 +357,9 @@ void MainWindow::RunCommand(int command) {
         case Operation::SetUser:
         case Operation::SetAsCurrentUser:
             RunSetUserDialog();
+            break;
+        case Operation::CustomizeFields:
+            RunCustomizeSheet();
             break;
         case Operation::Options:
             if (RunOptionsDialog(this, m_shell.Configuration(), m_port))

@@ -80,6 +80,8 @@ private:
     // The report wizard, on the selected project; a report command of the menus starts it on
     // its kind. The new report is shown when the wizard finishes.
     void StartReportWizard(int command);
+    // The customisation sheet; after OK the window shows what the new customisation says.
+    void RunCustomizeSheet();
     void ShowNewReport(const std::filesystem::path& report);
     PageSource CurrentPageSource();
     void RefreshAll();

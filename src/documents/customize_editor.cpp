@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "documents/field_dialog.h"
 #include "documents/item_editor.h"
 #include "documents/reference_items.h"
 
@@ -86,6 +87,22 @@ std::string ColourText(ReportColour colour) {
 
 }  // namespace
 
+std::string StatusDialogColourText(ReportColour colour) {
+    char text[16];
+    std::snprintf(text, sizeof text, "#%02x%02x%02x", colour & 0xFF, (colour >> 8) & 0xFF,
+                  (colour >> 16) & 0xFF);
+    return text;
+}
+
+std::vector<std::size_t> EditableReportSlots() {
+    std::vector<std::size_t> slots;
+    for (std::size_t slot = 0; slot < static_cast<std::size_t>(kMeaningCount); ++slot)
+        slots.push_back(slot);
+    for (std::size_t slot = RS_TOTAL_PLAN_TIME; slot < kReportSlots; ++slot)
+        slots.push_back(slot);
+    return slots;
+}
+
 std::unique_ptr<CustomizeEditor> CustomizeEditor::Open(const std::filesystem::path* databaseDir,
                                                        CustomCfg& custom, UserPort& port,
                                                        const UserIdentity& identity) {
@@ -117,6 +134,14 @@ CustomizeEditor::CustomizeEditor(std::filesystem::path databaseDir, CustomCfg& c
                 std::to_string(values.autoStep), values.version, values.build};
 }
 
+bool CustomizeEditor::TypedFits(std::string_view fieldCaption, std::string_view utf8) {
+    if (const std::optional<Notice> notice = UnholdableTextNotice(fieldCaption, utf8)) {
+        m_port.tell(*notice);
+        return false;
+    }
+    return true;
+}
+
 std::vector<std::string> CustomTables::*CustomizeEditor::ListMember(CustomList list) {
     switch (list) {
         case CustomList::Types:
@@ -137,6 +162,13 @@ std::vector<std::string>& CustomizeEditor::MutableList(CustomList list) {
 
 const std::vector<std::string>& CustomizeEditor::List(CustomList list) const {
     return m_draft.*ListMember(list);
+}
+
+std::vector<std::string> CustomizeEditor::DefaultChoices(CustomList list) const {
+    std::vector<std::string> choices{std::string(kNoDefault)};
+    const std::vector<std::string>& entries = List(list);
+    choices.insert(choices.end(), entries.begin(), entries.end());
+    return choices;
 }
 
 bool CustomizeEditor::Add(CustomList list, std::string text) {
@@ -232,7 +264,8 @@ std::vector<StatusRow> CustomizeEditor::StatusRows() const {
     for (const StatusEntry& status : m_draft.statuses) {
         const int slot = MeaningSlot(status.meaning);
         rows.push_back({status.text, std::string(MeaningName(status.meaning)),
-                        m_draft.reportStrings[slot], ColourText(m_draft.reportColours[slot])});
+                        m_draft.reportStrings[slot], ColourText(m_draft.reportColours[slot]),
+                        status.meaning, m_draft.reportColours[slot]});
     }
     return rows;
 }
@@ -245,6 +278,18 @@ bool CustomizeEditor::CanAddStatus() {
          "adding another.",
          "List is full", Icon::Warning});
     return false;
+}
+
+StatusDraft CustomizeEditor::NewStatus() const {
+    return WithMeaning({}, SM_NOT_YET_ATTEMPTED);
+}
+
+StatusDraft CustomizeEditor::WithMeaning(StatusDraft draft, int meaning) const {
+    draft.meaning = meaning;
+    const int slot = MeaningSlot(meaning);
+    draft.reportString = m_draft.reportStrings[slot];
+    draft.colour = m_draft.reportColours[slot];
+    return draft;
 }
 
 bool CustomizeEditor::ValidStatus(const StatusDraft& draft, std::optional<std::size_t> editing) {
@@ -398,10 +443,13 @@ std::optional<SaveRefusal> CustomizeEditor::Commit() {
                         chosen(defaults.build)};
     // The current user may have been set while the dialog was open; keep the live pairs.
     m_draft.currentUsers = m_custom.Tables().currentUsers;
-    m_custom.Replace(m_draft);
-    IoResult result = m_custom.Write(m_databaseDir);
+    // Written before it is used, so a failed write leaves the customisation in use as it is.
+    CustomCfg written;
+    written.Replace(m_draft);
+    IoResult result = written.Write(m_databaseDir);
     if (!result.ok())
         return TellRefusal(m_port, SaveFailure(result), std::nullopt);
+    m_custom.Replace(m_draft);
     return std::nullopt;
 }
 

@@ -31,9 +31,18 @@ struct StatusDraft {
     ReportColour colour = 0;
 };
 
+// The colour of a status dialog, as it shows it ("#rrggbb").
+std::string StatusDialogColourText(ReportColour colour);
+
+// The report slots the report page offers: the five meanings' and the six time figures'; the
+// reserved slots between them caption nothing.
+std::vector<std::size_t> EditableReportSlots();
+
 // A row of the status page.
 struct StatusRow {
     std::string text, meaning, reportString, colour;  // colour as "#RRGGBB"
+    int meaningCode = SM_NOT_YET_ATTEMPTED;           // for the row's icon and swatch
+    ReportColour colourValue = 0;
 };
 
 // The default-values page as typed.
@@ -60,6 +69,10 @@ public:
                                                  CustomCfg& custom, UserPort& port,
                                                  const UserIdentity& identity = CurrentIdentity());
 
+    // Text typed into the field captioned fieldCaption, as UTF-8: false, after telling the
+    // user, when custom.dat can't hold a character of it.
+    bool TypedFits(std::string_view fieldCaption, std::string_view utf8);
+
     // The list pages: types, phases, versions, builds.
     const std::vector<std::string>& List(CustomList list) const;
     bool Add(CustomList list, std::string text);
@@ -70,6 +83,9 @@ public:
     std::array<std::string, 3> notes;
     // The default-values page.
     DefaultsDraft defaults;
+    // The entries of the default-version (Versions) or default-build (Builds) drop-down: no
+    // default, then the list as it stands now.
+    std::vector<std::string> DefaultChoices(CustomList list) const;
 
     // The report page.
     const std::string& ReportString(std::size_t slot) const { return m_draft.reportStrings[slot]; }
@@ -81,6 +97,12 @@ public:
     std::vector<StatusRow> StatusRows() const;
     // Whether the status dialog may open to add one; the list holds at most 10.
     bool CanAddStatus();
+    // The status dialog's content for a new status: no text, the first meaning of the list
+    // ("Not yet attempted") with its report caption and colour.
+    StatusDraft NewStatus() const;
+    // The status dialog's content when its meaning is changed to meaning: the caption and
+    // colour shown become that meaning's.
+    StatusDraft WithMeaning(StatusDraft draft, int meaning) const;
     bool AddStatus(const StatusDraft& draft);
     // The status dialog's content for the selected row, if exactly one is selected.
     std::optional<StatusDraft> StatusForEdit(const std::vector<std::size_t>& selection);
@@ -88,8 +110,9 @@ public:
     bool RemoveStatuses(std::vector<std::size_t> selection);
     bool MoveStatus(const std::vector<std::size_t>& selection, bool up);
 
-    // OK: checks the notes and default pages, stores everything and writes custom.dat. None
-    // when written; else the refusal the user was told, naming a CustomizeField.
+    // OK: checks the notes and default pages, writes custom.dat and then stores everything.
+    // None when written; else the refusal the user was told, naming a CustomizeField, and the
+    // customisation in use is as it was.
     [[nodiscard]] std::optional<SaveRefusal> Commit();
 
 private:

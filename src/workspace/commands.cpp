@@ -232,6 +232,9 @@ std::optional<Notice> CommandRefusal(Operation operation, const CommandState& st
         case Operation::RichEditDelete:
         case Operation::RichEditSelectAll:
             return std::nullopt;
+        case Operation::CustomizeFields:
+            // The customisation editor refuses without a database in words of its own.
+            return std::nullopt;
         case Operation::ImportProjectTestCases:
         case Operation::ImportTestCases:
             if (!state.databaseOpen)

@@ -225,6 +225,10 @@ void NavigationModel::SetStatusIcons(bool statusIcons) {
     if (statusIcons == m_statusIcons)
         return;
     m_statusIcons = statusIcons;
+    ForgetStatusIcons();
+}
+
+void NavigationModel::ForgetStatusIcons() {
     std::vector<Node*> folders{m_root.get()};
     while (!folders.empty()) {
         Node* folder = folders.back();

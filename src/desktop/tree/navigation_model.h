@@ -40,6 +40,9 @@ public:
     // Shows project test cases with the icon of their status, or all alike; the rows read so
     // far are repainted, and a status is read again when its row is next painted.
     void SetStatusIcons(bool statusIcons);
+    // Forgets the status icons read so far, so each is read again against the customisation
+    // as it is now when its row is next painted.
+    void ForgetStatusIcons();
 
     QModelIndex index(int row, int column, const QModelIndex& parent) const override;
     QModelIndex parent(const QModelIndex& child) const override;

@@ -246,6 +246,48 @@ TEST_F(CustomizeEditorTest, CommitChecksPagesThenWritesOnce) {
     EXPECT_EQ(reread.ReportString(10), "Plan");
 }
 
+TEST_F(CustomizeEditorTest, AFailedWriteLeavesTheCustomisationInUse) {
+    auto editor = Open();
+    ASSERT_TRUE(editor->Add(CustomList::Versions, "2.1"));
+    // The share went away while the dialog was open.
+    std::filesystem::remove_all(db);
+    const std::optional<SaveRefusal> refusal = editor->Commit();
+    ASSERT_TRUE(refusal);
+    EXPECT_EQ(refusal->field, std::nullopt);
+    EXPECT_NE(LastNotice().text.find("custom.dat"), std::string::npos);
+    EXPECT_TRUE(custom.Tables().versions.empty());
+}
+
+TEST_F(CustomizeEditorTest, WhatTheSheetShowsComesFromTheDraft) {
+    auto editor = Open();
+    EXPECT_FALSE(editor->TypedFits("Test Type", "Costs in \xE2\x82\xAC"));
+    EXPECT_EQ(LastNotice().caption, "Invalid character");
+    EXPECT_NE(LastNotice().text.find("'Test Type'"), std::string::npos);
+    const std::size_t told = port.notices.size();
+    EXPECT_TRUE(editor->TypedFits("Test Type", "Caf\xC3\xA9"));
+    EXPECT_EQ(port.notices.size(), told);
+
+    EXPECT_EQ(editor->DefaultChoices(CustomList::Builds), std::vector<std::string>{"--None--"});
+    ASSERT_TRUE(editor->Add(CustomList::Builds, "b17"));
+    EXPECT_EQ(editor->DefaultChoices(CustomList::Builds),
+              (std::vector<std::string>{"--None--", "b17"}));
+
+    const std::vector<std::size_t> slots = EditableReportSlots();
+    EXPECT_EQ(slots, (std::vector<std::size_t>{0, 1, 2, 3, 4, 10, 11, 12, 13, 14, 15}));
+
+    // The status dialog shows the caption and colour of the meaning chosen, as the draft has
+    // them now.
+    const StatusDraft fresh = editor->NewStatus();
+    EXPECT_EQ(fresh.text, "");
+    EXPECT_EQ(fresh.meaning, SM_NOT_YET_ATTEMPTED);
+    EXPECT_EQ(fresh.reportString, "Tests not yet attempted");
+    editor->SetReportColour(4, 0x123456);
+    const StatusDraft postponed = editor->WithMeaning(fresh, SM_POSTPONED);
+    EXPECT_EQ(postponed.reportString, "Tests postponed");
+    EXPECT_EQ(StatusDialogColourText(postponed.colour), "#563412");
+    EXPECT_EQ(editor->WithMeaning(fresh, SM_PASS).reportString, "Tests passed");
+}
+
 TEST_F(CustomizeEditorTest, ChoosingTheCurrentUser) {
     EXPECT_FALSE(ChooseCurrentUser(db, custom, "bench-7", TesterChoices(db), 0, port));
     EXPECT_EQ(LastNotice().caption, "No testers available");

@@ -213,6 +213,7 @@ TEST(Commands, EveryMenuCommandRunsAnOperationAndRefusalsNameTheirReason) {
               "A database must be loaded before an import can take place.");
     EXPECT_EQ(CommandRefusal(Operation::ExportTestCasesCsv, none)->caption, "Warning");
     EXPECT_FALSE(CommandRefusal(Operation::OpenDatabase, none));
+    EXPECT_FALSE(CommandRefusal(Operation::CustomizeFields, none));
 
     CommandState open{.databaseOpen = true};
     EXPECT_EQ(CommandRefusal(Operation::ExportWeb, open)->text,

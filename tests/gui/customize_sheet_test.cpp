@@ -1,0 +1,390 @@
+// The customisation sheet from the window: OK writes custom.dat once, with what the model alone
+// writes for the same edits; refusals come from the model with their captions and change
+// nothing; a lock someone else holds brings the unlock dialog; the lock goes however the sheet
+// closes; and after OK the window's dialogs, tree icons and pages use the new customisation.
+
+#include <QColorDialog>
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTabWidget>
+#include <QTemporaryDir>
+#include <QTreeWidget>
+#include <QWebEngineView>
+#include <fstream>
+#include <sstream>
+
+#include "desktop/dialogs/customize_sheet.h"
+#include "gui_test.h"
+#include "storage/locks.h"
+#include "window_fixture.h"
+
+namespace vantorel {
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string ReadBytes(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+// Runs handle on the modal dialog named name once it is the active one: the sheet's own
+// dialogs open over the sheet, which is modal itself.
+void WhenDialogOpens(const QString& name, std::function<void(QDialog&)> handle) {
+    auto* timer = new QTimer;
+    timer->setInterval(10);
+    QObject::connect(timer, &QTimer::timeout, [timer, name, handle] {
+        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        if (!dialog || dialog->objectName() != name)
+            return;
+        timer->stop();
+        timer->deleteLater();
+        handle(*dialog);
+    });
+    timer->start();
+}
+
+template <typename Widget>
+Widget& Child(QWidget& parent, const char* name) {
+    auto* child = parent.findChild<Widget*>(name);
+    if (!child)
+        qFatal("no widget %s", name ? name : "of the kind");
+    return *child;
+}
+
+void Click(QWidget& parent, const char* name) {
+    Child<QPushButton>(parent, name).click();
+}
+
+void SelectRows(QAbstractItemView& view, std::initializer_list<int> rows) {
+    view.clearSelection();
+    for (int row : rows)
+        view.selectionModel()->select(view.model()->index(row, 0),
+                                      QItemSelectionModel::Select | QItemSelectionModel::Rows);
+}
+
+QStringList Texts(QListWidget& list) {
+    QStringList texts;
+    for (int row = 0; row < list.count(); ++row)
+        texts << list.item(row)->text();
+    return texts;
+}
+
+}  // namespace
+
+class CustomizeSheetTest : public QObject {
+    Q_OBJECT
+private slots:
+    void OkWritesOnceWhatTheModelAloneWrites() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        const fs::path customFile = open->database / "custom.dat";
+
+        // The same edits through the model alone, in another copy of the database.
+        const fs::path alone =
+            gui_test::CopySampleDatabase(fs::path(root.path().toStdString()) / "alone");
+        {
+            RecordingPort port;
+            CustomCfg custom;
+            custom.Read(alone, port, CurrentIdentity().computer);
+            auto editor = CustomizeEditor::Open(&alone, custom, port);
+            QVERIFY(editor);
+            QVERIFY(editor->Add(CustomList::Types, "Security test \xE9"));
+            const std::size_t added = editor->List(CustomList::Types).size() - 1;
+            QVERIFY(editor->Move(CustomList::Types, {added}, true));
+            QVERIFY(editor->Add(CustomList::Versions, "2.2"));
+            editor->notes[0] = "Risks";
+            editor->defaults.digits = "4";
+            editor->defaults.version = "2.2";
+            QVERIFY(editor->UpdateReportString(10, "Plan"));
+            editor->SetReportColour(10, 0x563412);
+            StatusDraft retest = editor->WithMeaning({}, SM_FAIL);
+            retest.text = "Retest";
+            retest.reportString = "Failures";
+            QVERIFY(editor->AddStatus(retest));
+            QVERIFY(!editor->Commit());
+            QVERIFY(port.notices.empty());
+        }
+
+        const std::string before = ReadBytes(customFile);
+        std::string whileOpen;
+        bool lockedWhileOpen = false;
+        QStringList tabs;
+        gui_test::WhenModalOpens([&](QDialog& sheet) {
+            lockedWhileOpen = IsLocked(customFile);
+            auto& pages = Child<QTabWidget>(sheet, "pages");
+            for (int page = 0; page < pages.count(); ++page)
+                tabs << pages.tabText(page);
+
+            Child<QLineEdit>(sheet, "typesEntry").setText(QString::fromUtf8("Security test é"));
+            Click(sheet, "typesAdd");
+            auto& types = Child<QListWidget>(sheet, "typesList");
+            SelectRows(types, {types.count() - 1});
+            Click(sheet, "typesUp");
+            Child<QLineEdit>(sheet, "versionsEntry").setText("2.2");
+            QTest::keyClick(&Child<QLineEdit>(sheet, "versionsEntry"), Qt::Key_Return);
+            Child<QLineEdit>(sheet, "notes1").setText("Risks");
+            Child<QLineEdit>(sheet, "autoIncrementDigits").setText("4");
+            Child<QComboBox>(sheet, "defaultVersion").setCurrentText("2.2");
+
+            auto& slotChoice = Child<QComboBox>(sheet, "reportSlots");
+            slotChoice.setCurrentIndex(slotChoice.findText("Total plan time"));
+            Child<QLineEdit>(sheet, "reportString").setText("Plan");
+            Click(sheet, "updateReportString");
+            WhenDialogOpens("colourDialog", [](QDialog& picker) {
+                static_cast<QColorDialog&>(picker).setCurrentColor(QColor(0x12, 0x34, 0x56));
+                picker.accept();
+            });
+            Click(sheet, "chooseReportColour");
+
+            WhenDialogOpens("statusDialog", [](QDialog& status) {
+                Child<QLineEdit>(status, "statusText").setText("Retest");
+                Child<QComboBox>(status, "meaning").setCurrentText("Fail");
+                Child<QLineEdit>(status, "reportString").setText("Failures");
+                // The dialog's OK button hands the draft to the model.
+                Child<QDialogButtonBox>(status, {}).button(QDialogButtonBox::Ok)->click();
+            });
+            Click(sheet, "statusAdd");
+            whileOpen = ReadBytes(customFile);
+            sheet.accept();
+        });
+        window.RunCommand(ID_SETTINGS_CUSTOMIZE);
+
+        QCOMPARE(tabs, QStringList({"Customize Test Types", "Customize Test Phases",
+                                    "Customize Notes", "Default Values", "Report Colors && Strings",
+                                    "Customize Version", "Customize Build", "Customize Status"}));
+        QVERIFY(lockedWhileOpen);
+        QVERIFY(!IsLocked(customFile));
+        QVERIFY(open->port.notices.empty());
+        QCOMPARE(whileOpen, before);
+        QCOMPARE(ReadBytes(customFile), ReadBytes(alone / "custom.dat"));
+        QCOMPARE(window.TheShell().Custom().Tables().versions.back(), std::string("2.2"));
+    }
+
+    void RefusalsShowTheirCaptionsAndChangeNothing() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        RecordingPort& port = open->port;
+        const fs::path customFile = open->database / "custom.dat";
+        const std::string before = ReadBytes(customFile);
+        const CustomTables tablesBefore = window.TheShell().Custom().Tables();
+
+        QStringList captions;
+        QStringList typesBefore, typesAfter;
+        int statusRows = 0;
+        bool stayedOpen = true;
+        QString pageAtFault;
+        gui_test::WhenModalOpens([&](QDialog& sheet) {
+            auto caption = [&] {
+                captions << (port.notices.empty()
+                                 ? QString("(none)")
+                                 : QString::fromStdString(port.notices.back().caption));
+                port.notices.clear();
+            };
+            auto& types = Child<QListWidget>(sheet, "typesList");
+            typesBefore = Texts(types);
+            Child<QLineEdit>(sheet, "typesEntry").setText("Alpha");
+            Click(sheet, "typesAdd");
+            caption();
+            Child<QLineEdit>(sheet, "typesEntry").setText(QString::fromUtf8("Costs in €"));
+            Click(sheet, "typesAdd");
+            caption();
+            SelectRows(types, {1, 2});
+            Click(sheet, "typesUp");
+            caption();
+            typesAfter = Texts(types);
+
+            auto& statuses = Child<QTreeWidget>(sheet, "statusList");
+            SelectRows(statuses, {0, 1, 2, 3, 4});
+            Click(sheet, "statusDelete");
+            caption();
+            statuses.clearSelection();
+            Click(sheet, "statusEdit");
+            caption();
+            statusRows = statuses.topLevelItemCount();
+
+            Click(sheet, "updateReportString");
+            caption();
+
+            Child<QLineEdit>(sheet, "expectedDuration").setText("1000:00");
+            sheet.accept();
+            caption();
+            stayedOpen = sheet.isVisible();
+            auto& pages = Child<QTabWidget>(sheet, "pages");
+            pageAtFault = pages.tabText(pages.currentIndex());
+            sheet.reject();
+        });
+        window.RunCommand(ID_SETTINGS_CUSTOMIZE);
+
+        QCOMPARE(captions,
+                 QStringList({"Type already exists", "Invalid character", "Too many items selected",
+                              "Cannot delete", "No items selected", "No string selected",
+                              "Invalid Expected Duration"}));
+        QCOMPARE(typesAfter, typesBefore);
+        QCOMPARE(statusRows, 5);
+        QVERIFY(stayedOpen);
+        QCOMPARE(pageAtFault, QString("Default Values"));
+        QCOMPARE(ReadBytes(customFile), before);
+        QVERIFY(window.TheShell().Custom().Tables() == tablesBefore);
+        QVERIFY(!IsLocked(customFile));
+
+        // Without a database the sheet refuses to open, in its own words.
+        window.TheShell().OnCloseDatabase();
+        port.notices.clear();
+        window.RunCommand(ID_SETTINGS_CUSTOMIZE);
+        QCOMPARE(port.notices.size(), std::size_t{1});
+        QCOMPARE(port.notices[0], (Notice{"A database must be open before Customizing can be done",
+                                          "No DB open", Icon::Warning}));
+    }
+
+    void ASaveTheDiskRefusesKeepsTheSheetAndTheCustomisationInUse() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        RecordingPort& port = open->port;
+        const fs::path aside = open->database.string() + "-away";
+        const std::size_t typesBefore = window.TheShell().Custom().Tables().types.size();
+        QString captionOfFailure;
+        bool openAfterFailure = false;
+        QStringList typedAfterFailure;
+        std::size_t typesInUseAfterFailure = 0;
+        gui_test::WhenModalOpens([&](QDialog& sheet) {
+            Child<QLineEdit>(sheet, "typesEntry").setText("Security test");
+            Click(sheet, "typesAdd");
+            // The share goes away while the sheet is open.
+            fs::rename(open->database, aside);
+            sheet.accept();
+            captionOfFailure = QString::fromStdString(port.notices.back().caption);
+            openAfterFailure = sheet.isVisible();
+            typedAfterFailure = Texts(Child<QListWidget>(sheet, "typesList"));
+            typesInUseAfterFailure = window.TheShell().Custom().Tables().types.size();
+            fs::rename(aside, open->database);
+            sheet.accept();
+        });
+        window.RunCommand(ID_SETTINGS_CUSTOMIZE);
+        QCOMPARE(captionOfFailure, QString("Unable to save file"));
+        QVERIFY(openAfterFailure);
+        QCOMPARE(typedAfterFailure.back(), QString("Security test"));
+        QCOMPARE(typesInUseAfterFailure, typesBefore);
+        QCOMPARE(window.TheShell().Custom().Tables().types.back(), std::string("Security test"));
+        QVERIFY(ReadBytes(open->database / "custom.dat").find("<type>Security test</type>") !=
+                std::string::npos);
+        QVERIFY(!IsLocked(open->database / "custom.dat"));
+    }
+
+    void AHeldLockBringsTheUnlockDialogAndEveryWayOutReleasesIt() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        RecordingPort& port = open->port;
+        const fs::path customFile = open->database / "custom.dat";
+        QCOMPARE(createLockFile(customFile, {"PC-BOB", "bob"}), 0);
+
+        // Not unlocked: no sheet.
+        port.ScriptAnswers({false});
+        bool sheetOpened = false;
+        window.RunCommand(ID_SETTINGS_CUSTOMIZE);
+        QCOMPARE(port.questions.size(), std::size_t{1});
+        const Notice& unlock = port.questions[0];
+        QVERIFY(QString::fromStdString(unlock.text)
+                    .startsWith("Customization file (config.dat) is locked.\nUnable to open file "
+                                "for editing. File was locked by\n \nbob \non PC-BOB"));
+        QVERIFY(QString::fromStdString(unlock.text)
+                    .endsWith("\nTo unlock the file select 'Unlock File' and click 'OK', only do "
+                              "this if you are sure the file is not being edited"));
+        QCOMPARE(unlock.tick, std::string("Unlock File"));
+        QVERIFY(!QApplication::activeModalWidget());
+        QVERIFY(IsLocked(customFile));
+
+        // Unlocked and confirmed: the sheet opens with the lock taken afresh; Escape, the close
+        // button and Cancel each let it go.
+        const std::function<void(QDialog&)> ways[] = {
+            [](QDialog& sheet) { QTest::keyClick(&sheet, Qt::Key_Escape); },
+            [](QDialog& sheet) { sheet.close(); },
+            [](QDialog& sheet) {
+                Child<QDialogButtonBox>(sheet, {}).button(QDialogButtonBox::Cancel)->click();
+            },
+        };
+        port.ScriptAnswers({true, true});
+        for (const auto& leave : ways) {
+            sheetOpened = false;
+            bool lockedWhileOpen = false;
+            gui_test::WhenModalOpens([&](QDialog& sheet) {
+                sheetOpened = sheet.objectName() == "customizeSheet";
+                lockedWhileOpen = IsLocked(customFile);
+                leave(sheet);
+            });
+            window.RunCommand(ID_SETTINGS_CUSTOMIZE);
+            QVERIFY(sheetOpened);
+            QVERIFY(lockedWhileOpen);
+            QVERIFY(!IsLocked(customFile));
+        }
+        QCOMPARE(port.questions[2].caption, std::string("Confirm file unlock"));
+        QCOMPARE(port.unscriptedQuestions, 0);
+        QVERIFY(port.notices.empty());
+    }
+
+    void AfterOkTheWindowUsesTheNewCustomisation() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        const fs::path testCase = open->database / "Projects" / "Mobile launch" /
+                                  "Project Test Cases" / "Checkout" / "CHK-001.vtl";
+        QSignalSpy loaded(&window.Page(), &QWebEngineView::loadFinished);
+        window.SelectPath(testCase);
+        QTRY_VERIFY_WITH_TIMEOUT(!loaded.isEmpty(), 20000);
+        const QModelIndex row = window.Model().IndexOf(testCase);
+        auto iconImage = [&] {
+            return qvariant_cast<QIcon>(window.Model().data(row, Qt::DecorationRole))
+                .pixmap(16)
+                .toImage();
+        };
+        const QImage postponed = QIcon(":/desktop/icons/status-postponed.svg").pixmap(16).toImage();
+        QVERIFY(iconImage() != postponed);
+        QVERIFY(gui_test::PageText(window.Page()).contains("CHK-001"));
+        QVERIFY(!gui_test::PageText(window.Page()).contains("counts as Postponed"));
+        loaded.clear();
+
+        // A new test type, and "Not yet attempted" counted as postponed from now on.
+        gui_test::WhenModalOpens([&](QDialog& sheet) {
+            Child<QLineEdit>(sheet, "typesEntry").setText("Security test");
+            Click(sheet, "typesAdd");
+            SelectRows(Child<QTreeWidget>(sheet, "statusList"), {0});
+            WhenDialogOpens("statusDialog", [](QDialog& status) {
+                Child<QComboBox>(status, "meaning").setCurrentText("Postponed");
+                Child<QDialogButtonBox>(status, {}).button(QDialogButtonBox::Ok)->click();
+            });
+            Click(sheet, "statusEdit");
+            sheet.accept();
+        });
+        window.RunCommand(ID_SETTINGS_CUSTOMIZE);
+        QVERIFY(open->port.notices.empty());
+        QTRY_VERIFY(iconImage() == postponed);
+        QTRY_VERIFY_WITH_TIMEOUT(!loaded.isEmpty(), 20000);
+        QVERIFY(gui_test::PageText(window.Page()).contains("counts as Postponed"));
+
+        QStringList offered;
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            auto* type = dialog.findChild<QWidget*>("test_type")->findChild<QComboBox*>();
+            for (int entry = 0; type && entry < type->count(); ++entry)
+                offered << type->itemText(entry);
+            dialog.reject();
+        });
+        window.RunCommand(ID_EDIT_PROPERTIES);
+        QVERIFY(offered.contains("Security test"));
+    }
+};
+
+VANTOREL_GUI_TEST(CustomizeSheetTest);
+
+}  // namespace vantorel
+
+#include "customize_sheet_test.moc"
