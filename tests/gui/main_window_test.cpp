@@ -1,10 +1,14 @@
 // The main window over the sample database: start-up, the tree read as it is expanded, the
-// menus built from the command table.
+// menus built from the command table, the shell's dialogs, and a database that goes away.
 
 #include <QAbstractItemModelTester>
 #include <QComboBox>
 #include <QDialog>
+#include <QDialogButtonBox>
+#include <QLineEdit>
+#include <QListWidget>
 #include <QMenuBar>
+#include <QPushButton>
 #include <QStatusBar>
 #include <QTemporaryDir>
 #include <QTimer>
@@ -149,6 +153,54 @@ private slots:
         QCOMPARE(window.windowTitle(), QString("Vantorel V3.2 [No database selected]"));
         window.Commands().Action(ID_FILE_EXIT)->trigger();
         QVERIFY(!window.isVisible());
+    }
+
+    void SetUserNamesTheChosenTesterInTheStatusBar() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        QStringList offered;
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            auto* testers = dialog.findChild<QListWidget*>("testers");
+            for (int row = 0; row < testers->count(); ++row)
+                offered << testers->item(row)->text();
+            testers->setCurrentRow(1);
+            dialog.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
+        });
+        window.RunCommand(ID_SETTINGS_SET_USER);
+        QCOMPARE(offered.size(), 3);
+        const QString chosen = offered[1].section(" : ", 0, 0);
+        QCOMPARE(window.findChild<QLabel*>("currentUser")->text(), "Current user: " + chosen);
+        QCOMPARE(window.TheShell().CurrentUser(), chosen.toStdString());
+    }
+
+    void NewDatabaseMakesTheFolderAndOpensIt() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        const QString folder = root.filePath("NewDB");
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            QCOMPARE(dialog.windowTitle(), QString("New Database"));
+            dialog.findChild<QLineEdit*>("folder")->setText(folder);
+            dialog.accept();
+        });
+        open->port.ScriptAnswers({true});  // make the folder
+        window.RunCommand(ID_FILE_NEW_DB);
+        QVERIFY(fs::exists(folder.toStdString() + "/VantorelDatabase.vdb"));
+        QCOMPARE(window.windowTitle(), "Vantorel V3.2 [" + folder + "]");
+        QCOMPARE(window.Model().rowCount({}), 6);
+    }
+
+    void ADatabaseWhoseFolderGoesAwayIsClosedWithTheMessage() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        window.SelectPath(open->database / "Test Cases" / "Login" / "LOG-001.vtl");
+        fs::rename(open->database, open->root / "Moved");
+        QTRY_COMPARE(window.windowTitle(), QString("Vantorel V3.2 [No database selected]"));
+        QCOMPARE(open->port.notices.back().caption, std::string("Database no longer available"));
+        QCOMPARE(window.Model().rowCount({}), 0);
+        QVERIFY(window.findChild<QWidget*>("blankPane")->isVisible());
     }
 
     void WindowRectangleAndTreeWidthAreKept() {
