@@ -19,6 +19,8 @@
 #include <QTabWidget>
 #include <QTest>
 #include <QTimer>
+#include <QWebEnginePage>
+#include <QWebEngineScript>
 #include <cstdio>
 #include <filesystem>
 
@@ -147,21 +149,29 @@ int main(int argc, char** argv) {
     struct Stop {
         const char* picture;
         fs::path item;
+        bool pageEnd = false;  // the page scrolled to its end: its notes and links
     };
+    const fs::path log002 =
+        database / "Projects" / "Release 2.0" / "Project Test Cases" / "Login" / "LOG-002.vtl";
     const Stop stops[] = {
         {"window-project.png", database / "Projects" / "Release 2.0"},
         {"window-test-case.png", database / "Test Cases" / "Login" / "LOG-001.vtl"},
-        {"window-project-test-case.png",
-         database / "Projects" / "Release 2.0" / "Project Test Cases" / "Login" / "LOG-002.vtl"},
+        {"window-project-test-case.png", log002},
+        {"window-project-test-case-end.png", log002, true},
         {"window-tester.png", database / "Testers"},
     };
     int failures = 0;
     for (const Stop& stop : stops) {
         QSignalSpy loaded(&window.Page(), &QWebEngineView::loadFinished);
-        window.SelectPath(stop.item);
-        window.Tree().expand(window.Tree().currentIndex());
-        if (!loaded.wait(20000))
-            std::fprintf(stderr, "%s: the page did not load\n", stop.picture);
+        if (stop.pageEnd) {
+            window.Page().page()->runJavaScript("window.scrollTo(0, document.body.scrollHeight)",
+                                                QWebEngineScript::ApplicationWorld);
+        } else {
+            window.SelectPath(stop.item);
+            window.Tree().expand(window.Tree().currentIndex());
+            if (!loaded.wait(20000))
+                std::fprintf(stderr, "%s: the page did not load\n", stop.picture);
+        }
         Settle(700);
         const fs::path file = output / stop.picture;
         if (!QGuiApplication::primaryScreen()->grabWindow(0).save(

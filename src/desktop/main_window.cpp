@@ -171,9 +171,7 @@ void MainWindow::AfterDatabaseChange() {
     m_commands->SetFilters(database.IsOpen()
                                ? ItemIdsIn(database.Directory() / std::string(kFiltersFolder))
                                : std::vector<std::string>{});
-    m_statusText->setText(database.IsOpen() && m_shell.ReadOnly()
-                              ? "Read only: this database can't be changed from here"
-                              : "Ready");
+    m_statusText->setText(QString::fromStdString(m_shell.StateText()));
 }
 
 void MainWindow::ClearRightPane() {

@@ -74,6 +74,21 @@ std::string PageValue(FieldType type, std::string_view stored) {
     }
 }
 
+bool ShowsNothing(std::string_view html) {
+    static constexpr std::string_view kNothing[] = {" ",      "\t",   "\r",    "\n",
+                                                    "&nbsp;", "<br>", "<br/>", "<br />"};
+    for (std::size_t at = 0; at < html.size();) {
+        const auto blank = std::ranges::find_if(kNothing, [&](std::string_view nothing) {
+            return html.size() - at >= nothing.size() &&
+                   strncasecmp(html.data() + at, nothing.data(), nothing.size()) == 0;
+        });
+        if (blank == std::end(kNothing))
+            return false;
+        at += blank->size();
+    }
+    return true;
+}
+
 std::string LinkValue(std::string_view link) {
     const std::string text = HtmlEscaped(link);
     for (std::string_view web : {"http://", "www.", "https://"})
@@ -159,6 +174,8 @@ std::optional<std::string> ItemCore::Placeholder(std::string_view placeholder,
         }
         if (part == "EDIT")
             return Edit(row, stored);
+        if (part == "STATE")
+            return std::string(ShowsNothing(Data(row, stored)) ? "Empty" : "Filled");
     }
     return std::nullopt;
 }

@@ -3,7 +3,8 @@
 // placeholders of its field table, three per field: VT_<STEM>_HEADING (the long heading),
 // VT_<STEM>_DATA (the value as the page shows it) and VT_<STEM>_EDIT (an input control holding
 // the value); some types answer placeholders of their own (history, status meaning, the suite
-// list).
+// list). VT_<STEM>_STATE is "Empty" when the value shows nothing and "Filled" otherwise, for a
+// template's class attribute: a style shows an empty group as a quiet line, not a blank box.
 
 #include <filesystem>
 #include <memory>
@@ -77,6 +78,9 @@ std::string HtmlColour(std::uint32_t colour);
 // is stored entity-escaped and list text as typed, so the value is unescaped first and then
 // escaped for HTML: "&amp;" shows as "&", and no "<" of a value reaches a page as markup.
 std::string PageValue(FieldType type, std::string_view stored);
+
+// True when a value as a page shows it shows nothing: only blanks, "&nbsp;" and line breaks.
+bool ShowsNothing(std::string_view html);
 
 // "<a href="...">link</a>" for a link as the user typed it: web addresses as they are,
 // anything else as a file.

@@ -479,7 +479,8 @@ bool ReportBaseClass::ToldCancelled() {
 bool ReportBaseClass::CheckProbe(const std::filesystem::path& folder, int error) {
     if (error == 0)
         return true;
-    const std::string kindFolder = "Project Reports\\" + std::string(KindInfo(m_kind).folder);
+    // Named with this system's separator, as the user will look for it.
+    const std::string kindFolder = "Project Reports/" + std::string(KindInfo(m_kind).folder);
     if (folder.string().size() >= kPathMax) {
         m_context.port.tell(
             {"The current path is longer than the Windows limit of 260 "

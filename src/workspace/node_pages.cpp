@@ -11,6 +11,7 @@
 #include "storage/file_reading.h"
 #include "storage/identifiers.h"
 #include "storage/item_listing.h"
+#include "storage/tagged_document.h"
 #include "storage/text_conversions.h"
 
 namespace vantorel {
@@ -138,14 +139,33 @@ std::string ReportList(const NodePageRequest& request, const TreeNode& folder) {
     return ReportListTable(links);
 }
 
-// Every link of a rich text that leads to an item, in the form the desktop's pages write;
-// one that leads nowhere is left as it was written.
+// What a link that shows its own address reads as: the identifier of the item it leads to,
+// and the item's title when it has one.
+std::string ItemCaption(const fs::path& item) {
+    static constexpr std::string_view kTitleTags[] = {"<test_title>",    "<suite_title>",
+                                                      "<project_title>", "<testcfg_title>",
+                                                      "<testres_title>", "<tester_name>"};
+    std::error_code error;
+    XMLParse document;
+    std::string title;
+    if (document.OpenFastRead(fs::is_directory(item, error) ? GroupDocumentPath(item) : item) ==
+            0 &&
+        document.Load() == 0)
+        for (std::string_view tag : kTitleTags)
+            if (document.GetTag(tag, title) == 0 && !title.empty())
+                break;
+    return NameHtml(LabelOf(item)) + (title.empty() ? "" : " &ndash; " + PageValue(FT_TEXT, title));
+}
+
+// Every link of a rich text that leads to an item, in the form the desktop's pages write, and
+// reading as the item when its text was the raw address; one that leads nowhere is left as it
+// was written.
 std::string DesktopLinks(const std::string& html, const fs::path& databaseDir) {
     static constexpr std::string_view kHref = "href=\"";
     std::string out;
     std::size_t at = 0;
     for (std::size_t link = html.find(kHref); link != std::string::npos;
-         link = html.find(kHref, link + 1)) {
+         link = html.find(kHref, std::max(link + 1, at))) {
         const std::size_t begin = link + kHref.size();
         if (strncasecmp(html.c_str() + begin, kScheme.data(), kScheme.size()) != 0 ||
             html.compare(begin, kLinkPrefix.size(), kLinkPrefix) == 0)
@@ -153,11 +173,21 @@ std::string DesktopLinks(const std::string& html, const fs::path& databaseDir) {
         const std::size_t end = html.find('"', begin);
         if (end == std::string::npos)
             break;
-        if (const std::optional<fs::path> item =
-                ResolveItemLink(databaseDir, Unescaped(html.substr(begin, end - begin)))) {
-            out.append(html, at, begin - at);
-            out += ItemLink(databaseDir, *item);
-            at = end;
+        const std::optional<fs::path> item =
+            ResolveItemLink(databaseDir, Unescaped(html.substr(begin, end - begin)));
+        if (!item)
+            continue;
+        out.append(html, at, begin - at);
+        out += ItemLink(databaseDir, *item);
+        at = end;
+        const std::size_t textBegin = html.find('>', end);
+        const std::size_t textEnd =
+            textBegin == std::string::npos ? textBegin : html.find("</a>", textBegin);
+        if (textEnd != std::string::npos &&
+            strncasecmp(html.c_str() + textBegin + 1, kScheme.data(), kScheme.size()) == 0) {
+            out.append(html, at, textBegin + 1 - at);
+            out += ItemCaption(*item);
+            at = textEnd;
         }
     }
     out.append(html, at, std::string::npos);

@@ -124,6 +124,11 @@ void Shell::OpenAtStartup() {
     m_view.SetCaption(Title());
 }
 
+std::string Shell::StateText() const {
+    return m_database.IsOpen() && m_readOnly ? "Read only: this database can't be changed from here"
+                                             : "Ready";
+}
+
 bool Shell::OpenDatabase(const fs::path& databaseOrMarker) {
     m_clipboard.Clear();
     // The tree is read lazily, so the first build counts only the top level.

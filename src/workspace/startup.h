@@ -103,6 +103,8 @@ public:
     // The open database can be read but not written here: this user may not create files in
     // its folder.
     bool ReadOnly() const { return m_readOnly; }
+    // The status bar's first part: "Ready", or that the open database is read-only here.
+    std::string StateText() const;
     StatusProgress& Progress() { return m_progress; }
     // Shows numbers a long operation reported, in the status bar.
     void ReportProgress(int processed, int total);

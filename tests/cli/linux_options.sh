@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The command line as a Linux user meets it: --help and --version, short options, a report
-# kind in any letter case, and an unknown kind that names the kinds there are.
+# kind in any letter case, an unknown kind that names the kinds there are, and the summary of a
+# plain run without a display.
 set -euo pipefail
 vantorel=$1
 sample=$2
@@ -30,4 +31,10 @@ if "$vantorel" /r weekly /d "$work/db" /p "Release 2.0" 2>"$work/err"; then
 fi
 grep -q '"weekly" is not a kind of report: status, progress, list or details' "$work/err" ||
     fail "the unknown kind is not explained: $(cat "$work/err")"
+# A plain run without a display tells what the database holds, and only that: no empty
+# current user, and no sample database copied beside the database it was given.
+env -u DISPLAY -u WAYLAND_DISPLAY "$vantorel" "$work/db" >"$work/summary" 2>/dev/null
+grep -q "^Database $work/db\$" "$work/summary" || fail "the summary: $(cat "$work/summary")"
+if grep -q 'Current user: *$' "$work/summary"; then fail "an empty current user line"; fi
+[ ! -e "$work/data/SampleDB" ] || fail "a run that named a database copied the sample"
 echo "Linux options behave"

@@ -1,5 +1,6 @@
-// Opening an item for editing from the window: Edit is offered only where a dialog exists, and
-// a lock someone else holds brings the unlock dialog, whose "Unlock File" takes the lock over.
+// Opening an item for editing from the window: Edit, Enter and a double-click open the item's
+// editor, Edit is offered only where a dialog exists, and a lock someone else holds brings the
+// unlock dialog, whose "Unlock File" takes the lock over.
 
 #include <QCheckBox>
 #include <QMessageBox>
@@ -64,6 +65,35 @@ private slots:
         std::string holder;
         std::getline(lock, holder);
         QCOMPARE(holder, std::string("PC-ALICE"));
+    }
+
+    void EnterAndADoubleClickOpenTheSelectedItemsEditor() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        std::vector<fs::path> opened;
+        window.Editors().Register(
+            TV_TEST_TEST_DOC, [&](QWidget*, const TreeNode& node) { opened.push_back(node.path); });
+        const fs::path testCase = open->database / "Test Cases" / "Login" / "LOG-001.vtl";
+        window.SelectPath(testCase);
+        window.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        QTreeView& tree = window.Tree();
+        tree.setFocus();
+        QTest::keyClick(&tree, Qt::Key_Return);
+        QCOMPARE(opened, std::vector<fs::path>{testCase});
+        const QRect row = tree.visualRect(tree.currentIndex());
+        QVERIFY(row.isValid());
+        // A double-click comes after the click of its first press.
+        QTest::mouseClick(tree.viewport(), Qt::LeftButton, {}, row.center());
+        QTest::mouseDClick(tree.viewport(), Qt::LeftButton, {}, row.center());
+        QCOMPARE(opened, (std::vector<fs::path>{testCase, testCase}));
+        // A folder opens on a double-click; it is not edited.
+        window.SelectPath(testCase.parent_path());
+        const QPoint folder = tree.visualRect(tree.currentIndex()).center();
+        QTest::mouseClick(tree.viewport(), Qt::LeftButton, {}, folder);
+        QTest::mouseDClick(tree.viewport(), Qt::LeftButton, {}, folder);
+        QCOMPARE(opened.size(), std::size_t{2});
     }
 };
 

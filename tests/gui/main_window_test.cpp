@@ -1,10 +1,17 @@
 // The main window over the sample database: start-up, the tree read as it is expanded, the
-// menus built from the command table.
+// menus built from the command table, the shell's dialogs, and a database that goes away.
 
+#include <QAbstractItemModelTester>
 #include <QComboBox>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QLineEdit>
+#include <QListWidget>
 #include <QMenuBar>
+#include <QPushButton>
 #include <QStatusBar>
 #include <QTemporaryDir>
+#include <QTimer>
 
 #include "gui_test.h"
 #include "window_fixture.h"
@@ -32,6 +39,9 @@ private slots:
         QCOMPARE(window.Model().index(0, 0, {}).data().toString(), QString("Test Cases"));
         QVERIFY(window.findChild<QLabel*>("currentUser")->text().startsWith("Current user: "));
         QCOMPARE(window.findChild<QLabel*>("progress")->text(), QString("6 / 6 processed"));
+        // With no width kept yet, the tree takes a third of the window.
+        const int treeWidth = window.findChild<QSplitter*>("splitter")->sizes().value(0);
+        QVERIFY2(std::abs(treeWidth - window.width() / 3) <= 8, QByteArray::number(treeWidth));
         QVERIFY(port.notices.empty());
     }
 
@@ -42,6 +52,9 @@ private slots:
         const QModelIndex library = model.index(0, 0, {});
         QVERIFY(model.hasChildren(library));
         QCOMPARE(model.rowCount(library), 0);
+        // The tester reads the whole model as a view may, and checks every change after.
+        QAbstractItemModelTester tester(&model,
+                                        QAbstractItemModelTester::FailureReportingMode::QtTest);
         open->window->Tree().expand(library);
         QTRY_VERIFY(model.rowCount(library) > 0);
         const QModelIndex suite = model.index(0, 0, library);
@@ -93,6 +106,101 @@ private slots:
         QCOMPARE(window.Model().rowCount({}), 0);
         window.RunCommand(ID_FILE_REFRESH);
         QCOMPARE(open->port.notices.back().caption, std::string("No database open"));
+    }
+
+    void EveryMenuItemRunsShowsItsRefusalOrIsGreyed() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        window.RunCommand(ID_FILE_CLOSE_DB);
+        // Whatever dialog a command opens is closed again, and counted.
+        int dialogs = 0;
+        QTimer closer;
+        connect(&closer, &QTimer::timeout, [&] {
+            if (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget())) {
+                ++dialogs;
+                dialog->reject();
+            }
+        });
+        closer.start(10);
+        for (const MenuCommand& command : MainMenu()) {
+            QAction* action = window.Commands().Action(command.id);
+            const Operation operation = OperationOf(command.id);
+            if (!action || !action->isEnabled() || operation == Operation::Exit)
+                continue;
+            const std::size_t notices = open->port.notices.size();
+            const int dialogsBefore = dialogs;
+            action->trigger();
+            const std::optional<Notice> refusal = CommandRefusal(operation, {});
+            if (refusal) {
+                QCOMPARE(open->port.notices.size(), notices + 1);
+                QCOMPARE(open->port.notices.back(), *refusal);
+                continue;
+            }
+            // What needs no database runs: each of these shows its dialog.
+            switch (operation) {
+                case Operation::NewDatabase:
+                case Operation::OpenDatabase:
+                case Operation::Options:
+                case Operation::DisplayStyle:
+                case Operation::About:
+                    QTRY_COMPARE(dialogs, dialogsBefore + 1);
+                    break;
+                default:
+                    QCOMPARE(open->port.notices.size(), notices);
+            }
+        }
+        QCOMPARE(window.windowTitle(), QString("Vantorel V3.2 [No database selected]"));
+        window.Commands().Action(ID_FILE_EXIT)->trigger();
+        QVERIFY(!window.isVisible());
+    }
+
+    void SetUserNamesTheChosenTesterInTheStatusBar() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        QStringList offered;
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            auto* testers = dialog.findChild<QListWidget*>("testers");
+            for (int row = 0; row < testers->count(); ++row)
+                offered << testers->item(row)->text();
+            testers->setCurrentRow(1);
+            dialog.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
+        });
+        window.RunCommand(ID_SETTINGS_SET_USER);
+        QCOMPARE(offered.size(), 3);
+        const QString chosen = offered[1].section(" : ", 0, 0);
+        QCOMPARE(window.findChild<QLabel*>("currentUser")->text(), "Current user: " + chosen);
+        QCOMPARE(window.TheShell().CurrentUser(), chosen.toStdString());
+    }
+
+    void NewDatabaseMakesTheFolderAndOpensIt() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        const QString folder = root.filePath("NewDB");
+        gui_test::WhenModalOpens([&](QDialog& dialog) {
+            QCOMPARE(dialog.windowTitle(), QString("New Database"));
+            dialog.findChild<QLineEdit*>("folder")->setText(folder);
+            dialog.accept();
+        });
+        open->port.ScriptAnswers({true});  // make the folder
+        window.RunCommand(ID_FILE_NEW_DB);
+        QVERIFY(fs::exists(folder.toStdString() + "/VantorelDatabase.vdb"));
+        QCOMPARE(window.windowTitle(), "Vantorel V3.2 [" + folder + "]");
+        QCOMPARE(window.Model().rowCount({}), 6);
+    }
+
+    void ADatabaseWhoseFolderGoesAwayIsClosedWithTheMessage() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        window.SelectPath(open->database / "Test Cases" / "Login" / "LOG-001.vtl");
+        fs::rename(open->database, open->root / "Moved");
+        QTRY_COMPARE(window.windowTitle(), QString("Vantorel V3.2 [No database selected]"));
+        QCOMPARE(open->port.notices.back().caption, std::string("Database no longer available"));
+        QCOMPARE(window.Model().rowCount({}), 0);
+        QVERIFY(window.findChild<QWidget*>("blankPane")->isVisible());
     }
 
     void WindowRectangleAndTreeWidthAreKept() {

@@ -12,6 +12,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMimeData>
+#include <QPainter>
 #include <QPrintPreviewWidget>
 #include <QProcess>
 #include <QRadioButton>
@@ -28,6 +29,7 @@
 #include <thread>
 
 #include "charts/chart_painter.h"
+#include "desktop/reports/chart_view.h"
 #include "desktop/reports/report_printing.h"
 #include "desktop/reports/report_wizard_dialog.h"
 #include "gui_test.h"
@@ -422,6 +424,34 @@ private slots:
         QCOMPARE(png.size(), chart.FileSize() * 2);  // drawn at twice its size, sharp
         QVERIFY(!view.SaveChartTo(chart, root.filePath("missing/pie.png")));
         QCOMPARE(open->port.notices.back().caption, std::string("Save error"));
+    }
+
+    void AChartIsDrawnAtTheScreensOwnPixels() {
+        Chart chart;
+        chart.kind = ChartKind::Lines;
+        chart.title = "Progress";
+        chart.valueAxis = "Test cases";
+        chart.labels = {"6-Oct-2026", "13-Oct-2026", "20-Oct-2026"};
+        chart.series = {{"Pass", 0x2E7D32, {1, 4, 9}}, {"Fail", 0xC62828, {3, 2, 1}}};
+        ChartView view(chart);
+        view.resize(420, 280);
+        // What the renderer draws at twice the pixels, as on a screen of pixel ratio 2.
+        QImage expected(view.size() * 2, QImage::Format_ARGB32_Premultiplied);
+        expected.setDevicePixelRatio(2);
+        expected.fill(Qt::white);
+        {
+            QPainter painter(&expected);
+            painter.setFont(view.font());
+            painter.setRenderHint(QPainter::Antialiasing);
+            PaintChart(painter, chart, view.rect());
+        }
+        QImage shown(view.size() * 2, QImage::Format_ARGB32_Premultiplied);
+        shown.setDevicePixelRatio(2);
+        shown.fill(Qt::black);
+        view.render(&shown);
+        // The view draws each of the device's pixels itself, not a picture of its size blown
+        // up.
+        QCOMPARE(shown, expected);
     }
 
     void AReportThatCantBeReadSaysSo() {

@@ -125,6 +125,32 @@ private slots:
         QTRY_COMPARE(w.open->port.notices.size(), std::size_t{1});
         QCOMPARE(w.open->port.notices[0].caption, std::string("Invalid Filename"));
         QCOMPARE(NamesBelow(w.library), before);
+        // So is a character the documents can't hold, named.
+        w.model.setData(w.tree.currentIndex(), "LOG-\u20ac", Qt::EditRole);
+        QTRY_COMPARE(w.open->port.notices.size(), std::size_t{2});
+        QVERIFY(w.open->port.notices[1].text.find("\"\u20ac\"") != std::string::npos);
+        QCOMPARE(NamesBelow(w.library), before);
+    }
+
+    void DelDeletesTheSelectedItemOnceTheUserAgrees() {
+        QTemporaryDir root;
+        LibraryWindow w(root);
+        const fs::path doomed = w.login / "LOG-002.vtl";
+        w.MakeCurrent(doomed);
+        w.window.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&w.window));
+        w.tree.setFocus();
+        // No keeps it; Yes deletes it and its row.
+        w.open->port.ScriptAnswers({false});
+        QTest::keyClick(&w.tree, Qt::Key_Delete);
+        QCOMPARE(w.open->port.questions.size(), std::size_t{1});
+        QCOMPARE(w.open->port.questions[0].caption, std::string("Confirm delete"));
+        QVERIFY(fs::exists(doomed));
+        w.open->port.ScriptAnswers({true});
+        QTest::keyClick(&w.tree, Qt::Key_Delete);
+        QTRY_VERIFY(!fs::exists(doomed));
+        QTRY_VERIFY(!w.model.IndexOf(doomed).isValid());
+        QVERIFY(w.open->port.notices.empty());
     }
 
     void DropsMoveOrCopyAndTheTreeFollows() {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <regex>
+
 #include "support/document_fixture.h"
 
 namespace vantorel::testing {
@@ -118,6 +120,37 @@ TEST_F(PageTest, StyleInlinedWithImagesAndTheDesktopBase) {
     EXPECT_NE(Render(core, "<!--VT_STYLE-->")
                   .find("<BASE HREF=\"" + settings.styleFolder.string() + "/\"</BASE>"),
               std::string::npos);
+}
+
+TEST_F(PageTest, EmptyGroupsAreMarkedSoTheStyleShowsThemQuietly) {
+    WriteFile(db / "prj.tgp",
+              "<project><id>Alpha</id><overview><![CDATA[Ship it]]></overview>"
+              "<resources></resources><risks><![CDATA[<br> &nbsp;<BR/>]]></risks>"
+              "<notes><![CDATA[<br><b>one</b>]]></notes></project>");
+    ProjectCore core(custom);
+    ASSERT_TRUE(core.Load(db / "prj.tgp"));
+    EXPECT_EQ(Render(core,
+                     "<!--VT_PRJSCOPE_STATE-->|<!--VT_PRJRES_STATE-->|<!--VT_PRJRISKS_STATE-->"
+                     "|<!--VT_PRJNOTES_STATE-->|<!--VT_PRJREF_STATE-->"),
+              "Filled|Empty|Empty|Filled|Empty");
+    // The value itself stays what an empty field always gives.
+    EXPECT_EQ(Render(core, "<!--VT_PRJRES_DATA-->"), "&nbsp;");
+
+    // Every rich-text group of the shipped pages carries its state, so no style shows a blank
+    // box for it.
+    const std::regex group(R"re(<section class="([^"]*)"><h2><!--VT_(\w+)_HEADING--></h2>)re"
+                           R"re(<div class="RichText"><!--VT_(\w+)_DATA-->)re");
+    int groups = 0;
+    for (const fs::directory_entry& page :
+         fs::directory_iterator(fs::path(VANTOREL_STYLES) / "default")) {
+        const std::string html = ReadFile(page.path());
+        for (std::sregex_iterator at(html.begin(), html.end(), group), end; at != end; ++at) {
+            ++groups;
+            EXPECT_EQ((*at)[1], "Text <!--VT_" + (*at)[2].str() + "_STATE-->")
+                << page.path().filename() << " " << (*at)[2];
+        }
+    }
+    EXPECT_EQ(groups, 21);
 }
 
 TEST_F(PageTest, ProjectTestCaseShowsHistoryMeaningLinksAndEditControls) {

@@ -198,7 +198,7 @@ TEST_F(StatusReportTest, TellsWhyTheReportFolderCannotBeUsed) {
     EXPECT_FALSE(Make(ReportKind::Status, WholeProject()));
     EXPECT_EQ(port.notices.back(),
               (Notice{"Unable to create new file, the directory could not be accessed. Please "
-                      "check that the \"Project Reports\\Status Reports\" directory exists for "
+                      "check that the \"Project Reports/Status Reports\" directory exists for "
                       "your database.",
                       "Invalid Directory Name", Icon::Warning}));
 

@@ -30,7 +30,11 @@ protected:
                   "<test_case><id>TC 12</id><test_title>Password reset mail arrives</test_title>"
                   "<notes1><![CDATA[See \"vantorel://Test Cases/Login/50% off #2\"]]></notes1>"
                   "</test_case>");
-        WriteFile(login / "50% off #2.vtl", "<test_case><id>50% off #2</id></test_case>");
+        WriteFile(login / "50% off #2.vtl",
+                  "<test_case><id>50% off #2</id><notes1><![CDATA[After "
+                  "vantorel://Test%20Cases/Login/TC%2012 in <a "
+                  "href=\"vantorel://Alpha/Project%20Test%20Cases/Smoke\">VANTOREL://Alpha/Project "
+                  "Test Cases/Smoke</a>]]></notes1></test_case>");
         WriteFile(project.string() + ".tgp",
                   "<project><id>Alpha</id><project_title>Spring release</project_title></project>");
         WriteFile(cases / "Smoke.tgp",
@@ -145,9 +149,18 @@ TEST_F(NodePageTest, PagesAreTheDesktopsWithLinksIntoTheDatabase) {
                         "next</a>"),
               std::string::npos);
     EXPECT_NE(html.find("href=\"vantorel://Beta/x\">gone</a>"), std::string::npos);
-    EXPECT_NE(
-        Page(testCase).html.find("href=\"vantorel:///Test%20Cases/Login/50%25%20off%20%232.vtl\">"),
-        std::string::npos);
+    // A link that shows its own address reads as the item: its identifier, and its title
+    // when it has one.
+    EXPECT_NE(Page(testCase).html.find(
+                  "href=\"vantorel:///Test%20Cases/Login/50%25%20off%20%232.vtl\">50% off #2</a>"),
+              std::string::npos);
+    const std::string linking = Page(db / "Test Cases" / "Login" / "50% off #2.vtl").html;
+    EXPECT_NE(linking.find("href=\"vantorel:///Test%20Cases/Login/TC%2012.vtl\">TC 12 &ndash; "
+                           "Password reset mail arrives</a> in <a "
+                           "href=\"vantorel:///Projects/Alpha/Project%20Test%20Cases/Smoke\">"
+                           "Smoke &ndash; Quick smoke run</a>"),
+              std::string::npos);
+    EXPECT_EQ(linking.find(">vantorel://"), std::string::npos);
     // The suite list leads to the test cases' pages in the database.
     EXPECT_NE(Page(suite).html.find(
                   "<img src=\"vtpage:/.style/images/fail.gif\" align=left><a "

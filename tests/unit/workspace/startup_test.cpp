@@ -7,6 +7,8 @@
 
 #include "platform/clock_text.h"
 #include "platform/debug_log.h"
+#include "storage/edit_lock.h"
+#include "support/child_process.h"
 #include "support/recording_port.h"
 #include "support/temp_dir.h"
 #include "workspace/commands.h"
@@ -183,6 +185,37 @@ TEST_F(StartupTest, ADatabaseWhoseFolderWentAwayIsClosedWithAMessage) {
                           "has been closed.",
                       "Database no longer available", Icon::Warning}));
     EXPECT_EQ(view.captions.back(), "Vantorel V3.2 [No database selected]");
+}
+
+TEST_F(StartupTest, AReadOnlyDatabaseOpensForReadingSaysSoAndRefusesEdits) {
+    const fs::path database = dir / "Shared";
+    fs::copy(folders.program / "SampleDB", database, fs::copy_options::recursive);
+    const fs::path testCase = database / "Test Cases" / "TC1.vtl";
+    WriteFile(testCase, "<test_case><id>TC1</id></test_case>");
+    // The superuser writes everywhere: the database is opened by an ordinary user who owns the
+    // tree and may not write into its folders.
+    for (const auto& entry : fs::recursive_directory_iterator(dir.path()))
+        ASSERT_TRUE(GiveToOrdinaryUser(entry.path()));
+    ASSERT_TRUE(GiveToOrdinaryUser(dir.path()));
+    for (const fs::path& folder : {database, database / "Test Cases"})
+        fs::permissions(folder, fs::perms::owner_read | fs::perms::owner_exec);
+    EXPECT_EQ(RunAsOrdinaryUser([&]() -> std::string {
+                  Shell shell(port, view, folders, identity);
+                  shell.Start({}, true);
+                  if (shell.StateText() != "Ready")
+                      return shell.StateText();
+                  if (!shell.OpenDatabase(database))
+                      return "not opened";
+                  if (!shell.ReadOnly())
+                      return "not read-only";
+                  if (shell.StateText() != "Read only: this database can't be changed from here")
+                      return shell.StateText();
+                  if (EditLock::Acquire(testCase, port, identity))
+                      return "locked for editing";
+                  return port.notices.back().text;
+              }),
+              "Unable to open file for editing.\nPermission denied\nPlease check read, write and "
+              "create permissions for database.");
 }
 
 TEST(Commands, EveryMenuCommandRunsAnOperationAndRefusalsNameTheirReason) {
