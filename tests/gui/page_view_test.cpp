@@ -64,6 +64,26 @@ private slots:
         QTRY_COMPARE(page.url(), QUrl("about:blank"));
     }
 
+    void ATreeThatMovesOnWhileAPageLoadsStaysWhereItWent() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        PageView& page = window.Page();
+        const fs::path login = open->database / "Test Cases" / "Login";
+        window.SelectPath(login / "LOG-001.vtl");
+        window.SelectPath(login / "LOG-002.vtl");
+        // The view tells a page's address some time after its load was asked for: the address
+        // of a page the tree has moved on from is no Back, and takes the selection nowhere.
+        QSignalSpy requested(&page, &PageView::itemRequested);
+        emit page.urlChanged(page.UrlOf(login / "LOG-001.vtl"));
+        QVERIFY(requested.isEmpty());
+        QCOMPARE(window.CurrentNode()->path, login / "LOG-002.vtl");
+        // An address nobody asked for is the history's: the tree follows it.
+        emit page.urlChanged(page.UrlOf(login / "LOG-003.vtl"));
+        QCOMPARE(requested.size(), 1);
+        QTRY_COMPARE(window.CurrentNode()->path, login / "LOG-003.vtl");
+    }
+
     void ADocumentThatCantBeReadStillGetsAPageThatSaysSo() {
         QTemporaryDir root;
         auto open = gui_test::OpenSampleWindow(root.path().toStdString());

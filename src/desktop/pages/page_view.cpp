@@ -203,8 +203,12 @@ PageView::PageView(UserPort& port, QWidget* parent)
     setPage(new Page(m_profile, *this));
     connect(this, &QWebEngineView::urlChanged, this, [this](const QUrl& url) {
         // Back and Forward move the tree's selection along with the page; a page the tree
-        // asked for is where the tree already is.
-        if (url != m_shown && url.scheme() == kPageScheme && !m_source.databaseDir.empty()) {
+        // asked for is where the tree already is, or was before it moved on.
+        if (const auto asked = std::ranges::find(m_requested, url); asked != m_requested.end()) {
+            m_requested.erase(m_requested.begin(), asked + 1);
+            return;
+        }
+        if (url.scheme() == kPageScheme && !m_source.databaseDir.empty()) {
             const std::string path = url.path().toStdString();
             if (path.size() > 1 && StaysInside(fs::path(path.substr(1))))
                 emit itemRequested(m_source.databaseDir / path.substr(1));
@@ -249,9 +253,10 @@ QUrl PageView::UrlOf(const fs::path& path) const {
 
 void PageView::Show(const TreeNode& node) {
     const QUrl url = UrlOf(node.path);
-    m_shown = url;
-    if (url != this->url())
-        load(url);
+    if (url == this->url() && m_requested.empty())
+        return;
+    m_requested.push_back(url);
+    load(url);
 }
 
 void PageView::Reshow() {
@@ -260,8 +265,8 @@ void PageView::Reshow() {
 }
 
 void PageView::Clear() {
-    m_shown = QUrl("about:blank");
-    setUrl(m_shown);
+    m_requested.clear();
+    setUrl(QUrl("about:blank"));
     history()->clear();
 }
 

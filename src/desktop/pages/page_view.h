@@ -9,6 +9,7 @@
 #include <QWebEnginePage>
 #include <QWebEngineUrlSchemeHandler>
 #include <QWebEngineView>
+#include <deque>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -86,7 +87,10 @@ private:
     QWebEngineProfile* m_profile;
     PageSchemeHandler* m_handler;
     PageSource m_source;
-    QUrl m_shown;  // the page the tree asked for last
+    // The pages the tree asked for whose address the view has not reported yet. The view
+    // reports an address some time after the load was asked for, so a report of an earlier
+    // page can come after the tree has moved on: it is no Back or Forward.
+    std::deque<QUrl> m_requested;
     std::unique_ptr<QPrinter> m_printer;
 };
 
