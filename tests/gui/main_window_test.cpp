@@ -146,6 +146,11 @@ private slots:
                 case Operation::About:
                     QTRY_COMPARE(dialogs, dialogsBefore + 1);
                     break;
+                case Operation::CustomizeFields:
+                    // The customisation's own editor says why it needs a database.
+                    QCOMPARE(open->port.notices.size(), notices + 1);
+                    QCOMPARE(open->port.notices.back().caption, std::string("No DB open"));
+                    break;
                 default:
                     QCOMPARE(open->port.notices.size(), notices);
             }
