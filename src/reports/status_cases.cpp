@@ -3,7 +3,6 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <utility>
 
 #include "documents/test_group.h"
 #include "reports/status_report.h"
@@ -39,7 +38,7 @@ public:
     explicit CaseTally(const StatusMatch& match, fs::path cases)
         : m_match(match), m_cases(std::move(cases)) {}
 
-    bool Take(const XMLParse& document, std::size_t order, const fs::path& folder,
+    bool Take(const XMLParse& document, std::size_t, const fs::path& folder,
               std::string_view name) override {
         if (document.GetTag("<test_status>", m_value) != 0)
             return false;
@@ -56,7 +55,7 @@ public:
             Unescape(found.title);
         else
             found.title.clear();
-        cases.emplace_back(order, std::move(found));
+        cases.push_back(std::move(found));
         return true;
     }
 
@@ -66,7 +65,7 @@ public:
                      std::make_move_iterator(more.end()));
     }
 
-    std::vector<std::pair<std::size_t, StatusCase>> cases;
+    std::vector<StatusCase> cases;
 
 private:
     const StatusMatch& m_match;
@@ -87,12 +86,14 @@ public:
             WalkDocuments(request, true, unreadableFolders);
         if (!tally || request.stop.stop_requested())
             return std::nullopt;
-        auto& found = static_cast<CaseTally&>(**tally).cases;
-        std::ranges::sort(found, {}, &std::pair<std::size_t, StatusCase>::first);
-        std::vector<StatusCase> cases;
-        cases.reserve(found.size());
-        for (auto& [order, testCase] : found)
-            cases.push_back(std::move(testCase));
+        std::vector<StatusCase> cases = std::move(static_cast<CaseTally&>(**tally).cases);
+        // By suite, then by identifier, as the tree shows them; not in the order the disk
+        // happened to list them.
+        std::ranges::sort(cases, [](const StatusCase& a, const StatusCase& b) {
+            if (const int suite = strcasecmp(a.suite.c_str(), b.suite.c_str()); suite != 0)
+                return suite < 0;
+            return strcasecmp(a.id.c_str(), b.id.c_str()) < 0;
+        });
         return cases;
     }
 

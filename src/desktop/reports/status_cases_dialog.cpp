@@ -30,7 +30,7 @@ StatusCasesDialog::StatusCasesDialog(UserPort& port, QWidget* parent)
     m_cases->setUniformRowHeights(true);
     m_cases->setAlternatingRowColors(true);
     m_cases->setSortingEnabled(true);
-    m_cases->sortByColumn(-1, Qt::AscendingOrder);  // the walk's order until one is chosen
+    m_cases->sortByColumn(-1, Qt::AscendingOrder);  // the core's order until one is chosen
     m_cases->header()->setStretchLastSection(true);
     m_cases->setToolTip("Double-click a test case to show its page");
     connect(m_cases, &QTreeWidget::itemActivated, this, [this](QTreeWidgetItem* item) {

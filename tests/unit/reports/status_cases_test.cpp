@@ -53,7 +53,7 @@ TEST_F(StatusCasesTest, ListsWhatTheReportCountedUnderTheStatus) {
     const fs::path report = Report(WholeProject());
     const auto listed = ListStatusCases(report, kPassRow, Reporting());
     ASSERT_TRUE(listed);
-    // In the walk's order; the status is matched as the report resolves it (ignoring case).
+    // By suite and identifier; the status is matched as the report resolves it (ignoring case).
     ASSERT_EQ(listed->size(), 3u);
     EXPECT_EQ((*listed)[0].id, "A");
     EXPECT_EQ((*listed)[0].title, "Sign in & out");
