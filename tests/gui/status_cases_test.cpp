@@ -72,6 +72,25 @@ private slots:
                  StatusCasesCaption(counted->statuses[row],
                                     static_cast<std::size_t>(counted->counts[row])));
 
+        // In the core's order (by suite, then identifier) until the user sorts a column.
+        const std::optional<std::vector<StatusCase>> core =
+            ListStatusCases(*report, row, {open->port, window.TheShell().Custom()});
+        QVERIFY(core);
+        for (int item = 0; item < list.Cases().topLevelItemCount(); ++item)
+            QCOMPARE(list.Cases().topLevelItem(item)->text(0).toStdString(),
+                     (*core)[static_cast<std::size_t>(item)].id);
+
+        // A click on a heading sorts by that column.
+        QHeaderView* heading = list.Cases().header();
+        QTest::mouseClick(heading->viewport(), Qt::LeftButton, {},
+                          QPoint(heading->sectionViewportPosition(1) + 5, heading->height() / 2));
+        QCOMPARE(heading->sortIndicatorSection(), 1);
+        for (int item = 1; item < list.Cases().topLevelItemCount(); ++item)
+            QVERIFY(list.Cases().topLevelItem(item - 1)->text(1).compare(
+                        list.Cases().topLevelItem(item)->text(1), Qt::CaseInsensitive) *
+                        (heading->sortIndicatorOrder() == Qt::AscendingOrder ? 1 : -1) <=
+                    0);
+
         // A slice of the pie: another status, listed in the same window.
         std::size_t other = row == 0 ? 1 : 0;
         while (other < counted->counts.size() && (other == row || counted->counts[other] == 0))
@@ -87,7 +106,6 @@ private slots:
         QCOMPARE(list.Cases().topLevelItemCount(), static_cast<int>(counted->counts[other]));
         QCOMPARE(list.windowTitle(),
                  "Test cases: " + QString::fromLatin1(counted->statuses[other].c_str()));
-
         // The first test case of the list opens its page.
         QTreeWidgetItem* first = list.Cases().topLevelItem(0);
         list.Cases().setCurrentItem(first);

@@ -29,9 +29,18 @@ StatusCasesDialog::StatusCasesDialog(UserPort& port, QWidget* parent)
     m_cases->setRootIsDecorated(false);
     m_cases->setUniformRowHeights(true);
     m_cases->setAlternatingRowColors(true);
-    m_cases->setSortingEnabled(true);
-    m_cases->sortByColumn(-1, Qt::AscendingOrder);  // the core's order until one is chosen
-    m_cases->header()->setStretchLastSection(true);
+    // The core's order until a column's heading is clicked. The tree's own sorting would put
+    // every list in the order of its sort indicator as it is filled.
+    QHeaderView* header = m_cases->header();
+    header->setSectionsClickable(true);
+    header->setSortIndicatorShown(true);
+    header->setSortIndicator(-1, Qt::AscendingOrder);
+    connect(header, &QHeaderView::sortIndicatorChanged, m_cases,
+            [this](int column, Qt::SortOrder order) {
+                if (column >= 0)
+                    m_cases->sortItems(column, order);
+            });
+    header->setStretchLastSection(true);
     m_cases->setToolTip("Double-click a test case to show its page");
     connect(m_cases, &QTreeWidget::itemActivated, this, [this](QTreeWidgetItem* item) {
         emit itemRequested(item->data(0, kDocumentRole).toByteArray().toStdString());
@@ -68,6 +77,7 @@ void StatusCasesDialog::List(const fs::path& report, std::size_t row, const std:
     setWindowTitle("Test cases: " + Latin1(status));
     m_caption->setText("Listing the test cases of " + Latin1(status).toHtmlEscaped() + "...");
     m_cases->clear();
+    m_cases->header()->setSortIndicator(-1, Qt::AscendingOrder);
     m_worker = std::jthread([this, report, row, &custom, listing](std::stop_token stop) {
         std::optional<std::vector<StatusCase>> cases =
             ListStatusCases(report, row, {m_port, custom}, std::move(stop));
