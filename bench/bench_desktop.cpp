@@ -1,7 +1,10 @@
 // The desktop window on a large database: how long the tree takes to show a big suite, how
 // long a test case's page takes to appear, how long the project test case's dialog takes to
 // show one with 1,000 history blocks, how long the window's thread is kept waiting while
-// a large paste runs, and how much memory the program holds. Figures are printed one a line.
+// a large paste runs, how long it is kept waiting while the report wizard makes a status report
+// of the whole project (and how long that takes, to set beside bench/run's command-line
+// status report), how long the progress chart of 100 periods and 10 statuses takes to draw,
+// and how much memory the program holds. Figures are printed one a line.
 //
 //   vantorel_bench_desktop DATABASE            the figures (DATABASE from vantorel_make_database)
 //   vantorel_bench_desktop --startup DATABASE  opens the window and ends once it has painted the
@@ -12,6 +15,7 @@
 #include <QDialog>
 #include <QElapsedTimer>
 #include <QSignalSpy>
+#include <QTest>
 #include <QTimer>
 #include <algorithm>
 #include <cstdio>
@@ -25,9 +29,18 @@
 
 #include <unistd.h>
 
+#include <QAbstractButton>
+#include <QImage>
+#include <QPainter>
+#include <QRadioButton>
+
+#include "charts/chart_painter.h"
 #include "desktop/desktop_program.h"
 #include "desktop/main_window.h"
 #include "desktop/qt_port.h"
+#include "desktop/reports/report_wizard_dialog.h"
+#include "render/charts.h"
+#include "reports/progress_report.h"
 #include "workspace/item_transfer.h"
 
 namespace {
@@ -123,6 +136,120 @@ fs::path LongHistory(const fs::path& sample, int blocks) {
     return copy;
 }
 
+// Asks the window's thread every 5 ms how late it comes, while it runs.
+class LatencyProbe {
+public:
+    LatencyProbe() {
+        m_tick.setInterval(5);
+        QObject::connect(&m_tick, &QTimer::timeout, [this] {
+            if (m_probe.isValid())
+                m_lateness.push_back(std::max(0.0, m_probe.nsecsElapsed() / 1e6 - 5.0));
+            m_probe.restart();
+        });
+        m_tick.start();
+    }
+    // "max %.1f ms, 99th percentile %.1f ms" of what was measured.
+    std::string Figures() {
+        m_tick.stop();
+        std::sort(m_lateness.begin(), m_lateness.end());
+        const double p99 = m_lateness.empty() ? 0 : m_lateness[m_lateness.size() * 99 / 100];
+        char text[96];
+        std::snprintf(text, sizeof text, "max %.1f ms, 99th percentile %.1f ms",
+                      m_lateness.empty() ? 0 : m_lateness.back(), p99);
+        return text;
+    }
+
+private:
+    QTimer m_tick;
+    QElapsedTimer m_probe;
+    std::vector<double> m_lateness;
+};
+
+// The wizard's Next, and the wait for the model's step on its worker.
+bool WizardNext(vantorel::ReportWizardDialog& wizard) {
+    wizard.next();
+    return QTest::qWaitFor([&wizard] { return !wizard.Busy(); }, 600000);
+}
+
+// The report wizard makes a status report of the whole of project as a user would, its page
+// checks and the generation on its worker; the window's thread is probed meanwhile.
+void WizardStatusReport(MainWindow& window, const fs::path& project) {
+    window.SelectPath(project);
+    Paint(window);
+    window.RunCommand(vantorel::ID_REPORT_WIZARD);
+    auto* wizard = window.findChild<vantorel::ReportWizardDialog*>();
+    if (!wizard || !QTest::qWaitFor([wizard] { return !wizard->Busy(); }, 600000)) {
+        std::printf("the wizard did not open\n");
+        return;
+    }
+    QElapsedTimer timer;
+    timer.start();
+    LatencyProbe probe;
+    WizardNext(*wizard);  // the project
+    WizardNext(*wizard);  // the kind
+    wizard
+        ->findChild<QRadioButton*>(
+            QString("wizardKind%1").arg(static_cast<int>(vantorel::ReportKind::Status)))
+        ->click();
+    WizardNext(*wizard);  // the filter
+    WizardNext(*wizard);  // the suites, every one ticked
+    WizardNext(*wizard);  // to the last page
+    const double pagesMs = timer.nsecsElapsed() / 1e6;
+    QSignalSpy ended(wizard, &vantorel::ReportWizardDialog::generationEnded);
+    timer.restart();
+    wizard->button(QWizard::CustomButton1)->click();
+    if (!QTest::qWaitFor([&] { return ended.count() == 1; }, 600000) ||
+        !ended.first().first().toBool())
+        std::printf("the wizard's report was not made\n");
+    const double generationS = timer.elapsed() / 1e3;
+    const std::string late = probe.Figures();
+    std::printf("wizard status report            %8.2f s (pages before it %.0f ms)\n", generationS,
+                pagesMs);
+    std::printf("window thread late during it    %s\n", late.c_str());
+    wizard->button(QWizard::FinishButton)->click();
+    Paint(window);
+}
+
+// The progress chart of 100 periods and 10 statuses drawn at the report window's size, as a
+// paint event draws it: the median and the slowest of 50 draws.
+void ProgressChartDrawing() {
+    vantorel::ProgressReportData report;
+    report.periods = 100;
+    report.startDate = "20260101";
+    for (int status = 0; status < 10; ++status) {
+        report.statuses.push_back("Status " + std::to_string(status));
+        report.colours.push_back(static_cast<vantorel::ReportColour>(0x203040 * (status + 1)));
+        // As a project's counts go: each status rises or falls over the periods, a little
+        // unevenly from one period to the next.
+        std::vector<std::int64_t> counts;
+        for (int period = 0; period < 100; ++period)
+            counts.push_back(status % 2 == 0 ? 10000 - period * (60 + status * 5)
+                                             : period * (40 + status * 7) + period % 7 * 30);
+        report.series.push_back(std::move(counts));
+    }
+    for (int period = 0; period < 100; ++period) {
+        char date[16];
+        std::snprintf(date, sizeof date, "2026%02d%02d", 1 + period / 28, 1 + period % 28);
+        report.periodDates.push_back(date);
+    }
+    report.lastDataIndex = 99;
+    const vantorel::Chart chart = vantorel::ProgressLineChart(report);
+    QImage canvas(1000, 480, QImage::Format_ARGB32_Premultiplied);
+    std::vector<double> times;
+    for (int draw = 0; draw < 50; ++draw) {
+        QElapsedTimer timer;
+        timer.start();
+        QPainter painter(&canvas);
+        painter.fillRect(canvas.rect(), Qt::white);
+        vantorel::PaintChart(painter, chart, canvas.rect());
+        painter.end();
+        times.push_back(timer.nsecsElapsed() / 1e6);
+    }
+    std::sort(times.begin(), times.end());
+    std::printf("progress chart, 100 periods x 10 statuses  median %.1f ms, slowest %.1f ms\n",
+                times[times.size() / 2], times.back());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -149,6 +276,7 @@ int main(int argc, char** argv) {
         return window.Model().rowCount({}) == 6 ? 0 : 1;
     }
     std::printf("memory with the database open  %8.1f MiB resident\n", MemoryMiB("VmRSS:"));
+    ProgressChartDrawing();
 
     const fs::path cases = database / "Projects" / "Bench" / "Project Test Cases";
     const fs::path big = BigSuite(cases, 5000);
@@ -213,20 +341,11 @@ int main(int argc, char** argv) {
         vantorel::PlanPaste(clipboard, {target, vantorel::TV_PRJ_ROOT, "Projects"}, planning);
     if (!plan)
         return 1;
-    std::vector<double> lateness;
-    QElapsedTimer probe;
-    QTimer tick;
-    tick.setInterval(5);
-    QObject::connect(&tick, &QTimer::timeout, [&] {
-        if (probe.isValid())
-            lateness.push_back(std::max(0.0, probe.nsecsElapsed() / 1e6 - 5.0));
-        probe.restart();
-    });
     vantorel::TransferWorker worker;
     int processed = 0;
     bool finished = false;
     timer.restart();
-    tick.start();
+    LatencyProbe probe;
     worker.Start(
         *plan, [&] { port.progress(++processed, plan->files); },
         [&](vantorel::TransferResult) {
@@ -234,12 +353,10 @@ int main(int argc, char** argv) {
         });
     while (!finished)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    tick.stop();
-    std::sort(lateness.begin(), lateness.end());
-    const double p99 = lateness.empty() ? 0 : lateness[lateness.size() * 99 / 100];
+    const std::string late = probe.Figures();
     std::printf("paste of %d files                %8.1f s\n", plan->files, timer.elapsed() / 1e3);
-    std::printf("window thread late during paste   max %.1f ms, 99th percentile %.1f ms\n",
-                lateness.empty() ? 0 : lateness.back(), p99);
+    std::printf("window thread late during paste   %s\n", late.c_str());
+    WizardStatusReport(window, project);
     std::printf("peak memory                    %8.1f MiB resident\n", MemoryMiB("VmHWM:"));
     fs::remove_all(target.parent_path());
     fs::remove_all(big);

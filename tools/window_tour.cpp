@@ -1,8 +1,10 @@
 // Takes pictures of the desktop window as a user sees it, for looking at before a view is
 // called done: the window is opened on a database, walked through a few items, and the screen
 // is saved as a PNG after each page has loaded; then the report wizard makes a report of each
-// kind, and each is pictured in the report window and printed to a PDF file; last each kind of
-// item dialog is opened, every page of it pictured, and cancelled. Run under a real X server
+// kind, and each is pictured in the report window and printed to a PDF file; the test cases of
+// the status report's largest status are listed beside it; the web export dialog exports the
+// project and asks whether to view it; last each kind of item dialog is opened, every page of
+// it pictured, and cancelled. Run under a real X server
 // (Xvfb in scripts/screenshots), since the page view draws with the display's help.
 //
 // usage: vantorel_window_tour DATABASE OUTPUT_FOLDER
@@ -12,22 +14,29 @@
 #include <QApplication>
 #include <QDialog>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPrinter>
+#include <QPushButton>
 #include <QRadioButton>
 #include <QScreen>
 #include <QSignalSpy>
 #include <QTabWidget>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 #include <QWebEnginePage>
 #include <QWebEngineScript>
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
 #include "desktop/desktop_program.h"
+#include "desktop/dialogs/web_export_dialog.h"
 #include "desktop/main_window.h"
 #include "desktop/qt_port.h"
 #include "desktop/reports/report_wizard_dialog.h"
+#include "desktop/reports/status_cases_dialog.h"
+#include "reports/status_report.h"
 
 namespace {
 
@@ -125,6 +134,61 @@ bool TourReport(vantorel::MainWindow& window, const fs::path& project, const Kin
     return true;
 }
 
+// The test cases of a status of the tour's status report, listed beside the window.
+bool TourStatusCases(vantorel::MainWindow& window, const fs::path& report, const fs::path& output) {
+    window.SelectPath(report);
+    Settle(300);
+    vantorel::ReportView& view = window.Reports();
+    // The status with the most test cases, for a list worth looking at.
+    const std::optional<vantorel::StatusReportData> counted = vantorel::ReadStatusReport(report);
+    if (!counted || counted->counts.empty())
+        return false;
+    view.ListStatusCases(
+        static_cast<std::size_t>(std::max_element(counted->counts.begin(), counted->counts.end()) -
+                                 counted->counts.begin()));
+    vantorel::StatusCasesDialog* list = view.StatusCases();
+    if (!list || !QTest::qWaitFor([list] { return !list->Listing(); }, 20000))
+        return false;
+    list->move(window.geometry().right() - list->width() - 20,
+               window.geometry().bottom() - list->height() - 30);
+    Settle(400);
+    const bool grabbed = Grab(output, "window-status-cases.png");
+    list->close();
+    return grabbed;
+}
+
+// The web export dialog before an export, and its success question after it.
+bool TourWebExport(vantorel::MainWindow& window, const fs::path& project, const fs::path& output) {
+    window.SelectPath(project);
+    window.RunCommand(vantorel::ID_FILE_EXPORT_WEB);
+    auto* dialog = window.findChild<vantorel::WebExportDialog*>();
+    if (!dialog)
+        return false;
+    const QTemporaryDir site;  // the pictures, not the pages, are what the tour keeps
+    dialog->findChild<QLineEdit*>("exportDestination")->setText(site.path());
+    Settle(300);
+    if (!Grab(output, "dialog-web-export.png"))
+        return false;
+    bool asked = false;
+    QTimer poll;
+    poll.setInterval(20);
+    QObject::connect(&poll, &QTimer::timeout, [&] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (!box)
+            return;
+        poll.stop();
+        Settle(300);
+        asked = Grab(output, "dialog-web-export-success.png");
+        box->button(QMessageBox::No)->click();
+    });
+    poll.start();
+    QSignalSpy ended(dialog, &vantorel::WebExportDialog::exportEnded);
+    dialog->findChild<QPushButton*>("exportStart")->click();
+    if (ended.isEmpty() && !ended.wait(60000))
+        return false;
+    return QTest::qWaitFor([&] { return asked; }, 10000);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -190,6 +254,11 @@ int main(int argc, char** argv) {
     };
     for (const KindStop& stop : reports)
         failures += !TourReport(window, database / "Projects" / "Release 2.0", stop, output);
+    failures += !TourStatusCases(window,
+                                 database / "Projects" / "Release 2.0" / "Project Reports" /
+                                     "Status Reports" / "Tour status.vtl",
+                                 output);
+    failures += !TourWebExport(window, database / "Projects" / "Release 2.0", output);
 
     struct DialogStop {
         const char* picture;  // without ".png"; each page of a sheet adds its number

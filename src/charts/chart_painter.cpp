@@ -5,6 +5,7 @@
 #include <QPainterPath>
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <unordered_map>
 
 #include "render/gif_image.h"
@@ -96,10 +97,27 @@ QRect ChartBody(const QRect& area) {
     return area.adjusted(8, 36, -8, -8);
 }
 
+// The pie's circle in area, left of a legend of width legend.
+QRectF PieCircle(const QRect& area, int legend) {
+    const int side = std::min(area.height(), area.width() - legend - 24) - 8;
+    return {area.left() + 8.0, area.top() + (area.height() - side) / 2.0, double(side),
+            double(side)};
+}
+
+// The span of each slice in sixteenths of a degree, clockwise from the top; 0 for a series
+// that draws no slice.
+std::vector<int> SliceSpans(const Chart& chart, double total) {
+    std::vector<int> spans;
+    for (const ChartSeries& series : chart.series) {
+        const double value = series.values.empty() ? 0 : std::max(0.0, series.values[0]);
+        spans.push_back(static_cast<int>(std::lround(-360.0 * 16 * value / total)));
+    }
+    return spans;
+}
+
 void PaintPie(QPainter& painter, const Chart& chart, const QRect& area) {
     const int legend = PaintLegend(painter, chart, area, true);
-    const int side = std::min(area.height(), area.width() - legend - 24) - 8;
-    const QRectF circle(area.left() + 8, area.top() + (area.height() - side) / 2.0, side, side);
+    const QRectF circle = PieCircle(area, legend);
     const double total = Total(chart);
     painter.setPen(QPen(Qt::white, 2));
     if (total <= 0) {
@@ -110,9 +128,11 @@ void PaintPie(QPainter& painter, const Chart& chart, const QRect& area) {
         return;
     }
     int start = 90 * 16;
-    for (const ChartSeries& series : chart.series) {
+    const std::vector<int> spans = SliceSpans(chart, total);
+    for (std::size_t index = 0; index < chart.series.size(); ++index) {
+        const ChartSeries& series = chart.series[index];
         const double value = series.values.empty() ? 0 : std::max(0.0, series.values[0]);
-        const int span = static_cast<int>(std::lround(-360.0 * 16 * value / total));
+        const int span = spans[index];
         if (span == 0)
             continue;
         painter.setBrush(ColourOf(series.colour));
@@ -251,6 +271,34 @@ std::vector<QRect> LegendBoxes(const Chart& chart, const QRect& area, const QFon
     return LayOutLegend(QFontMetrics(ChartFont(font)), chart, ChartBody(area),
                         chart.kind != ChartKind::Lines)
         .boxes;
+}
+
+std::optional<std::size_t> PieSliceAt(const Chart& chart, const QRect& area, const QFont& font,
+                                      const QPointF& point) {
+    const double total = Total(chart);
+    if (chart.kind != ChartKind::Pie || total <= 0)
+        return std::nullopt;
+    const QRect body = ChartBody(area);
+    const QRectF circle =
+        PieCircle(body, LayOutLegend(QFontMetrics(ChartFont(font)), chart, body, true).width);
+    const QPointF fromCentre = point - circle.center();
+    if (std::hypot(fromCentre.x(), fromCentre.y()) > circle.width() / 2)
+        return std::nullopt;
+    // Clockwise from the top, in sixteenths of a degree, as the slices are drawn.
+    const double angle = std::atan2(-fromCentre.y(), fromCentre.x()) * 180.0 / std::numbers::pi;
+    const double clockwise = std::fmod(90.0 - angle + 720.0, 360.0) * 16;
+    const std::vector<int> spans = SliceSpans(chart, total);
+    double end = 0;
+    for (std::size_t index = 0; index < spans.size(); ++index) {
+        end += -spans[index];
+        if (spans[index] != 0 && clockwise < end)
+            return index;
+    }
+    // The last slice takes what rounding left over.
+    for (std::size_t index = spans.size(); index-- > 0;)
+        if (spans[index] != 0)
+            return index;
+    return std::nullopt;
 }
 
 void PaintChart(QPainter& painter, const Chart& chart, const QRect& area,

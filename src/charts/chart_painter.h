@@ -7,6 +7,7 @@
 #include <QPainter>
 #include <QRect>
 #include <QString>
+#include <optional>
 #include <vector>
 
 #include "render/charts.h"
@@ -35,6 +36,11 @@ void PaintChart(QPainter& painter, const Chart& chart, const QRect& area,
 // The box of each series' line in the legend, as PaintChart lays it out in area when the
 // painter's font is font: where a click on the legend lands.
 std::vector<QRect> LegendBoxes(const Chart& chart, const QRect& area, const QFont& font);
+
+// The series whose slice of a pie chart drawn in area (with font, as for LegendBoxes) is at
+// point; none off the pie, or for another kind of chart.
+std::optional<std::size_t> PieSliceAt(const Chart& chart, const QRect& area, const QFont& font,
+                                      const QPointF& point);
 
 class QtChartPainter : public ChartPainter {
 public:

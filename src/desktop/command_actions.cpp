@@ -64,6 +64,7 @@ bool CommandActions::Available(Operation operation) {
         case Operation::About:
         case Operation::ReportWizard:
         case Operation::Report:
+        case Operation::ExportWeb:
             return true;
         default:
             return ItemDialogs::Handles(operation) || FilterDialogs::Handles(operation);

@@ -13,6 +13,7 @@
 #include "desktop/dialogs/item_dialogs.h"
 #include "desktop/dialogs/settings_dialogs.h"
 #include "desktop/dialogs/shell_dialogs.h"
+#include "desktop/dialogs/web_export_dialog.h"
 #include "desktop/reports/report_wizard_dialog.h"
 #include "desktop/tree/tree_actions.h"
 #include "filters/filter.h"
@@ -59,6 +60,8 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, QWidget* parent)
     m_rightPane->addWidget(m_page);
     m_rightPane->addWidget(m_reportView);
     connect(m_page, &PageView::itemRequested, this,
+            [this](const fs::path& item) { SelectPath(item); });
+    connect(m_reportView, &ReportView::itemRequested, this,
             [this](const fs::path& item) { SelectPath(item); });
     m_splitter->setObjectName("splitter");
     m_splitter->addWidget(m_tree);
@@ -348,6 +351,9 @@ void MainWindow::RunCommand(int command) {
         case Operation::ReportWizard:
         case Operation::Report:
             StartReportWizard(command);
+            break;
+        case Operation::ExportWeb:
+            OpenWebExportDialog(*this, m_port);
             break;
         case Operation::ClearFilter:
             m_commands->ChooseFilter({});

@@ -383,35 +383,11 @@ std::optional<std::filesystem::path> ReportBaseClass::create(const ReportRequest
     // The kind gets ready before the walk, so that documents are read while the folders are
     // still being listed.
     const std::optional<Notice> refusal = InitStats();
-    std::unique_ptr<DocumentTally> tally;
     std::size_t unreadableFolders = 0;
-    try {
-        Walk walk(*this, !refusal, request.threads);
-        if (request.wholeProject) {
-            walk.CollectStats(request.projectFolder / std::string(kProjectTestCasesFolder));
-        } else {
-            for (const SuiteChoice& suite : request.suites) {
-                if (suite.includeSubSuites)
-                    walk.CollectStats(suite.folder);
-                else
-                    walk.CollectFlat(suite.folder);
-            }
-        }
-        tally = walk.Finish();
-        if (ToldCancelled())
-            return std::nullopt;
-        m_candidates = walk.listed;
-        m_passed = walk.passed;
-        m_openForEditing = walk.openForEditing;
-        m_unreadable = walk.unreadable;
-        unreadableFolders = walk.unreadableFolders;
-    } catch (const std::exception& error) {
-        // A failure on one of the walk's threads ends the walk; the user is told why, and no
-        // report is written.
-        const std::string text = std::string("The report could not be made: ") + error.what();
-        m_context.port.tell(KindNotice(text, title + " - " + text, "Report error", Icon::Error));
+    std::optional<std::unique_ptr<DocumentTally>> tally =
+        WalkDocuments(request, !refusal, unreadableFolders);
+    if (!tally || ToldCancelled())
         return std::nullopt;
-    }
     if (m_unreadable > 0 || unreadableFolders > 0) {
         // Unreadable documents still count as candidates, but no figure of theirs can be
         // taken, and a folder that can't be listed hides its test cases; the user must know
@@ -443,7 +419,7 @@ std::optional<std::filesystem::path> ReportBaseClass::create(const ReportRequest
         m_context.port.tell(*refusal);
         return std::nullopt;
     }
-    FinishStats(std::move(tally));
+    FinishStats(std::move(*tally));
 
     if (m_passed == 0) {
         const std::string text =
@@ -465,6 +441,38 @@ std::optional<std::filesystem::path> ReportBaseClass::create(const ReportRequest
             KindNotice(text, title + " - " + text, "Open test cases", Icon::Warning));
     }
     return file;
+}
+
+std::optional<std::unique_ptr<DocumentTally>> ReportBaseClass::WalkDocuments(
+    const ReportRequest& request, bool readDocuments, std::size_t& unreadableFolders) {
+    m_request = &request;
+    try {
+        Walk walk(*this, readDocuments, request.threads);
+        if (request.wholeProject) {
+            walk.CollectStats(request.projectFolder / std::string(kProjectTestCasesFolder));
+        } else {
+            for (const SuiteChoice& suite : request.suites) {
+                if (suite.includeSubSuites)
+                    walk.CollectStats(suite.folder);
+                else
+                    walk.CollectFlat(suite.folder);
+            }
+        }
+        std::unique_ptr<DocumentTally> tally = walk.Finish();
+        m_candidates = walk.listed;
+        m_passed = walk.passed;
+        m_openForEditing = walk.openForEditing;
+        m_unreadable = walk.unreadable;
+        unreadableFolders = walk.unreadableFolders;
+        return tally;
+    } catch (const std::exception& error) {
+        // A failure on one of the walk's threads ends the walk; the user is told why, and no
+        // report is written.
+        const std::string title(KindInfo(m_kind).title);
+        const std::string text = std::string("The report could not be made: ") + error.what();
+        m_context.port.tell(KindNotice(text, title + " - " + text, "Report error", Icon::Error));
+        return std::nullopt;
+    }
 }
 
 bool ReportBaseClass::ToldCancelled() {

@@ -143,6 +143,14 @@ protected:
     // The filter's "%s - %s" for <filter_name>; empty without a filter.
     virtual std::string FilterCaption() const;
 
+    // The walk of create alone: the request's suites (or its whole project) read through its
+    // filter into the kind's tallies on several threads, then merged; the counts above are
+    // set. None after telling the user the walk failed; a stopped walk gives what it had read.
+    // Without readDocuments the documents are only listed and counted, and the tally is null.
+    std::optional<std::unique_ptr<DocumentTally>> WalkDocuments(const ReportRequest& request,
+                                                                bool readDocuments,
+                                                                std::size_t& unreadableFolders);
+
     const ReportRequest& Request() const { return *m_request; }
     // The folder of the kind's reports in the project.
     std::filesystem::path ReportFolder() const;

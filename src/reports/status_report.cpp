@@ -5,8 +5,10 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "documents/test_group.h"
 #include "filters/filter.h"
 #include "storage/tagged_document.h"
+#include "storage/text_conversions.h"
 
 namespace vantorel {
 namespace {
@@ -163,6 +165,17 @@ void StatusReport::WriteReport(XMLParse& document) const {
     number("<average_time_per_planned_test>", m_figures.averagePerPlannedTest);
     perCent("<per_tests_complete>", m_figures.perCentComplete);
     perCent("<per_time_used>", m_figures.perCentTimeUsed);
+    // The suites are kept so that the test cases behind a status can be listed later from the
+    // same walk.
+    if (!Request().wholeProject) {
+        const std::filesystem::path cases =
+            Request().projectFolder / std::string(kProjectTestCasesFolder);
+        for (const SuiteChoice& suite : Request().suites) {
+            document.WriteTag("<report_suite>",
+                              Escaped(suite.folder.lexically_relative(cases).generic_string()));
+            document.WriteTag("<report_sub_suites>", suite.includeSubSuites ? "Yes" : "No");
+        }
+    }
 }
 
 std::optional<StatusReportData> ReadStatusReport(const std::filesystem::path& path) {
@@ -203,6 +216,11 @@ std::optional<StatusReportData> ReadStatusReport(const std::filesystem::path& pa
     data.averagePerPlannedTest = number("<average_time_per_planned_test>");
     document.GetTag("<per_tests_complete>", data.perCentComplete);
     document.GetTag("<per_time_used>", data.perCentTimeUsed);
+    const std::vector<std::string> suites = ReadRepeated(document, "<report_suite>");
+    const std::vector<std::string> subSuites = ReadRepeated(document, "<report_sub_suites>");
+    for (std::size_t suite = 0; suite < suites.size(); ++suite)
+        data.suites.push_back(
+            {Unescaped(suites[suite]), suite >= subSuites.size() || subSuites[suite] != "No"});
     return data;
 }
 

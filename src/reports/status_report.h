@@ -59,6 +59,13 @@ private:
     StatusFigures m_figures;
 };
 
+// A suite a status report was made over: its path below "Project Test Cases" ("Parent/Child")
+// and whether its sub-suites counted too.
+struct ReportSuite {
+    std::string path;
+    bool includeSubSuites = true;
+};
+
 // A status report document read back.
 struct StatusReportData {
     ReportHeader header;
@@ -72,6 +79,9 @@ struct StatusReportData {
     // The summary form: one count per meaning (Pass, Fail, Not yet attempted, Other,
     // Postponed) instead of one per status, and no colours of its own.
     bool summaryForm = false;
+    // The suites it was made over, in order (<report_suite>, each followed by
+    // <report_sub_suites> "Yes" or "No"); none for the whole project, as older reports have it.
+    std::vector<ReportSuite> suites;
 };
 std::optional<StatusReportData> ReadStatusReport(const std::filesystem::path& path);
 

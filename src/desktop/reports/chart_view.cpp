@@ -115,12 +115,27 @@ std::optional<std::size_t> ChartView::LegendSeriesAt(const QPoint& point) const 
     return std::nullopt;
 }
 
+std::optional<std::size_t> ChartView::PieSeriesAt(const QPoint& point) const {
+    if (m_chart.kind != ChartKind::Pie)
+        return std::nullopt;
+    const std::vector<QRect> boxes = LegendBoxes(m_chart, rect(), font());
+    for (std::size_t series = 0; series < boxes.size(); ++series)
+        if (boxes[series].contains(point))
+            return series;
+    return PieSliceAt(m_chart, rect(), font(), point);
+}
+
 void ChartView::mousePressEvent(QMouseEvent* event) {
-    if (event->button() == Qt::LeftButton)
+    if (event->button() == Qt::LeftButton) {
         if (const std::optional<std::size_t> series = LegendSeriesAt(event->pos())) {
             ToggleSeries(*series);
             return;
         }
+        if (const std::optional<std::size_t> series = PieSeriesAt(event->pos())) {
+            emit seriesChosen(static_cast<int>(*series));
+            return;
+        }
+    }
     QWidget::mousePressEvent(event);
 }
 
@@ -132,6 +147,11 @@ bool ChartView::event(QEvent* event) {
                 help->globalPos(),
                 m_hidden[*series] ? "Click to show this status" : "Click to hide this status",
                 this);
+        else if (const std::optional<std::size_t> slice = PieSeriesAt(help->pos()))
+            QToolTip::showText(help->globalPos(),
+                               "Click to list the test cases of " +
+                                   QString::fromLatin1(m_chart.series[*slice].name.c_str()),
+                               this);
         else if (const QString text = PointText(help->pos()); !text.isEmpty())
             QToolTip::showText(help->globalPos(), text, this);
         else

@@ -3,7 +3,8 @@
 // it is sharp at any scale and on high-DPI screens. Its context menu copies it (PNG and SVG)
 // or saves it as either. A line chart's series are switched off and on by a click on their
 // line of the legend (an off series keeps its line there, greyed), and a tooltip over its plot
-// gives the date and the counts there.
+// gives the date and the counts there. A click on a pie's slice or on its line of the legend
+// chooses that series (a status), for the report view to list its test cases.
 
 #include <QByteArray>
 #include <QMimeData>
@@ -39,6 +40,8 @@ public:
     // Switches a line chart's series off or on.
     void ToggleSeries(std::size_t series);
     bool SeriesShown(std::size_t series) const;
+    // The series of a pie chart whose slice or legend line is at point.
+    std::optional<std::size_t> PieSeriesAt(const QPoint& point) const;
     // What the tooltip over a line chart's plot says at point: the period's date and each
     // shown status's count; empty elsewhere.
     QString PointText(const QPoint& point) const;
@@ -54,6 +57,8 @@ public:
 signals:
     // "Save chart as..." of the context menu: the report view asks for the file.
     void saveAsRequested();
+    // A pie's slice or legend line was clicked: the series it stands for.
+    void seriesChosen(int series);
 
 protected:
     void paintEvent(QPaintEvent* event) override;

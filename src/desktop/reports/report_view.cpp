@@ -108,6 +108,10 @@ void ReportView::UpdateActions() {
 
 void ReportView::Clear() {
     m_report.clear();
+    m_statusNames.clear();
+    // Its listing reads the database being closed.
+    if (m_statusCases)
+        m_statusCases->close();
     m_readable = false;
     m_charts.clear();
     m_heading->clear();
@@ -124,6 +128,7 @@ void ReportView::Show(const fs::path& report, const CustomCfg& custom, bool with
     m_custom = &custom;
     m_withFooter = withFooter;
     m_charts.clear();
+    m_statusNames.clear();
     ReportHeader header;
     const std::optional<ReportKind> kind = ReadReportKind(report, &header);
     m_readable = kind.has_value();
@@ -184,6 +189,14 @@ QWidget* ReportView::StatusContent() {
     const std::vector<ReportStatusRow> rows = StatusRows(*report);
     QTableWidget* statuses =
         NewTable("statusTable", {"Status", "Tests", "Share"}, static_cast<int>(rows.size()));
+    statuses->setToolTip("Click a status to list its test cases");
+    m_statusNames.clear();
+    for (const ReportStatusRow& row : rows)
+        m_statusNames.push_back(row.status);
+    connect(pie, &ChartView::seriesChosen, this,
+            [this](int row) { ListStatusCases(static_cast<std::size_t>(row)); });
+    connect(statuses, &QTableWidget::cellClicked, this,
+            [this](int row) { ListStatusCases(static_cast<std::size_t>(row)); });
     for (int row = 0; row < static_cast<int>(rows.size()); ++row) {
         const ReportStatusRow& status = rows[static_cast<std::size_t>(row)];
         statuses->setItem(row, 0,
@@ -340,6 +353,21 @@ QWidget* ReportView::DetailsContent() {
     layout->addWidget(find);
     layout->addWidget(text, 1);
     return box;
+}
+
+void ReportView::ListStatusCases(std::size_t row) {
+    if (row >= m_statusNames.size() || !m_custom)
+        return;
+    if (!m_statusCases) {
+        // A window of its own beside the main one, so it stays while a test case's page is
+        // shown in the right pane.
+        m_statusCases = new StatusCasesDialog(m_port, window());
+        m_statusCases->setAttribute(Qt::WA_DeleteOnClose);
+        connect(m_statusCases, &StatusCasesDialog::itemRequested, this, &ReportView::itemRequested);
+    }
+    m_statusCases->List(m_report, row, m_statusNames[row], *m_custom);
+    m_statusCases->show();
+    m_statusCases->raise();
 }
 
 bool ReportView::PrintTo(QPrinter& printer) {

@@ -4,7 +4,9 @@
 // counts, shares), the time-figure columns beside their table. Progress: the line chart of
 // every status over the periods, and the period table. Test list: a sortable table of the
 // report's columns. Details: each test case's fields and history as a page that can be
-// searched. Its toolbar prints, previews, exports as PDF, and copies or saves the chart.
+// searched. Its toolbar prints, previews, exports as PDF, and copies or saves the chart. A
+// click on a status (a slice of the pie, its legend line, its row of the table) lists the test
+// cases of that status in a window of their own.
 //
 // It stands in the right pane rather than in a window of its own, as the item pages do: a
 // report is chosen in the tree like any item, the window's Print prints what the pane shows,
@@ -12,12 +14,14 @@
 
 #include <QAction>
 #include <QLabel>
+#include <QPointer>
 #include <QWidget>
 #include <filesystem>
 #include <optional>
 #include <vector>
 
 #include "desktop/reports/chart_view.h"
+#include "desktop/reports/status_cases_dialog.h"
 #include "platform/user_port.h"
 
 class QPrinter;
@@ -55,6 +59,13 @@ public:
     void SaveChartAs(ChartView* chart = nullptr);
     // Writes the chart to file, telling the user when it fails.
     bool SaveChartTo(const ChartView& chart, const QString& file);
+    // Lists the test cases of a status report's status row; the window they show in.
+    void ListStatusCases(std::size_t row);
+    StatusCasesDialog* StatusCases() const { return m_statusCases; }
+
+signals:
+    // A test case of a listed status was chosen: its document.
+    void itemRequested(const std::filesystem::path& document);
 
 private:
     void SetContent(QWidget* content);
@@ -75,6 +86,8 @@ private:
     QVBoxLayout* m_layout;
     QWidget* m_content = nullptr;
     std::vector<ChartView*> m_charts;
+    std::vector<std::string> m_statusNames;  // the shown status report's rows
+    QPointer<StatusCasesDialog> m_statusCases;
     QAction* m_print;
     QAction* m_preview;
     QAction* m_pdf;
