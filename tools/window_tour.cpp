@@ -2,7 +2,8 @@
 // called done: the window is opened on a database, walked through a few items, and the screen
 // is saved as a PNG after each page has loaded; then the report wizard makes a report of each
 // kind, and each is pictured in the report window and printed to a PDF file; last each kind of
-// item dialog is opened, every page of it pictured, and cancelled. Run under a real X server
+// item dialog is opened, every page of it pictured, and cancelled, and a misspelt word is typed
+// into a test case's dialog and its suggestions shown. Run under a real X server
 // (Xvfb in scripts/screenshots), since the page view draws with the display's help.
 //
 // usage: vantorel_window_tour DATABASE OUTPUT_FOLDER
@@ -17,6 +18,7 @@
 #include <QSignalSpy>
 #include <QTabWidget>
 #include <QTest>
+#include <QTextEdit>
 #include <QTimer>
 #include <cstdio>
 #include <filesystem>
@@ -224,5 +226,42 @@ int main(int argc, char** argv) {
         poll.start();
         window.RunCommand(vantorel::ID_EDIT_PROPERTIES);
     }
+
+    // Spell checking in a test case's dialog: a misspelt word typed into the steps, underlined,
+    // then its context menu with the suggestions.
+    window.SelectPath(database / "Test Cases" / "Login" / "LOG-001.vtl");
+    QTimer poll;
+    poll.setInterval(50);
+    QObject::connect(&poll, &QTimer::timeout, [&] {
+        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        if (!dialog)
+            return;
+        poll.stop();
+        auto* steps = dialog->findChild<QWidget*>("test_description")->findChild<QTextEdit*>();
+        steps->moveCursor(QTextCursor::End);
+        steps->setFocus();
+        QTest::keyClicks(steps, "\nCheck that the tester recieved the confirmation emial.");
+        auto* title = dialog->findChild<QWidget*>("test_title")->findChild<QLineEdit*>();
+        title->end(false);
+        QTest::keyClicks(title, " and the welcom page");
+        Settle(300);
+        const fs::path file = output / "dialog-spelling.png";
+        if (dialog->grab().save(QString::fromStdString(file.string())))
+            std::printf("%s\n", file.c_str());
+        else
+            ++failures;
+        QTextCursor word = steps->document()->find("recieved");
+        word.setPosition(word.selectionStart() + 2);
+        const QPoint at = steps->cursorRect(word).center();
+        QTimer::singleShot(400, [&] {
+            failures += !Grab(output, "dialog-spelling-menu.png");
+            if (QWidget* menu = QApplication::activePopupWidget())
+                menu->close();
+        });
+        emit steps->customContextMenuRequested(at);
+        dialog->reject();
+    });
+    poll.start();
+    window.RunCommand(vantorel::ID_EDIT_PROPERTIES);
     return failures == 0 ? 0 : 1;
 }
