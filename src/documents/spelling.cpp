@@ -39,11 +39,6 @@ bool IsWordPart(char16_t c) {
     return IsLetter(c) || IsDigit(c) || c == u'_' || IsApostrophe(c);
 }
 
-bool IsSpace(char16_t c) {
-    return c == u' ' || c == u'\t' || c == u'\n' || c == u'\r' || c == 0xA0 || c == 0x2028 ||
-           c == 0x2029 || c == u'\f' || c == u'\v';
-}
-
 // Addresses, paths and file names are not prose: "www.example.com", "C:\\logs", "a/b",
 // "name@host", "setup.exe".
 bool IsAddressLike(std::u16string_view chunk) {
@@ -190,14 +185,19 @@ std::optional<Dictionary> ChooseDictionary(std::string_view language,
     return std::nullopt;
 }
 
+bool IsWhiteSpace(char16_t c) {
+    return c == u' ' || c == u'\t' || c == u'\n' || c == u'\r' || c == 0xA0 || c == 0x2028 ||
+           c == 0x2029 || c == u'\f' || c == u'\v';
+}
+
 std::vector<WordSpan> CheckableWords(std::u16string_view text) {
     std::vector<WordSpan> words;
     std::size_t i = 0;
     while (i < text.size()) {
-        while (i < text.size() && IsSpace(text[i]))
+        while (i < text.size() && IsWhiteSpace(text[i]))
             ++i;
         const std::size_t start = i;
-        while (i < text.size() && !IsSpace(text[i]))
+        while (i < text.size() && !IsWhiteSpace(text[i]))
             ++i;
         if (i > start && !IsAddressLike(text.substr(start, i - start)))
             AddWordsOfChunk(text, start, i, words);

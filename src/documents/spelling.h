@@ -55,6 +55,9 @@ struct WordSpan {
 // or with a capital after a small letter ("fileName"), and any word of an address, path or
 // mail address ("http://...", "www.", "a/b", "x@y") are left alone.
 std::vector<WordSpan> CheckableWords(std::u16string_view text);
+// True for the white space that parts a text into the runs CheckableWords looks at one by one:
+// a word's fate never depends on text beyond the white space around it.
+bool IsWhiteSpace(char16_t c);
 
 // True for a field of prose, whose words are checked: the rich texts, the titles and the
 // locations. Identifiers, names of people, versions, builds, durations, links and the names

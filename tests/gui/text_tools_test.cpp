@@ -10,6 +10,7 @@
 #include <QTemporaryDir>
 #include <QTextBlock>
 #include <QTextLayout>
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 
@@ -105,6 +106,8 @@ QAction* ActionNamed(QMenu& menu, const QString& text) {
 
 class TextToolsTest : public QObject {
     Q_OBJECT
+    RecordingPort port;
+
 private slots:
     void AMisspeltWordIsUnderlinedAndASuggestionReplacesIt() {
         QTemporaryDir root;
@@ -145,6 +148,53 @@ private slots:
                 std::string::npos);
         QVERIFY(open.port.notices.empty());
         open.dialog->reject();
+    }
+
+    void EditsOfALongParagraphUnderlineWhatACheckOfTheWholeDoes() {
+        QTemporaryDir data;
+        SpellChecker* checker = SharedSpellChecker(data.path().toStdString());
+        QVERIFY(checker);
+        RichTextEdit edit;
+        new FieldSpelling(&edit, *checker, true, port);
+        QString text;
+        for (int i = 0; i < 300; ++i)
+            text += i % 7 == 0 ? "a recieved word, " : "a checked word, ";
+        edit.setPlainText(text);
+        auto underlines = [&edit] {
+            QList<std::pair<int, int>> ranges;
+            for (const QTextLayout::FormatRange& range :
+                 edit.document()->firstBlock().layout()->formats())
+                ranges.append({range.start, range.length});
+            std::sort(ranges.begin(), ranges.end());
+            return ranges;
+        };
+        auto whole = [&] {
+            const QString now = edit.toPlainText();
+            QList<std::pair<int, int>> ranges;
+            for (const WordSpan& word :
+                 checker->Misspelt({reinterpret_cast<const char16_t*>(now.utf16()),
+                                    static_cast<std::size_t>(now.size())}))
+                ranges.append({static_cast<int>(word.start), static_cast<int>(word.length)});
+            return ranges;
+        };
+        QCOMPARE(underlines(), whole());
+        QTextCursor cursor(edit.document());
+        // A word typed in the middle, a misspelt word split and joined again, text taken out.
+        cursor.setPosition(1000);
+        cursor.insertText("teh ");
+        QCOMPARE(underlines(), whole());
+        const int inWord = static_cast<int>(edit.toPlainText().indexOf("recieved", 2000)) + 3;
+        cursor.setPosition(inWord);
+        cursor.insertText(" ");
+        QCOMPARE(underlines(), whole());
+        cursor.setPosition(inWord);
+        cursor.deleteChar();
+        QCOMPARE(underlines(), whole());
+        cursor.setPosition(500);
+        cursor.setPosition(2500, QTextCursor::KeepAnchor);
+        cursor.removeSelectedText();
+        QCOMPARE(underlines(), whole());
+        QVERIFY(!whole().isEmpty());
     }
 
     void WithTheCheckerOffNothingIsUnderlined() {

@@ -48,13 +48,81 @@ QTextCharFormat MisspeltFormat() {
     return format;
 }
 
+namespace {
+
+// What a block was when it was last checked.
+struct CheckedBlock : QTextBlockUserData {
+    QString text;
+    std::vector<WordSpan> misspelt;
+    int generation = 0;
+};
+
+// Blocks shorter than this are checked whole: it costs less than comparing.
+constexpr qsizetype kEditedFrom = 2000;
+
+}  // namespace
+
 SpellHighlighter::SpellHighlighter(QTextDocument* document, SpellChecker& checker)
     : QSyntaxHighlighter(document), m_checker(checker) {}
 
+void SpellHighlighter::Refresh() {
+    ++m_generation;
+    rehighlight();
+}
+
+std::vector<WordSpan> SpellHighlighter::MisspeltAfterEdit(
+    const QString& text, const QString& before, const std::vector<WordSpan>& misspeltBefore) {
+    const qsizetype size = text.size(), oldSize = before.size();
+    const qsizetype shorter = std::min(size, oldSize);
+    qsizetype prefix = 0;
+    while (prefix < shorter && text[prefix] == before[prefix])
+        ++prefix;
+    qsizetype suffix = 0;
+    while (suffix < shorter - prefix && text[size - 1 - suffix] == before[oldSize - 1 - suffix])
+        ++suffix;
+    // The changed part, widened to the white space around it.
+    const std::u16string_view view = View(text);
+    std::size_t from = static_cast<std::size_t>(prefix);
+    while (from > 0 && !IsWhiteSpace(view[from - 1]))
+        --from;
+    std::size_t to = static_cast<std::size_t>(size - suffix);
+    while (to < view.size() && !IsWhiteSpace(view[to]))
+        ++to;
+    const auto shift = static_cast<std::ptrdiff_t>(size - oldSize);
+    const std::size_t oldTo = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(to) - shift);
+
+    std::vector<WordSpan> misspelt;
+    for (const WordSpan& word : misspeltBefore)
+        if (word.start + word.length <= from)
+            misspelt.push_back(word);
+    for (WordSpan word : m_checker.Misspelt(view.substr(from, to - from))) {
+        word.start += from;
+        misspelt.push_back(word);
+    }
+    for (WordSpan word : misspeltBefore)
+        if (word.start >= oldTo) {
+            word.start = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(word.start) + shift);
+            misspelt.push_back(word);
+        }
+    return misspelt;
+}
+
 void SpellHighlighter::highlightBlock(const QString& text) {
+    auto* checked = static_cast<CheckedBlock*>(currentBlockUserData());
+    std::vector<WordSpan> misspelt =
+        checked && checked->generation == m_generation && text.size() >= kEditedFrom
+            ? MisspeltAfterEdit(text, checked->text, checked->misspelt)
+            : m_checker.Misspelt(View(text));
     const QTextCharFormat format = MisspeltFormat();
-    for (const WordSpan& word : m_checker.Misspelt(View(text)))
+    for (const WordSpan& word : misspelt)
         setFormat(static_cast<int>(word.start), static_cast<int>(word.length), format);
+    if (!checked) {
+        checked = new CheckedBlock;
+        setCurrentBlockUserData(checked);
+    }
+    checked->text = text;
+    checked->misspelt = std::move(misspelt);
+    checked->generation = m_generation;
 }
 
 FieldSpelling::FieldSpelling(QWidget* editor, SpellChecker& checker, bool underline, UserPort& port)
@@ -100,7 +168,7 @@ void FieldSpelling::UnderlineLine() {
 
 void FieldSpelling::Recheck() {
     if (m_highlighter)
-        m_highlighter->rehighlight();
+        m_highlighter->Refresh();
     if (m_line && m_underline)
         UnderlineLine();
 }

@@ -27,16 +27,24 @@ SpellChecker* SharedSpellChecker(const std::filesystem::path& dataFolder);
 // The underline of a misspelt word.
 QTextCharFormat MisspeltFormat();
 
+// Each block keeps its text and misspelt words from its last check, so an edit of a long
+// paragraph checks again only the words around the change and moves the others along.
 class SpellHighlighter : public QSyntaxHighlighter {
     Q_OBJECT
 public:
     SpellHighlighter(QTextDocument* document, SpellChecker& checker);
+    // Checks every block whole again (after the dictionary changed).
+    void Refresh();
 
 protected:
     void highlightBlock(const QString& text) override;
 
 private:
+    std::vector<WordSpan> MisspeltAfterEdit(const QString& text, const QString& before,
+                                            const std::vector<WordSpan>& misspeltBefore);
+
     SpellChecker& m_checker;
+    int m_generation = 0;  // the dictionary's state the kept words were checked against
 };
 
 // A word of a field and where it stands in the field's text.
