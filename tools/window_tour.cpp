@@ -4,7 +4,8 @@
 // kind, and each is pictured in the report window and printed to a PDF file; the test cases of
 // the status report's largest status are listed beside it; the web export dialog exports the
 // project and asks whether to view it; last each kind of item dialog is opened, every page of
-// it pictured, and cancelled. Run under a real X server
+// it pictured, and cancelled, and a misspelt word is typed into a test case's dialog and its
+// suggestions shown. Run under a real X server
 // (Xvfb in scripts/screenshots), since the page view draws with the display's help.
 //
 // usage: vantorel_window_tour DATABASE OUTPUT_FOLDER
@@ -23,6 +24,7 @@
 #include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTextEdit>
 #include <QTimer>
 #include <QWebEnginePage>
 #include <QWebEngineScript>
@@ -324,5 +326,50 @@ int main(int argc, char** argv) {
         poll.start();
         window.RunCommand(stop.command);
     }
+
+    // Spell checking in a test case's dialog: a misspelt word typed into the steps, underlined,
+    // then its context menu with the suggestions.
+    window.SelectPath(database / "Test Cases" / "Login" / "LOG-001.vtl");
+    QTimer poll;
+    poll.setInterval(50);
+    QObject::connect(&poll, &QTimer::timeout, [&] {
+        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        if (!dialog)
+            return;
+        poll.stop();
+        QWidget* stepsField = dialog->findChild<QWidget*>("test_description");
+        dialog->findChild<QTabWidget*>("richTexts")->setCurrentWidget(stepsField);
+        auto* steps = stepsField->findChild<QTextEdit*>();
+        steps->moveCursor(QTextCursor::End);
+        steps->setFocus();
+        QTest::keyClick(steps, Qt::Key_Return);
+        QTest::keyClicks(steps, "Check that the tester recieved the confirmation emial.");
+        auto* title = dialog->findChild<QWidget*>("test_title")->findChild<QLineEdit*>();
+        title->end(false);
+        QTest::keyClicks(title, " and the welcom page");
+        Settle(300);
+        const fs::path file = output / "dialog-spelling.png";
+        if (dialog->grab().save(QString::fromStdString(file.string())))
+            std::printf("%s\n", file.c_str());
+        else
+            ++failures;
+        QTextCursor word = steps->document()->find("recieved");
+        word.setPosition(word.selectionStart() + 2);
+        const QPoint at = steps->cursorRect(word).center();
+        QTimer::singleShot(400, [&] {
+            failures += !Grab(output, "dialog-spelling-menu.png");
+            if (QWidget* menu = QApplication::activePopupWidget())
+                menu->close();
+        });
+        emit steps->customContextMenuRequested(at);
+        // The typed words are not kept: the question about closing without saving says Yes.
+        QTimer::singleShot(300, [] {
+            if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget()))
+                box->button(QMessageBox::Yes)->click();
+        });
+        dialog->reject();
+    });
+    poll.start();
+    window.RunCommand(vantorel::ID_EDIT_PROPERTIES);
     return failures == 0 ? 0 : 1;
 }

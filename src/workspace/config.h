@@ -1,8 +1,8 @@
 #pragma once
 // Config: the program's settings on this computer, kept in "Vantorel.cfg": the database opened
 // last and the recent ones, the display style, options, the column order and widths of every
-// list pane, the main window's rectangle and the commands that open requirement and fault
-// report links. The file is the one UTF-16 document of the program.
+// list pane, the main window's rectangle, the commands that open requirement and fault
+// report links and the external HTML editor. The file is the one UTF-16 document of the program.
 
 #include <array>
 #include <filesystem>
@@ -64,6 +64,8 @@ struct ConfigSettings {
     std::string viewReqPath;
     std::string viewBugPath;
     std::string addBugPath;
+    // The external HTML editor of the rich-text fields, given the working file after it.
+    std::string htmlEditorPath;
     // The main window; a width or height of 0 leaves size and place to the window system.
     int xPos = 0, yPos = 0, width = 0, height = 0;
     // The navigation tree's width; 0 gives it a third of the window.

@@ -19,13 +19,14 @@ constexpr std::array<FlagOption, 9> kFlagOptions{{
     {"Set the current user without asking", &ConfigSettings::autoAddUser},
 }};
 
-constexpr std::array<LinkOption, 3> kLinkOptions{{
+constexpr std::array<LinkOption, 4> kLinkOptions{{
     {"Open a requirement with:", "The command that opens a requirement",
      &ConfigSettings::viewReqPath},
     {"Open a fault report with:", "The command that opens a fault report",
      &ConfigSettings::viewBugPath},
     {"File a new fault report with:", "The command that files a new fault report",
      &ConfigSettings::addBugPath},
+    {"Edit rich text with:", "The command of the HTML editor", &ConfigSettings::htmlEditorPath},
 }};
 
 }  // namespace
@@ -34,7 +35,7 @@ const std::array<FlagOption, 9>& FlagOptions() {
     return kFlagOptions;
 }
 
-const std::array<LinkOption, 3>& LinkOptions() {
+const std::array<LinkOption, 4>& LinkOptions() {
     return kLinkOptions;
 }
 

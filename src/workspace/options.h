@@ -27,18 +27,19 @@ struct FlagOption {
 // The check boxes, in the order the dialog shows them.
 const std::array<FlagOption, 9>& FlagOptions();
 
-// A command or web address that opens links of project test cases.
+// A command or web address that opens links of project test cases, or the HTML editor's command.
 struct LinkOption {
     std::string_view label;  // beside its field
     std::string_view name;   // in a message about it
     std::string ConfigSettings::*setting;
 };
 // The link fields, in the order the dialog shows them.
-const std::array<LinkOption, 3>& LinkOptions();
+const std::array<LinkOption, 4>& LinkOptions();
 // Said under the link fields.
 inline constexpr std::string_view kLinkHint =
     "A command or a web address. %VT_PROJECT% is replaced by the project's name and "
-    "%TESTCASE_PATH% by the test case's path.";
+    "%TESTCASE_PATH% by the test case's path. The HTML editor is given the page to edit after "
+    "its command.";
 
 // Keeps the options of chosen (FlagOptions and LinkOptions, nothing else) in config and writes
 // its file, which tells the user when it can't. A link longer than the file keeps is refused

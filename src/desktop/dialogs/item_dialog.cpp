@@ -14,6 +14,7 @@
 #include <QUrl>
 #include <QVBoxLayout>
 
+#include "desktop/dialogs/text_tools.h"
 #include "desktop/widgets/field_widgets.h"
 #include "documents/custom_cfg.h"
 #include "documents/external_links.h"
@@ -21,6 +22,7 @@
 #include "documents/field_tables.h"
 #include "documents/prj_test_case.h"
 #include "documents/reference_items.h"
+#include "documents/spelling.h"
 #include "workspace/config.h"
 
 namespace vantorel {
@@ -44,8 +46,12 @@ std::vector<FieldDescriptor> RowsOf(std::span<const FieldDescriptor> table) {
 
 ItemDialog::ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& custom,
                        const std::filesystem::path& databaseDir, const ConfigSettings& settings,
-                       UserPort& port, QWidget* parent)
-    : QDialog(parent), m_editor(std::move(editor)), m_settings(settings), m_port(port) {
+                       const ShellFolders& folders, UserPort& port, QWidget* parent)
+    : QDialog(parent),
+      m_editor(std::move(editor)),
+      m_settings(settings),
+      m_port(port),
+      m_textTools(new DialogTextTools(*this, settings, folders, port)) {
     setObjectName("itemDialog");
     setWindowTitle(Text(m_editor->WindowTitle(true)));
     m_prjTestCase = dynamic_cast<PrjTestCase*>(m_editor.get());
@@ -89,6 +95,10 @@ ItemDialog::ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& cust
     }
 
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
+    QPushButton* checkSpelling =
+        buttons->addButton("Check &Spelling", QDialogButtonBox::ActionRole);
+    checkSpelling->setObjectName("checkSpelling");
+    connect(checkSpelling, &QPushButton::clicked, this, [this] { m_textTools->CheckSpelling(); });
     connect(buttons, &QDialogButtonBox::accepted, this, &ItemDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &ItemDialog::reject);
     layout->addWidget(buttons);
@@ -102,6 +112,9 @@ ItemDialog::ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& cust
         resize(520, sizeHint().height());
     else
         resize(large ? 1100 : 840, large ? 660 : 440);
+    if (m_settings.autoSpellOnLoad)
+        QMetaObject::invokeMethod(
+            this, [this] { m_textTools->CheckSpelling(true); }, Qt::QueuedConnection);
 }
 
 ItemDialog::~ItemDialog() = default;
@@ -124,6 +137,10 @@ QWidget* ItemDialog::FieldPage(const std::vector<FieldDescriptor>& rows, const C
         // Captions such as "Risks & Minimisation Actions" show their ampersand, not a shortcut.
         const QString shown = QString(caption).replace("&", "&&");
         m_fields[static_cast<std::size_t>(row.controlId)] = widget;
+        if (QWidget* text = widget->SpellingTarget(); text && IsProseField(row))
+            m_textTools->Attach(
+                text, DialogCaption(row, custom),
+                [this, row = static_cast<std::size_t>(row.controlId)] { FocusRow(row); });
         if (auto* password = dynamic_cast<PasswordField*>(widget))
             m_password = password;
         if (auto* link = dynamic_cast<LinkField*>(widget))

@@ -5,7 +5,8 @@
 // which the focus goes to the field at fault and the dialog stays open with what was typed.
 // The project test case is a sheet of three pages (execution, description, history with its
 // date editor and Reset). The launch button of an external link opens what the core names,
-// the requirement and fault report buttons run the commands the options hold. The
+// the requirement and fault report buttons run the commands the options hold. Text fields are
+// spell checked and rich texts can go to the HTML editor (DialogTextTools). The
 // model, and with it the item's lock, goes when the dialog closes, whichever way it closes.
 
 #include <QDialog>
@@ -25,6 +26,8 @@ namespace vantorel {
 
 class CustomCfg;
 struct ConfigSettings;
+struct ShellFolders;
+class DialogTextTools;
 class FieldWidget;
 class PrjTestCase;
 class PasswordField;
@@ -32,10 +35,12 @@ class PasswordField;
 class ItemDialog : public QDialog {
     Q_OBJECT
 public:
-    // settings holds the commands of the requirement and fault report buttons.
+    // settings holds the commands of the requirement and fault report buttons, the HTML
+    // editor's and the spelling options; folders the personal word list's and the HTML
+    // editor's working file's.
     ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& custom,
                const std::filesystem::path& databaseDir, const ConfigSettings& settings,
-               UserPort& port, QWidget* parent = nullptr);
+               const ShellFolders& folders, UserPort& port, QWidget* parent = nullptr);
     ~ItemDialog() override;
 
     // The document OK saved, once it has.
@@ -67,6 +72,7 @@ private:
     std::unique_ptr<ItemEditor> m_editor;
     const ConfigSettings& m_settings;
     UserPort& m_port;
+    DialogTextTools* m_textTools;
     PrjTestCase* m_prjTestCase = nullptr;
     std::map<std::size_t, FieldWidget*> m_fields;  // by row of the kind's table
     std::map<FieldWidget*, QTabWidget*> m_richTabs;

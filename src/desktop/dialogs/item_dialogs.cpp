@@ -140,7 +140,7 @@ void ItemDialogs::RunDialog(QWidget* parent, std::unique_ptr<ItemEditor> editor)
         return;  // the model told why
     Shell& shell = m_window.TheShell();
     ItemDialog dialog(std::move(editor), shell.Custom(), shell.Database().Directory(),
-                      shell.Configuration().Settings(), m_port, parent);
+                      shell.Configuration().Settings(), shell.Folders(), m_port, parent);
     if (dialog.exec() != QDialog::Accepted || !dialog.SavedPath())
         return;
     const fs::path& saved = *dialog.SavedPath();

@@ -49,7 +49,7 @@ bool RunOptionsDialog(QWidget* parent, Config& config, UserPort& port) {
     }
     layout->addWidget(flagsBox);
 
-    auto* linksBox = new QGroupBox("Links of project test cases");
+    auto* linksBox = new QGroupBox("Links of project test cases, the HTML editor");
     auto* linksLayout = new QFormLayout(linksBox);
     std::vector<QLineEdit*> links;
     for (const LinkOption& option : LinkOptions()) {

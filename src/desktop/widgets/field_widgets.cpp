@@ -60,6 +60,7 @@ public:
         m_edit->setPalette(palette);
     }
     QWidget* FocusTarget() override { return m_edit; }
+    QWidget* SpellingTarget() override { return m_edit; }
 
 private:
     QLineEdit* m_edit;
@@ -253,6 +254,7 @@ public:
     }
     void SetReadOnly(bool readOnly) override { m_field->Editor().setReadOnly(readOnly); }
     QWidget* FocusTarget() override { return &m_field->Editor(); }
+    QWidget* SpellingTarget() override { return &m_field->Editor(); }
 
 private:
     RichTextField* m_field;

@@ -30,6 +30,9 @@ public:
     virtual void SetReadOnly(bool readOnly) = 0;
     // The widget a refusal puts the focus on.
     virtual QWidget* FocusTarget() = 0;
+    // The line or text edit whose words are spell checked; none for a field of codes, numbers,
+    // dates or choices.
+    virtual QWidget* SpellingTarget() { return nullptr; }
 };
 
 // The widget of row: a line of text, the hours and minutes of a duration, a drop-down of

@@ -56,7 +56,8 @@ TEST_F(ConfigTest, FirstStartWritesTheDefaultsPointingAtTheSampleDatabase) {
     // The order lists all come before the width lists.
     EXPECT_LT(text.find("<FiltersColOrder>"), text.find("<ProjectRootWidths>"));
     EXPECT_TRUE(
-        text.ends_with("<Height>0</Height>\r\n<TreeWidth>0</TreeWidth>\r\n</vantorel_config>\r\n"));
+        text.ends_with("<Height>0</Height>\r\n<TreeWidth>0</TreeWidth>\r\n<HTMLEditorPath></"
+                       "HTMLEditorPath>\r\n</vantorel_config>\r\n"));
     EXPECT_TRUE(port.notices.empty());
 }
 
@@ -69,6 +70,7 @@ TEST_F(ConfigTest, EverySettingSurvivesAWriteAndARead) {
     s.incrementalDup = true;
     s.showStartupDialog = false;
     s.addBugPath = "tracker --project '%VT_PROJECT%' --case \"%TESTCASE_PATH%\"";
+    s.htmlEditorPath = "bluefish --new-window";
     s.xPos = -20;
     s.width = 1280;
     s.columns[LP_FILTERS].order[0] = 3;

@@ -1,0 +1,93 @@
+#include "workspace/html_editor.h"
+
+#include <gtest/gtest.h>
+
+#include "support/recording_port.h"
+#include "support/temp_dir.h"
+
+namespace vantorel {
+namespace {
+
+using testing::ReadFile;
+using testing::TempDir;
+using testing::WriteFile;
+
+class HtmlEditorTest : public ::testing::Test {
+protected:
+    std::filesystem::path WorkFile() const { return temp / "tmpVantorelHtml.html"; }
+    std::string FaultPath() const { return "\"" + WorkFile().string() + "\""; }
+
+    TempDir temp;
+    RecordingPort port;
+};
+
+TEST_F(HtmlEditorTest, AFieldsTextComesBackFromTheEditorUnchanged) {
+    const std::string field = "Step <b>one</b>\nStep <i>two</i> & <a href=\"x\">more</a>";
+    ASSERT_TRUE(WriteWorkFile(WorkFile(), field, port));
+    const std::string page = ReadFile(WorkFile());
+    EXPECT_TRUE(page.starts_with("<html>"));
+    EXPECT_NE(page.find("Step <b>one</b><br>\nStep"), std::string::npos);
+    EXPECT_EQ(ReadWorkFile(WorkFile(), port), field);
+    EXPECT_TRUE(port.notices.empty());
+}
+
+TEST_F(HtmlEditorTest, TheEditorsPageIsReadAsTheField) {
+    // Source line ends are spaces, breaks in any spelling are line feeds, the body is the text.
+    EXPECT_EQ(FieldTextOf("<HTML><BODY bgcolor=white>\r\nfirst\r\nline<BR/>second<br />\n"
+                          "third</BODY></HTML>"),
+              "first line\nsecond\nthird");
+    EXPECT_EQ(FieldTextOf("no page at all"), "no page at all");
+    // An editor that saved ISO-8859-1 is read as such.
+    EXPECT_EQ(FieldTextOf("caf\xe9"), "caf\xc3\xa9");
+    EXPECT_EQ(FieldTextOf("caf\xc3\xa9"), "caf\xc3\xa9");
+    EXPECT_EQ(FieldTextOf("<body>\n</body>"), "");
+}
+
+TEST_F(HtmlEditorTest, EachFaultOfTheWorkingFileIsToldInItsWords) {
+    // No folder: the file can't be created.
+    const std::filesystem::path missing = temp / "gone" / "tmpVantorelHtml.html";
+    EXPECT_FALSE(WriteWorkFile(missing, "x", port));
+    // A working file that can't be opened for writing (a folder in its place, even for root).
+    std::filesystem::create_directory(WorkFile());
+    EXPECT_FALSE(WriteWorkFile(WorkFile(), "x", port));
+    // Nor read back.
+    EXPECT_FALSE(ReadWorkFile(WorkFile(), port));
+    ASSERT_EQ(port.notices.size(), 3u);
+    EXPECT_EQ(port.notices[0],
+              (Notice{"Unable to create temporary html file at;\n\"" + missing.string() +
+                          "\"\nPlease check directory exists and you have write permission.",
+                      "Unable to create file.", Icon::Warning}));
+    EXPECT_EQ(port.notices[1],
+              (Notice{"Unable to open temporary html file at;\n" + FaultPath() +
+                          "\nPlease check directory exists and you have write permission.",
+                      "Unable to open file.", Icon::Warning}));
+    EXPECT_EQ(port.notices[2],
+              (Notice{"Unable to read from temporary html file at;\n" + FaultPath() +
+                          "\nPlease check directory exists and you have read permission.",
+                      "Unable to read from file.", Icon::Warning}));
+}
+
+TEST_F(HtmlEditorTest, AFullDiskIsAFaultOfWriting) {
+    if (!std::filesystem::exists("/dev/full"))
+        GTEST_SKIP() << "no /dev/full here";
+    EXPECT_FALSE(WriteWorkFile("/dev/full", "text", port));
+    ASSERT_EQ(port.notices.size(), 1u);
+    EXPECT_EQ(port.notices[0],
+              (Notice{"Unable to write to temporary html file at;\n\"/dev/full\"\nPlease check "
+                      "directory exists and you have write permission.",
+                      "Unable to write to file.", Icon::Warning}));
+}
+
+TEST_F(HtmlEditorTest, TheEditorsOtherWordsAreTheSystems) {
+    EXPECT_EQ(HtmlEditorStartFailure(),
+              (Notice{"VantorelHTMLEdit.exe open failed, please check it exists in the Vantorel "
+                      "directory.",
+                      "Unable to open VantorelHTMLEdit.", Icon::Warning}));
+    const Notice question = TakeEditedTextQuestion("Description");
+    EXPECT_EQ(question.icon, Icon::Question);
+    EXPECT_EQ(question.caption, "Edit in HTML editor");
+    EXPECT_NE(question.text.find("\"Description\""), std::string::npos);
+}
+
+}  // namespace
+}  // namespace vantorel
