@@ -441,17 +441,21 @@ std::optional<CsvImportOutcome> CsvImport::Import(const CsvImportRequest& reques
                     m_source == CsvSource::LibraryTestCases
                         ? TestGroup::New(target, context)
                         : std::unique_ptr<TestGroup>(PrjTestGroup::New(target, context));
-                if (!suite)
+                if (suite)
+                    suite->Control("<id>").text = level;
+                // The suite's editor has told why it could not be made.
+                if (!suite || suite->Save()) {
+                    target.clear();
                     break;
-                suite->Control("<id>").text = level;
-                if (suite->Save())
-                    break;
+                }
             }
             target /= level;
         }
         const bool automaticId = !idColumn || record.cells[*idColumn].empty();
         std::unique_ptr<ItemEditor> editor;
-        if (m_source == CsvSource::LibraryTestCases)
+        if (target.empty())
+            editor = nullptr;
+        else if (m_source == CsvSource::LibraryTestCases)
             editor = TestCase::New(target, context, automaticId);
         else
             editor = PrjTestCase::New(target, context, automaticId);
