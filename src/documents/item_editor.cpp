@@ -186,7 +186,7 @@ void ItemEditor::LoadControls() {
 }
 
 bool ItemEditor::StartNew(const std::filesystem::path& folder, bool automaticId) {
-    if (!CanCreateIn(folder, m_context.port))
+    if (!m_context.folderChecked && !CanCreateIn(folder, m_context.port))
         return false;
     m_folder = folder;
     m_idEditable = true;

@@ -62,6 +62,9 @@ struct EditorContext {
     const CustomCfg& custom;
     UserIdentity identity = CurrentIdentity();
     std::function<LocalMoment()> now = LocalNow;
+    // The folder of a new item was checked by the caller (CanCreateIn): an import checks each
+    // folder once rather than probing it, a quarter of a second each time, for every item.
+    bool folderChecked = false;
 
     // The name automatic "Update By" fields take: the current user of this computer, else the
     // login name.

@@ -422,6 +422,9 @@ std::optional<CsvImportOutcome> CsvImport::Import(const CsvImportRequest& reques
         leftOut.insert(refusal.line);
 
     const int total = static_cast<int>(m_table.rows.size() - leftOut.size());
+    std::set<fs::path> checkedFolders;
+    EditorContext itemContext = context;
+    itemContext.folderChecked = true;
     for (const CsvRecord& record : m_table.rows) {
         if (leftOut.contains(record.line))
             continue;
@@ -452,13 +455,17 @@ std::optional<CsvImportOutcome> CsvImport::Import(const CsvImportRequest& reques
             target /= level;
         }
         const bool automaticId = !idColumn || record.cells[*idColumn].empty();
+        // Each folder is probed once, as the dialog probes it before its first new item.
+        if (!target.empty() && !checkedFolders.contains(target) &&
+            CanCreateIn(target, context.port))
+            checkedFolders.insert(target);
         std::unique_ptr<ItemEditor> editor;
-        if (target.empty())
+        if (!checkedFolders.contains(target))
             editor = nullptr;
         else if (m_source == CsvSource::LibraryTestCases)
-            editor = TestCase::New(target, context, automaticId);
+            editor = TestCase::New(target, itemContext, automaticId);
         else
-            editor = PrjTestCase::New(target, context, automaticId);
+            editor = PrjTestCase::New(target, itemContext, automaticId);
         std::optional<SaveRefusal> refused;
         if (editor) {
             editor->KeepGivenCreation();
