@@ -122,9 +122,7 @@ int main(int argc, char** argv) {
     }
     if (line.junitMode) {
         const StopOnSignals interrupt;
-        // "/again" is the Yes to importing a file that was imported before.
-        BatchPort importPort(dataFolder / "error_log.txt", std::cerr, line.importAgain);
-        return RunCommandLineJUnitImport(line, importPort, interrupt.Token());
+        return RunCommandLineJUnitImport(line, port, interrupt.Token());
     }
     if (line.reportMode) {
         const StopOnSignals interrupt;

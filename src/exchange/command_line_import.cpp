@@ -94,6 +94,7 @@ int RunCommandLineJUnitImport(const CommandLine& commandLine, UserPort& port,
     request.version = commandLine.testedVersion;
     request.build = commandLine.testedBuild;
     request.dryRun = commandLine.dryRun;
+    request.importAgain = commandLine.importAgain;
     request.stop = stop;
     const std::optional<JUnitImportReport> report = ImportJUnitResults(request, {port, custom});
     if (!report)

@@ -235,7 +235,7 @@ std::optional<JUnitImportReport> ImportJUnitResults(const JUnitImportRequest& re
     const std::string digest = ContentDigest(bytes);
     const fs::path recordFile = request.projectFolder / kJUnitRecordFileName;
     ImportRecord record = ReadRecord(recordFile, digest);
-    if (record.previous && !request.dryRun &&
+    if (record.previous && !request.dryRun && !request.importAgain &&
         !port.ask({"The results file \"" + file + "\" was imported into this project on " +
                        *record.previous +
                        ".\nImporting it again counts every attempt in it a second time.\n"

@@ -43,6 +43,9 @@ struct JUnitImportRequest {
     std::string version;  // the version tested; empty keeps the test case's
     std::string build;    // the build tested; empty keeps the test case's
     bool dryRun = false;
+    // A file imported before is imported again without asking (a script's explicit choice;
+    // no other question of the run is answered Yes with it).
+    bool importAgain = false;
     std::stop_token stop = {};
 };
 

@@ -181,6 +181,11 @@ TEST_F(JUnitImportTest, TheSameFileAgainIsAskedAboutAndADryRunWritesNothing) {
     EXPECT_EQ(Case("Cart/TC002.vtl")->Control("<test_attempts>").text, "1");
     ASSERT_TRUE(ImportJUnitResults(request, Context()));
     EXPECT_EQ(Case("Cart/TC002.vtl")->Control("<test_attempts>").text, "2");
+    // A script says so beforehand, and is not asked.
+    request.importAgain = true;
+    ASSERT_TRUE(ImportJUnitResults(request, Context()));
+    EXPECT_EQ(port.questions.size(), 2u);
+    EXPECT_EQ(Case("Cart/TC002.vtl")->Control("<test_attempts>").text, "3");
 }
 
 TEST_F(JUnitImportTest, LockedTestCasesAreSkippedAndListed) {
