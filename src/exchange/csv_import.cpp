@@ -363,11 +363,16 @@ void CsvImport::FillControl(const FieldDescriptor& field, const std::string& cel
         const std::vector<std::string> entries = CustomChoices(field.tag, *m_custom);
         control.text = entries.empty() ? latin1 : ListEntry(entries, latin1).value_or(latin1);
     } else if (field.type == FT_RICH_TEXT) {
-        control.text = latin1;
-        if (richText == CsvRichText::Html)
-            BreaksToNewlines(control.text);
-        else
+        if (richText == CsvRichText::Html) {
+            // The cell is the field's HTML, kept as it is: a line break in HTML is a blank,
+            // and a control's line break would become a "<br>".
+            control.text = latin1;
+            std::replace_if(
+                control.text.begin(), control.text.end(),
+                [](char c) { return c == '\r' || c == '\n'; }, ' ');
+        } else {
             control.text = PlainTextAsRichText(latin1);
+        }
     } else {
         control.text = latin1;
     }

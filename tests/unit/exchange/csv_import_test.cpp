@@ -192,6 +192,34 @@ TEST_F(CsvImportTest, ExportThenImportIntoAnEmptySuiteGivesTheSameDocuments) {
                 fs::is_directory(target / "Deep"));
 }
 
+TEST_F(CsvImportTest, RichTextKeepsItsMarkupThroughHtmlCells) {
+    const fs::path source = db / "Test Cases" / "Marked";
+    fs::create_directories(source);
+    auto editor = TestCase::New(source, Context(), false);
+    ASSERT_TRUE(editor);
+    editor->Control("<id>").text = "M1";
+    editor->Control("<test_description>").text =
+        "<p>Press <b>Pay</b> &amp; wait</p>\n<ul><li>one, \"two\"</li></ul>";
+    ASSERT_FALSE(editor->Save());
+    const fs::path csv = dir / "marked.csv";
+    ASSERT_EQ(ExportTestCasesCsv({CsvSource::LibraryTestCases,
+                                  source,
+                                  csv,
+                                  {CsvEncoding::Latin1, CsvRichText::Html},
+                                  {}},
+                                 port),
+              1u);
+
+    const fs::path target = db / "Test Cases" / "Again";
+    fs::create_directories(target);
+    auto import = CsvImport::Open(csv, CsvSource::LibraryTestCases, db, custom, port);
+    ASSERT_TRUE(import);
+    EXPECT_EQ(import->Encoding(), CsvTextEncoding::Utf8);  // plain ASCII reads as either
+    import->richText = CsvRichText::Html;
+    ASSERT_TRUE(import->Import({.folder = target}, Context()));
+    EXPECT_EQ(ReadFile(target / "M1.vtl"), ReadFile(source / "M1.vtl"));
+}
+
 TEST_F(CsvImportTest, ProjectTestCasesStartWithTheirCreationBlockAndAutomaticIds) {
     auto import = Open(
         "Test Title,Test Status,Number of Test Attempts,Test Creation Date,Test Creation Time\r\n"
