@@ -71,8 +71,8 @@ int RunCommandLineCsvImport(const CommandLine& commandLine, UserPort& port, std:
     port.tell({"CSV import completed: " + std::to_string(outcome->written) + " of " +
                    std::to_string(import->RowCount()) + " rows imported",
                std::string(kCsvImportCaption), Icon::Information});
-    std::cout << outcome->written << " test cases imported into " << request.folder.string()
-              << "\n";
+    std::cout << outcome->written << (outcome->written == 1 ? " test case" : " test cases")
+              << " imported into " << request.folder.string() << "\n";
     return outcome->complete && outcome->refusals.empty() ? 0 : 1;
 }
 

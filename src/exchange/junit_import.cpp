@@ -56,6 +56,20 @@ std::string TitleKey(std::string_view text) {
     return key;
 }
 
+// A name as the ID rule compares it: lower case, with "-" and blanks as "_", since test
+// functions can't hold them (test_CART_001_add runs the test case CART-001).
+std::string IdKey(std::string_view text) {
+    std::string key = Lower(text);
+    std::replace_if(
+        key.begin(), key.end(), [](char c) { return c == '-' || c == ' '; }, '_');
+    return key;
+}
+
+// "1 test case", "2 test cases".
+std::string Counted(std::size_t count, const std::string& noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
 std::string FullName(const JUnitResult& result) {
     return result.className.empty() ? result.name : result.className + "." + result.name;
 }
@@ -98,9 +112,9 @@ const ProjectCase* Match(const JUnitResult& result, JUnitMatch rule,
     const ProjectCase* found = nullptr;
     bool ambiguous = false;
     if (rule == JUnitMatch::IdInName) {
-        const std::string haystack = Lower(full);
+        const std::string haystack = IdKey(full);
         for (const ProjectCase& testCase : cases) {
-            const std::string id = Lower(testCase.id);
+            const std::string id = IdKey(testCase.id);
             for (std::size_t at = haystack.find(id); at != std::string::npos;
                  at = haystack.find(id, at + 1)) {
                 const bool wordStart = at == 0 || !IsWordCharacter(haystack[at - 1]);
@@ -361,10 +375,10 @@ std::string JUnitReportText(const JUnitImportReport& report, bool dryRun) {
                 std::to_string(change.attempts) + ", " + change.duration + " (" +
                 std::to_string(change.results) + (change.results == 1 ? " result" : " results") +
                 ")\n";
-    text += std::to_string(report.changes.size()) +
-            (dryRun ? " test cases would be recorded" : " test cases recorded");
-    text += ", " + std::to_string(report.unmatched.size()) + " results unmatched, " +
-            std::to_string(report.locked.size()) + " test cases open for editing\n";
+    text +=
+        Counted(report.changes.size(), "test case") + (dryRun ? " would be recorded" : " recorded");
+    text += ", " + Counted(report.unmatched.size(), "result") + " unmatched, " +
+            Counted(report.locked.size(), "test case") + " open for editing\n";
     for (const std::string& unmatched : report.unmatched)
         text += "unmatched: " + unmatched + "\n";
     for (const std::string& locked : report.locked)

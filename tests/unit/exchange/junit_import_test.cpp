@@ -222,6 +222,21 @@ TEST_F(JUnitImportTest, RequirementAndTitleRulesMatchTheirFields) {
     EXPECT_EQ(Case("Checkout/TC005.vtl")->Control("<results_obtained>").text, "boom");
 }
 
+TEST_F(JUnitImportTest, AnIdMatchesAsAWordWithHyphensWrittenAsUnderscores) {
+    AddCase("Cart/CART-009.vtl", {{"<id>", "CART-009"}, {"<test_status>", "Not yet attempted"}});
+    AddCase("Cart/CART-0091.vtl", {{"<id>", "CART-0091"}, {"<test_status>", "Not yet attempted"}});
+    const fs::path file = dir / "results.xml";
+    WriteFile(file,
+              "<testsuite><testcase classname=\"tests.cart\" name=\"test_cart_009_add\"/>"
+              "<testcase classname=\"t\" name=\"testTC0011\"/></testsuite>");
+    request.resultsFile = file;
+    const auto report = ImportJUnitResults(request, Context());
+    ASSERT_TRUE(report);
+    ASSERT_EQ(report->changes.size(), 1u);
+    EXPECT_EQ(report->changes[0].id, "CART-009");
+    EXPECT_EQ(report->unmatched, (std::vector<std::string>{"t.testTC0011 (line 1)"}));
+}
+
 TEST_F(JUnitImportTest, AFileThatIsNotJUnitIsRefusedWithTheParsersLineAndColumn) {
     const fs::path file = dir / "results.xml";
     WriteFile(file, "<testsuites>\n<testsuite><testcase name='a'></testsuite>");
