@@ -497,7 +497,8 @@ std::optional<CsvImportOutcome> CsvImport::Import(const CsvImportRequest& reques
     port.progress(0, 0);
     if (!outcome.complete && request.stop.stop_requested())
         tell("The import from CSV was cancelled after " + std::to_string(outcome.written) +
-             " test cases; each of them is whole");
+             (outcome.written == 1 ? " test case; it is whole"
+                                   : " test cases; each of them is whole"));
     (void)SaveMapping();  // only a convenience for next time
     return outcome;
 }

@@ -249,6 +249,22 @@ TEST_F(CsvImportTest, ProjectTestCasesStartWithTheirCreationBlockAndAutomaticIds
     EXPECT_EQ(second->History()[0].when, clock);
 }
 
+TEST_F(CsvImportTest, AStopLeavesTheRowsWrittenSoFarWholeAndTheRestUnwritten) {
+    auto import = Open("ID,Test Title\r\nS1,a\r\nS2,b\r\nS3,c\r\n");
+    ASSERT_TRUE(import);
+    std::stop_source stop;
+    port.CancelAtProgress(1, stop);
+    const auto outcome = import->Import({.folder = suite, .stop = stop.get_token()}, Context());
+    ASSERT_TRUE(outcome);
+    EXPECT_FALSE(outcome->complete);
+    EXPECT_EQ(outcome->written, 1u);
+    EXPECT_EQ(Documents(suite), (std::vector<std::string>{"S1.vtl"}));
+    EXPECT_TRUE(TestCase::Edit(suite / "S1.vtl", Context()));
+    ASSERT_FALSE(port.notices.empty());
+    EXPECT_EQ(port.notices.back().text,
+              "The import from CSV was cancelled after 1 test case; it is whole");
+}
+
 TEST_F(CsvImportTest, AFileThatIsNoTableIsRefusedWithItsLine) {
     EXPECT_FALSE(Open("ID,Title\r\nA,\"open\r\n"));
     ASSERT_EQ(port.notices.size(), 1u);
