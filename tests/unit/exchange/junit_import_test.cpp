@@ -118,7 +118,7 @@ TEST_F(JUnitImportTest, GoogleTestResultsAreRecordedAsTheDialogRecordsAnExecutio
     EXPECT_EQ(failed->Control("<version_tested>").text, "2.0");
     EXPECT_EQ(failed->Control("<build_tested>").text, "417");
     EXPECT_EQ(failed->Control("<last_attempt_date>").date, (CalendarDate{2026, 11, 24}));
-    EXPECT_EQ(failed->Control("<last_attempt_time>").time, (ClockTime{22, 40, 59}));
+    EXPECT_EQ(failed->Control("<last_attempt_time>").time, (ClockTime{23, 46, 9}));
     EXPECT_TRUE(
         failed->Control("<results_obtained>").text.ends_with("basket still holds the item"));
     ASSERT_EQ(failed->History().size(), 2u);
