@@ -1,7 +1,7 @@
-// vantorel: the program. With the report or web-export switches it makes one report or export
-// without a window and ends. Otherwise it is the desktop program; where there is no display
-// to show a window on, it says so, goes through the shell's start-up without a window, opens
-// the database named on the command line (else the last one, the sample database on a first
+// vantorel: the program. With the report, export or import switches it makes one report, export
+// or import without a window and ends. Otherwise it is the desktop program; where there is no
+// display to show a window on, it says so, goes through the shell's start-up without a window,
+// opens the database named on the command line (else the last one, the sample database on a first
 // start) and tells what it holds.
 
 #include <cstdio>
@@ -18,6 +18,7 @@
 #include "desktop/desktop_program.h"
 #include "exchange/about.h"
 #include "exchange/command_line_export.h"
+#include "exchange/command_line_import.h"
 #include "platform/batch_port.h"
 #include "platform/debug_log.h"
 #include "platform/folders.h"
@@ -114,6 +115,14 @@ int main(int argc, char** argv) {
     if (line.csvMode) {
         const StopOnSignals interrupt;
         return RunCommandLineCsvExport(line, port, interrupt.Token());
+    }
+    if (line.csvImportMode) {
+        const StopOnSignals interrupt;
+        return RunCommandLineCsvImport(line, port, interrupt.Token());
+    }
+    if (line.junitMode) {
+        const StopOnSignals interrupt;
+        return RunCommandLineJUnitImport(line, port, interrupt.Token());
     }
     if (line.reportMode) {
         const StopOnSignals interrupt;

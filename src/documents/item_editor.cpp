@@ -186,7 +186,7 @@ void ItemEditor::LoadControls() {
 }
 
 bool ItemEditor::StartNew(const std::filesystem::path& folder, bool automaticId) {
-    if (!CanCreateIn(folder, m_context.port))
+    if (!m_context.folderChecked && !CanCreateIn(folder, m_context.port))
         return false;
     m_folder = folder;
     m_idEditable = true;
@@ -302,8 +302,12 @@ std::optional<SaveRefusal> ItemEditor::CheckDuration(std::string_view tag,
 void ItemEditor::StampAutomaticFields(const LocalMoment& now) {
     const std::string user = m_context.UserName();
     if (IsNew()) {
-        Control("<create_date>").date = now.date;
-        Control("<create_time>").time = now.time;
+        FieldControl& date = Control("<create_date>");
+        FieldControl& time = Control("<create_time>");
+        if (!m_keepGivenCreation || !date.date)
+            date.date = now.date;
+        if (!m_keepGivenCreation || !time.time)
+            time.time = now.time;
         if (Control("<create_user_id>").text.empty())
             Control("<create_user_id>").text = user;
     }
@@ -319,6 +323,16 @@ void ItemEditor::StampAutomaticFields(const LocalMoment& now) {
 
 std::optional<SaveRefusal> ItemEditor::Save() {
     if (auto refusal = ValidateIdentifier())
+        return refusal;
+    if (auto refusal = ValidateFields())
+        return refusal;
+    return WriteDocument(m_folder / (controls[kIdRow].text + ".vtl"));
+}
+
+std::optional<SaveRefusal> ItemEditor::SaveCheckedIdentifier() {
+    if (auto refusal = CheckIdentifierText())
+        return refusal;
+    if (auto refusal = CheckPathRoom(controls[kIdRow].text))
         return refusal;
     if (auto refusal = ValidateFields())
         return refusal;

@@ -62,6 +62,9 @@ struct EditorContext {
     const CustomCfg& custom;
     UserIdentity identity = CurrentIdentity();
     std::function<LocalMoment()> now = LocalNow;
+    // The folder of a new item was checked by the caller (CanCreateIn): an import checks each
+    // folder once rather than probing it, a quarter of a second each time, for every item.
+    bool folderChecked = false;
 
     // The name automatic "Update By" fields take: the current user of this computer, else the
     // login name.
@@ -128,6 +131,15 @@ public:
     // row of the field at fault, with nothing written and the controls as typed.
     [[nodiscard]] virtual std::optional<SaveRefusal> Save();
 
+    // An item brought in from a file (an import) keeps the creation date and time it comes
+    // with; one made in a dialog is created now.
+    void KeepGivenCreation() { m_keepGivenCreation = true; }
+    // Save for a caller that checked the identifier against the folder itself, as an import
+    // checks a whole file against one listing rather than listing the folder for every item:
+    // the identifier's own rules and the fields are checked as by Save, and a name taken
+    // since is still refused when the document takes it.
+    [[nodiscard]] std::optional<SaveRefusal> SaveCheckedIdentifier();
+
 protected:
     ItemEditor(const ItemKind& kind, EditorContext context);
 
@@ -159,6 +171,7 @@ protected:
     // Tells notice and returns it as the refusal of the field in row.
     SaveRefusal Refuse(Notice notice, std::optional<std::size_t> row);
 
+    bool KeepsGivenCreation() const { return m_keepGivenCreation; }
     // Makes the controls as they stand the baseline of UpdateRequired (a new item's defaults).
     void AcceptAsLoaded() { m_loaded = controls; }
 
@@ -200,6 +213,7 @@ private:
     std::vector<FieldControl> m_loaded;
     XMLParse m_doc;
     bool m_idEditable = false;
+    bool m_keepGivenCreation = false;
 };
 
 }  // namespace vantorel

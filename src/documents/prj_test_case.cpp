@@ -333,7 +333,12 @@ void PrjTestCase::PrepareSave(const LocalMoment& now) {
     }
 
     m_written = m_history;
-    HistoryBlock candidate = Candidate(now);
+    // An imported record's creation block is dated when the record was created.
+    HistoryBlock candidate =
+        Candidate(IsNew() && KeepsGivenCreation()
+                      ? LocalMoment{Control("<create_date>").date.value_or(now.date),
+                                    Control("<create_time>").time.value_or(now.time)}
+                      : now);
     if (!HistoryUpdateRequired(candidate))
         return;
     if (m_written.empty() && !IsNew()) {

@@ -61,11 +61,16 @@ const char kLinuxHelpText[] =
     "                --export-dir FOLDER\n"
     "       vantorel --csv FILE --database DATABASE (--project PROJECT [--suite SUITE\n"
     "                | --list-report NAME] | --library SUITE) [--latin1] [--html]\n"
+    "       vantorel --import-csv FILE --database DATABASE (--project PROJECT\n"
+    "                [--suite SUITE] | --library SUITE) [--html] [--good-rows]\n"
+    "       vantorel --junit FILE --database DATABASE --project PROJECT [--match RULE]\n"
+    "                [--tested-version V] [--tested-build B] [--dry-run] [--again]\n"
     "\n"
     "Vantorel keeps test cases, test projects and their executions. Without options it\n"
     "opens DATABASE (a database folder or its VantorelDatabase.vdb), else the last\n"
-    "database used. With --report, --web or --csv it makes one report, one web export\n"
-    "or one CSV file without a window; every message goes to stderr and to\n"
+    "database used. With --report, --web, --csv, --import-csv or --junit it makes one\n"
+    "report, web export, CSV file or import without a window; every message goes to\n"
+    "stderr and to\n"
     "error_log.txt in the data folder ($VANTOREL_DATA_DIR, else\n"
     "~/.local/share/Corvanta/Vantorel).\n"
     "\n"
@@ -90,6 +95,28 @@ const char kLinuxHelpText[] =
     "      --latin1           write ISO-8859-1 without a byte-order mark\n"
     "      --html             write rich-text fields as their HTML, not as plain text\n"
     "\n"
+    "CSV import (UTF-8 with or without a byte-order mark, or ISO-8859-1; comma,\n"
+    "semicolon or tab; columns matched to fields by their captions):\n"
+    "  -m, --import-csv FILE  add the rows of FILE as test cases of --library SUITE or\n"
+    "                         of --project PROJECT (below its --suite SUITE); suites\n"
+    "                         named in a Suite column are made as needed\n"
+    "      --html             read rich-text cells as HTML, not as plain text\n"
+    "      --good-rows        import the rows that pass when others are refused;\n"
+    "                         otherwise a single refused row imports nothing\n"
+    "\n"
+    "JUnit results import (pytest, CTest, GoogleTest, Maven, Gradle):\n"
+    "  -j, --junit FILE       record each result as an execution of the project's test\n"
+    "                         case it matches: passed Pass, failure or error Fail,\n"
+    "                         skipped Postponed; one more attempt, its time, a history\n"
+    "                         entry\n"
+    "  -k, --match RULE       id: the test's name holds the test case's ID (default);\n"
+    "                         requirement: the Requirements field is the test's name;\n"
+    "                         title: the title is the name (test_log_in: Log in)\n"
+    "      --tested-version V the version tested, recorded with each execution\n"
+    "  -b, --tested-build B   the build tested\n"
+    "      --dry-run          print what would change and write nothing\n"
+    "      --again            import a file that was imported into the project before\n"
+    "\n"
     "Other options:\n"
     "      --debug            write a debug log, VantorelDebug.txt, in the data folder\n"
     "  -h, --help             show this help and exit\n"
@@ -97,7 +124,7 @@ const char kLinuxHelpText[] =
     "      /help              show the switches in the program's own form\n"
     "\n"
     "Each option has a slash form too: /r, /d, /p, /f, /s, /o, /n, /w, /c, /e, /x, /t,\n"
-    "/l, /i, /latin1, /html, /debug.\n"
+    "/l, /i, /latin1, /html, /m, /goodrows, /j, /k, /v, /b, /dryrun, /again, /debug.\n"
     "\n"
     "Examples:\n"
     "  vantorel ~/qa/shop-db\n"
@@ -105,12 +132,16 @@ const char kLinuxHelpText[] =
     "  vantorel /r list /d ~/qa/shop-db /p \"Release 2.0\" /o 1011000000000000 /n weekly\n"
     "  vantorel --web -d ~/qa/shop-db -p \"Release 2.0\" -c night -e ~/public_html\n"
     "  vantorel --csv cart.csv -d ~/qa/shop-db -p \"Release 2.0\" --suite Cart\n"
+    "  vantorel --import-csv new.csv -d ~/qa/shop-db --library Login\n"
+    "  vantorel --junit report.xml -d ~/qa/shop-db -p \"Release 2.0\" --tested-build 417\n"
     "\n"
     "Ctrl-C stops a report or export between two documents: no half-written report\n"
     "is left, and an earlier export stays as it was. A second Ctrl-C ends at once.\n"
     "\n"
-    "Exit status: 0 when the report or export was made, 1 when it was not, 2 when the\n"
-    "command line was refused.\n";
+    "Exit status: 0 when the report or export was made, or every row or matched result\n"
+    "was imported; 1 when it was not (a refused row, a test case open for editing); 2\n"
+    "when the command line was refused. Results that match no test case are listed\n"
+    "and leave the status 0.\n";
 
 std::string VersionText() {
     return "vantorel " + std::string(kProductVersion.substr(1)) + " (build " +
@@ -127,11 +158,31 @@ struct LongOption {
     std::string_view switchText;
 };
 constexpr LongOption kLongOptions[] = {
-    {"report", "/r"},      {"project", "/p"},    {"database", "/d"},    {"filter", "/f"},
-    {"suites", "/s"},      {"columns", "/o"},    {"name", "/n"},        {"web", "/w"},
-    {"template", "/c"},    {"export-dir", "/e"}, {"debug", "/debug"},   {"csv", "/x"},
-    {"suite", "/t"},       {"library", "/l"},    {"latin1", "/latin1"}, {"html", "/html"},
+    {"report", "/r"},
+    {"project", "/p"},
+    {"database", "/d"},
+    {"filter", "/f"},
+    {"suites", "/s"},
+    {"columns", "/o"},
+    {"name", "/n"},
+    {"web", "/w"},
+    {"template", "/c"},
+    {"export-dir", "/e"},
+    {"debug", "/debug"},
+    {"csv", "/x"},
+    {"suite", "/t"},
+    {"library", "/l"},
+    {"latin1", "/latin1"},
+    {"html", "/html"},
     {"list-report", "/i"},
+    {"import-csv", "/m"},
+    {"good-rows", "/goodrows"},
+    {"junit", "/j"},
+    {"match", "/k"},
+    {"tested-version", "/v"},
+    {"tested-build", "/b"},
+    {"dry-run", "/dryrun"},
+    {"again", "/again"},
 };
 
 // The weights of the switches a report or a web export needs; each mode needs exactly its
@@ -156,7 +207,7 @@ std::optional<std::vector<std::string>> WithSlashSwitches(const std::vector<std:
     std::vector<std::string> rewritten;
     for (const std::string& argument : arguments) {
         if (argument.size() == 2 && argument[0] == '-' &&
-            std::string_view("rdpfsonwcextli").find(argument[1]) != std::string_view::npos) {
+            std::string_view("rdpfsonwcextlimjkb").find(argument[1]) != std::string_view::npos) {
             rewritten.push_back("/" + argument.substr(1));
             continue;
         }
@@ -231,7 +282,7 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
     CommandLine line;
     auto refuse = [&line, &port](std::string text) {
         port.tell({std::move(text), kParseCaption, Icon::Warning});
-        line.reportMode = line.webMode = line.csvMode = false;
+        line.reportMode = line.webMode = line.csvMode = line.csvImportMode = line.junitMode = false;
         line.refused = true;
         return line;
     };
@@ -275,6 +326,18 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
         }
         if (strcasecmp(argument.c_str(), "/html") == 0) {
             line.csvHtml = true;
+            continue;
+        }
+        if (strcasecmp(argument.c_str(), "/goodrows") == 0) {
+            line.goodRowsOnly = true;
+            continue;
+        }
+        if (strcasecmp(argument.c_str(), "/dryrun") == 0) {
+            line.dryRun = true;
+            continue;
+        }
+        if (strcasecmp(argument.c_str(), "/again") == 0) {
+            line.importAgain = true;
             continue;
         }
         const char letter =
@@ -370,9 +433,61 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
                 if (!take(line.listReport, kCommandLineValueMax))
                     return refuse("No report name after /i parameter.\n");
                 break;
+            case 'M':
+                if (!take(line.csvImportFile, kCommandLineValueMax))
+                    return refuse("No file after /m parameter.\n");
+                line.csvImportMode = true;
+                break;
+            case 'J':
+                if (!take(line.junitFile, kCommandLineValueMax))
+                    return refuse("No file after /j parameter.\n");
+                line.junitMode = true;
+                break;
+            case 'K':
+                if (!take(line.matchRule, kCommandLineValueMax))
+                    return refuse("No rule after /k parameter.\n");
+                break;
+            case 'V':
+                if (!take(line.testedVersion, kCommandLineValueMax))
+                    return refuse("No version after /v parameter.\n");
+                break;
+            case 'B':
+                if (!take(line.testedBuild, kCommandLineValueMax))
+                    return refuse("No build after /b parameter.\n");
+                break;
             default:
                 break;  // not a switch of ours
         }
+    }
+    if ((line.csvImportMode || line.junitMode) &&
+        line.csvImportMode + line.junitMode + line.csvMode + (line.reportMode || line.webMode) > 1)
+        return refuse(
+            "A run makes one report, export or import: /r, /w, /x, /m and /j can't be "
+            "combined\n");
+    if (line.csvImportMode) {
+        const bool project = !line.project.empty();
+        if (line.database.empty() || project == line.librarySuite.has_value())
+            return refuse(
+                "Command line missing some required parameters (/d and either /p or /l) for "
+                "CSV import\n");
+        if (!line.projectSuite.empty() && !project)
+            return refuse("A project suite (/t) needs its project (/p) for CSV import\n");
+        for (const std::string& suite : {line.projectSuite, line.librarySuite.value_or("")})
+            if (!IsSuitePath(suite))
+                return refuse("\"" + suite +
+                              "\" is not a suite: name it as Parent/Child below the project's "
+                              "test cases or the library\n");
+        return line;
+    }
+    if (line.junitMode) {
+        if (line.database.empty() || line.project.empty())
+            return refuse(
+                "Command line missing some required parameters (/d and /p) for JUnit results "
+                "import\n");
+        if (line.matchRule != "id" && line.matchRule != "requirement" && line.matchRule != "title")
+            return refuse("\"" + line.matchRule +
+                          "\" is not a rule after /k: use id, requirement or title\n");
+        return line;
     }
     if (line.csvMode) {
         if (line.reportMode || line.webMode)

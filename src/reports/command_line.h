@@ -1,7 +1,8 @@
 #pragma once
 // The command line: a plain argument opens a database; the switches make one report, one web
 // export or one CSV export without a window. Switches are "/" and one letter in either case
-// (the rest of the argument is ignored), "/debug", "/help", "/latin1" and "/html" whole; on Linux
+// (the rest of the argument is ignored), "/debug", "/help", "/latin1", "/html", "/goodrows",
+// "/dryrun" and "/again" whole; on Linux
 // an argument that begins with
 // "/" and holds another "/" is a path, and GNU long options are aliases of the switches.
 
@@ -58,6 +59,21 @@ struct CommandLine {
     std::string listReport;                   // "/i", a list report of the project, instead
     bool csvLatin1 = false;                   // "/latin1"
     bool csvHtml = false;                     // "/html"
+
+    // A CSV import ("/m FILE"): test cases into a suite of the library ("/l") or of a project
+    // ("/p", "/t"); "/html" reads rich text as HTML.
+    bool csvImportMode = false;
+    std::string csvImportFile;  // "/m"
+    bool goodRowsOnly = false;  // "/goodrows"
+
+    // A JUnit results import ("/j FILE") into the project of "/p".
+    bool junitMode = false;
+    std::string junitFile;         // "/j"
+    std::string matchRule = "id";  // "/k": id, requirement or title
+    std::string testedVersion;     // "/v"
+    std::string testedBuild;       // "/b"
+    bool dryRun = false;           // "/dryrun"
+    bool importAgain = false;      // "/again": a file imported before is imported again
 };
 
 // Parses the arguments that follow the program's name. Every refusal is told through port

@@ -116,6 +116,54 @@ TEST_F(CommandLineTest, CsvExportNamesItsFileAndEitherAProjectOrALibrarySuite) {
     }
 }
 
+TEST_F(CommandLineTest, ImportsNameTheirFileAndWhereItGoes) {
+    const CommandLine csv =
+        Parse({"--import-csv=new.csv", "-d", "db", "-p", "A", "/t", "Cart", "/GoodRows", "/html"});
+    EXPECT_TRUE(port.notices.empty());
+    EXPECT_TRUE(csv.csvImportMode);
+    EXPECT_FALSE(csv.csvMode);
+    EXPECT_EQ(csv.csvImportFile, "new.csv");
+    EXPECT_TRUE(csv.goodRowsOnly);
+    EXPECT_TRUE(csv.csvHtml);
+    EXPECT_TRUE(Parse({"/m", "new.csv", "/d", "db", "--library", "Login"}).csvImportMode);
+
+    // "/dryrun" is a word of its own, not the database's "/d"; "/b" is not "/again".
+    const CommandLine junit = Parse({"-j", "report.xml", "/d", "db", "/p", "A", "/dryrun", "-k",
+                                     "title", "--tested-version", "2.0", "/b", "417", "--again"});
+    EXPECT_TRUE(port.notices.empty());
+    EXPECT_TRUE(junit.junitMode);
+    EXPECT_EQ(junit.database, "db");
+    EXPECT_TRUE(junit.dryRun);
+    EXPECT_TRUE(junit.importAgain);
+    EXPECT_EQ(junit.matchRule, "title");
+    EXPECT_EQ(junit.testedVersion, "2.0");
+    EXPECT_EQ(junit.testedBuild, "417");
+    EXPECT_EQ(Parse({"/j", "r.xml", "/d", "db", "/p", "A"}).matchRule, "id");
+
+    const std::vector<std::pair<std::vector<std::string>, std::string>> refused{
+        {{"/m", "new.csv", "/d", "db"},
+         "Command line missing some required parameters (/d and either /p or /l) for CSV "
+         "import\n"},
+        {{"/m", "new.csv", "/d", "db", "/l", "../x"},
+         "\"../x\" is not a suite: name it as Parent/Child below the project's test cases or "
+         "the library\n"},
+        {{"/j", "r.xml", "/d", "db"},
+         "Command line missing some required parameters (/d and /p) for JUnit results import\n"},
+        {{"/j", "r.xml", "/d", "db", "/p", "A", "/k", "name"},
+         "\"name\" is not a rule after /k: use id, requirement or title\n"},
+        {{"/j", "r.xml", "/d", "db", "/p", "A", "/m", "x.csv"},
+         "A run makes one report, export or import: /r, /w, /x, /m and /j can't be combined\n"},
+        {{"/d", "db", "/p", "A", "/j"}, "No file after /j parameter.\n"},
+    };
+    for (const auto& [arguments, message] : refused) {
+        const CommandLine line = Parse(arguments);
+        EXPECT_FALSE(line.csvImportMode || line.junitMode) << message;
+        EXPECT_TRUE(line.refused) << message;
+        ASSERT_FALSE(port.notices.empty());
+        EXPECT_EQ(port.notices.back().text, message);
+    }
+}
+
 TEST_F(CommandLineTest, MissingValuesAreNamed) {
     const std::vector<std::pair<std::string, std::string>> cases{
         {"/d", "No database provided after /d parameter.\n"},

@@ -1,0 +1,44 @@
+// Feeds arbitrary bytes to the readers of the files users import: as CSV and as JUnit results.
+// Neither may crash or hang on any input, and what they accept holds together: every CSV row
+// has the header's number of fields and begins on a line of the file, every result has a
+// name, a time of no less than zero and lines in file order.
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+#include <variant>
+
+#include "exchange/csv_reading.h"
+#include "exchange/junit_results.h"
+
+using namespace vantorel;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+
+    const auto csv = ParseCsv(bytes);
+    if (const CsvTable* table = std::get_if<CsvTable>(&csv)) {
+        std::size_t line = 1;
+        for (const CsvRecord& row : table->rows) {
+            if (row.cells.size() != table->header.size() || row.line <= line)
+                std::abort();
+            line = row.line;
+        }
+    } else if (std::get<CsvFault>(csv).reason.empty()) {
+        std::abort();
+    }
+
+    const auto junit = ParseJUnit(bytes);
+    if (const auto* results = std::get_if<std::vector<JUnitResult>>(&junit)) {
+        std::size_t line = 1;
+        for (const JUnitResult& result : *results) {
+            if (result.seconds < 0 || result.line < line)
+                std::abort();
+            line = result.line;
+        }
+    } else if (std::get<JUnitFault>(junit).line == 0) {
+        std::abort();
+    }
+    return 0;
+}

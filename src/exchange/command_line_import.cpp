@@ -1,0 +1,112 @@
+#include "exchange/command_line_import.h"
+
+#include <iostream>
+
+#include "documents/custom_cfg.h"
+#include "exchange/csv_import.h"
+#include "exchange/junit_import.h"
+#include "platform/identity.h"
+#include "storage/identifiers.h"
+#include "storage/vantorel_database.h"
+
+namespace vantorel {
+namespace {
+
+// The database of the command line, opened with its customisation; false after telling why.
+bool OpenDatabase(const CommandLine& commandLine, VantorelDatabase& database, CustomCfg& custom,
+                  UserPort& port, std::string_view caption) {
+    if (!database.Open(commandLine.database, OpenMode::ReadOnly))
+        return false;
+    if (database.Version() != DatabaseVersion{std::string(kProductVersion), kProductBuild}) {
+        port.tell({"Vantorel version out of date", std::string(caption), Icon::Warning});
+        return false;
+    }
+    return custom.Read(database.Directory(), port, CurrentIdentity().computer).read;
+}
+
+std::optional<std::filesystem::path> Project(const CommandLine& commandLine,
+                                             const VantorelDatabase& database, UserPort& port,
+                                             std::string_view caption) {
+    const std::optional<std::filesystem::path> project =
+        FindProject(database.Directory(), commandLine.project);
+    if (!IsItemName(commandLine.project))
+        port.tell(
+            {"\"" + commandLine.project + "\" is not a project name. " + std::string(kItemNameRule),
+             std::string(caption), Icon::Warning});
+    else if (!project)
+        port.tell({"Project \"" + commandLine.project + "\" was not found in the database",
+                   std::string(caption), Icon::Warning});
+    return project;
+}
+
+}  // namespace
+
+int RunCommandLineCsvImport(const CommandLine& commandLine, UserPort& port, std::stop_token stop) {
+    VantorelDatabase database(port);
+    CustomCfg custom;
+    if (!OpenDatabase(commandLine, database, custom, port, kCsvImportCaption))
+        return 1;
+    CsvImportRequest request;
+    CsvSource source = CsvSource::LibraryTestCases;
+    if (commandLine.librarySuite) {
+        request.folder = database.Directory() / "Test Cases" / *commandLine.librarySuite;
+    } else {
+        const auto project = Project(commandLine, database, port, kCsvImportCaption);
+        if (!project)
+            return 1;
+        source = CsvSource::ProjectTestCases;
+        request.folder = *project / "Project Test Cases" / commandLine.projectSuite;
+    }
+    request.folder = request.folder.lexically_normal();
+    request.goodRowsOnly = commandLine.goodRowsOnly;
+    request.stop = stop;
+    std::optional<CsvImport> import =
+        CsvImport::Open(commandLine.csvImportFile, source, database.Directory(), custom, port);
+    if (!import)
+        return 1;
+    import->richText = commandLine.csvHtml ? CsvRichText::Html : CsvRichText::PlainText;
+    const std::optional<CsvImportOutcome> outcome = import->Import(request, {port, custom});
+    if (!outcome)
+        return 1;
+    port.tell({"CSV import completed: " + std::to_string(outcome->written) + " of " +
+                   std::to_string(import->RowCount()) + " rows imported",
+               std::string(kCsvImportCaption), Icon::Information});
+    std::cout << outcome->written << (outcome->written == 1 ? " test case" : " test cases")
+              << " imported into " << request.folder.string() << "\n";
+    return outcome->complete && outcome->refusals.empty() ? 0 : 1;
+}
+
+int RunCommandLineJUnitImport(const CommandLine& commandLine, UserPort& port,
+                              std::stop_token stop) {
+    VantorelDatabase database(port);
+    CustomCfg custom;
+    if (!OpenDatabase(commandLine, database, custom, port, kJUnitImportCaption))
+        return 1;
+    const auto project = Project(commandLine, database, port, kJUnitImportCaption);
+    if (!project)
+        return 1;
+    JUnitImportRequest request;
+    request.projectFolder = *project;
+    request.resultsFile = commandLine.junitFile;
+    request.match = commandLine.matchRule == "requirement" ? JUnitMatch::Requirement
+                    : commandLine.matchRule == "title"     ? JUnitMatch::Title
+                                                           : JUnitMatch::IdInName;
+    request.version = commandLine.testedVersion;
+    request.build = commandLine.testedBuild;
+    request.dryRun = commandLine.dryRun;
+    request.importAgain = commandLine.importAgain;
+    request.stop = stop;
+    const std::optional<JUnitImportReport> report = ImportJUnitResults(request, {port, custom});
+    if (!report)
+        return 1;
+    for (const std::string& unmatched : report->unmatched)
+        port.tell({"No test case of the project matches the result " + unmatched,
+                   std::string(kJUnitImportCaption), Icon::Information});
+    for (const std::string& locked : report->locked)
+        port.tell({"Test case " + locked + " is open for editing; its results were not recorded",
+                   std::string(kJUnitImportCaption), Icon::Warning});
+    std::cout << JUnitReportText(*report, request.dryRun);
+    return report->complete && report->locked.empty() ? 0 : 1;
+}
+
+}  // namespace vantorel

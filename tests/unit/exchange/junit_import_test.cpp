@@ -1,0 +1,253 @@
+#include "exchange/junit_import.h"
+
+#include <gtest/gtest.h>
+
+#include "documents/prj_test_case.h"
+#include "exchange/junit_results.h"
+#include "storage/locks.h"
+#include "support/project_fixture.h"
+
+namespace vantorel::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path kSamples = fs::path(VANTOREL_TEST_DATA) / "junit";
+
+std::vector<JUnitResult> Results(const fs::path& file) {
+    auto parsed = ParseJUnit(ReadFile(file));
+    if (const JUnitFault* fault = std::get_if<JUnitFault>(&parsed))
+        ADD_FAILURE() << fault->line << ":" << fault->column << " " << fault->reason;
+    return std::holds_alternative<JUnitFault>(parsed) ? std::vector<JUnitResult>{}
+                                                      : std::get<std::vector<JUnitResult>>(parsed);
+}
+
+JUnitFault Fault(std::string_view text) {
+    auto parsed = ParseJUnit(text);
+    EXPECT_TRUE(std::holds_alternative<JUnitFault>(parsed));
+    return std::holds_alternative<JUnitFault>(parsed) ? std::get<JUnitFault>(parsed) : JUnitFault{};
+}
+
+TEST(JUnitResultsTest, ReadsWhatTheRunnersWrite) {
+    const auto gtest = Results(kSamples / "gtest_results.xml");
+    ASSERT_EQ(gtest.size(), 4u);
+    EXPECT_EQ(gtest[0].className, "Cart");
+    EXPECT_EQ(gtest[0].outcome, JUnitOutcome::Passed);
+    EXPECT_EQ(gtest[1].outcome, JUnitOutcome::Failed);
+    EXPECT_TRUE(gtest[1].message.ends_with("basket still holds the item"));
+    EXPECT_EQ(gtest[2].outcome, JUnitOutcome::Skipped);
+    EXPECT_EQ(gtest[2].line, 15u);
+
+    const auto ctest = Results(kSamples / "ctest_results.xml");
+    ASSERT_EQ(ctest.size(), 4u);
+    EXPECT_EQ(ctest[1].message, "basket still holds the item");  // from what it printed
+    EXPECT_NEAR(ctest[2].seconds, 1.06147, 1e-9);
+    EXPECT_EQ(ctest[3].outcome, JUnitOutcome::Skipped);
+
+    const auto pytest = Results(kSamples / "pytest_results.xml");
+    ASSERT_EQ(pytest.size(), 6u);
+    EXPECT_EQ(pytest[5].outcome, JUnitOutcome::Failed);
+    EXPECT_TRUE(pytest[5].message.starts_with("RuntimeError: coupon service <unreachable> & down"));
+    EXPECT_TRUE(pytest[1].message.find("Caf\xC3\xA9 cr\xC3\xA8me") != std::string::npos);
+}
+
+TEST(JUnitResultsTest, RefusesWhatIsNotXmlOrNotTheDialectWithLineAndColumn) {
+    const JUnitFault text = Fault("name,status\nlogin,pass\n");
+    EXPECT_EQ(text.line, 1u);
+    EXPECT_EQ(text.reason, "the file is not XML: it does not begin with an element");
+    const JUnitFault unclosed =
+        Fault("<testsuites>\n  <testsuite name=\"a\">\n    <testcase name=\"x\">\n</testsuites>");
+    EXPECT_EQ(unclosed.line, 4u);
+    EXPECT_EQ(unclosed.column, 1u);
+    EXPECT_EQ(unclosed.reason, "the closing tag does not match <testcase>");
+    const JUnitFault html = Fault("<?xml version=\"1.0\"?>\n<html><body/></html>");
+    EXPECT_EQ(html.line, 2u);
+    EXPECT_EQ(html.column, 1u);
+    EXPECT_EQ(Fault("<testsuite>\n<testcase time=\"1\"/></testsuite>").reason,
+              "a <testcase> has no name=");
+    EXPECT_EQ(Fault("<testsuite a=\"&bogus;\"/>").reason, "the entity \"&bogus;\" is not known");
+    EXPECT_EQ(Fault("<!DOCTYPE x [<!ENTITY a \"b\">]><testsuite/>").reason,
+              "a DOCTYPE or declaration is not read in a results file");
+    std::string deep;
+    for (int i = 0; i < 100; ++i)
+        deep += "<testsuite>";
+    EXPECT_EQ(Fault(deep).reason, "the elements are nested too deeply");
+}
+
+class JUnitImportTest : public ProjectTest {
+protected:
+    JUnitImportTest() {
+        const std::pair<const char*, const char*> titles[] = {{"TC001", "Add to basket"},
+                                                              {"TC002", "Remove from basket"},
+                                                              {"TC003", "Pay by card"},
+                                                              {"TC004", "Checkout total"},
+                                                              {"TC005", "Coupon code"}};
+        for (const auto& [id, title] : titles)
+            AddCase(std::string(id < std::string("TC003") ? "Cart/" : "Checkout/") + id + ".vtl",
+                    {{"<id>", id},
+                     {"<test_title>", title},
+                     {"<test_phase>", "Functionality"},
+                     {"<test_status>", "Not yet attempted"},
+                     {"<test_attempts>", "0"},
+                     {"<requirement>", std::string("REQ-") + id}},
+                    Block("01-11-2026", false, "Not yet attempted", "Not yet attempted"));
+        request.projectFolder = project;
+        request.version = "2.0";
+        request.build = "417";
+    }
+
+    std::unique_ptr<PrjTestCase> Case(const std::string& relative) {
+        return PrjTestCase::Edit(cases / relative, Context());
+    }
+
+    JUnitImportRequest request;
+};
+
+TEST_F(JUnitImportTest, GoogleTestResultsAreRecordedAsTheDialogRecordsAnExecution) {
+    request.resultsFile = kSamples / "gtest_results.xml";
+    const auto report = ImportJUnitResults(request, Context());
+    ASSERT_TRUE(report);
+    ASSERT_EQ(report->changes.size(), 3u);
+    EXPECT_EQ(report->unmatched, (std::vector<std::string>{"Checkout.Unlisted (line 19)"}));
+
+    auto failed = Case("Cart/TC002.vtl");
+    ASSERT_TRUE(failed);
+    EXPECT_EQ(failed->Control("<test_status>").text, "Fail");
+    EXPECT_EQ(failed->Control("<test_attempts>").text, "1");
+    EXPECT_EQ(failed->Control("<actual_duration>").text, "00:00");
+    EXPECT_EQ(failed->Control("<version_tested>").text, "2.0");
+    EXPECT_EQ(failed->Control("<build_tested>").text, "417");
+    EXPECT_EQ(failed->Control("<last_attempt_date>").date, (CalendarDate{2026, 11, 24}));
+    EXPECT_EQ(failed->Control("<last_attempt_time>").time, (ClockTime{23, 46, 9}));
+    EXPECT_TRUE(
+        failed->Control("<results_obtained>").text.ends_with("basket still holds the item"));
+    ASSERT_EQ(failed->History().size(), 2u);
+    const HistoryBlock& update = failed->History()[1];
+    EXPECT_TRUE(update.update);
+    EXPECT_EQ(update.oldStatus, "Not yet attempted");
+    EXPECT_EQ(update.newStatus, "Fail");
+    EXPECT_EQ(update.tries, 1);
+    EXPECT_EQ(update.version, "2.0");
+    EXPECT_EQ(update.build, "417");
+    EXPECT_EQ(Case("Cart/TC001.vtl")->Control("<test_status>").text, "Pass");
+    EXPECT_EQ(Case("Checkout/TC003.vtl")->Control("<test_status>").text, "Postponed");
+    EXPECT_EQ(Case("Checkout/TC004.vtl")->History().size(), 1u);  // no result, no change
+}
+
+TEST_F(JUnitImportTest, ParametrisedPytestResultsMakeOneExecutionAndCTestTimesAreKept) {
+    request.resultsFile = kSamples / "pytest_results.xml";
+    auto report = ImportJUnitResults(request, Context());
+    ASSERT_TRUE(report);
+    ASSERT_EQ(report->changes.size(), 5u);
+    EXPECT_EQ(report->changes[3].id, "TC004");
+    EXPECT_EQ(report->changes[3].results, 2u);
+    EXPECT_EQ(Case("Checkout/TC005.vtl")->Control("<test_status>").text, "Fail");
+    EXPECT_TRUE(
+        Case("Cart/TC002.vtl")->Control("<results_obtained>").text.find("Caf\xE9 cr\xE8me") !=
+        std::string::npos);
+
+    request.resultsFile = kSamples / "ctest_results.xml";
+    port.ScriptAnswers({});
+    report = ImportJUnitResults(request, Context());
+    ASSERT_TRUE(report);
+    auto total = Case("Checkout/TC004.vtl");
+    EXPECT_EQ(total->Control("<test_attempts>").text, "2");
+    EXPECT_EQ(total->Control("<actual_duration>").text, DurationOfSeconds(1.06147));
+    EXPECT_EQ(total->History().size(), 3u);  // creation, then one block per import
+    EXPECT_EQ(DurationOfSeconds(90 * 60 + 29), "01:30");
+    EXPECT_EQ(DurationOfSeconds(2e9), "999:59");
+}
+
+TEST_F(JUnitImportTest, TheSameFileAgainIsAskedAboutAndADryRunWritesNothing) {
+    request.resultsFile = kSamples / "gtest_results.xml";
+    request.dryRun = true;
+    const std::string before = ReadFile(cases / "Cart" / "TC002.vtl");
+    auto report = ImportJUnitResults(request, Context());
+    ASSERT_TRUE(report);
+    EXPECT_EQ(report->changes.size(), 3u);
+    EXPECT_EQ(report->changes[1].oldStatus, "Not yet attempted");
+    EXPECT_EQ(report->changes[1].newStatus, "Fail");
+    EXPECT_EQ(report->changes[1].attempts, 1);
+    EXPECT_EQ(ReadFile(cases / "Cart" / "TC002.vtl"), before);
+    EXPECT_FALSE(fs::exists(project / "junit_imports.dat"));
+
+    request.dryRun = false;
+    ASSERT_TRUE(ImportJUnitResults(request, Context()));
+    EXPECT_TRUE(port.questions.empty());
+    port.ScriptAnswers({false, true});
+    EXPECT_FALSE(ImportJUnitResults(request, Context()));
+    ASSERT_EQ(port.questions.size(), 1u);
+    EXPECT_EQ(port.questions[0].caption, "Results already imported");
+    EXPECT_EQ(Case("Cart/TC002.vtl")->Control("<test_attempts>").text, "1");
+    ASSERT_TRUE(ImportJUnitResults(request, Context()));
+    EXPECT_EQ(Case("Cart/TC002.vtl")->Control("<test_attempts>").text, "2");
+    // A script says so beforehand, and is not asked.
+    request.importAgain = true;
+    ASSERT_TRUE(ImportJUnitResults(request, Context()));
+    EXPECT_EQ(port.questions.size(), 2u);
+    EXPECT_EQ(Case("Cart/TC002.vtl")->Control("<test_attempts>").text, "3");
+}
+
+TEST_F(JUnitImportTest, LockedTestCasesAreSkippedAndListed) {
+    ASSERT_EQ(createLockFile(cases / "Cart" / "TC002.vtl", {"other-pc", "sam"}), 0);
+    request.resultsFile = kSamples / "gtest_results.xml";
+    const auto report = ImportJUnitResults(request, Context());
+    ASSERT_TRUE(report);
+    EXPECT_EQ(report->locked, (std::vector<std::string>{"TC002"}));
+    EXPECT_EQ(report->changes.size(), 2u);
+    EXPECT_EQ(Case("Cart/TC001.vtl")->Control("<test_status>").text, "Pass");
+}
+
+TEST_F(JUnitImportTest, RequirementAndTitleRulesMatchTheirFields) {
+    const fs::path file = dir / "results.xml";
+    WriteFile(file,
+              "<testsuite name=\"s\" timestamp=\"2026-11-20T08:00:00\">"
+              "<testcase classname=\"shop\" name=\"REQ-TC004\" time=\"61\"/>"
+              "<testcase classname=\"x\" name=\"test_coupon_code\"><error message=\"boom\"/>"
+              "</testcase></testsuite>");
+    request.resultsFile = file;
+    request.match = JUnitMatch::Requirement;
+    auto report = ImportJUnitResults(request, Context());
+    ASSERT_TRUE(report);
+    ASSERT_EQ(report->changes.size(), 1u);
+    EXPECT_EQ(report->changes[0].id, "TC004");
+    EXPECT_EQ(report->changes[0].duration, "00:01");
+
+    fs::remove(project / "junit_imports.dat");
+    request.match = JUnitMatch::Title;
+    report = ImportJUnitResults(request, Context());
+    ASSERT_TRUE(report);
+    ASSERT_EQ(report->changes.size(), 1u);
+    EXPECT_EQ(report->changes[0].id, "TC005");
+    EXPECT_EQ(Case("Checkout/TC005.vtl")->Control("<results_obtained>").text, "boom");
+}
+
+TEST_F(JUnitImportTest, AnIdMatchesAsAWordWithHyphensWrittenAsUnderscores) {
+    AddCase("Cart/CART-009.vtl", {{"<id>", "CART-009"}, {"<test_status>", "Not yet attempted"}});
+    AddCase("Cart/CART-0091.vtl", {{"<id>", "CART-0091"}, {"<test_status>", "Not yet attempted"}});
+    const fs::path file = dir / "results.xml";
+    WriteFile(file,
+              "<testsuite><testcase classname=\"tests.cart\" name=\"test_cart_009_add\"/>"
+              "<testcase classname=\"t\" name=\"testTC0011\"/></testsuite>");
+    request.resultsFile = file;
+    const auto report = ImportJUnitResults(request, Context());
+    ASSERT_TRUE(report);
+    ASSERT_EQ(report->changes.size(), 1u);
+    EXPECT_EQ(report->changes[0].id, "CART-009");
+    EXPECT_EQ(report->unmatched, (std::vector<std::string>{"t.testTC0011 (line 1)"}));
+}
+
+TEST_F(JUnitImportTest, AFileThatIsNotJUnitIsRefusedWithTheParsersLineAndColumn) {
+    const fs::path file = dir / "results.xml";
+    WriteFile(file, "<testsuites>\n<testsuite><testcase name='a'></testsuite>");
+    request.resultsFile = file;
+    EXPECT_FALSE(ImportJUnitResults(request, Context()));
+    ASSERT_EQ(port.notices.size(), 1u);
+    EXPECT_EQ(port.notices[0].text,
+              "The results file \"" + file.string() +
+                  "\" can't be imported: line 2, column 31: the closing tag does not match "
+                  "<testcase>. Nothing has been recorded.");
+}
+
+}  // namespace
+}  // namespace vantorel::testing
