@@ -142,21 +142,6 @@ std::string CsvRow(const std::vector<std::string>& fields) {
     return row;
 }
 
-std::string Latin1ToUtf8(std::string_view latin1) {
-    std::string utf8;
-    utf8.reserve(latin1.size());
-    for (const char c : latin1) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x80) {
-            utf8 += c;
-        } else {
-            utf8 += static_cast<char>(0xC0 | (byte >> 6));
-            utf8 += static_cast<char>(0x80 | (byte & 0x3F));
-        }
-    }
-    return utf8;
-}
-
 std::string RichTextAsPlainText(std::string_view html) {
     std::string text(html);
     BreaksToNewlines(text);

@@ -38,9 +38,6 @@ std::string CsvField(std::string_view value);
 // The fields as one row, ended by CR LF.
 std::string CsvRow(const std::vector<std::string>& fields);
 
-// ISO-8859-1 text as UTF-8: every byte is the code point of its value.
-std::string Latin1ToUtf8(std::string_view latin1);
-
 // The HTML of a rich-text field as the text a reader sees: "<br>" and paragraphs become line
 // breaks (LF), every other tag goes, and the entities HTML editors write become characters
 // (a numeric one beyond ISO-8859-1 becomes "?", as documents can't hold it); line breaks at

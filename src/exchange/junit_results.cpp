@@ -3,6 +3,8 @@
 #include <charconv>
 #include <cstring>
 
+#include "storage/text_conversions.h"
+
 namespace vantorel {
 namespace {
 
@@ -29,24 +31,6 @@ struct ParseError {
     std::size_t offset;
     std::string reason;
 };
-
-void AppendUtf8(std::string& out, unsigned long code) {
-    if (code < 0x80) {
-        out += static_cast<char>(code);
-    } else if (code < 0x800) {
-        out += static_cast<char>(0xC0 | (code >> 6));
-        out += static_cast<char>(0x80 | (code & 0x3F));
-    } else if (code < 0x10000) {
-        out += static_cast<char>(0xE0 | (code >> 12));
-        out += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (code & 0x3F));
-    } else {
-        out += static_cast<char>(0xF0 | (code >> 18));
-        out += static_cast<char>(0x80 | ((code >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (code & 0x3F));
-    }
-}
 
 class XmlParser {
 public:
@@ -132,7 +116,7 @@ private:
             if (error != std::errc() || end != digits.data() + digits.size() || code == 0 ||
                 code > 0x10FFFF)
                 Fail("\"&" + std::string(entity) + ";\" is no character");
-            AppendUtf8(out, code);
+            AppendUtf8(out, static_cast<char32_t>(code));
         } else {
             Fail("the entity \"&" + std::string(entity) + ";\" is not known");
         }

@@ -70,4 +70,11 @@ std::string Latin1FromName(std::string_view utf8);
 std::u16string Utf8ToUtf16(std::string_view text);
 std::string Utf16ToUtf8(std::u16string_view text);
 
+// Files from elsewhere (spreadsheets, editors, test runners) come in UTF-8 or ISO-8859-1: a text
+// is taken as UTF-8 only when every character of it is well formed.
+bool IsValidUtf8(std::string_view text);
+std::string Latin1ToUtf8(std::string_view latin1);
+// Appends one character, a code point up to 0x10FFFF, in UTF-8.
+void AppendUtf8(std::string& out, char32_t code);
+
 }  // namespace vantorel

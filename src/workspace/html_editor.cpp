@@ -8,6 +8,7 @@
 #include <cerrno>
 
 #include "documents/item_editor.h"
+#include "storage/text_conversions.h"
 #include "workspace/config.h"
 
 namespace vantorel {
@@ -45,39 +46,6 @@ std::string Lower(std::string_view text) {
     return lower;
 }
 
-bool IsUtf8(std::string_view text) {
-    std::size_t i = 0;
-    while (i < text.size()) {
-        const auto lead = static_cast<unsigned char>(text[i]);
-        const std::size_t length = lead < 0x80           ? 1
-                                   : (lead >> 5) == 0x6  ? 2
-                                   : (lead >> 4) == 0xE  ? 3
-                                   : (lead >> 3) == 0x1E ? 4
-                                                         : 0;
-        if (length == 0 || i + length > text.size())
-            return false;
-        for (std::size_t k = 1; k < length; ++k)
-            if ((static_cast<unsigned char>(text[i + k]) & 0xC0) != 0x80)
-                return false;
-        i += length;
-    }
-    return true;
-}
-
-std::string Utf8OfLatin1(std::string_view text) {
-    std::string utf8;
-    for (char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x80) {
-            utf8.push_back(c);
-        } else {
-            utf8.push_back(static_cast<char>(0xC0 | (byte >> 6)));
-            utf8.push_back(static_cast<char>(0x80 | (byte & 0x3F)));
-        }
-    }
-    return utf8;
-}
-
 // The length of a "<br>", "<br/>" or "<br />" tag at the start of lower, 0 when there is none.
 std::size_t BreakTagAt(std::string_view lower) {
     if (!lower.starts_with("<br"))
@@ -107,7 +75,7 @@ std::string WorkFileText(std::string_view fieldText) {
 }
 
 std::string FieldTextOf(std::string_view fileText) {
-    std::string text = IsUtf8(fileText) ? std::string(fileText) : Utf8OfLatin1(fileText);
+    std::string text = IsValidUtf8(fileText) ? std::string(fileText) : Latin1ToUtf8(fileText);
     std::string lower = Lower(text);
     if (const std::size_t body = lower.find("<body"); body != std::string::npos) {
         const std::size_t start = lower.find('>', body);

@@ -9,6 +9,7 @@
 #include <stop_token>
 
 #include "documents/field_tables.h"
+#include "storage/text_conversions.h"
 #include "support/project_fixture.h"
 #include "support/recording_port.h"
 #include "support/temp_dir.h"
