@@ -94,10 +94,12 @@ std::vector<std::string> FieldChoices(std::string_view tag, const CustomCfg& cus
     if (tag == "<build_tested>")
         return custom.Tables().builds;
     if (tag == "<testers>") {
-        std::vector<std::string> names;
+        // Testers are named by identity, as the current user and "Created by" are, so a
+        // filter on a tester finds the executions recorded by that tester.
+        std::vector<std::string> ids;
         for (const TesterEntry& tester : ListTesters(databaseDir))
-            names.push_back(tester.name.empty() ? tester.id : tester.name);
-        return names;
+            ids.push_back(tester.id);
+        return ids;
     }
     if (tag == "<rec_test_configs>")
         return ItemIdsIn(databaseDir / "Test Configurations");

@@ -28,12 +28,6 @@ std::vector<std::string> ConditionChoices(std::size_t condition,
                                           const std::filesystem::path& databaseDir,
                                           const CustomCfg& custom) {
     const CustomTables& tables = custom.Tables();
-    auto testers = [&databaseDir] {
-        std::vector<std::string> ids;
-        for (const TesterEntry& tester : ListTesters(databaseDir))
-            ids.push_back(tester.id);
-        return ids;
-    };
     switch (condition) {
         case 0: {
             std::vector<std::string> statuses;
@@ -52,7 +46,7 @@ std::vector<std::string> ConditionChoices(std::size_t condition,
         case 5:
         case 12:
         case 13:
-            return testers();
+            return FieldChoices("<testers>", custom, databaseDir);
         case 15:
             return tables.versions;
         case 17:

@@ -81,7 +81,7 @@ TEST_F(FieldDialogTest, ChoicesComeFromTheCustomisationAndTheDatabase) {
         tester->Control("<tester_name>").text = name;
         ASSERT_FALSE(tester->Save());
     }
-    EXPECT_EQ(FieldChoices("<testers>", custom, db), (std::vector<std::string>{"Ann Lee", "bo"}));
+    EXPECT_EQ(FieldChoices("<testers>", custom, db), (std::vector<std::string>{"ann", "bo"}));
     auto cfg = TestCfg::New(db / "Test Configurations", Context());
     ASSERT_NE(cfg, nullptr);
     const std::string automatic = cfg->Control("<id>").text;
