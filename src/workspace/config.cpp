@@ -225,6 +225,7 @@ bool Config::Read() {
     read.Number("<Width>", s.width);
     read.Number("<Height>", s.height);
     read.Number("<TreeWidth>", s.treeWidth);
+    read.Number("<PollInterval>", s.pollInterval);
     return true;
 }
 
@@ -265,6 +266,7 @@ bool Config::Write() {
     text.Number("<Height>", s.height);
     // After the window's rectangle, where a reader that doesn't know it passes over it.
     text.Number("<TreeWidth>", s.treeWidth);
+    text.Number("<PollInterval>", s.pollInterval);
     text.xml += ClosingTag(kRoot) + "\r\n";
 
     XMLParse document;

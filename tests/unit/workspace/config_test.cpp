@@ -56,7 +56,8 @@ TEST_F(ConfigTest, FirstStartWritesTheDefaultsPointingAtTheSampleDatabase) {
     // The order lists all come before the width lists.
     EXPECT_LT(text.find("<FiltersColOrder>"), text.find("<ProjectRootWidths>"));
     EXPECT_TRUE(
-        text.ends_with("<Height>0</Height>\r\n<TreeWidth>0</TreeWidth>\r\n</vantorel_config>\r\n"));
+        text.ends_with("<Height>0</Height>\r\n<TreeWidth>0</TreeWidth>\r\n<PollInterval>2000</"
+                       "PollInterval>\r\n</vantorel_config>\r\n"));
     EXPECT_TRUE(port.notices.empty());
 }
 
@@ -71,6 +72,7 @@ TEST_F(ConfigTest, EverySettingSurvivesAWriteAndARead) {
     s.addBugPath = "tracker --project '%VT_PROJECT%' --case \"%TESTCASE_PATH%\"";
     s.xPos = -20;
     s.width = 1280;
+    s.pollInterval = 750;
     s.columns[LP_FILTERS].order[0] = 3;
     s.columns[LP_FILTERS].order[3] = 0;
     s.columns[LP_TEST_CASES_LIST].widths[19] = 240;
