@@ -69,6 +69,8 @@ FolderPoller::Listing FolderPoller::List(const fs::path& folder) {
         Stamp stamp;
         stamp.folder = S_ISDIR(info.st_mode);
         stamp.inode = info.st_ino;
+        stamp.changed =
+            static_cast<std::int64_t>(info.st_ctim.tv_sec) * 1'000'000'000 + info.st_ctim.tv_nsec;
         // A folder's size and time follow its content, which is its own listing's business.
         if (!stamp.folder) {
             stamp.size = static_cast<std::uint64_t>(info.st_size);
@@ -121,6 +123,13 @@ void FolderPoller::Poll(const fs::path& root, const std::set<fs::path>& shown,
         }
         auto known = m_listings.find(folder);
         if (known == m_listings.end()) {
+            const std::int64_t recent =
+                std::chrono::duration_cast<std::chrono::nanoseconds>(
+                    (std::chrono::system_clock::now() - m_recentGrace).time_since_epoch())
+                    .count();
+            for (const auto& [name, stamp] : now.entries)
+                if (stamp.changed >= recent)
+                    handler((folder / name).string(), kChangeAdded);
             m_listings.emplace(folder, std::move(now));
             continue;
         }

@@ -5,6 +5,7 @@
 // become the same (path, code) changes inotify gives. Only folders are listed, no document is
 // read, and a folder no longer shown is not listed at all.
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -50,12 +51,19 @@ private:
 
 class FolderPoller {
 public:
+    // recentGrace: see Poll.
+    explicit FolderPoller(std::chrono::milliseconds recentGrace = std::chrono::seconds(2))
+        : m_recentGrace(recentGrace) {}
+
     // Lists every folder of shown and hands each difference from its last listing to handler:
     // an entry that appeared, one whose size, time or inode changed (a save replaces the
     // document by rename, so its inode changes) and one that went. A folder listed for the
-    // first time is only remembered; one shown again after a while is compared with what was
-    // seen when it was last shown, so changes made meanwhile are told now. Folders not in shown
-    // are not listed. When root itself can no longer be listed, the root is told as removed.
+    // first time is remembered, and only what changed within recentGrace before the listing
+    // is told, as added: the window read the folder a moment before it said it shows it, and
+    // a change in between would otherwise never reach it. One shown again after a while is
+    // compared with what was seen when it was last shown, so changes made meanwhile are told
+    // now. Folders not in shown are not listed. When root itself can no longer be listed, the
+    // root is told as removed.
     void Poll(const std::filesystem::path& root, const std::set<std::filesystem::path>& shown,
               const ChangeHandler& handler);
 
@@ -65,7 +73,11 @@ private:
         std::int64_t modified = 0;  // nanoseconds
         std::uint64_t inode = 0;
         bool folder = false;
-        bool operator==(const Stamp&) const = default;
+        std::int64_t changed = 0;  // the status change time, nanoseconds; not compared
+        bool operator==(const Stamp& other) const {
+            return size == other.size && modified == other.modified && inode == other.inode &&
+                   folder == other.folder;
+        }
     };
     struct Listing {
         bool listed = false;  // false: the folder could not be opened
@@ -75,6 +87,7 @@ private:
     static void Compare(const std::filesystem::path& folder, const Listing& before,
                         const Listing& now, const ChangeHandler& handler);
 
+    std::chrono::milliseconds m_recentGrace;
     std::map<std::filesystem::path, Listing> m_listings;
     bool m_rootGone = false;
 };

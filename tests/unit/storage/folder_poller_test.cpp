@@ -69,7 +69,8 @@ protected:
     TempDir dir;
     const fs::path suite = dir / "Test Cases" / "Login";
     const fs::path other = dir / "Test Cases" / "Logout";
-    FolderPoller poller;
+    // No grace: what the fixture just wrote is not a change.
+    FolderPoller poller{std::chrono::milliseconds(0)};
 };
 
 TEST_F(FolderPollerTest, TellsWhatWasAddedChangedAndRemoved) {
@@ -100,6 +101,17 @@ TEST_F(FolderPollerTest, AFolderNotShownIsNotComparedUntilItIsShownAgain) {
     // Shown again: what changed meanwhile is told, since the tree still shows the old listing.
     EXPECT_EQ(Poll({dir.path(), suite}),
               (std::vector<Change>{{(suite / "TC8.vtl").string(), kChangeAdded}}));
+}
+
+TEST_F(FolderPollerTest, AChangeJustBeforeTheFirstListingIsTold) {
+    // The window read the folder, then said it shows it; a save in between must still arrive.
+    FolderPoller graceful{std::chrono::seconds(60)};
+    std::vector<Change> changes;
+    graceful.Poll(dir.path(), {suite}, [&changes](const std::string& path, int code) {
+        changes.emplace_back(path, code);
+    });
+    EXPECT_EQ(changes, (std::vector<Change>{{(suite / "TC1.vtl").string(), kChangeAdded},
+                                            {(suite / "TC2.vtl").string(), kChangeAdded}}));
 }
 
 TEST_F(FolderPollerTest, TheRootGoneIsToldOnceAsRemoved) {
