@@ -310,11 +310,8 @@ private:
     // releases the new lock.
     void ClearOwnLocks(const std::vector<std::string>& items) {
         for (const std::string& item : items) {
-            if (!IsLocked(item))
-                continue;
-            if (GetLockMessage(item).find(m_identity.user + " \non " + m_identity.computer) ==
-                std::string::npos)
-                continue;  // someone else's by now: not ours to clear
+            if (!IsLocked(item) || !OwnLock(item))
+                continue;  // gone, or someone else's by now: not ours to clear
             Log('B', "unlock", {item});
             m_port.unlockOwn = true;
             auto editor = PrjTestCase::Edit(item, Context());
@@ -323,6 +320,21 @@ private:
             editor.reset();
             Log(cleared ? 'D' : 'F', "unlock", {item});
         }
+    }
+
+    // A lock that names this tester; or one that names nobody and was made a while ago: the
+    // killed run had created it and was killed before it wrote who holds it (a live editor
+    // writes its name at once).
+    bool OwnLock(const fs::path& item) {
+        if (GetLockMessage(item).find(m_identity.user + " \non " + m_identity.computer) !=
+            std::string::npos)
+            return true;
+        std::error_code error;
+        const fs::path lock = LockPath(item);
+        const auto size = fs::file_size(lock, error);
+        const auto made = fs::last_write_time(lock, error);
+        return !error && size == 0 &&
+               fs::file_time_type::clock::now() - made > std::chrono::seconds(1);
     }
 
     std::string NextName() {
