@@ -158,7 +158,8 @@ bool MakeDatabase(const fs::path& db, SoakPort& port) {
 // A worker: one tester, until the deadline.
 
 // The log a worker keeps of its own operations: "B op path [path]" before, "D op path [path]"
-// when done, "F op" when refused. A killed worker leaves a B without its D.
+// when done, "F op" when refused. A killed worker leaves a B without its D, settled at its next
+// start (below).
 struct LogLine {
     char state = 0;  // 'B', 'D' or 'F'
     std::string op;
@@ -190,6 +191,7 @@ struct Accounting {
     int refused = 0;
     int interrupted = 0;
     std::vector<std::string> unfinishedEdits;  // items a killed worker was editing
+    std::vector<LogLine> settlements;          // to write down at this start
 };
 
 void Apply(Accounting& account, const LogLine& line) {
@@ -202,16 +204,19 @@ void Apply(Accounting& account, const LogLine& line) {
         account.items.erase(line.paths[0]);
 }
 
-void Settle(Accounting& account, const LogLine& begun) {
+// What a killed operation did, found on disk at the next start and written to the log then,
+// so that later replays don't judge it again by a disk that has moved on: "S" with the paths
+// of what happened, or "X" for nothing.
+LogLine Settle(Accounting& account, const LogLine& begun) {
     ++account.interrupted;
+    LogLine settled{'X', begun.op, begun.paths};
     std::error_code error;
     if (begun.op == "create" && fs::exists(begun.paths[0], error))
-        account.items.insert(begun.paths[0]);
-    else if ((begun.op == "rename" || begun.op == "move") && fs::exists(begun.paths[1], error)) {
-        account.items.erase(begun.paths[0]);
-        account.items.insert(begun.paths[1]);
-    } else if (begun.op == "delete" && !fs::exists(begun.paths[0], error))
-        account.items.erase(begun.paths[0]);
+        settled.state = 'S';
+    else if ((begun.op == "rename" || begun.op == "move") && fs::exists(begun.paths[1], error))
+        settled.state = 'S';
+    else if (begun.op == "delete" && !fs::exists(begun.paths[0], error))
+        settled.state = 'S';
     else if (begun.op == "duplicate") {
         // The copy's name is the operation's to choose: "copy of X", "copy(2) of X", ...
         const fs::path source = begun.paths[0];
@@ -220,12 +225,15 @@ void Settle(Accounting& account, const LogLine& begun) {
             const std::string name = entry.path().filename().string();
             if (name.starts_with("copy") && name.ends_with(suffix) &&
                 !account.items.count(entry.path().string())) {
-                account.items.insert(entry.path().string());
+                settled = {'S', begun.op, {source.string(), entry.path().string()}};
                 break;
             }
         }
     } else if (begun.op == "edit" || begun.op == "unlock")
         account.unfinishedEdits.push_back(begun.paths[0]);
+    if (settled.state == 'S')
+        Apply(account, settled);
+    return settled;
 }
 
 Accounting Replay(const fs::path& log) {
@@ -234,8 +242,6 @@ Accounting Replay(const fs::path& log) {
     const LogLine* open = nullptr;
     for (const LogLine& line : lines) {
         if (line.state == 'B') {
-            if (open)
-                Settle(account, *open);
             open = &line;
         } else if (line.state == 'D') {
             Apply(account, line);
@@ -244,10 +250,15 @@ Accounting Replay(const fs::path& log) {
         } else if (line.state == 'F') {
             ++account.refused;
             open = nullptr;
+        } else if (line.state == 'S' || line.state == 'X') {
+            if (line.state == 'S')
+                Apply(account, line);
+            ++account.interrupted;
+            open = nullptr;
         }
     }
     if (open)
-        Settle(account, *open);
+        account.settlements.push_back(Settle(account, *open));
     return account;
 }
 
@@ -269,6 +280,8 @@ public:
         m_out = std::fopen(m_log.c_str(), "a");
         if (!m_out)
             return 2;
+        for (const LogLine& settled : account.settlements)
+            Log(settled.state, settled.op, settled.paths);
         ClearOwnLocks(account.unfinishedEdits);
         while (std::chrono::system_clock::now() < deadline) {
             std::this_thread::sleep_for(std::chrono::milliseconds(m_random() % 40));
@@ -666,6 +679,9 @@ int RunSoak(int processes, int seconds, fs::path folder, bool fuse) {
         ::kill(workers[static_cast<std::size_t>(index)], SIGKILL);
         ::waitpid(workers[static_cast<std::size_t>(index)], nullptr, 0);
         ++figures.kills;
+        // A FUSE server may still finish the killed process's last request; a tester takes
+        // longer than this to start the program again.
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
         start(index);
     }
     bool workersFailed = false;
