@@ -335,19 +335,23 @@ private:
         }
     }
 
-    // A lock that names this tester; or one that names nobody and was made a while ago: the
-    // killed run had created it and was killed before it wrote who holds it (a live editor
-    // writes its name at once).
+    // A lock that names this tester; or one that still names nobody a second after it was
+    // made: the killed run had created it and was killed before it wrote who holds it (a live
+    // editor writes its name at once).
     bool OwnLock(const fs::path& item) {
         if (GetLockMessage(item).find(m_identity.user + " \non " + m_identity.computer) !=
             std::string::npos)
             return true;
         std::error_code error;
         const fs::path lock = LockPath(item);
-        const auto size = fs::file_size(lock, error);
+        if (fs::file_size(lock, error) != 0 || error)
+            return false;
         const auto made = fs::last_write_time(lock, error);
-        return !error && size == 0 &&
-               fs::file_time_type::clock::now() - made > std::chrono::seconds(1);
+        if (error)
+            return false;
+        std::this_thread::sleep_until(std::chrono::file_clock::to_sys(made) +
+                                      std::chrono::seconds(1));
+        return fs::file_size(lock, error) == 0 && !error;
     }
 
     std::string NextName() {
