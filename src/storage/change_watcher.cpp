@@ -5,6 +5,7 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 #include <unordered_map>
@@ -77,8 +78,28 @@ ChangeWatcher::~ChangeWatcher() {
     Stop();
 }
 
-bool ChangeWatcher::Start(const std::filesystem::path& root, ChangeHandler handler) {
+bool ChangeWatcher::Start(const std::filesystem::path& root, ChangeHandler handler,
+                          WatchSettings settings) {
     Stop();
+    m_fileSystem = FileSystemKindOf(root);
+    {
+        std::lock_guard lock(m_mutex);
+        m_shown.Reset(root);
+        m_stopping = false;
+        m_pollWanted = false;
+    }
+    m_method = settings.method;
+    if (m_method == WatchMethod::ByFileSystem)
+        m_method = m_fileSystem.shared ? WatchMethod::Polling : WatchMethod::Inotify;
+    if (m_method == WatchMethod::Polling) {
+        const auto interval = std::max(settings.pollInterval, kMinimumPollInterval);
+        DebugLog::Write("ChangeWatcher",
+                        "%s file system: the shown folders are listed every %d ms\n",
+                        m_fileSystem.name.c_str(), static_cast<int>(interval.count()));
+        m_thread =
+            std::thread(&ChangeWatcher::RunPolling, this, root, std::move(handler), interval);
+        return true;
+    }
     m_inotify = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     m_wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (m_inotify < 0 || m_wake < 0) {
@@ -86,15 +107,22 @@ bool ChangeWatcher::Start(const std::filesystem::path& root, ChangeHandler handl
         Stop();
         return false;
     }
-    m_thread = std::thread(&ChangeWatcher::Run, this, root, std::move(handler));
+    m_thread = std::thread(&ChangeWatcher::RunInotify, this, root, std::move(handler));
     return true;
 }
 
 void ChangeWatcher::Stop() {
     if (m_thread.joinable()) {
-        uint64_t one = 1;
-        ssize_t written = ::write(m_wake, &one, sizeof one);
-        (void)written;
+        if (m_wake >= 0) {
+            uint64_t one = 1;
+            ssize_t written = ::write(m_wake, &one, sizeof one);
+            (void)written;
+        }
+        {
+            std::lock_guard lock(m_mutex);
+            m_stopping = true;
+        }
+        m_wakePoller.notify_all();
         m_thread.join();
     }
     if (m_inotify >= 0)
@@ -104,7 +132,56 @@ void ChangeWatcher::Stop() {
     m_inotify = m_wake = -1;
 }
 
-void ChangeWatcher::Run(std::filesystem::path root, ChangeHandler handler) {
+void ChangeWatcher::ChangeShown(const std::function<void(ShownFolders&)>& change) {
+    {
+        std::lock_guard lock(m_mutex);
+        change(m_shown);
+        m_pollWanted = true;
+    }
+    m_wakePoller.notify_all();
+}
+
+void ChangeWatcher::FolderExpanded(const std::filesystem::path& folder) {
+    ChangeShown([&folder](ShownFolders& shown) { shown.Expanded(folder); });
+}
+
+void ChangeWatcher::FolderCollapsed(const std::filesystem::path& folder) {
+    ChangeShown([&folder](ShownFolders& shown) { shown.Collapsed(folder); });
+}
+
+void ChangeWatcher::ShowingFolder(const std::filesystem::path& folder) {
+    ChangeShown([&folder](ShownFolders& shown) { shown.Showing(folder); });
+}
+
+bool ChangeWatcher::PollNow(std::chrono::milliseconds patience) {
+    if (!Running() || m_method != WatchMethod::Polling)
+        return false;
+    std::unique_lock lock(m_mutex);
+    // A listing already under way may have passed the change the caller waits for.
+    const std::uint64_t wanted = m_pollsStarted + 1;
+    m_pollWanted = true;
+    m_wakePoller.notify_all();
+    return m_polled.wait_for(lock, patience, [&] { return m_pollsDone >= wanted; });
+}
+
+void ChangeWatcher::RunPolling(std::filesystem::path root, ChangeHandler handler,
+                               std::chrono::milliseconds interval) {
+    FolderPoller poller;
+    std::unique_lock lock(m_mutex);
+    while (!m_stopping) {
+        m_pollWanted = false;
+        ++m_pollsStarted;
+        const std::set<std::filesystem::path> shown = m_shown.Folders();
+        lock.unlock();
+        poller.Poll(root, shown, handler);
+        lock.lock();
+        ++m_pollsDone;
+        m_polled.notify_all();
+        m_wakePoller.wait_for(lock, interval, [this] { return m_stopping || m_pollWanted; });
+    }
+}
+
+void ChangeWatcher::RunInotify(std::filesystem::path root, ChangeHandler handler) {
     WatchTable watches(m_inotify);
     // The root's own removal or move is told as a removal of the root: the database is gone.
     watches.AddTree(root, IN_DELETE_SELF | IN_MOVE_SELF);

@@ -6,6 +6,7 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -14,6 +15,7 @@
 
 #include "platform/clock_text.h"
 #include "platform/debug_log.h"
+#include "storage/atomic_save.h"
 #include "storage/item_listing.h"
 
 namespace vantorel {
@@ -168,6 +170,31 @@ WriteProbe::~WriteProbe() {
 
 int TestWritePermissions(const std::filesystem::path& directory) {
     return WriteProbe(directory).Error();
+}
+
+ExclusiveCreate ProbeExclusiveCreate(const std::filesystem::path& directory, FileLayer& files) {
+    // Named as a save's temporary file, so the sweep takes it if the program dies meanwhile.
+    static std::atomic<unsigned> probes{0};
+    const std::filesystem::path probe =
+        directory / (std::string(kSaveTempPrefix) + "lockprobe-" + std::to_string(::getpid()) +
+                     "-" + std::to_string(probes++));
+    int fd = -1;
+    if (int error = files.CreateExclusive(probe, fd)) {
+        DebugLog::Write("ProbeExclusiveCreate", "create %s failed: %d\n", probe.c_str(), error);
+        return ExclusiveCreate::CannotCreate;
+    }
+    (void)files.Close(fd);
+    int again = -1;
+    const int secondError = files.CreateExclusive(probe, again);
+    if (secondError == 0)
+        (void)files.Close(again);
+    (void)files.Remove(probe);
+    if (secondError == 0) {
+        DebugLog::Write("ProbeExclusiveCreate", "a second exclusive create succeeded in %s\n",
+                        directory.c_str());
+        return ExclusiveCreate::Broken;
+    }
+    return ExclusiveCreate::Holds;
 }
 
 }  // namespace vantorel

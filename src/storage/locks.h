@@ -45,6 +45,18 @@ int DeleteAllLocks(const std::filesystem::path& directory);
 // file lives a quarter of a second before it is removed.
 int TestWritePermissions(const std::filesystem::path& directory);
 
+// Whether the file system keeps two creations of one name apart, which is all the locks rest
+// on: a file server that lets a second exclusive create succeed (an NFS version 2 server, an
+// SMB share mounted with caching that ignores it) would let two users edit one item. A probe
+// file is created exclusively twice, and the second must fail; the probe is removed again.
+enum class ExclusiveCreate {
+    Holds,
+    Broken,        // the second create succeeded too
+    CannotCreate,  // no file can be made here at all (a read-only folder)
+};
+ExclusiveCreate ProbeExclusiveCreate(const std::filesystem::path& directory,
+                                     FileLayer& files = SystemFiles());
+
 // The same probe for a caller with more to do: the answer is known at once, and the probe
 // file is removed when the probe ends, no sooner than a quarter of a second after it was made.
 class WriteProbe {

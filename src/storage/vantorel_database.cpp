@@ -9,6 +9,7 @@
 #include "platform/debug_log.h"
 #include "storage/atomic_save.h"
 #include "storage/file_reading.h"
+#include "storage/locks.h"
 
 namespace vantorel {
 namespace {
@@ -57,7 +58,8 @@ void VantorelDatabase::FailOpen(std::string_view message, const std::filesystem:
     Close();
 }
 
-bool VantorelDatabase::Open(const std::filesystem::path& markerPath, OpenMode mode) {
+bool VantorelDatabase::Open(const std::filesystem::path& markerPath, OpenMode mode,
+                            FileLayer& files) {
     namespace fs = std::filesystem;
     std::error_code error;
     fs::path given = markerPath;
@@ -94,15 +96,18 @@ bool VantorelDatabase::Open(const std::filesystem::path& markerPath, OpenMode mo
     (void)ReadRegularFile(MarkerPath(), record);  // an unreadable record: an unknown version
     m_version = DecodeVersionRecord(record);
     m_open = true;
+    m_locksHold = true;
     if (mode == OpenMode::ReadOnly)
         return true;
+    m_locksHold = ProbeExclusiveCreate(m_directory, files) != ExclusiveCreate::Broken;
 
     m_sweep = std::jthread([directory = m_directory](std::stop_token stop) {
         if (int swept = SweepStaleSaves(directory, std::chrono::minutes(5), stop))
             DebugLog::Write("VantorelDatabase::Open", "removed %d unfinished saves\n", swept);
     });
     m_watcher.Start(
-        m_directory, m_changeHandler ? m_changeHandler : [](const std::string&, int) {});
+        m_directory, m_changeHandler ? m_changeHandler : [](const std::string&, int) {},
+        m_watchSettings);
     return true;
 }
 
@@ -110,6 +115,7 @@ void VantorelDatabase::Close() {
     m_watcher.Stop();
     m_sweep = {};
     m_open = false;
+    m_locksHold = true;
     m_directory.clear();
     m_markerName.clear();
     m_version.reset();

@@ -52,7 +52,10 @@ public:
     // Opens the database whose marker file is given (a database folder is accepted too).
     // Failures are told to the user and leave no database open. Opening reads nothing below
     // the top level, so a database of any size opens at once.
-    bool Open(const std::filesystem::path& markerPath, OpenMode mode = OpenMode::Interactive);
+    // An interactive opening also probes whether the file server keeps exclusive creates
+    // apart (LocksHold), through files.
+    bool Open(const std::filesystem::path& markerPath, OpenMode mode = OpenMode::Interactive,
+              FileLayer& files = SystemFiles());
     // Creates a database in directory, asking before making the directory or writing over an
     // existing database, and opens it. Existing items are never removed, and a creation that
     // fails removes the folders it made.
@@ -71,7 +74,14 @@ public:
 
     // Where the change watcher of the next Open reports; the handler runs on its thread.
     void SetChangeHandler(ChangeHandler handler) { m_changeHandler = std::move(handler); }
+    // How the watcher of the next Open watches (the poll interval of the configuration).
+    void SetWatchSettings(WatchSettings settings) { m_watchSettings = settings; }
     bool Watching() const { return m_watcher.Running(); }
+    // The window tells the watcher what it shows through this.
+    ChangeWatcher& Watcher() { return m_watcher; }
+    // False when the probe at opening found that a second exclusive create of one file
+    // succeeds here: lock files can't keep two users apart, and nothing should be written.
+    bool LocksHold() const { return m_locksHold; }
 
     // The folder the New Database dialog proposes: the current folder plus "NewDB".
     static std::filesystem::path DefaultNewFolder();
@@ -85,7 +95,9 @@ private:
     std::string m_markerName;
     std::optional<DatabaseVersion> m_version;
     ChangeHandler m_changeHandler;
+    WatchSettings m_watchSettings;
     ChangeWatcher m_watcher;
+    bool m_locksHold = true;
     // Removes what killed saves and copies left behind, while the user already works.
     std::jthread m_sweep;
 };

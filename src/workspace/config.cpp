@@ -226,6 +226,7 @@ bool Config::Read() {
     read.Number("<Height>", s.height);
     read.Number("<TreeWidth>", s.treeWidth);
     read.Text("<HTMLEditorPath>", s.htmlEditorPath, kConfigPathWidth);
+    read.Number("<PollInterval>", s.pollInterval);
     return true;
 }
 
@@ -267,6 +268,7 @@ bool Config::Write() {
     // After the window's rectangle, where a reader that doesn't know it passes over it.
     text.Number("<TreeWidth>", s.treeWidth);
     text.Text("<HTMLEditorPath>", s.htmlEditorPath);
+    text.Number("<PollInterval>", s.pollInterval);
     text.xml += ClosingTag(kRoot) + "\r\n";
 
     XMLParse document;

@@ -70,6 +70,9 @@ struct ConfigSettings {
     int xPos = 0, yPos = 0, width = 0, height = 0;
     // The navigation tree's width; 0 gives it a third of the window.
     int treeWidth = 0;
+    // Milliseconds between two listings of the shown folders of a database on a file server
+    // or a FUSE mount, where the system can't tell this computer of other users' changes.
+    int pollInterval = 2000;
     std::array<ColumnLayout, kListPaneCount> columns;
     bool operator==(const ConfigSettings&) const = default;
 };

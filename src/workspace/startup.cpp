@@ -95,6 +95,15 @@ void Shell::CopySampleDatabaseOnFirstStart() {
     DebugLog::Write(kStartup, "Sample database copied\n");
 }
 
+Notice UnsafeLocksNotice(const fs::path& databaseDir) {
+    return {"The database\n" + databaseDir.string() +
+                "\nis on a file server that lets two programs create the same file at once, so "
+                "its lock files can't keep two people from editing one item. It has been opened "
+                "read-only.\n\nAsk the server's administrator for a mount that keeps exclusive "
+                "creation (NFS version 3 or later; SMB with the usual mount options).",
+            "Database opened read-only", Icon::Warning};
+}
+
 std::string Shell::Title() const {
     return MakeTitle(m_database.IsOpen() ? std::optional(m_database.Directory()) : std::nullopt);
 }
@@ -135,6 +144,10 @@ bool Shell::OpenDatabase(const fs::path& databaseOrMarker) {
     m_progress.StartProgress(static_cast<int>(std::size(kDatabaseFolders)));
     ShowProgress();
     DebugLog::Write(kStartup, "Counted files\n");
+    const int pollInterval = m_config->Settings().pollInterval;
+    m_database.SetWatchSettings(
+        {WatchMethod::ByFileSystem, pollInterval > 0 ? std::chrono::milliseconds(pollInterval)
+                                                     : WatchSettings{}.pollInterval});
     if (!m_database.Open(databaseOrMarker)) {
         DebugLog::Write(kStartup, "DB not opened\n");
         m_progress.ResetProgress();
@@ -147,6 +160,10 @@ bool Shell::OpenDatabase(const fs::path& databaseOrMarker) {
     // Asked of the system rather than probed with a file: the probe waits a quarter of a
     // second, and the answer is wanted before the window shows the database.
     m_readOnly = ::access(m_database.Directory().c_str(), W_OK) != 0;
+    if (!m_readOnly && !m_database.LocksHold()) {
+        m_readOnly = true;
+        m_port.tell(UnsafeLocksNotice(m_database.Directory()));
+    }
     RememberDatabase(false);
     m_view.RebuildTree();
     for (std::size_t root = 0; root < std::size(kDatabaseFolders); ++root)

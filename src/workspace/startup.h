@@ -67,6 +67,10 @@ public:
     virtual std::optional<std::filesystem::path> AskNewDatabaseFolder() = 0;
 };
 
+// Told when the database's file server lets a second exclusive create of one file succeed:
+// the database opens read-only.
+Notice UnsafeLocksNotice(const std::filesystem::path& databaseDir);
+
 class Shell {
 public:
     Shell(UserPort& port, ShellView& view, ShellFolders folders,
@@ -101,7 +105,7 @@ public:
     // For the dialogs that change the customisation (the current user, the lists).
     CustomCfg& Custom() { return m_custom; }
     // The open database can be read but not written here: this user may not create files in
-    // its folder.
+    // its folder, or its file server can't keep lock files exclusive.
     bool ReadOnly() const { return m_readOnly; }
     // The status bar's first part: "Ready", or that the open database is read-only here.
     std::string StateText() const;

@@ -2,12 +2,15 @@
 // and drop, paste on the transfer worker and its cancelling, context menus, and the tree kept
 // up to date with changes made behind its back.
 
+#include <unistd.h>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMimeData>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+
+#include <cstdlib>
 #include <fstream>
 
 #include "desktop/tree/tree_actions.h"
@@ -311,6 +314,45 @@ private slots:
         QTRY_VERIFY(!w.window.TheShell().Database().IsOpen());
         QCOMPARE(w.open->port.notices.back().caption, std::string("Database no longer available"));
         QCOMPARE(w.model.rowCount({}), 0);
+    }
+
+    void ChangesThroughAnotherMountShowByPolling() {
+        QTemporaryDir root;
+        LibraryWindow w(root);
+        // A FUSE mount of the database stands for a file server: another computer's changes
+        // are made through the folder behind it, which the mount's inotify never hears of.
+        const fs::path backing = w.open->database;
+        const fs::path mount = root.path().toStdString() + "/Mounted";
+        fs::create_directory(mount);
+        const std::string command = "bindfs --no-allow-other '" + backing.string() + "' '" +
+                                    mount.string() + "' 2>/dev/null";
+        if (::access("/dev/fuse", R_OK | W_OK) != 0 || std::system(command.c_str()) != 0)
+            QSKIP("no FUSE mount can be made here (bindfs and /dev/fuse)");
+        struct Unmount {
+            MainWindow& window;
+            fs::path mount;
+            ~Unmount() {
+                window.TheShell().OnCloseDatabase();
+                if (std::system(("fusermount -u '" + mount.string() + "'").c_str()) != 0)
+                    qWarning("the FUSE mount could not be undone");
+            }
+        } unmount{w.window, mount};
+
+        w.window.TheShell().Configuration().Settings().pollInterval = 200;
+        QVERIFY(w.window.TheShell().OpenDatabase(mount));
+        QCOMPARE(w.window.TheShell().Database().Watcher().Method(), WatchMethod::Polling);
+        const fs::path login = mount / "Test Cases" / "Login";
+        w.MakeCurrent(login / "LOG-001.vtl");
+        QSignalSpy shownChanged(&w.window.Actions(), &TreeActions::shownItemChanged);
+
+        const fs::path elsewhere = backing / "Test Cases" / "Login";
+        fs::copy_file(elsewhere / "LOG-001.vtl", elsewhere / "LOG-900.vtl");
+        QTRY_VERIFY(w.model.IndexOf(login / "LOG-900.vtl").isValid());
+        fs::remove(elsewhere / "LOG-002.vtl");
+        QTRY_VERIFY(!w.model.IndexOf(login / "LOG-002.vtl").isValid());
+        AppendLine(elsewhere / "LOG-001.vtl");
+        QTRY_VERIFY(!shownChanged.isEmpty());
+        QCOMPARE(w.CurrentPath(), login / "LOG-001.vtl");
     }
 
     void ContextMenusListTheCoreItems() {

@@ -3,6 +3,8 @@
 // check that a failure at any step of a save harms nothing. It counts every call, so a test can
 // also tell that the code under test went through it at all.
 
+#include <fcntl.h>
+
 #include <cerrno>
 #include <vector>
 
@@ -105,6 +107,16 @@ private:
 
     int m_calls[kStepCount] = {};
     std::vector<Failure> m_planned;
+};
+
+// A file server that ignores exclusive creation (an old NFS server, an SMB mount that caches
+// creates): a second create of a name that exists succeeds and truncates it.
+class NonExclusiveFiles : public FaultyFileLayer {
+public:
+    int CreateExclusive(const std::filesystem::path& path, int& fd) override {
+        fd = ::open(path.c_str(), O_CREAT | O_WRONLY | O_TRUNC | O_CLOEXEC, 0644);
+        return fd < 0 ? errno : 0;
+    }
 };
 
 }  // namespace vantorel::testing

@@ -56,6 +56,24 @@ TreeActions::TreeActions(MainWindow& window, UserPort& port)
                     QMetaObject::invokeMethod(this, &TreeActions::RunDrops, Qt::QueuedConnection);
             });
 
+    // Where the watcher polls (a shared disk), it lists only what the tree and the page show.
+    auto watcher = [&window]() -> ChangeWatcher& { return window.TheShell().Database().Watcher(); };
+    connect(&tree, &QTreeView::expanded, this, [&model, watcher](const QModelIndex& index) {
+        if (const TreeNode* node = model.NodeAt(index))
+            watcher().FolderExpanded(node->path);
+    });
+    connect(&tree, &QTreeView::collapsed, this, [&model, watcher](const QModelIndex& index) {
+        if (const TreeNode* node = model.NodeAt(index))
+            watcher().FolderCollapsed(node->path);
+    });
+    connect(tree.selectionModel(), &QItemSelectionModel::currentChanged, this,
+            [&model, watcher](const QModelIndex& current) {
+                const TreeNode* node = model.NodeAt(current);
+                watcher().ShowingFolder(!node                      ? fs::path()
+                                        : IsFolderKind(node->kind) ? node->path
+                                                                   : node->path.parent_path());
+            });
+
     m_changeTimer.setSingleShot(true);
     m_changeTimer.setInterval(kChangeSettleMs);
     connect(&m_changeTimer, &QTimer::timeout, this, &TreeActions::ApplyChanges);

@@ -264,5 +264,16 @@ TEST_F(EditLockTest, UnwritableFolderSaysSoWithTheSystemReason) {
               "write and create permissions for database.");
 }
 
+TEST_F(LockTest, TheExclusiveCreateProbeTellsAServerThatIgnoresIt) {
+    EXPECT_EQ(ProbeExclusiveCreate(dir.path()), ExclusiveCreate::Holds);
+    testing::NonExclusiveFiles sloppyServer;
+    EXPECT_EQ(ProbeExclusiveCreate(dir.path(), sloppyServer), ExclusiveCreate::Broken);
+    FaultyFileLayer readOnly;
+    readOnly.FailAt(FaultyFileLayer::kCreate, 1, EROFS);
+    EXPECT_EQ(ProbeExclusiveCreate(dir.path(), readOnly), ExclusiveCreate::CannotCreate);
+    // The probe leaves nothing behind.
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
+}
+
 }  // namespace
 }  // namespace vantorel

@@ -10,6 +10,7 @@
 #include <mutex>
 #include <set>
 
+#include "support/faulty_file_layer.h"
 #include "support/recording_port.h"
 #include "support/temp_dir.h"
 
@@ -136,6 +137,18 @@ TEST_F(DatabaseTest, OpeningSweepsUnfinishedSavesAndCopiesInTheBackground) {
     EXPECT_FALSE(fs::exists(leftover));
     EXPECT_FALSE(fs::exists(halfCopy));
     EXPECT_TRUE(fs::exists(recent));  // may belong to a copy still running elsewhere
+}
+
+TEST_F(DatabaseTest, OpeningFindsAFileServerWhoseLocksCantHold) {
+    const auto folder = MakeDatabase("db");
+    ASSERT_TRUE(db.Open(folder));
+    EXPECT_TRUE(db.LocksHold());
+    testing::NonExclusiveFiles sloppyServer;
+    ASSERT_TRUE(db.Open(folder, OpenMode::Interactive, sloppyServer));
+    EXPECT_FALSE(db.LocksHold());
+    // A command-line run only reads, and doesn't probe.
+    ASSERT_TRUE(db.Open(folder, OpenMode::ReadOnly, sloppyServer));
+    EXPECT_TRUE(db.LocksHold());
 }
 
 TEST_F(DatabaseTest, WriteVersionReportsAFailure) {

@@ -55,9 +55,9 @@ TEST_F(ConfigTest, FirstStartWritesTheDefaultsPointingAtTheSampleDatabase) {
               std::string::npos);
     // The order lists all come before the width lists.
     EXPECT_LT(text.find("<FiltersColOrder>"), text.find("<ProjectRootWidths>"));
-    EXPECT_TRUE(
-        text.ends_with("<Height>0</Height>\r\n<TreeWidth>0</TreeWidth>\r\n<HTMLEditorPath></"
-                       "HTMLEditorPath>\r\n</vantorel_config>\r\n"));
+    EXPECT_TRUE(text.ends_with(
+        "<Height>0</Height>\r\n<TreeWidth>0</TreeWidth>\r\n<HTMLEditorPath></"
+        "HTMLEditorPath>\r\n<PollInterval>2000</PollInterval>\r\n</vantorel_config>\r\n"));
     EXPECT_TRUE(port.notices.empty());
 }
 
@@ -73,6 +73,7 @@ TEST_F(ConfigTest, EverySettingSurvivesAWriteAndARead) {
     s.htmlEditorPath = "bluefish --new-window";
     s.xPos = -20;
     s.width = 1280;
+    s.pollInterval = 750;
     s.columns[LP_FILTERS].order[0] = 3;
     s.columns[LP_FILTERS].order[3] = 0;
     s.columns[LP_TEST_CASES_LIST].widths[19] = 240;
