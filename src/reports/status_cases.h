@@ -26,10 +26,10 @@ struct StatusCase {
 std::string StatusCasesCaption(const std::string& status, std::size_t count);
 
 // The project test cases of the report's status row (StatusRows order: a status of the list,
-// or in a summary-form report a meaning), by suite and identifier, ignoring case. The report is read again, its
-// project, filter and suites resolved in the database the report lies in; the walk steps the
-// progress counter and ends early when stop is requested. None after telling the user why not
-// (the report, its project or its filter can't be found, the walk failed), or when stopped.
+// or in a summary-form report a meaning), by suite and identifier, ignoring case. The report is
+// read again, its project, filter and suites resolved in the database the report lies in; the walk
+// steps the progress counter and ends early when stop is requested. None after telling the user why
+// not (the report, its project or its filter can't be found, the walk failed), or when stopped.
 std::optional<std::vector<StatusCase>> ListStatusCases(const std::filesystem::path& report,
                                                        std::size_t row, ReportContext context,
                                                        std::stop_token stop = {});
