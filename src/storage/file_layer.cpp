@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -14,9 +15,40 @@
 namespace vantorel {
 namespace {
 
+struct WriteProtection {
+    std::mutex mutex;
+    std::filesystem::path folder;
+};
+
+WriteProtection& Protection() {
+    static WriteProtection protection;
+    return protection;
+}
+
+// True when path lies in the folder that may not be written from here.
+bool Protected(const std::filesystem::path& path) {
+    WriteProtection& protection = Protection();
+    std::lock_guard lock(protection.mutex);
+    if (protection.folder.empty())
+        return false;
+    const std::filesystem::path normal = path.lexically_normal();
+    auto part = normal.begin();
+    for (const std::filesystem::path& above : protection.folder) {
+        if (above.empty())
+            continue;  // the trailing separator of a folder's path
+        if (part == normal.end() || *part != above)
+            return false;
+        ++part;
+    }
+    return true;
+}
+
 class PosixFileLayer final : public FileLayer {
 public:
     int CreateExclusive(const std::filesystem::path& path, int& fd) override {
+        fd = -1;
+        if (Protected(path))
+            return EROFS;
         fd = ::open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
         return fd < 0 ? errno : 0;
     }
@@ -39,11 +71,15 @@ public:
     int Close(int fd) override { return ::close(fd) == 0 ? 0 : errno; }
 
     int Rename(const std::filesystem::path& from, const std::filesystem::path& to) override {
+        if (Protected(from) || Protected(to))
+            return EROFS;
         return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
     }
 
     int RenameNoReplace(const std::filesystem::path& from,
                         const std::filesystem::path& to) override {
+        if (Protected(from) || Protected(to))
+            return EROFS;
         if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
             return 0;
         if (errno != EINVAL && errno != ENOSYS)
@@ -63,14 +99,20 @@ public:
     }
 
     int Remove(const std::filesystem::path& path) override {
+        if (Protected(path))
+            return EROFS;
         return ::unlink(path.c_str()) == 0 ? 0 : errno;
     }
 
     int MakeFolder(const std::filesystem::path& path) override {
+        if (Protected(path))
+            return EROFS;
         return ::mkdir(path.c_str(), 0777) == 0 ? 0 : errno;
     }
 
     int RemoveFolder(const std::filesystem::path& path) override {
+        if (Protected(path))
+            return EROFS;
         return ::rmdir(path.c_str()) == 0 ? 0 : errno;
     }
 
@@ -89,6 +131,12 @@ public:
 FileLayer& SystemFiles() {
     static PosixFileLayer files;
     return files;
+}
+
+void ProtectFromWrites(const std::filesystem::path& folder) {
+    WriteProtection& protection = Protection();
+    std::lock_guard lock(protection.mutex);
+    protection.folder = folder.lexically_normal();
 }
 
 int CopyFile(FileLayer& files, const std::filesystem::path& from, const std::filesystem::path& to) {

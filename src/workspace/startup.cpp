@@ -7,6 +7,7 @@
 #include "platform/debug_log.h"
 #include "platform/folders.h"
 #include "storage/atomic_save.h"
+#include "storage/file_layer.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
@@ -144,6 +145,7 @@ bool Shell::OpenDatabase(const fs::path& databaseOrMarker) {
     m_progress.StartProgress(static_cast<int>(std::size(kDatabaseFolders)));
     ShowProgress();
     DebugLog::Write(kStartup, "Counted files\n");
+    ProtectFromWrites({});  // the database open so far, if any, goes
     const int pollInterval = m_config->Settings().pollInterval;
     m_database.SetWatchSettings(
         {WatchMethod::ByFileSystem, pollInterval > 0 ? std::chrono::milliseconds(pollInterval)
@@ -162,6 +164,7 @@ bool Shell::OpenDatabase(const fs::path& databaseOrMarker) {
     m_readOnly = ::access(m_database.Directory().c_str(), W_OK) != 0;
     if (!m_readOnly && !m_database.LocksHold()) {
         m_readOnly = true;
+        ProtectFromWrites(m_database.Directory());
         m_port.tell(UnsafeLocksNotice(m_database.Directory()));
     }
     RememberDatabase(false);
@@ -255,6 +258,7 @@ void Shell::OnCloseDatabase() {
     DebugLog::Write(kHeading, "start\n");
     m_database.Close();
     m_readOnly = false;
+    ProtectFromWrites({});
     m_clipboard.Clear();
     m_currentUser.clear();
     DebugLog::Write(kHeading, "Re-init right pane\n");

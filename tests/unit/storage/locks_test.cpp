@@ -15,7 +15,9 @@
 #include <cstring>
 #include <vector>
 
+#include "storage/atomic_save.h"
 #include "storage/edit_lock.h"
+#include "storage/file_layer.h"
 #include "support/child_process.h"
 #include "support/faulty_file_layer.h"
 #include "support/recording_port.h"
@@ -275,5 +277,31 @@ TEST_F(LockTest, TheExclusiveCreateProbeTellsAServerThatIgnoresIt) {
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
 }
 
+TEST_F(EditLockTest, ADatabaseWhoseLocksCantHoldRefusesEveryWriteAndKeepsItsDocuments) {
+    // The server can't keep two people's locks apart, so nothing in the database is written
+    // from here: no lock, no save, no rename or removal. A folder beside it whose name begins
+    // the same is another folder, and is written as ever.
+    const std::filesystem::path database = dir / "db";
+    const std::filesystem::path document = database / "TC2.vtl";
+    std::filesystem::create_directory(database);
+    WriteFile(document, "<id>TC2</id>");
+    ProtectFromWrites(database);
+    EXPECT_FALSE(EditLock::Acquire(document, port, kAlice));
+    ASSERT_EQ(port.notices.size(), 1u);
+    EXPECT_NE(port.notices[0].text.find("Read-only file system"), std::string::npos);
+    EXPECT_FALSE(SaveWholeFile(document, "<id>changed</id>").ok());
+    FileLayer& files = SystemFiles();
+    EXPECT_EQ(files.Rename(document, dir / "moved.vtl"), EROFS);
+    EXPECT_EQ(files.Rename(item, database / "TC1.vtl"), EROFS);
+    EXPECT_EQ(files.Remove(document), EROFS);
+    EXPECT_EQ(files.MakeFolder(database / "Suite"), EROFS);
+    EXPECT_EQ(files.MakeFolder(database / ".." / "db" / "Suite"), EROFS);
+    EXPECT_EQ(ReadFile(document), "<id>TC2</id>");
+    EXPECT_EQ(files.MakeFolder(dir / "db2"), 0);
+    EXPECT_TRUE(SaveWholeFile(dir / "db2" / "TC3.vtl", "<id>TC3</id>").ok());
+
+    ProtectFromWrites({});
+    EXPECT_TRUE(EditLock::Acquire(document, port, kAlice));
+}
 }  // namespace
 }  // namespace vantorel
