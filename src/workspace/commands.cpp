@@ -231,9 +231,8 @@ std::optional<Notice> CommandRefusal(Operation operation, const CommandState& st
         case Operation::RichEditPaste:
         case Operation::RichEditDelete:
         case Operation::RichEditSelectAll:
-            return std::nullopt;
+        // The customisation editor refuses without a database in words of its own.
         case Operation::CustomizeFields:
-            // The customisation editor refuses without a database in words of its own.
             return std::nullopt;
         case Operation::ImportProjectTestCases:
         case Operation::ImportTestCases:
