@@ -20,19 +20,13 @@
 #include "desktop/dialogs/customize_sheet.h"
 #include "gui_test.h"
 #include "storage/locks.h"
+#include "support/temp_dir.h"
 #include "window_fixture.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string ReadBytes(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 // Runs handle on the modal dialog named name once it is the active one: the sheet's own
 // dialogs open over the sheet, which is modal itself.
@@ -113,7 +107,7 @@ private slots:
             QVERIFY(port.notices.empty());
         }
 
-        const std::string before = ReadBytes(customFile);
+        const std::string before = testing::ReadFile(customFile);
         std::string whileOpen;
         bool lockedWhileOpen = false;
         QStringList tabs;
@@ -152,7 +146,7 @@ private slots:
                 Child<QDialogButtonBox>(status, {}).button(QDialogButtonBox::Ok)->click();
             });
             Click(sheet, "statusAdd");
-            whileOpen = ReadBytes(customFile);
+            whileOpen = testing::ReadFile(customFile);
             sheet.accept();
         });
         window.RunCommand(ID_SETTINGS_CUSTOMIZE);
@@ -164,7 +158,7 @@ private slots:
         QVERIFY(!IsLocked(customFile));
         QVERIFY(open->port.notices.empty());
         QCOMPARE(whileOpen, before);
-        QCOMPARE(ReadBytes(customFile), ReadBytes(alone / "custom.dat"));
+        QCOMPARE(testing::ReadFile(customFile), testing::ReadFile(alone / "custom.dat"));
         QCOMPARE(window.TheShell().Custom().Tables().versions.back(), std::string("2.2"));
     }
 
@@ -174,7 +168,7 @@ private slots:
         MainWindow& window = *open->window;
         RecordingPort& port = open->port;
         const fs::path customFile = open->database / "custom.dat";
-        const std::string before = ReadBytes(customFile);
+        const std::string before = testing::ReadFile(customFile);
         const CustomTables tablesBefore = window.TheShell().Custom().Tables();
 
         QStringList captions;
@@ -232,7 +226,7 @@ private slots:
         QCOMPARE(statusRows, 5);
         QVERIFY(stayedOpen);
         QCOMPARE(pageAtFault, QString("Default Values"));
-        QCOMPARE(ReadBytes(customFile), before);
+        QCOMPARE(testing::ReadFile(customFile), before);
         QVERIFY(window.TheShell().Custom().Tables() == tablesBefore);
         QVERIFY(!IsLocked(customFile));
 
@@ -275,8 +269,9 @@ private slots:
         QCOMPARE(typedAfterFailure.back(), QString("Security test"));
         QCOMPARE(typesInUseAfterFailure, typesBefore);
         QCOMPARE(window.TheShell().Custom().Tables().types.back(), std::string("Security test"));
-        QVERIFY(ReadBytes(open->database / "custom.dat").find("<type>Security test</type>") !=
-                std::string::npos);
+        QVERIFY(
+            testing::ReadFile(open->database / "custom.dat").find("<type>Security test</type>") !=
+            std::string::npos);
         QVERIFY(!IsLocked(open->database / "custom.dat"));
     }
 

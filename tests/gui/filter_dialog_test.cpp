@@ -21,19 +21,13 @@
 #include "gui_test.h"
 #include "storage/identifiers.h"
 #include "storage/locks.h"
+#include "support/temp_dir.h"
 #include "window_fixture.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string ReadBytes(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 template <typename Widget>
 Widget* Control(QDialog& dialog, const char* name, std::size_t condition) {
@@ -168,7 +162,8 @@ private slots:
         QCOMPARE(passTicks, QList<bool>({true, false, true}));
         QVERIFY(open->port.notices.empty());
         const fs::path saved = open->database / "Filters" / "Slow failures.vtl";
-        QCOMPARE(ReadBytes(saved), ReadBytes(alone / "Filters" / "Slow failures.vtl"));
+        QCOMPARE(testing::ReadFile(saved),
+                 testing::ReadFile(alone / "Filters" / "Slow failures.vtl"));
         QVERIFY(!fs::exists(LockPath(saved)));
 
         // The tree selects it, and the menu and the selector offer it to be chosen.
@@ -257,7 +252,7 @@ private slots:
         // An existing filter keeps its document through a refusal and its lock until the
         // dialog closes.
         const fs::path failed = filters / "Failed.vtl";
-        const std::string document = ReadBytes(failed);
+        const std::string document = testing::ReadFile(failed);
         window.SelectPath(failed);
         bool lockedAfterRefusal = false;
         const std::size_t toldBefore = port.notices.size();
@@ -272,7 +267,7 @@ private slots:
         QCOMPARE(port.notices.back().caption, std::string("Error: No conditions set"));
         QVERIFY(lockedAfterRefusal);
         QVERIFY(!fs::exists(LockPath(failed)));
-        QCOMPARE(ReadBytes(failed), document);
+        QCOMPARE(testing::ReadFile(failed), document);
     }
 
     void AnEditedFilterComesBackWithItsConditions() {
@@ -291,7 +286,7 @@ private slots:
             QVERIFY(!editor->Save());
         }
         const fs::path path = filters / "Slow failures.vtl";
-        const std::string written = ReadBytes(path);
+        const std::string written = testing::ReadFile(path);
         window.SelectPath(path);
 
         QStringList status, createdBy;
@@ -316,7 +311,7 @@ private slots:
         QCOMPARE(priority, QString("High"));
         QCOMPARE(op, QString("Not Equal to"));
         QVERIFY(port.notices.empty());
-        QCOMPARE(ReadBytes(path), written);
+        QCOMPARE(testing::ReadFile(path), written);
         QVERIFY(!fs::exists(LockPath(path)));
 
         // The filter in use, renamed, stays in use under its new name.

@@ -19,6 +19,7 @@
 #include "desktop/widgets/rich_text_edit.h"
 #include "documents/test_case.h"
 #include "gui_test.h"
+#include "support/temp_dir.h"
 #include "window_fixture.h"
 
 namespace vantorel {
@@ -27,13 +28,6 @@ namespace fs = std::filesystem;
 namespace {
 
 const LocalMoment kFixed{{2026, 5, 4}, {9, 8, 7}};
-
-std::string ReadBytes(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 int Count(const std::string& text, std::string_view what) {
     int count = 0;
@@ -110,8 +104,8 @@ private slots:
         QVERIFY(lockedWhileOpen);
         QVERIFY(!Locked(testCase));
         QVERIFY(open->port.notices.empty());
-        QCOMPARE(ReadBytes(testCase), ReadBytes(alone));
-        QVERIFY(ReadBytes(testCase).find("<![CDATA[<b>Open</b> the page<br>Log in]]>") !=
+        QCOMPARE(testing::ReadFile(testCase), testing::ReadFile(alone));
+        QVERIFY(testing::ReadFile(testCase).find("<![CDATA[<b>Open</b> the page<br>Log in]]>") !=
                 std::string::npos);
     }
 
@@ -121,7 +115,7 @@ private slots:
         MainWindow& window = *open->window;
         const fs::path testCase = open->database / "Projects" / "Mobile launch" /
                                   "Project Test Cases" / "Checkout" / "CHK-001.vtl";
-        const int before = Count(ReadBytes(testCase), "<history_entry>");
+        const int before = Count(testing::ReadFile(testCase), "<history_entry>");
         window.SelectPath(testCase);
 
         // A fault report command that can't be started, and none to view one.
@@ -150,7 +144,7 @@ private slots:
                 std::string::npos);
         open->port.notices.clear();
         QCOMPARE(historyRows, before);
-        std::string text = ReadBytes(testCase);
+        std::string text = testing::ReadFile(testCase);
         QCOMPARE(Count(text, "<history_entry>"), before + 1);
         const std::string last = text.substr(text.rfind("<history_entry>"));
         QVERIFY(last.find("<old_status>Not yet attempted</old_status>") != std::string::npos);
@@ -165,7 +159,7 @@ private slots:
         });
         window.RunCommand(ID_EDIT_PROPERTIES);
         QCOMPARE(historyRows, before + 1);
-        text = ReadBytes(testCase);
+        text = testing::ReadFile(testCase);
         QCOMPARE(Count(text, "<history_entry>"), before + 1);
         QVERIFY(text.find("Card declined once") != std::string::npos);
         QVERIFY(open->port.notices.empty());
@@ -232,7 +226,7 @@ private slots:
         // An edited item keeps its document through a refusal and its lock until the dialog
         // closes, by Cancel as by the window's close button.
         const fs::path existing = suite / "LOG-001.vtl";
-        const std::string document = ReadBytes(existing);
+        const std::string document = testing::ReadFile(existing);
         window.SelectPath(existing);
         QString typedAfterRefusal;
         bool lockedAfterRefusal = false;
@@ -252,7 +246,7 @@ private slots:
         QCOMPARE(typedAfterRefusal, QString("Typed title"));
         QVERIFY(lockedAfterRefusal);
         QVERIFY(!Locked(existing));
-        QCOMPARE(ReadBytes(existing), document);
+        QCOMPARE(testing::ReadFile(existing), document);
     }
 
     void ASaveTheDiskRefusesKeepsTheDialogAndWhatWasTyped() {
@@ -263,7 +257,7 @@ private slots:
         const fs::path suite = open->database / "Test Cases" / "Search";
         const fs::path aside = open->database / "Test Cases" / "Search-away";
         const fs::path testCase = suite / "SRCH-001.vtl";
-        const std::string document = ReadBytes(testCase);
+        const std::string document = testing::ReadFile(testCase);
         window.SelectPath(testCase);
         QString captionOfFailure, typedAfterFailure;
         bool openAfterFailure = false;
@@ -282,7 +276,7 @@ private slots:
         QCOMPARE(captionOfFailure, QString("Unable to save file"));
         QVERIFY(openAfterFailure);
         QCOMPARE(typedAfterFailure, QString("Search by colour"));
-        const std::string saved = ReadBytes(testCase);
+        const std::string saved = testing::ReadFile(testCase);
         QVERIFY(saved != document);
         QVERIFY(saved.find("<test_title>Search by colour</test_title>") != std::string::npos);
         QVERIFY(!Locked(testCase));
@@ -327,7 +321,7 @@ private slots:
         QCOMPARE(rowsAfterReset, 1);
         QCOMPARE(statusAfterReset, QString("Not yet attempted"));
         QCOMPARE(attemptsAfterReset, QString("0"));
-        const std::string text = ReadBytes(testCase);
+        const std::string text = testing::ReadFile(testCase);
         QVERIFY(text.find("<test_status>Not yet attempted</test_status>") != std::string::npos);
         QVERIFY(text.find("<new_status>Fail</new_status>") == std::string::npos);
         QCOMPARE(port.notices.size(), std::size_t{1});
@@ -356,7 +350,7 @@ private slots:
         window.RunCommand(ID_CREATE_TESTER);
         QCOMPARE(captions, QStringList({"Passwords did not match"}));
         const fs::path tester = open->database / "Testers" / "kim.vtl";
-        const std::string text = ReadBytes(tester);
+        const std::string text = testing::ReadFile(tester);
         QVERIFY(text.find("<passwd_hash>$argon2id$") != std::string::npos);
         QVERIFY(text.find("s3cret") == std::string::npos);
         QCOMPARE(window.CurrentNode()->path, tester);
@@ -406,8 +400,8 @@ private slots:
         window.RunCommand(ID_CREATE_SUITE);
         const fs::path smoke = project / "Project Test Cases" / "Smoke";
         QVERIFY(fs::is_directory(smoke));
-        QVERIFY(ReadBytes(smoke.string() + ".tgp").find("<suite_title>Smoke tests</suite_title>") !=
-                std::string::npos);
+        QVERIFY(testing::ReadFile(smoke.string() + ".tgp")
+                    .find("<suite_title>Smoke tests</suite_title>") != std::string::npos);
         QCOMPARE(window.CurrentNode()->path, smoke);
         QVERIFY(open->port.notices.empty());
     }

@@ -23,6 +23,7 @@
 #include "documents/test_case.h"
 #include "gui_test.h"
 #include "support/recording_port.h"
+#include "support/temp_dir.h"
 #include "window_fixture.h"
 #include "workspace/config.h"
 #include "workspace/startup.h"
@@ -31,13 +32,6 @@ namespace vantorel {
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string ReadBytes(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 // A library test case's dialog over a copy of the sample database, shown.
 struct OpenDialog {
@@ -52,7 +46,7 @@ struct OpenDialog {
         port.questions.clear();
         testCase = database / "Test Cases" / "Login" / "LOG-003.vtl";
         if (!edits.empty()) {
-            std::string document = ReadBytes(testCase);
+            std::string document = testing::ReadFile(testCase);
             for (const auto& [old, replacement] : edits)
                 document.replace(document.find(old), old.size(), replacement);
             std::ofstream(testCase, std::ios::binary | std::ios::trunc) << document;
@@ -144,7 +138,7 @@ private slots:
         QVERIFY(add);
         add->trigger();
         QVERIFY(titleSpelling->LineUnderlines().isEmpty());
-        QVERIFY(ReadBytes(open.folders.data / "userdic.txt").find("Vantorelish\n") !=
+        QVERIFY(testing::ReadFile(open.folders.data / "userdic.txt").find("Vantorelish\n") !=
                 std::string::npos);
         QVERIFY(open.port.notices.empty());
         open.dialog->reject();
@@ -290,7 +284,7 @@ private slots:
         QVERIFY(open.port.notices.empty());
 
         open.dialog->accept();
-        QVERIFY(ReadBytes(open.testCase).find("Open the <b>new</b> page<br>Log in") !=
+        QVERIFY(testing::ReadFile(open.testCase).find("Open the <b>new</b> page<br>Log in") !=
                 std::string::npos);
     }
 
