@@ -32,6 +32,7 @@
 #include <QAbstractButton>
 #include <QImage>
 #include <QPainter>
+#include <QQuickWindow>
 #include <QRadioButton>
 
 #include "charts/chart_painter.h"
@@ -261,6 +262,7 @@ int main(int argc, char** argv) {
     const fs::path database = argv[argc - 1];
     vantorel::PrepareDesktopApplication();
     QApplication application(argc, argv);
+    vantorel::ChooseWebViewRendering();
     vantorel::QtPort port;
     MainWindow window(port, vantorel::FindShellFolders());
     port.SetWindow(&window);
@@ -275,6 +277,9 @@ int main(int argc, char** argv) {
         std::printf("process start to painted tree  %8.0f ms\n", ProcessAge() * 1000);
         return window.Model().rowCount({}) == 6 ? 0 : 1;
     }
+    std::printf(
+        "web view drawn by              %s\n",
+        QQuickWindow::graphicsApi() == QSGRendererInterface::Software ? "software" : "OpenGL");
     std::printf("memory with the database open  %8.1f MiB resident\n", MemoryMiB("VmRSS:"));
     ProgressChartDrawing();
 

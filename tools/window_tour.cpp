@@ -202,6 +202,7 @@ int main(int argc, char** argv) {
     const fs::path output = argv[2];
     vantorel::PrepareDesktopApplication();
     QApplication application(argc, argv);
+    vantorel::ChooseWebViewRendering();
     vantorel::QtPort port;
     vantorel::MainWindow window(port, vantorel::FindShellFolders());
     port.SetWindow(&window);

@@ -11,6 +11,10 @@ namespace vantorel {
 // the page scheme.
 void PrepareDesktopApplication();
 
+// Draws the web view in software where OpenGL itself is drawn by the processor; called once the
+// QApplication exists and before the first window.
+void ChooseWebViewRendering();
+
 // Runs the window until it is closed; the program's exit status. databaseMarker, when given,
 // is the database the command line names, opened instead of the start-up choice.
 int RunDesktop(int& argc, char** argv, const std::filesystem::path& databaseMarker);

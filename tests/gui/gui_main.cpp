@@ -31,6 +31,7 @@ int main(int argc, char** argv) {
     QStandardPaths::setTestModeEnabled(true);
     vantorel::PrepareDesktopApplication();
     QApplication application(argc, argv);
+    vantorel::ChooseWebViewRendering();
 
     QStringList arguments = application.arguments();
     QString only;
