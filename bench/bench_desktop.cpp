@@ -277,9 +277,8 @@ int main(int argc, char** argv) {
         std::printf("process start to painted tree  %8.0f ms\n", ProcessAge() * 1000);
         return window.Model().rowCount({}) == 6 ? 0 : 1;
     }
-    std::printf(
-        "web view drawn by              %s\n",
-        QQuickWindow::graphicsApi() == QSGRendererInterface::Software ? "software" : "OpenGL");
+    std::printf("web view drawn by              %s\n",
+                QQuickWindow::sceneGraphBackend() == "software" ? "software" : "OpenGL");
     std::printf("memory with the database open  %8.1f MiB resident\n", MemoryMiB("VmRSS:"));
     ProgressChartDrawing();
 

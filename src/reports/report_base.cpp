@@ -443,6 +443,32 @@ std::optional<std::filesystem::path> ReportBaseClass::create(const ReportRequest
     return file;
 }
 
+std::vector<SuiteChoice> CoveringChoices(const std::vector<SuiteChoice>& chosen) {
+    // A suite chosen with its sub-suites already holds every suite below it, and a suite
+    // chosen twice is one suite: each test case is counted once however the list was made.
+    const auto covers = [](const SuiteChoice& outer, const std::filesystem::path& folder) {
+        if (!outer.includeSubSuites)
+            return false;
+        const auto [end, unused] =
+            std::mismatch(outer.folder.begin(), outer.folder.end(), folder.begin(), folder.end());
+        return end == outer.folder.end();
+    };
+    std::vector<SuiteChoice> kept;
+    for (const SuiteChoice& choice : chosen) {
+        SuiteChoice normal{choice.folder.lexically_normal(), choice.includeSubSuites};
+        if (!normal.folder.has_filename())  // "Suite/." became "Suite/"
+            normal.folder = normal.folder.parent_path();
+        if (std::ranges::any_of(kept,
+                                [&](const SuiteChoice& k) { return covers(k, normal.folder); }))
+            continue;
+        std::erase_if(kept, [&](const SuiteChoice& k) {
+            return covers(normal, k.folder) || k.folder == normal.folder;
+        });
+        kept.push_back(std::move(normal));
+    }
+    return kept;
+}
+
 std::optional<std::unique_ptr<DocumentTally>> ReportBaseClass::WalkDocuments(
     const ReportRequest& request, bool readDocuments, std::size_t& unreadableFolders) {
     m_request = &request;
@@ -451,7 +477,7 @@ std::optional<std::unique_ptr<DocumentTally>> ReportBaseClass::WalkDocuments(
         if (request.wholeProject) {
             walk.CollectStats(request.projectFolder / std::string(kProjectTestCasesFolder));
         } else {
-            for (const SuiteChoice& suite : request.suites) {
+            for (const SuiteChoice& suite : CoveringChoices(request.suites)) {
                 if (suite.includeSubSuites)
                     walk.CollectStats(suite.folder);
                 else

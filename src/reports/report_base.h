@@ -63,6 +63,10 @@ struct SuiteChoice {
     bool includeSubSuites = true;
 };
 
+// The chosen suites without those another choice already takes in: a suite below one chosen
+// with its sub-suites, or a suite chosen twice (with its sub-suites if either choice has them).
+std::vector<SuiteChoice> CoveringChoices(const std::vector<SuiteChoice>& chosen);
+
 struct ReportRequest {
     std::filesystem::path projectFolder;
     std::string name;  // empty: the default name of the day with the first free number

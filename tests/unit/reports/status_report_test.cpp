@@ -228,6 +228,15 @@ TEST_F(StatusReportTest, ChosenSuitesAndThreadsChangeNothingButTheirScope) {
     ASSERT_TRUE(flat->create(suites));
     EXPECT_EQ(flat->Candidates(), 7u);  // J lies in a sub-suite
 
+    // A suite listed again, or below one taken with its sub-suites, adds nothing.
+    suites.suites = {{cases / "Login" / "Deep", true},
+                     {cases / "Login", false},
+                     {cases / "Login" / "Deep", false},
+                     {cases / "Login" / ".", true}};
+    auto overlapping = MakeReport(ReportKind::Status, Reporting());
+    ASSERT_TRUE(overlapping->create(suites));
+    EXPECT_EQ(overlapping->Candidates(), 8u);
+
     suites.suites = {{cases / "Login", true}, {cases / "Other suite", true}};
     std::vector<std::string> documents;
     for (unsigned threads : {1u, 2u, 5u}) {
