@@ -1,7 +1,10 @@
 #include "reports/report_wizard.h"
 
 #include <algorithm>
+#include <functional>
+#include <map>
 #include <new>
+#include <set>
 
 #include "documents/test_group.h"
 #include "filters/filter.h"
@@ -183,6 +186,43 @@ bool ReportWizard::Next() {
 
 void ReportWizard::Back() {
     m_page = Step(-1);
+}
+
+std::vector<std::pair<std::string, bool>> ReportWizard::SuiteChoices(
+    const std::vector<std::string>& suites, const std::vector<std::string>& ticked) {
+    const std::set<std::string> isTicked(ticked.begin(), ticked.end());
+    const auto parentOf = [](const std::string& suite) {
+        const std::size_t slash = suite.rfind('/');
+        return slash == std::string::npos ? std::string() : suite.substr(0, slash);
+    };
+    // Whole: ticked with everything below it. Settled from the deepest suites up, since "A B"
+    // sorts between "A" and "A/B".
+    std::vector<const std::string*> deepestFirst;
+    for (const std::string& suite : suites)
+        deepestFirst.push_back(&suite);
+    std::ranges::stable_sort(deepestFirst, std::greater{}, [](const std::string* suite) {
+        return std::ranges::count(*suite, '/');
+    });
+    std::map<std::string, bool> whole;
+    for (const std::string* suite : deepestFirst) {
+        auto [place, added] = whole.try_emplace(*suite, true);
+        place->second = place->second && isTicked.contains(*suite);
+        if (!parentOf(*suite).empty()) {
+            auto [parent, unused] = whole.try_emplace(parentOf(*suite), true);
+            parent->second = parent->second && place->second;
+        }
+    }
+    const auto inWholeAncestor = [&](std::string suite) {
+        while (!(suite = parentOf(suite)).empty())
+            if (whole[suite])
+                return true;
+        return false;
+    };
+    std::vector<std::pair<std::string, bool>> choices;
+    for (const std::string& suite : suites)
+        if (isTicked.contains(suite) && !inWholeAncestor(suite))
+            choices.emplace_back(suite, whole[suite]);
+    return choices;
 }
 
 void ReportWizard::Generate() {

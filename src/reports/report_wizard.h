@@ -37,6 +37,13 @@ public:
     // The suites of the chosen project, "/" separated below its "Project Test Cases".
     std::vector<std::string> Suites() const;
 
+    // The choices the ticked suites make, in the order of suites (Suites(), sorted so a suite
+    // comes before its sub-suites): a suite ticked with every suite below it is taken with its
+    // sub-suites in one choice; a ticked one with some below it left out is taken alone, and the
+    // ticked ones below it come on their own.
+    static std::vector<std::pair<std::string, bool>> SuiteChoices(
+        const std::vector<std::string>& suites, const std::vector<std::string>& ticked);
+
     // What the user chose.
     std::string project;
     std::optional<ReportKind> kind;

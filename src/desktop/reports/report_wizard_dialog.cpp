@@ -10,6 +10,7 @@
 #include <QListWidget>
 #include <QRadioButton>
 #include <QTreeWidget>
+#include <QTreeWidgetItemIterator>
 #include <QVBoxLayout>
 #include <map>
 #include <utility>
@@ -44,15 +45,6 @@ QWizardPage* NewPage(WizardPage page) {
                           static_cast<qsizetype>(ReportWizard::Title(page).size())));
     wizardPage->setObjectName(QString("wizardPage%1").arg(IdOf(page)));
     return wizardPage;
-}
-
-bool AllChecked(const QTreeWidgetItem* item) {
-    if (item->checkState(0) != Qt::Checked)
-        return false;
-    for (int child = 0; child < item->childCount(); ++child)
-        if (!AllChecked(item->child(child)))
-            return false;
-    return true;
 }
 
 }  // namespace
@@ -224,23 +216,10 @@ void ReportWizardDialog::TakeChoices() {
             m_model.filter = m_filters->currentData().toString().toStdString();
             break;
         case WizardPage::Suites: {
-            // A suite ticked with every sub-suite takes them all at once; one whose sub-suites
-            // are not all ticked takes only its own test cases, and each ticked sub-suite
-            // comes on its own.
-            m_model.suites.clear();
-            std::function<void(QTreeWidgetItem*)> take = [&](QTreeWidgetItem* item) {
-                const std::string path = item->data(0, kPathRole).toString().toStdString();
-                if (AllChecked(item)) {
-                    m_model.suites.emplace_back(path, true);
-                    return;
-                }
-                if (item->checkState(0) == Qt::Checked)
-                    m_model.suites.emplace_back(path, false);
-                for (int child = 0; child < item->childCount(); ++child)
-                    take(item->child(child));
-            };
-            for (int top = 0; top < m_suites->topLevelItemCount(); ++top)
-                take(m_suites->topLevelItem(top));
+            std::vector<std::string> ticked;
+            for (QTreeWidgetItemIterator it(m_suites, QTreeWidgetItemIterator::Checked); *it; ++it)
+                ticked.push_back((*it)->data(0, kPathRole).toString().toStdString());
+            m_model.suites = ReportWizard::SuiteChoices(m_suiteList, ticked);
             break;
         }
         case WizardPage::Columns:

@@ -62,6 +62,18 @@ TEST_F(ReportWizardTest, ChecksEachPageBeforeMovingOn) {
     EXPECT_EQ(wizard.Report()->filename(), std::string(64, 'n') + ".vtl");
 }
 
+TEST(ReportWizardSuitesTest, WholeSuitesAreOneChoiceAndPartlyTickedOnesGoAlone) {
+    using Choices = std::vector<std::pair<std::string, bool>>;
+    // Sorted as the page lists them: "A B" falls between "A" and its sub-suites.
+    const std::vector<std::string> suites{"A", "A B", "A/B", "A/B/C", "A/D", "E", "E/F"};
+    EXPECT_EQ(ReportWizard::SuiteChoices(suites, suites),
+              (Choices{{"A", true}, {"A B", true}, {"E", true}}));
+    EXPECT_EQ(ReportWizard::SuiteChoices(suites, {"A", "A B", "A/B", "A/D", "E/F"}),
+              (Choices{{"A", false}, {"A B", true}, {"A/B", false}, {"A/D", true}, {"E/F", true}}));
+    EXPECT_EQ(ReportWizard::SuiteChoices(suites, {"A/B", "A/B/C"}), (Choices{{"A/B", true}}));
+    EXPECT_TRUE(ReportWizard::SuiteChoices(suites, {}).empty());
+}
+
 TEST_F(ReportWizardTest, TellsWhenGenerationFails) {
     AddCase("Login/A.vtl", {{"<test_status>", "Pass"}});
     // A missing report folder is made again; a file in its place can't be.
