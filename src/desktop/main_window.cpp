@@ -162,9 +162,8 @@ PageSource MainWindow::CurrentPageSource() {
     VantorelDatabase& database = m_shell.Database();
     if (!database.IsOpen())
         return {};
-    return {
-        database.Directory(), &m_shell.Custom(),
-        m_shell.Folders().program / "Templates" / m_shell.Configuration().Settings().templatePath};
+    return {database.Directory(), &m_shell.Custom(),
+            m_shell.Folders().StylesFolder() / m_shell.Configuration().Settings().templatePath};
 }
 
 void MainWindow::AfterDatabaseChange() {
@@ -371,7 +370,7 @@ void MainWindow::RunCommand(int command) {
             break;
         case Operation::DisplayStyle:
             if (RunDisplayStyleDialog(this, m_shell.Configuration(),
-                                      m_shell.Folders().program / "Templates", m_port)) {
+                                      m_shell.Folders().StylesFolder(), m_port)) {
                 m_page->SetSource(CurrentPageSource());
                 m_page->Reshow();
             }

@@ -183,7 +183,7 @@ void OpenWebExportDialog(MainWindow& window, UserPort& port) {
     Shell& shell = window.TheShell();
     WebExportModel::Setup setup;
     setup.projectFolder = selection.front().path;
-    setup.stylesRoot = shell.Folders().program / "Templates";
+    setup.stylesRoot = shell.Folders().StylesFolder();
     setup.preferredStyle = shell.Configuration().Settings().templatePath;
     setup.home = shell.Folders().documents.empty() ? fs::path(QDir::homePath().toStdString())
                                                    : shell.Folders().documents;
