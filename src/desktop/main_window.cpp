@@ -14,11 +14,13 @@
 #include "desktop/dialogs/settings_dialogs.h"
 #include "desktop/dialogs/shell_dialogs.h"
 #include "desktop/dialogs/web_export_dialog.h"
+#include "desktop/help/help_window.h"
 #include "desktop/reports/report_wizard_dialog.h"
 #include "desktop/tree/tree_actions.h"
 #include "filters/filter.h"
 #include "storage/identifiers.h"
 #include "storage/item_listing.h"
+#include "workspace/help.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
@@ -377,6 +379,9 @@ void MainWindow::RunCommand(int command) {
             break;
         case Operation::About:
             ShowAboutBox(this);
+            break;
+        case Operation::HelpOverview:
+            ShowHelp(*this, HelpPageOf(HelpSubject::Overview));
             break;
         default:
             break;

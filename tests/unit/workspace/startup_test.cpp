@@ -231,12 +231,15 @@ TEST(Commands, EveryMenuCommandRunsAnOperationAndRefusalsNameTheirReason) {
     EXPECT_EQ(OperationOf(40380), Operation::BulkUpdate);
     EXPECT_EQ(OperationOf(40259), OperationOf(40236));  // F5 and File / Refresh
     EXPECT_EQ(OperationOf(12345), Operation::None);
-    // A free program without a network leaves out licences, purchase and updates only.
+    // A free program without a network leaves out licences, purchase, the home page and
+    // updates only.
     int hidden = 0;
     for (const MenuCommand& command : MainMenu())
         hidden += !ShownInMenus(command.id);
-    EXPECT_EQ(hidden, 4);
+    EXPECT_EQ(hidden, 5);
     EXPECT_FALSE(ShownInMenus(ID_HELP_CHECK_UPDATES));
+    EXPECT_FALSE(ShownInMenus(ID_HELP_HOMEPAGE));
+    EXPECT_TRUE(ShownInMenus(ID_HELP_OVERVIEW));
     EXPECT_TRUE(ShownInMenus(ID_HELP_ABOUT));
 
     const CommandState none{};
