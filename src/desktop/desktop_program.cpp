@@ -24,6 +24,8 @@ int RunDesktop(int& argc, char** argv, const std::filesystem::path& databaseMark
     PrepareDesktopApplication();
     QApplication application(argc, argv);
     QApplication::setApplicationName("Vantorel");
+    // The installed desktop entry: the desktop finds the window's name and icon by it.
+    QGuiApplication::setDesktopFileName("org.vantorel.Vantorel");
     QApplication::setWindowIcon(QIcon(":/desktop/icons/vantorel.svg"));
     QtPort port;
     MainWindow window(port, FindShellFolders());
