@@ -5,7 +5,8 @@
 // the status report's largest status are listed beside it; the web export dialog exports the
 // project and asks whether to view it; last each kind of item dialog is opened, every page of
 // it pictured, and cancelled, and a misspelt word is typed into a test case's dialog and its
-// suggestions shown. Run under a real X server
+// suggestions shown; last the help window, from the Help menu and from a dialog's F1. Run under a
+// real X server
 // (Xvfb in scripts/screenshots), since the page view draws with the display's help.
 //
 // usage: vantorel_window_tour DATABASE OUTPUT_FOLDER
@@ -34,6 +35,7 @@
 
 #include "desktop/desktop_program.h"
 #include "desktop/dialogs/web_export_dialog.h"
+#include "desktop/help/help_window.h"
 #include "desktop/main_window.h"
 #include "desktop/qt_port.h"
 #include "desktop/reports/report_wizard_dialog.h"
@@ -189,6 +191,41 @@ bool TourWebExport(vantorel::MainWindow& window, const fs::path& project, const 
     if (ended.isEmpty() && !ended.wait(60000))
         return false;
     return QTest::qWaitFor([&] { return asked; }, 10000);
+}
+
+// The help window beside the main window once its page has loaded, pictured with the screen.
+bool GrabHelp(QWidget& owner, const QString& title, const fs::path& output, const char* picture) {
+    auto* help = owner.findChild<vantorel::HelpWindow*>();
+    if (!help || !QTest::qWaitFor([help, title] { return help->View().title() == title; }, 20000)) {
+        std::fprintf(stderr, "%s: the help page did not load\n", picture);
+        return false;
+    }
+    help->setGeometry(380, 40, 860, 720);
+    Settle(700);
+    const bool written = Grab(output, picture);
+    help->close();
+    return written;
+}
+
+// Help - Overview, then F1 in the customisation sheet.
+bool TourHelp(vantorel::MainWindow& window, const fs::path& output) {
+    window.RunCommand(vantorel::ID_HELP_OVERVIEW);
+    bool written = GrabHelp(window, "Overview", output, "help-overview.png");
+    QTimer poll;
+    poll.setInterval(50);
+    QObject::connect(&poll, &QTimer::timeout, [&] {
+        auto* sheet = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        if (!sheet)
+            return;
+        poll.stop();
+        sheet->move(20, 60);
+        QTest::keyClick(sheet, Qt::Key_F1);
+        written &= GrabHelp(*sheet, "Customising a database", output, "help-customisation.png");
+        sheet->reject();
+    });
+    poll.start();
+    window.RunCommand(vantorel::ID_SETTINGS_CUSTOMIZE);
+    return written;
 }
 
 }  // namespace
@@ -372,5 +409,6 @@ int main(int argc, char** argv) {
     });
     poll.start();
     window.RunCommand(vantorel::ID_EDIT_PROPERTIES);
+    failures += !TourHelp(window, output);
     return failures == 0 ? 0 : 1;
 }

@@ -141,7 +141,7 @@ int main(int argc, char** argv) {
         const std::time_t now = std::time(nullptr);
         struct tm local {};
         localtime_r(&now, &local);
-        return RunCommandLineWebExport(line, port, &charts, ProgramFolder() / "Templates",
+        return RunCommandLineWebExport(line, port, &charts, ProgramDataFolder() / "Templates",
                                        {local.tm_year + 1900, local.tm_mon + 1, local.tm_mday},
                                        interrupt.Token());
     }

@@ -62,6 +62,7 @@ bool CommandActions::Available(Operation operation) {
         case Operation::Options:
         case Operation::DisplayStyle:
         case Operation::About:
+        case Operation::HelpOverview:
         case Operation::ReportWizard:
         case Operation::Report:
         case Operation::ExportWeb:

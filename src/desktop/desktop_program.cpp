@@ -64,6 +64,8 @@ int RunDesktop(int& argc, char** argv, const std::filesystem::path& databaseMark
     QApplication application(argc, argv);
     ChooseWebViewRendering();
     QApplication::setApplicationName("Vantorel");
+    // The installed desktop entry: the desktop finds the window's name and icon by it.
+    QGuiApplication::setDesktopFileName("org.vantorel.Vantorel");
     QApplication::setWindowIcon(QIcon(":/desktop/icons/vantorel.svg"));
     QtPort port;
     MainWindow window(port, FindShellFolders());

@@ -14,11 +14,13 @@
 #include "desktop/dialogs/settings_dialogs.h"
 #include "desktop/dialogs/shell_dialogs.h"
 #include "desktop/dialogs/web_export_dialog.h"
+#include "desktop/help/help_window.h"
 #include "desktop/reports/report_wizard_dialog.h"
 #include "desktop/tree/tree_actions.h"
 #include "filters/filter.h"
 #include "storage/identifiers.h"
 #include "storage/item_listing.h"
+#include "workspace/help.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
@@ -162,9 +164,8 @@ PageSource MainWindow::CurrentPageSource() {
     VantorelDatabase& database = m_shell.Database();
     if (!database.IsOpen())
         return {};
-    return {
-        database.Directory(), &m_shell.Custom(),
-        m_shell.Folders().program / "Templates" / m_shell.Configuration().Settings().templatePath};
+    return {database.Directory(), &m_shell.Custom(),
+            m_shell.Folders().StylesFolder() / m_shell.Configuration().Settings().templatePath};
 }
 
 void MainWindow::AfterDatabaseChange() {
@@ -371,13 +372,16 @@ void MainWindow::RunCommand(int command) {
             break;
         case Operation::DisplayStyle:
             if (RunDisplayStyleDialog(this, m_shell.Configuration(),
-                                      m_shell.Folders().program / "Templates", m_port)) {
+                                      m_shell.Folders().StylesFolder(), m_port)) {
                 m_page->SetSource(CurrentPageSource());
                 m_page->Reshow();
             }
             break;
         case Operation::About:
             ShowAboutBox(this);
+            break;
+        case Operation::HelpOverview:
+            ShowHelp(*this, HelpPageOf(HelpSubject::Overview));
             break;
         default:
             break;

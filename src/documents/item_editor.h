@@ -54,6 +54,7 @@ struct ItemKind {
     std::size_t titleRow;         // the field a window title quotes
     std::string_view idPrefix;    // automatic identifiers of a folder without any
     ItemTexts texts;
+    std::string_view helpPage;  // the dialog's page of the help, "Test_Cases.htm"
 };
 
 // What every editor needs from its surroundings; tests replace the clock and the identity.
@@ -108,6 +109,7 @@ public:
     bool IsNew() const { return !m_path; }
     // The kind's field table: one control per row, in this order.
     std::span<const FieldDescriptor> Fields() const { return m_kind.fields; }
+    const ItemKind& Kind() const { return m_kind; }
     // The ID is typed for a new item, and for one opened with an ID over the limit.
     bool IdEditable() const { return m_idEditable; }
     const std::filesystem::path& Folder() const { return m_folder; }

@@ -80,8 +80,8 @@ static ItemTexts ProjectTestCaseTexts() {
 
 const ItemKind& PrjTestCaseKind() {
     static const ItemKind kind{
-        "<project_test_case>", PrjTestCaseFields(), "Project Test Case", 1, "TC",
-        ProjectTestCaseTexts()};
+        "<project_test_case>",  PrjTestCaseFields(),     "Project Test Case", 1, "TC",
+        ProjectTestCaseTexts(), "Project_Test_Cases.htm"};
     return kind;
 }
 

@@ -89,7 +89,8 @@ const ItemKind& TestCfgKind() {
                                "Test Configuration",
                                1,
                                "CFG",
-                               texts.Texts("Error: File already exists")};
+                               texts.Texts("Error: File already exists"),
+                               "test_configurations.htm"};
     return kind;
 }
 
@@ -101,7 +102,8 @@ const ItemKind& TestResourceKind() {
                                "Test Resource",
                                1,
                                "RES",
-                               texts.Texts("Error:File already exists")};
+                               texts.Texts("Error:File already exists"),
+                               "resources.htm"};
     return kind;
 }
 
@@ -109,7 +111,8 @@ const ItemKind& TesterKind() {
     static const ReferenceTexts texts({"Tester ID", "tester", "Tester ID"});
     static const ItemKind kind{"<tester>",         TesterFields(),
                                "Test Team Member", 1,
-                               "TESTER",           texts.Texts("Error: File already exists")};
+                               "TESTER",           texts.Texts("Error: File already exists"),
+                               "Testers.htm"};
     return kind;
 }
 

@@ -30,7 +30,8 @@ const ItemKind& TestCaseKind() {
                           "has been enabled for editing, please change the Test-ID to less than "
                           "%d characters.",
          .openIdTooLongCaption = "Test-ID field too long",
-         .asksBeforeDiscard = true}};
+         .asksBeforeDiscard = true},
+        "Test_Cases.htm"};
     return kind;
 }
 

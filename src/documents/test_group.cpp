@@ -52,8 +52,13 @@ bool GroupNameTaken(const std::filesystem::path& parent, std::string_view id) {
 }
 
 const ItemKind& TestGroupKind() {
-    static const ItemKind kind{"<test_suite>", TestSuiteFields(), "Test Group", 1, "",
-                               SuiteTexts()};
+    static const ItemKind kind{"<test_suite>",
+                               TestSuiteFields(),
+                               "Test Group",
+                               1,
+                               "",
+                               SuiteTexts(),
+                               "Projects_and_Test_Suites.htm"};
     return kind;
 }
 
@@ -84,7 +89,8 @@ const ItemKind& ProjectKind() {
                           "the project to less than %d characters.",
          .openIdTooLongCaption = "Project ID field too long",
          .openEnablesId = false,
-         .openFailure = "Unable to open file for editing.\n%s"}};
+         .openFailure = "Unable to open file for editing.\n%s"},
+        "Projects_and_Test_Suites.htm"};
     return kind;
 }
 

@@ -51,4 +51,16 @@ std::filesystem::path ProgramFolder() {
     return error ? std::filesystem::current_path() : self.parent_path();
 }
 
+std::filesystem::path ProgramDataFolderOf(const std::filesystem::path& program) {
+    std::error_code error;
+    // A build tree: the build copies the data beside the program.
+    if (std::filesystem::is_directory(program / "Templates", error))
+        return program;
+    return (program / VANTOREL_DATA_FROM_PROGRAM).lexically_normal();
+}
+
+std::filesystem::path ProgramDataFolder() {
+    return ProgramDataFolderOf(ProgramFolder());
+}
+
 }  // namespace vantorel

@@ -10,8 +10,14 @@ namespace vantorel {
 std::filesystem::path DataFolder();
 // Vantorel.cfg lives here.
 std::filesystem::path ConfigFolder();
-// The folder of the running executable; the display styles are found beside it.
+// The folder of the running executable.
 std::filesystem::path ProgramFolder();
+// The folder of the program's own data: the display styles ("Templates"), the sample database
+// ("SampleDB") and the help pages ("Help"). In a build tree they lie beside the program; an
+// installed program (<prefix>/bin) finds them in <prefix>/share/vantorel (the install's own
+// layout, fixed when the program is built).
+std::filesystem::path ProgramDataFolderOf(const std::filesystem::path& program);
+std::filesystem::path ProgramDataFolder();
 // The user's documents folder, where import and export dialogs start; empty when there is none.
 std::filesystem::path DocumentsFolder();
 // Working files of the program (the external editor's page); not kept between runs.

@@ -77,6 +77,8 @@ constexpr Accelerator kAccelerators[] = {
     {"Ctrl+A", ID_SELECT_ALL},
     {"F5", ID_REFRESH_KEY},
     {"Ctrl+P", ID_FILE_PRINT},
+    // A dialog's own F1 opens its page; the window's opens the overview.
+    {"F1", ID_HELP_OVERVIEW},
 };
 
 struct CommandOperation {
@@ -170,6 +172,7 @@ bool ShownInMenus(int command) {
     switch (command) {
         case ID_SETTINGS_WEB_LICENCE:
         case ID_SETTINGS_KEY:
+        case ID_HELP_HOMEPAGE:
         case ID_HELP_PURCHASE:
         case ID_HELP_CHECK_UPDATES:
             return false;

@@ -187,8 +187,9 @@ struct Accelerator {
 };
 std::span<const Accelerator> Accelerators();
 
-// False for the commands of licences, purchase and the online version check: this program is
-// free and works without a network, so its menus leave them out.
+// False for the commands of licences, purchase, the home page and the online version check: this
+// program is free and works without a network (its help is installed with it), so its menus
+// leave them out.
 bool ShownInMenus(int command);
 
 // The operation a command identifier runs, from any menu, accelerator or context menu.

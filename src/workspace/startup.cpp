@@ -15,22 +15,12 @@ namespace {
 
 constexpr char kStartup[] = "Startup";
 
-// The sample database that ships beside the program.
-fs::path ShippedSampleDatabase(const fs::path& program) {
-    for (const fs::path& candidate :
-         {program / "SampleDB", program.parent_path() / "share" / "vantorel" / "SampleDB"}) {
-        std::error_code error;
-        if (fs::is_directory(candidate, error))
-            return candidate;
-    }
-    return {};
-}
-
 }  // namespace
 
 ShellFolders FindShellFolders() {
     ShellFolders folders;
     folders.program = ProgramFolder();
+    folders.programData = ProgramDataFolderOf(folders.program);
     std::error_code error;
     folders.data = DataFolder();
     fs::create_directories(folders.data, error);
@@ -76,9 +66,9 @@ void Shell::CopySampleDatabaseOnFirstStart() {
     const fs::path target = m_folders.SampleDatabase();
     if (fs::exists(target, error))
         return;
-    const fs::path shipped = ShippedSampleDatabase(m_folders.program);
-    if (shipped.empty()) {
-        DebugLog::Write(kStartup, "No sample database beside the program\n");
+    const fs::path shipped = m_folders.ShippedSampleDatabase();
+    if (!fs::is_directory(shipped, error)) {
+        DebugLog::Write(kStartup, "No sample database in the program's data\n");
         return;
     }
     // Copied under a temporary name and renamed when whole, so a start that is cut short

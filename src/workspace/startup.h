@@ -20,16 +20,19 @@
 namespace vantorel {
 
 struct ShellFolders {
-    std::filesystem::path program;    // the executable's folder
-    std::filesystem::path data;       // debug log, error log, the sample database's copy
-    std::filesystem::path config;     // Vantorel.cfg
-    std::filesystem::path documents;  // where import and export dialogs start; may be empty
-    std::filesystem::path temp;       // the external editor's working file
+    std::filesystem::path program;      // the executable's folder
+    std::filesystem::path programData;  // display styles, sample database, help pages
+    std::filesystem::path data;         // debug log, error log, the sample database's copy
+    std::filesystem::path config;       // Vantorel.cfg
+    std::filesystem::path documents;    // where import and export dialogs start; may be empty
+    std::filesystem::path temp;         // the external editor's working file
 
     std::filesystem::path ErrorLog() const { return data / "error_log.txt"; }
     std::filesystem::path DebugLogFile() const { return data / "VantorelDebug.txt"; }
     std::filesystem::path EditorWorkFile() const { return temp / "tmpVantorelHtml.html"; }
     std::filesystem::path SampleDatabase() const { return data / "SampleDB"; }
+    std::filesystem::path ShippedSampleDatabase() const { return programData / "SampleDB"; }
+    std::filesystem::path StylesFolder() const { return programData / "Templates"; }
 };
 
 // The folders of this user on this computer; the data folder is made when missing and is the

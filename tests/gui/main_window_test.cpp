@@ -13,6 +13,7 @@
 #include <QTemporaryDir>
 #include <QTimer>
 
+#include "desktop/help/help_window.h"
 #include "gui_test.h"
 #include "window_fixture.h"
 
@@ -145,6 +146,11 @@ private slots:
                 case Operation::DisplayStyle:
                 case Operation::About:
                     QTRY_COMPARE(dialogs, dialogsBefore + 1);
+                    break;
+                case Operation::HelpOverview:
+                    // The help is a window of its own, not a dialog, and needs no database.
+                    QTRY_VERIFY(window.findChild<HelpWindow*>());
+                    QCOMPARE(open->port.notices.size(), notices);
                     break;
                 case Operation::CustomizeFields:
                     // The customisation's own editor says why it needs a database.

@@ -16,6 +16,7 @@ fs::path CopySampleDatabase(const fs::path& into) {
 ShellFolders FoldersBelow(const fs::path& root) {
     ShellFolders folders;
     folders.program = VANTOREL_PROGRAM_DIR;
+    folders.programData = VANTOREL_PROGRAM_DIR;
     folders.data = root / "data";
     folders.config = root / "config";
     folders.temp = root / "temp";

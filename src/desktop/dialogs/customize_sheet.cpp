@@ -17,7 +17,9 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "desktop/help/help_window.h"
 #include "desktop/widgets/field_widgets.h"
+#include "workspace/help.h"
 
 namespace vantorel {
 namespace {
@@ -120,6 +122,7 @@ CustomizeSheet::CustomizeSheet(std::unique_ptr<CustomizeEditor> editor, QWidget*
     connect(buttons, &QDialogButtonBox::accepted, this, &CustomizeSheet::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &CustomizeSheet::reject);
     layout->addWidget(buttons);
+    OfferHelp(*this, HelpPageOf(HelpSubject::Customize));
     resize(minimumSizeHint().width(), 460);
 }
 

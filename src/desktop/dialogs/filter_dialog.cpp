@@ -13,9 +13,11 @@
 #include <QVBoxLayout>
 #include <memory>
 
+#include "desktop/help/help_window.h"
 #include "desktop/widgets/field_widgets.h"
 #include "documents/custom_cfg.h"
 #include "storage/identifiers.h"
+#include "workspace/help.h"
 
 namespace vantorel {
 namespace {
@@ -80,6 +82,7 @@ FilterDialog::FilterDialog(std::unique_ptr<FilterEditor> editor, const CustomCfg
     connect(buttons, &QDialogButtonBox::accepted, this, &FilterDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &FilterDialog::reject);
     layout->addWidget(buttons);
+    OfferHelp(*this, HelpPageOf(HelpSubject::Filter));
 
     ShowSettings();
     resize(860, 600);

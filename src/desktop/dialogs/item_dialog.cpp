@@ -15,6 +15,7 @@
 #include <QVBoxLayout>
 
 #include "desktop/dialogs/text_tools.h"
+#include "desktop/help/help_window.h"
 #include "desktop/widgets/field_widgets.h"
 #include "documents/custom_cfg.h"
 #include "documents/external_links.h"
@@ -24,6 +25,7 @@
 #include "documents/reference_items.h"
 #include "documents/spelling.h"
 #include "workspace/config.h"
+#include "workspace/help.h"
 
 namespace vantorel {
 namespace {
@@ -112,6 +114,7 @@ ItemDialog::ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& cust
         resize(520, sizeHint().height());
     else
         resize(large ? 1100 : 840, large ? 660 : 440);
+    OfferHelp(*this, HelpPageOf(m_editor->Kind()));
     if (m_settings.autoSpellOnLoad)
         QMetaObject::invokeMethod(
             this, [this] { m_textTools->CheckSpelling(true); }, Qt::QueuedConnection);

@@ -12,8 +12,10 @@
 #include <QVBoxLayout>
 #include <vector>
 
+#include "desktop/help/help_window.h"
 #include "exchange/about.h"
 #include "exchange/export_web.h"
+#include "workspace/help.h"
 #include "workspace/options.h"
 
 namespace vantorel {
@@ -104,6 +106,7 @@ bool RunDisplayStyleDialog(QWidget* parent, Config& config, const std::filesyste
     QObject::connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
     QObject::connect(styles, &QListWidget::itemDoubleClicked, &dialog, &QDialog::accept);
     layout->addWidget(buttons);
+    OfferHelp(dialog, HelpPageOf(HelpSubject::DisplayStyle));
     if (dialog.exec() != QDialog::Accepted || styles->currentRow() < 0)
         return false;
     return ChooseDisplayStyle(offer->styles[static_cast<std::size_t>(styles->currentRow())],

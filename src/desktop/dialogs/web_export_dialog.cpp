@@ -15,7 +15,9 @@
 #include <QUrl>
 #include <QVBoxLayout>
 
+#include "desktop/help/help_window.h"
 #include "desktop/main_window.h"
+#include "workspace/help.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
@@ -96,6 +98,7 @@ WebExportDialog::WebExportDialog(UserPort& port, const CustomCfg& custom,
     layout->addWidget(m_busy);
     layout->addStretch(1);
     layout->addWidget(buttons);
+    OfferHelp(*this, HelpPageOf(HelpSubject::WebExport));
 
     m_model.OnProgress([this] {
         // One wake-up at a time: the window shows the latest text when it gets to it, so a
@@ -183,7 +186,7 @@ void OpenWebExportDialog(MainWindow& window, UserPort& port) {
     Shell& shell = window.TheShell();
     WebExportModel::Setup setup;
     setup.projectFolder = selection.front().path;
-    setup.stylesRoot = shell.Folders().program / "Templates";
+    setup.stylesRoot = shell.Folders().StylesFolder();
     setup.preferredStyle = shell.Configuration().Settings().templatePath;
     setup.home = shell.Folders().documents.empty() ? fs::path(QDir::homePath().toStdString())
                                                    : shell.Folders().documents;

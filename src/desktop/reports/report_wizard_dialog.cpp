@@ -15,7 +15,9 @@
 #include <map>
 #include <utility>
 
+#include "desktop/help/help_window.h"
 #include "reports/list_reports.h"
+#include "workspace/help.h"
 
 namespace vantorel {
 namespace {
@@ -62,6 +64,7 @@ ReportWizardDialog::ReportWizardDialog(const std::filesystem::path& databaseDir,
             Generate();
     });
     connect(this, &QWizard::currentIdChanged, this, &ReportWizardDialog::PageChanged);
+    OfferHelp(*this, HelpPageOf(HelpSubject::ReportWizard));
     BuildPages();
 
     // A project chosen in the tree and a report command of the menus: the wizard moves on as
@@ -325,7 +328,7 @@ void ReportWizardDialog::PageChanged(int id) {
         m_model.Back();
     // The last page's Next generates; it stands where the other pages have theirs.
     const bool last = id == IdOf(WizardPage::Generate);
-    setButtonLayout({QWizard::Stretch, QWizard::BackButton,
+    setButtonLayout({QWizard::HelpButton, QWizard::Stretch, QWizard::BackButton,
                      last ? QWizard::CustomButton1 : QWizard::NextButton, QWizard::FinishButton,
                      QWizard::CancelButton});
     button(QWizard::CustomButton1)->setEnabled(!m_written);

@@ -45,15 +45,16 @@ class StartupTest : public ::testing::Test {
 protected:
     StartupTest() {
         folders.program = dir / "bin";
+        folders.programData = dir / "share" / "vantorel";
         folders.data = dir / "data";
         folders.config = dir / "config";
         folders.temp = dir / "cache";
         fs::create_directories(folders.data);
-        // The sample database that ships beside the program.
+        // The sample database that ships with the program.
         for (const char* folder :
              {"Test Cases", "Projects", "Resources", "Test Configurations", "Testers", "Filters"})
-            fs::create_directories(folders.program / "SampleDB" / folder);
-        WriteFile(folders.program / "SampleDB" / "VantorelDatabase.vdb",
+            fs::create_directories(folders.ShippedSampleDatabase() / folder);
+        WriteFile(folders.ShippedSampleDatabase() / "VantorelDatabase.vdb",
                   EncodeVersionRecord({"V3.2", 1000}));
     }
     ~StartupTest() override { DebugLog::Stop(); }
@@ -189,7 +190,7 @@ TEST_F(StartupTest, ADatabaseWhoseFolderWentAwayIsClosedWithAMessage) {
 
 TEST_F(StartupTest, AReadOnlyDatabaseOpensForReadingSaysSoAndRefusesEdits) {
     const fs::path database = dir / "Shared";
-    fs::copy(folders.program / "SampleDB", database, fs::copy_options::recursive);
+    fs::copy(folders.ShippedSampleDatabase(), database, fs::copy_options::recursive);
     const fs::path testCase = database / "Test Cases" / "TC1.vtl";
     WriteFile(testCase, "<test_case><id>TC1</id></test_case>");
     // The superuser writes everywhere: the database is opened by an ordinary user who owns the
@@ -230,12 +231,15 @@ TEST(Commands, EveryMenuCommandRunsAnOperationAndRefusalsNameTheirReason) {
     EXPECT_EQ(OperationOf(40380), Operation::BulkUpdate);
     EXPECT_EQ(OperationOf(40259), OperationOf(40236));  // F5 and File / Refresh
     EXPECT_EQ(OperationOf(12345), Operation::None);
-    // A free program without a network leaves out licences, purchase and updates only.
+    // A free program without a network leaves out licences, purchase, the home page and
+    // updates only.
     int hidden = 0;
     for (const MenuCommand& command : MainMenu())
         hidden += !ShownInMenus(command.id);
-    EXPECT_EQ(hidden, 4);
+    EXPECT_EQ(hidden, 5);
     EXPECT_FALSE(ShownInMenus(ID_HELP_CHECK_UPDATES));
+    EXPECT_FALSE(ShownInMenus(ID_HELP_HOMEPAGE));
+    EXPECT_TRUE(ShownInMenus(ID_HELP_OVERVIEW));
     EXPECT_TRUE(ShownInMenus(ID_HELP_ABOUT));
 
     const CommandState none{};

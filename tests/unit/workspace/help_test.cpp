@@ -1,0 +1,109 @@
+#include "workspace/help.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <set>
+
+#include "documents/prj_test_case.h"
+#include "documents/reference_items.h"
+#include "documents/test_case.h"
+#include "documents/test_group.h"
+
+namespace vantorel::testing {
+namespace {
+namespace fs = std::filesystem;
+
+const fs::path kHelp = VANTOREL_HELP;
+
+std::string Text(const fs::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+std::vector<std::string> Hrefs(const std::string& html) {
+    static const std::regex href(R"re(href="([^"#]*))re");
+    std::vector<std::string> found;
+    for (auto it = std::sregex_iterator(html.begin(), html.end(), href);
+         it != std::sregex_iterator(); ++it)
+        found.push_back((*it)[1]);
+    return found;
+}
+
+TEST(HelpTest, EachWindowOpensThePageNamedForIt) {
+    EXPECT_EQ(HelpPageOf(HelpSubject::Overview), "overview.htm");
+    EXPECT_EQ(HelpPageOf(HelpSubject::Customize), "customisation.htm");
+    EXPECT_EQ(HelpPageOf(HelpSubject::ReportWizard), "Using_the_Report_Wizard.htm");
+    EXPECT_EQ(HelpPageOf(HelpSubject::WebExport), "Exporting_to_Web.htm");
+    EXPECT_EQ(HelpPageOf(HelpSubject::DisplayStyle), "Choosing_a_Display_Style.htm");
+    EXPECT_EQ(HelpPageOf(TestCaseKind()), "Test_Cases.htm");
+    EXPECT_EQ(HelpPageOf(ProjectKind()), "Projects_and_Test_Suites.htm");
+    EXPECT_EQ(HelpPageOf(PrjTestGroupKind()), "Projects_and_Test_Suites.htm");
+    EXPECT_EQ(HelpPageOf(TestCfgKind()), "test_configurations.htm");
+    EXPECT_EQ(HelpPageOf(TestResourceKind()), "resources.htm");
+    EXPECT_EQ(HelpPageOf(TesterKind()), "Testers.htm");
+    // A kind without a page of its own opens the overview rather than nothing.
+    const ItemKind unnamed{"<x>", {}, "X", 0, "", {}, {}};
+    EXPECT_EQ(HelpPageOf(unnamed), "overview.htm");
+}
+
+// Every page a window opens is shipped; the overview leads to every shipped page; no page links
+// to a page or sheet that isn't there.
+TEST(HelpTest, ThePagesAreShippedAndLinkedWhole) {
+    std::set<std::string> opened;
+    for (HelpSubject subject :
+         {HelpSubject::Overview, HelpSubject::Filter, HelpSubject::Customize,
+          HelpSubject::ReportWizard, HelpSubject::WebExport, HelpSubject::DisplayStyle})
+        opened.emplace(HelpPageOf(subject));
+    for (const ItemKind* kind :
+         {&TestCaseKind(), &PrjTestCaseKind(), &TestGroupKind(), &ProjectKind(), &TestCfgKind(),
+          &TestResourceKind(), &TesterKind()})
+        opened.emplace(HelpPageOf(*kind));
+    for (const std::string& page : opened)
+        EXPECT_TRUE(fs::is_regular_file(kHelp / page)) << page << " is not shipped";
+
+    std::set<std::string> shipped;
+    for (const fs::directory_entry& entry : fs::directory_iterator(kHelp))
+        shipped.insert(entry.path().filename().string());
+    std::set<std::string> reached{"overview.htm"};
+    std::vector<std::string> toRead{"overview.htm"};
+    while (!toRead.empty()) {
+        const std::string page = toRead.back();
+        toRead.pop_back();
+        const std::string html = Text(kHelp / page);
+        EXPECT_NE(html.find("<title>"), std::string::npos) << page;
+        for (const std::string& href : Hrefs(html)) {
+            if (href == "../Templates/default/style.css") {
+                EXPECT_TRUE(fs::exists(fs::path(VANTOREL_STYLES) / "default" / "style.css"));
+                continue;
+            }
+            EXPECT_TRUE(shipped.contains(href)) << page << " links to " << href;
+            if (shipped.contains(href) && reached.insert(href).second)
+                toRead.push_back(href);
+        }
+    }
+    EXPECT_EQ(reached, shipped);
+}
+
+TEST(HelpTest, TheWindowFollowsOnlyPagesOfTheHelpFolder) {
+    const fs::path folder = "/usr/share/vantorel/Help";
+    EXPECT_TRUE(FollowedInHelp(folder, "file", folder / "Filters.htm"));
+    EXPECT_TRUE(FollowedInHelp(folder / "", "file", folder / "x" / ".." / "Filters.htm"));
+    EXPECT_FALSE(FollowedInHelp(folder, "file", folder / ".." / "Templates" / "style.css"));
+    EXPECT_FALSE(FollowedInHelp(folder, "file", folder / ".." / "SampleDB" / "x.htm"));
+    EXPECT_FALSE(FollowedInHelp(folder, "file", "/etc/passwd"));
+    EXPECT_FALSE(FollowedInHelp(folder, "https", folder / "Filters.htm"));
+    EXPECT_FALSE(FollowedInHelp(folder, "vtpage", folder / "Filters.htm"));
+}
+
+TEST(HelpTest, AMissingPageSaysWhichAndWhere) {
+    const std::string page = MissingHelpPage("/opt/v&t/share/vantorel/Help/Filters.htm");
+    EXPECT_NE(page.find("\"Filters.htm\" is not installed in /opt/v&amp;t/share/vantorel/Help"),
+              std::string::npos)
+        << page;
+}
+
+}  // namespace
+}  // namespace vantorel::testing
