@@ -75,6 +75,10 @@ std::optional<JUnitImportReport> ImportJUnitResults(const JUnitImportRequest& re
 // The report as lines for a person: one a change, then the unmatched and locked ones.
 std::string JUnitReportText(const JUnitImportReport& report, bool dryRun);
 
+// Told when an import has ended: how many test cases were recorded, then the results that
+// matched none and the test cases open for editing (the first few of each).
+Notice JUnitImportDoneNotice(const JUnitImportReport& report);
+
 // The form an attribute's time takes as a duration: minutes rounded, at most 999:59.
 std::string DurationOfSeconds(double seconds);
 

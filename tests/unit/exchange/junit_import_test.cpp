@@ -249,5 +249,22 @@ TEST_F(JUnitImportTest, AFileThatIsNotJUnitIsRefusedWithTheParsersLineAndColumn)
                   "<testcase>. Nothing has been recorded.");
 }
 
+TEST(JUnitImportDoneTest, TheSummaryListsAFewUnmatchedAndLockedAndWarnsOfLockedOnes) {
+    JUnitImportReport report;
+    report.changes.resize(2);
+    EXPECT_EQ(JUnitImportDoneNotice(report),
+              (Notice{"JUnit results imported: 2 test cases recorded, 0 results unmatched, 0 "
+                      "test cases open for editing",
+                      "Import JUnit results", Icon::Information}));
+    for (int i = 0; i < 12; ++i)
+        report.unmatched.push_back("t" + std::to_string(i));
+    report.locked = {"LOG-1"};
+    const Notice notice = JUnitImportDoneNotice(report);
+    EXPECT_EQ(notice.icon, Icon::Warning);
+    EXPECT_NE(notice.text.find("\n\nUnmatched:\nt0\n"), std::string::npos);
+    EXPECT_NE(notice.text.find("\nt9\nand 2 more\n\nOpen for editing, not recorded:\nLOG-1"),
+              std::string::npos);
+    EXPECT_EQ(notice.text.find("t10"), std::string::npos);
+}
 }  // namespace
 }  // namespace vantorel::testing
