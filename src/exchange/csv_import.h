@@ -92,6 +92,9 @@ public:
     // The first rows as the file holds them, for a preview.
     std::vector<std::vector<std::string>> Preview(std::size_t rows = kCsvPreviewRows) const;
     std::size_t RowCount() const { return m_table.rows.size(); }
+    // The file's line a row begins on, as the refusals name it (a quoted line break makes a
+    // row span lines).
+    std::size_t LineOf(std::size_t row) const { return m_table.rows.at(row).line; }
     CsvTextEncoding Encoding() const { return m_table.encoding; }
     char Separator() const { return m_table.separator; }
 

@@ -13,6 +13,7 @@
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QStatusBar>
+#include <QTableWidget>
 #include <QTemporaryDir>
 #include <atomic>
 #include <condition_variable>
@@ -105,6 +106,10 @@ private slots:
         QCOMPARE(dialog->findChild<QLabel*>("csvFileInfo")->text(),
                  QString("UTF-8, separated by semicolons, 3 rows below the header"));
         QCOMPARE(dialog->findChild<QComboBox*>("csvField1")->currentText(), QString("Test Title"));
+        auto* preview = dialog->findChild<QTableWidget*>("csvPreview");
+        QCOMPARE(preview->rowCount(), 3);
+        QCOMPARE(preview->verticalHeaderItem(1)->text(), QString("3"));  // the row's line
+        QCOMPARE(preview->item(2, 1)->text(), QString("Second; with \"quotes\""));
         auto* refusals = dialog->findChild<QListWidget*>("csvRefusals");
         QCOMPARE(refusals->count(), 1);
         QCOMPARE(refusals->item(0)->text(),

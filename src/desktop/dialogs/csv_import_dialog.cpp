@@ -102,7 +102,8 @@ CsvImportDialog::CsvImportDialog(UserPort& port, const CustomCfg& custom, Exchan
     m_preview->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_preview->setWordWrap(false);
     m_preview->horizontalHeader()->setStretchLastSection(true);
-    auto* previewBox = new QGroupBox(QString("Preview of the first %1 rows").arg(kCsvPreviewRows));
+    auto* previewBox =
+        new QGroupBox(QString("Preview of the first %1 rows, by line").arg(kCsvPreviewRows));
     auto* previewLayout = new QVBoxLayout(previewBox);
     previewLayout->addWidget(m_preview);
 
@@ -132,11 +133,11 @@ CsvImportDialog::CsvImportDialog(UserPort& port, const CustomCfg& custom, Exchan
 
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(form);
-    layout->addWidget(mappingBox, 2);
+    layout->addWidget(mappingBox, 3);
     layout->addWidget(previewBox, 2);
-    layout->addWidget(checkBox, 1);
+    layout->addWidget(checkBox);
     layout->addWidget(buttons);
-    resize(760, 720);
+    resize(780, 780);
 }
 
 CsvImportDialog::~CsvImportDialog() {
@@ -233,6 +234,11 @@ void CsvImportDialog::Opened(std::shared_ptr<CsvImport> model) {
         headers << QString::fromStdString(caption);
     m_preview->setHorizontalHeaderLabels(headers);
     m_preview->setRowCount(static_cast<int>(preview.size()));
+    // Rows are labelled with their line in the file, as the refusals name them.
+    QStringList lines;
+    for (std::size_t row = 0; row < preview.size(); ++row)
+        lines << QString::number(m_model->LineOf(row));
+    m_preview->setVerticalHeaderLabels(lines);
     for (std::size_t row = 0; row < preview.size(); ++row)
         for (std::size_t column = 0; column < preview[row].size(); ++column) {
             const QString cell = QString::fromStdString(preview[row][column]);

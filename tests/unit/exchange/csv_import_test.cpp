@@ -102,6 +102,7 @@ TEST_F(CsvImportTest, ColumnsAreMatchedByCaptionAndTheChoiceIsKeptForTheDatabase
     EXPECT_EQ(caption(4), "Expected Test Duration (HHH:MM)");
     EXPECT_EQ(import->Preview(),
               (std::vector<std::vector<std::string>>{{"T", "A1", "High", "red", "1:5"}}));
+    EXPECT_EQ(import->LineOf(0), 2u);
 
     // Colour goes to the requirement; the title's column is left out.
     const auto requirement =
@@ -170,9 +171,8 @@ TEST(CsvCheckTest, TheSummaryCountsRefusedRowsAndTheGoodRowsOnlyNeedSomeGoodRow)
     EXPECT_FALSE(CsvImportAllowed(lineThreeTwice, 1, true));
     CsvImportOutcome outcome;
     outcome.written = 3;
-    EXPECT_EQ(CsvImportDoneNotice(outcome, 4),
-              (Notice{"CSV import completed: 3 of 4 rows imported", "Import from CSV",
-                      Icon::Information}));
+    EXPECT_EQ(CsvImportDoneNotice(outcome, 4), (Notice{"CSV import completed: 3 of 4 rows imported",
+                                                       "Import from CSV", Icon::Information}));
 }
 
 TEST_F(CsvImportTest, ExportThenImportIntoAnEmptySuiteGivesTheSameDocuments) {
