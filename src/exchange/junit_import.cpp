@@ -260,6 +260,7 @@ std::optional<JUnitImportReport> ImportJUnitResults(const JUnitImportRequest& re
     // Match, keeping the test cases in the order their first result comes.
     const std::vector<ProjectCase> cases = ListProjectCases(request.projectFolder);
     JUnitImportReport report;
+    report.importedBefore = record.previous;
     std::vector<Execution> executions;
     std::map<const ProjectCase*, std::size_t> executionOf;
     for (const JUnitResult& result : results) {
@@ -404,6 +405,9 @@ std::string JUnitReportText(const JUnitImportReport& report, bool dryRun) {
         text += "unmatched: " + unmatched + "\n";
     for (const std::string& locked : report.locked)
         text += "open for editing, skipped: " + locked + "\n";
+    if (report.importedBefore)
+        text += "this file was imported into the project before, on " + *report.importedBefore +
+                ": importing it again counts every attempt in it a second time\n";
     return text;
 }
 

@@ -63,7 +63,10 @@ struct JUnitImportReport {
     std::vector<JUnitChange> changes;
     std::vector<std::string> unmatched;  // "class.name (line 12)"
     std::vector<std::string> locked;     // IDs of test cases open for editing
-    bool complete = true;                // false when a stop or a failed save ended it early
+    // When the same file was imported into the project before: when ("20261124 at ..."), so
+    // a dry run can warn that its attempts would count twice.
+    std::optional<std::string> importedBefore;
+    bool complete = true;  // false when a stop or a failed save ended it early
 };
 
 // The whole import; none after telling the user why nothing was recorded (a file that is not

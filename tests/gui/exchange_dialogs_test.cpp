@@ -238,6 +238,9 @@ private slots:
         dialog->SetFile(results);
         dialog->DryRun();
         QTRY_COMPARE(ranAgain.count(), 1);
+        QVERIFY(dialog->findChild<QPlainTextEdit*>("junitReport")
+                    ->toPlainText()
+                    .contains("this file was imported into the project before, on "));
         dialog->Import();
         QTRY_VERIFY(!window.Jobs().Running());
         QCOMPARE(open->port.questions.back().caption, std::string("Results already imported"));

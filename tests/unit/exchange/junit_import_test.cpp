@@ -170,10 +170,21 @@ TEST_F(JUnitImportTest, TheSameFileAgainIsAskedAboutAndADryRunWritesNothing) {
     EXPECT_EQ(report->changes[1].attempts, 1);
     EXPECT_EQ(ReadFile(cases / "Cart" / "TC002.vtl"), before);
     EXPECT_FALSE(fs::exists(project / "junit_imports.dat"));
+    EXPECT_FALSE(report->importedBefore);
 
     request.dryRun = false;
     ASSERT_TRUE(ImportJUnitResults(request, Context()));
     EXPECT_TRUE(port.questions.empty());
+    // A dry run of the same file warns, and asks nothing.
+    request.dryRun = true;
+    report = ImportJUnitResults(request, Context());
+    ASSERT_TRUE(report && report->importedBefore);
+    EXPECT_TRUE(port.questions.empty());
+    EXPECT_NE(JUnitReportText(*report, true)
+                  .find("this file was imported into the project before, on " +
+                        *report->importedBefore + ": importing it again counts every attempt"),
+              std::string::npos);
+    request.dryRun = false;
     port.ScriptAnswers({false, true});
     EXPECT_FALSE(ImportJUnitResults(request, Context()));
     ASSERT_EQ(port.questions.size(), 1u);
