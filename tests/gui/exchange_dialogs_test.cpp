@@ -2,7 +2,7 @@
 // into a library suite with its refusals listed and the good rows taken only when chosen; the
 // mapping kept for the database and changed in the dialog; JUnit results shown by a dry run,
 // then recorded; a project exported to CSV; the status bar's Cancel stopping a running export;
-// and a selection that fits no import refused.
+// and each command's target taken from the selection, or the selection refused.
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -156,10 +156,19 @@ private slots:
         dialog->reject();
     }
 
-    void ASelectionThatTakesNoTestCasesIsRefused() {
+    void EachCommandTakesItsTargetFromTheSelectionOrRefusesIt() {
         QTemporaryDir root;
         auto open = gui_test::OpenSampleWindow(root.path().toStdString());
         MainWindow& window = *open->window;
+        auto* projectImport = RunDialogCommand<CsvImportDialog>(
+            window, open->database / "Projects" / kProject, ID_FILE_IMPORT_PTC);
+        QVERIFY(projectImport);
+        QCOMPARE(projectImport->windowTitle(), QString("Import Project Test Cases from CSV"));
+        QCOMPARE(projectImport->findChild<QLabel*>("csvInto")->text(),
+                 QString("Projects/Release 2.0/Project Test Cases"));
+        projectImport->reject();
+        QTRY_VERIFY(!window.findChild<CsvImportDialog*>());
+
         window.SelectPath(open->database / "Testers");
         window.RunCommand(ID_FILE_IMPORT_TC);
         QCOMPARE(open->port.notices.back().caption, std::string("No test suite selected"));
