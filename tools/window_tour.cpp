@@ -15,6 +15,7 @@
 #include <QAbstractItemView>
 #include <QApplication>
 #include <QDialog>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPrinter>
@@ -22,6 +23,7 @@
 #include <QRadioButton>
 #include <QScreen>
 #include <QSignalSpy>
+#include <QStatusBar>
 #include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTest>
@@ -38,6 +40,7 @@
 #include "desktop/dialogs/csv_import_dialog.h"
 #include "desktop/dialogs/junit_import_dialog.h"
 #include "desktop/dialogs/web_export_dialog.h"
+#include "desktop/exchange_jobs.h"
 #include "desktop/main_window.h"
 #include "desktop/qt_port.h"
 #include "desktop/reports/report_wizard_dialog.h"
@@ -207,6 +210,13 @@ bool GrabDialog(QWidget& dialog, const fs::path& output, const char* picture) {
     return true;
 }
 
+// Closes dialog and deletes it now: the tour runs no event loop of its own that would, so the
+// next findChild finds the next dialog.
+void Dispose(QDialog* dialog) {
+    dialog->reject();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
 // The import and export dialogs of the File menu, each pictured with something to show: a
 // CSV file with a refused row read into the import dialog, a dry run of JUnit results, the
 // export of the project. Nothing is imported or exported.
@@ -232,7 +242,7 @@ bool TourExchange(vantorel::MainWindow& window, const fs::path& database, const 
         QSignalSpy checked(dialog, &vantorel::CsvImportDialog::checkEnded);
         dialog->Read(csv);
         pictured &= checked.wait(20000) && GrabDialog(*dialog, output, "dialog-csv-import.png");
-        dialog->reject();
+        Dispose(dialog);
     } else {
         pictured = false;
     }
@@ -259,7 +269,43 @@ bool TourExchange(vantorel::MainWindow& window, const fs::path& database, const 
         dialog->SetFile(results);
         dialog->DryRun();
         pictured &= ran.wait(20000) && GrabDialog(*dialog, output, "dialog-junit-import.png");
-        dialog->reject();
+        Dispose(dialog);
+    } else {
+        pictured = false;
+    }
+
+    // A long import running: the status bar's counter and Cancel, then what a cancel says.
+    const fs::path many = folder / "many cases.csv";
+    out = std::fopen(many.c_str(), "wb");
+    std::fputs("Test Title;Priority\r\n", out);
+    for (int row = 1; row <= 5000; ++row)
+        std::fprintf(out, "Imported case %d;Low\r\n", row);
+    std::fclose(out);
+    window.SelectPath(database / "Test Cases" / "Login");
+    window.RunCommand(vantorel::ID_FILE_IMPORT_TC);
+    if (auto* dialog = window.findChild<vantorel::CsvImportDialog*>()) {
+        QSignalSpy checked(dialog, &vantorel::CsvImportDialog::checkEnded);
+        dialog->Read(many);
+        pictured &= checked.wait(30000);
+        dialog->Import();
+        auto* progress = window.findChild<QLabel*>("progress");
+        pictured &= QTest::qWaitFor([&] { return !progress->text().isEmpty(); }, 20000);
+        Settle(500);
+        pictured &= Grab(output, "window-import-running.png");
+        QTimer poll;
+        poll.setInterval(50);
+        QObject::connect(&poll, &QTimer::timeout, [&] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (!box)
+                return;
+            poll.stop();
+            pictured &= GrabDialog(*box, output, "dialog-import-cancelled.png");
+            box->accept();
+        });
+        poll.start();
+        window.statusBar()->findChild<QPushButton*>("cancelExchange")->click();
+        pictured &= QTest::qWaitFor([&] { return !window.Jobs().Running(); }, 30000);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     } else {
         pictured = false;
     }
@@ -268,7 +314,7 @@ bool TourExchange(vantorel::MainWindow& window, const fs::path& database, const 
     window.RunCommand(vantorel::ID_FILE_EXPORT_PRJ_CSV);
     if (auto* dialog = window.findChild<vantorel::CsvExportDialog*>()) {
         pictured &= GrabDialog(*dialog, output, "dialog-csv-export.png");
-        dialog->reject();
+        Dispose(dialog);
     } else {
         pictured = false;
     }
