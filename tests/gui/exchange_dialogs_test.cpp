@@ -35,8 +35,8 @@ namespace {
 
 constexpr char kProject[] = "Release 2.0";
 
-// Holds the first progress report of a job until the test lets it go, so that the test's
-// Cancel comes while the job runs.
+// Once told to hold, keeps a job's next progress report waiting until the test lets it go, so
+// that the test's Cancel (or the window's close) comes while the job runs.
 class GatedPort : public RecordingPort {
 public:
     void progress(int processed, int total) override {
@@ -46,6 +46,18 @@ public:
         std::unique_lock lock(m_mutex);
         held = true;
         m_opened.wait(lock, [this] { return m_open; });
+    }
+    // The window waits for the job to end: the job goes on, as a worker waiting for the user
+    // would.
+    void SetWorkersReleased(bool released) override {
+        if (released)
+            Open();
+    }
+    // The next progress report of a job waits until Open.
+    void Hold() {
+        std::lock_guard lock(m_mutex);
+        m_open = false;
+        armed = true;
     }
     void Open() {
         {
@@ -60,7 +72,7 @@ public:
 private:
     std::mutex m_mutex;
     std::condition_variable m_opened;
-    bool m_open = false;
+    bool m_open = true;
 };
 
 template <typename Dialog>
@@ -303,7 +315,7 @@ private slots:
         const fs::path target = fs::path(root.path().toStdString()) / "library.csv";
         dialog->findChild<QLineEdit*>("csvDestination")
             ->setText(QString::fromStdString(target.string()));
-        port.armed = true;
+        port.Hold();
         dialog->findChild<QPushButton*>("csvExportStart")->click();
         QTRY_VERIFY(port.held);
         auto* cancel = window.statusBar()->findChild<QPushButton*>("cancelExchange");
@@ -318,6 +330,39 @@ private slots:
         QCOMPARE(port.notices.back().text,
                  std::string("The export to CSV was cancelled, nothing has been exported"));
         QVERIFY(!fs::exists(target));
+    }
+
+    void ClosingTheWindowStopsARunningImportBetweenDocuments() {
+        QTemporaryDir root;
+        GatedPort port;
+        const fs::path database = gui_test::CopySampleDatabase(root.path().toStdString());
+        MainWindow window(port, gui_test::FoldersBelow(root.path().toStdString()));
+        window.TheShell().Start({}, true);
+        window.show();
+        window.TheShell().OpenDatabase(database);
+        const fs::path suite = database / "Test Cases" / "Login";
+        const fs::path file = fs::path(root.path().toStdString()) / "many.csv";
+        std::string rows = "Test Title\r\n";
+        for (int row = 0; row < 50; ++row)
+            rows += "Case " + std::to_string(row) + "\r\n";
+        WriteFile(file, rows);
+        auto* dialog = RunDialogCommand<CsvImportDialog>(window, suite, ID_FILE_IMPORT_TC);
+        QVERIFY(dialog);
+        QSignalSpy checked(dialog, &CsvImportDialog::checkEnded);
+        dialog->Read(file);
+        QTRY_COMPARE(checked.count(), 1);
+        const auto documents = [&suite] {
+            return std::distance(fs::directory_iterator(suite), fs::directory_iterator());
+        };
+        const auto before = documents();
+        port.Hold();
+        dialog->Import();
+        QTRY_VERIFY(port.held);
+        window.close();
+        QVERIFY(!window.Jobs().Running());
+        QCOMPARE(port.notices.back().text,
+                 std::string("The import from CSV was cancelled after 1 test case; it is whole"));
+        QCOMPARE(documents(), before + 1);
     }
 };
 
