@@ -3,7 +3,8 @@
 // is saved as a PNG after each page has loaded; then the report wizard makes a report of each
 // kind, and each is pictured in the report window and printed to a PDF file; the test cases of
 // the status report's largest status are listed beside it; the web export dialog exports the
-// project and asks whether to view it; last each kind of item dialog is opened, every page of
+// project and asks whether to view it; the CSV import, JUnit results import and CSV export
+// dialogs are shown with a file read; last each kind of item dialog is opened, every page of
 // it pictured, and cancelled, and a misspelt word is typed into a test case's dialog and its
 // suggestions shown; last the help window, from the Help menu and from a dialog's F1. Run under a
 // real X server
@@ -15,6 +16,7 @@
 #include <QAbstractItemView>
 #include <QApplication>
 #include <QDialog>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPrinter>
@@ -22,6 +24,7 @@
 #include <QRadioButton>
 #include <QScreen>
 #include <QSignalSpy>
+#include <QStatusBar>
 #include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTest>
@@ -34,7 +37,11 @@
 #include <filesystem>
 
 #include "desktop/desktop_program.h"
+#include "desktop/dialogs/csv_export_dialog.h"
+#include "desktop/dialogs/csv_import_dialog.h"
+#include "desktop/dialogs/junit_import_dialog.h"
 #include "desktop/dialogs/web_export_dialog.h"
+#include "desktop/exchange_jobs.h"
 #include "desktop/help/help_window.h"
 #include "desktop/main_window.h"
 #include "desktop/qt_port.h"
@@ -228,6 +235,129 @@ bool TourHelp(vantorel::MainWindow& window, const fs::path& output) {
     return written;
 }
 
+// Saves what dialog shows as picture in output; false when it could not be written.
+bool GrabDialog(QWidget& dialog, const fs::path& output, const char* picture) {
+    Settle(300);
+    const fs::path file = output / picture;
+    if (!dialog.grab().save(QString::fromStdString(file.string()))) {
+        std::fprintf(stderr, "%s: not written\n", file.c_str());
+        return false;
+    }
+    std::printf("%s\n", file.c_str());
+    return true;
+}
+
+// Closes dialog and deletes it now: the tour runs no event loop of its own that would, so the
+// next findChild finds the next dialog.
+void Dispose(QDialog* dialog) {
+    dialog->reject();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+// The import and export dialogs of the File menu, each pictured with something to show: a
+// CSV file with a refused row read into the import dialog, a dry run of JUnit results, the
+// export of the project. Nothing is imported or exported.
+bool TourExchange(vantorel::MainWindow& window, const fs::path& database, const fs::path& output) {
+    const QTemporaryDir files;
+    const fs::path folder = files.path().toStdString();
+    const fs::path project = database / "Projects" / "Release 2.0";
+    bool pictured = true;
+
+    const fs::path csv = folder / "login cases.csv";
+    std::FILE* out = std::fopen(csv.c_str(), "wb");
+    std::fputs(
+        "ID;Test Title;Test Type;Priority;Test Description\r\n"
+        "LOG-010;Sign in with a \xC3\xA9 in the name;;High;\"Open the page.\nSign in.\"\r\n"
+        "LOG-001;Sign in again;;Low;Repeat\r\n"
+        "LOG-011;Sign out;Nightly;Medium;\"Press \"\"Sign out\"\"\"\r\n"
+        "LOG-012;Remember me;;Low;\r\n",
+        out);
+    std::fclose(out);
+    window.SelectPath(database / "Test Cases" / "Login");
+    window.RunCommand(vantorel::ID_FILE_IMPORT_TC);
+    if (auto* dialog = window.findChild<vantorel::CsvImportDialog*>()) {
+        QSignalSpy checked(dialog, &vantorel::CsvImportDialog::checkEnded);
+        dialog->Read(csv);
+        pictured &= checked.wait(20000) && GrabDialog(*dialog, output, "dialog-csv-import.png");
+        Dispose(dialog);
+    } else {
+        pictured = false;
+    }
+
+    const fs::path results = folder / "results.xml";
+    out = std::fopen(results.c_str(), "wb");
+    std::fputs(
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n"
+        "<testsuite name=\"login\" timestamp=\"2026-11-24T10:00:00\">\n"
+        "<testcase classname=\"login\" name=\"test_LOG_001_signs_in\" time=\"90\"/>\n"
+        "<testcase classname=\"login\" name=\"test_LOG_002_bad_password\" time=\"30\">"
+        "<failure message=\"no error shown\">trace</failure></testcase>\n"
+        "<testcase classname=\"cart\" name=\"test_CART_001_add\" time=\"12\">"
+        "<skipped/></testcase>\n"
+        "<testcase classname=\"other\" name=\"test_unknown\" time=\"1\"/>\n"
+        "</testsuite>\n</testsuites>\n",
+        out);
+    std::fclose(out);
+    window.SelectPath(project);
+    window.RunCommand(vantorel::ID_FILE_IMPORT_JUNIT);
+    if (auto* dialog = window.findChild<vantorel::JUnitImportDialog*>()) {
+        pictured &= GrabDialog(*dialog, output, "dialog-junit-import-empty.png");
+        QSignalSpy ran(dialog, &vantorel::JUnitImportDialog::dryRunEnded);
+        dialog->SetFile(results);
+        dialog->DryRun();
+        pictured &= ran.wait(20000) && GrabDialog(*dialog, output, "dialog-junit-import.png");
+        Dispose(dialog);
+    } else {
+        pictured = false;
+    }
+
+    // A long import running: the status bar's counter and Cancel, then what a cancel says.
+    const fs::path many = folder / "many cases.csv";
+    out = std::fopen(many.c_str(), "wb");
+    std::fputs("Test Title;Priority\r\n", out);
+    for (int row = 1; row <= 5000; ++row)
+        std::fprintf(out, "Imported case %d;Low\r\n", row);
+    std::fclose(out);
+    window.SelectPath(database / "Test Cases" / "Login");
+    window.RunCommand(vantorel::ID_FILE_IMPORT_TC);
+    if (auto* dialog = window.findChild<vantorel::CsvImportDialog*>()) {
+        QSignalSpy checked(dialog, &vantorel::CsvImportDialog::checkEnded);
+        dialog->Read(many);
+        pictured &= checked.wait(30000);
+        dialog->Import();
+        auto* progress = window.findChild<QLabel*>("progress");
+        pictured &= QTest::qWaitFor([&] { return !progress->text().isEmpty(); }, 20000);
+        Settle(500);
+        pictured &= Grab(output, "window-import-running.png");
+        QTimer poll;
+        poll.setInterval(50);
+        QObject::connect(&poll, &QTimer::timeout, [&] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (!box)
+                return;
+            poll.stop();
+            pictured &= GrabDialog(*box, output, "dialog-import-cancelled.png");
+            box->accept();
+        });
+        poll.start();
+        window.statusBar()->findChild<QPushButton*>("cancelExchange")->click();
+        pictured &= QTest::qWaitFor([&] { return !window.Jobs().Running(); }, 30000);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    } else {
+        pictured = false;
+    }
+
+    window.SelectPath(project / "Project Test Cases" / "Login");
+    window.RunCommand(vantorel::ID_FILE_EXPORT_PRJ_CSV);
+    if (auto* dialog = window.findChild<vantorel::CsvExportDialog*>()) {
+        pictured &= GrabDialog(*dialog, output, "dialog-csv-export.png");
+        Dispose(dialog);
+    } else {
+        pictured = false;
+    }
+    return pictured;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -299,6 +429,7 @@ int main(int argc, char** argv) {
                                      "Status Reports" / "Tour status.vtl",
                                  output);
     failures += !TourWebExport(window, database / "Projects" / "Release 2.0", output);
+    failures += !TourExchange(window, database, output);
 
     struct DialogStop {
         const char* picture;  // without ".png"; each page of a sheet adds its number

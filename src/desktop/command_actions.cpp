@@ -66,6 +66,12 @@ bool CommandActions::Available(Operation operation) {
         case Operation::ReportWizard:
         case Operation::Report:
         case Operation::ExportWeb:
+        case Operation::ImportTestCases:
+        case Operation::ImportProjectTestCases:
+        case Operation::ImportJUnitResults:
+        case Operation::ExportTestCasesCsv:
+        case Operation::ExportProjectTestCasesCsv:
+        case Operation::ExportTestListReportCsv:
             return true;
         default:
             return ItemDialogs::Handles(operation) || FilterDialogs::Handles(operation);

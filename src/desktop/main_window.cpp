@@ -2,24 +2,30 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QDir>
 #include <QHeaderView>
 #include <QPrintDialog>
 #include <QPrinter>
 #include <QStatusBar>
 #include <QToolBar>
 
+#include "desktop/dialogs/csv_export_dialog.h"
+#include "desktop/dialogs/csv_import_dialog.h"
 #include "desktop/dialogs/customize_sheet.h"
 #include "desktop/dialogs/filter_dialogs.h"
 #include "desktop/dialogs/item_dialogs.h"
+#include "desktop/dialogs/junit_import_dialog.h"
 #include "desktop/dialogs/settings_dialogs.h"
 #include "desktop/dialogs/shell_dialogs.h"
 #include "desktop/dialogs/web_export_dialog.h"
+#include "desktop/exchange_jobs.h"
 #include "desktop/help/help_window.h"
 #include "desktop/reports/report_wizard_dialog.h"
 #include "desktop/tree/tree_actions.h"
 #include "filters/filter.h"
 #include "storage/identifiers.h"
 #include "storage/item_listing.h"
+#include "workspace/exchange_targets.h"
 #include "workspace/help.h"
 
 namespace vantorel {
@@ -83,6 +89,9 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, QWidget* parent)
     // Three parts: a quarter of the width for the state, the current user up to three fifths,
     // the progress counter the rest.
     m_statusText = new QLabel("Ready");
+    m_importFolder = m_shell.Folders().documents.empty() ? fs::path(QDir::homePath().toStdString())
+                                                         : m_shell.Folders().documents;
+    m_exportFolder = m_importFolder;
     m_userText = new QLabel;
     m_userText->setObjectName("currentUser");
     m_progressText = new QLabel;
@@ -91,6 +100,7 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, QWidget* parent)
     statusBar()->addWidget(m_userText, 35);
     statusBar()->addWidget(m_progressText, 40);
 
+    m_jobs = std::make_unique<ExchangeJobs>(*statusBar(), port);
     m_itemDialogs = new ItemDialogs(*this, port);
     m_filterDialogs = new FilterDialogs(*this, port);
     m_treeActions = std::make_unique<TreeActions>(*this, port);
@@ -141,6 +151,7 @@ void MainWindow::SaveWindowState() {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
+    m_jobs->StopAndWait();
     m_treeActions->StopTransfer();
     SaveWindowState();
     event->accept();
@@ -151,7 +162,9 @@ void MainWindow::SetCaption(const std::string& title) {
 }
 
 void MainWindow::RebuildTree() {
-    // Whatever the database changed to, a copy or move into the old one ends here.
+    // Whatever the database changed to, a copy, move, import or export into the old one ends
+    // here.
+    m_jobs->StopAndWait();
     m_treeActions->StopTransfer();
     VantorelDatabase& database = m_shell.Database();
     const bool open = database.IsOpen();
@@ -282,6 +295,8 @@ CommandState MainWindow::State() const {
     }
     for (const TreeNode& node : selection)
         state.testersSelected += node.kind == TV_TESTER_DOC;
+    state.insideProject = state.databaseOpen && !selection.empty() &&
+                          ProjectOf(database.Directory(), selection.front().path).has_value();
     return state;
 }
 
@@ -356,6 +371,18 @@ void MainWindow::RunCommand(int command) {
         case Operation::ExportWeb:
             OpenWebExportDialog(*this, m_port);
             break;
+        case Operation::ImportTestCases:
+        case Operation::ImportProjectTestCases:
+            OpenCsvImportDialog(*this, m_port, operation);
+            break;
+        case Operation::ImportJUnitResults:
+            OpenJUnitImportDialog(*this, m_port);
+            break;
+        case Operation::ExportTestCasesCsv:
+        case Operation::ExportProjectTestCasesCsv:
+        case Operation::ExportTestListReportCsv:
+            OpenCsvExportDialog(*this, m_port, operation);
+            break;
         case Operation::ClearFilter:
             m_commands->ChooseFilter({});
             break;
@@ -406,6 +433,23 @@ void MainWindow::RefreshAll() {
     AfterDatabaseChange();
     if (current)
         SelectPath(current->path);
+    ShowSelected();
+}
+
+void MainWindow::RefreshBelow(const fs::path& folder) {
+    if (!m_shell.Database().IsOpen())
+        return;
+    std::vector<fs::path> folders{folder};
+    for (std::size_t next = 0; next < folders.size(); ++next) {
+        m_model.RefreshFolder(folders[next]);
+        const QModelIndex index = m_model.IndexOf(folders[next]);
+        for (int row = 0; row < m_model.rowCount(index); ++row) {
+            const QModelIndex child = m_model.index(row, 0, index);
+            if (m_model.rowCount(child) > 0)
+                folders.push_back(m_model.NodeAt(child)->path);
+        }
+    }
+    m_tree->expand(m_model.IndexOf(folder));
     ShowSelected();
 }
 

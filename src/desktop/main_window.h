@@ -21,6 +21,7 @@
 
 namespace vantorel {
 
+class ExchangeJobs;
 class FilterDialogs;
 class ItemDialogs;
 class TreeActions;
@@ -43,6 +44,14 @@ public:
     // item has a dialog.
     bool CanRun(int command) const;
     TreeActions& Actions() { return *m_treeActions; }
+    // The imports and exports running after their dialogs closed.
+    ExchangeJobs& Jobs() { return *m_jobs; }
+    // Where the import and the export file choosers start: the user's documents folder, then
+    // the folder of the last file chosen, each kept apart.
+    std::filesystem::path& ImportFolder() { return m_importFolder; }
+    std::filesystem::path& ExportFolder() { return m_exportFolder; }
+    // Reads again folder and every folder below it the tree has shown, then the page shown.
+    void RefreshBelow(const std::filesystem::path& folder);
 
     // Runs a command of a menu, accelerator, toolbar button or context menu: its operation,
     // or the message that refuses it.
@@ -102,9 +111,11 @@ private:
     QLabel* m_userText;
     QLabel* m_progressText;
     bool m_shown = false;
+    std::filesystem::path m_importFolder, m_exportFolder;
     ItemDialogs* m_itemDialogs;
     FilterDialogs* m_filterDialogs;
-    // Last, so it ends (and stops its transfer) while the tree and the shell still stand.
+    // Last, so they end (and stop their workers) while the tree and the shell still stand.
+    std::unique_ptr<ExchangeJobs> m_jobs;
     std::unique_ptr<TreeActions> m_treeActions;
 };
 

@@ -61,8 +61,7 @@ namespace {
 
 // A written CSV file is told with its count of rows and its path printed, for a script to take.
 int Succeeded(std::size_t rows, const std::filesystem::path& target, UserPort& port) {
-    port.tell({"CSV export completed successfully: " + std::to_string(rows) + " rows written",
-               std::string(kCsvExportCaption), Icon::Information});
+    port.tell(CsvExportDoneNotice(rows));
     std::cout << target.string() << "\n";
     return 0;
 }

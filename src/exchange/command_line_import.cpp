@@ -68,9 +68,7 @@ int RunCommandLineCsvImport(const CommandLine& commandLine, UserPort& port, std:
     const std::optional<CsvImportOutcome> outcome = import->Import(request, {port, custom});
     if (!outcome)
         return 1;
-    port.tell({"CSV import completed: " + std::to_string(outcome->written) + " of " +
-                   std::to_string(import->RowCount()) + " rows imported",
-               std::string(kCsvImportCaption), Icon::Information});
+    port.tell(CsvImportDoneNotice(*outcome, import->RowCount()));
     std::cout << outcome->written << (outcome->written == 1 ? " test case" : " test cases")
               << " imported into " << request.folder.string() << "\n";
     return outcome->complete && outcome->refusals.empty() ? 0 : 1;

@@ -101,14 +101,16 @@ struct CaseFile {
 
 // Every test case below root, suites and test cases in name order, so an export of the same
 // tree is the same file whatever order the file system lists it in.
-std::vector<CaseFile> ListCases(const fs::path& root, const std::stop_token& stop) {
+std::vector<CaseFile> ListCases(const fs::path& root, const fs::path& suiteRoot,
+                                const std::stop_token& stop) {
     std::vector<CaseFile> cases;
     WalkItems(root, [&](const fs::path& folder, ItemListing& listing) {
         std::sort(listing.folders.begin(), listing.folders.end());
         std::sort(listing.documents.begin(), listing.documents.end(),
                   [](const FolderEntry& a, const FolderEntry& b) { return a.name < b.name; });
-        const std::string suite =
-            folder == root ? std::string{} : folder.lexically_relative(root).generic_string();
+        const std::string suite = folder == suiteRoot
+                                      ? std::string{}
+                                      : folder.lexically_relative(suiteRoot).generic_string();
         for (const FolderEntry& document : listing.documents)
             cases.push_back({folder / document.name, suite});
         return !stop.stop_requested();
@@ -116,7 +118,38 @@ std::vector<CaseFile> ListCases(const fs::path& root, const std::stop_token& sto
     return cases;
 }
 
+// The test cases of the request: its folder's, or those of the items chosen below it.
+std::vector<CaseFile> RequestedCases(const CsvExportRequest& request) {
+    if (request.items.empty())
+        return ListCases(request.folder, request.folder, request.stop);
+    std::vector<CaseFile> cases;
+    std::error_code error;
+    for (const fs::path& item : request.items) {
+        if (fs::is_directory(item, error)) {
+            std::vector<CaseFile> below = ListCases(item, request.folder, request.stop);
+            cases.insert(cases.end(), below.begin(), below.end());
+        } else {
+            const fs::path folder = item.parent_path();
+            cases.push_back(
+                {item, folder == request.folder
+                           ? std::string{}
+                           : folder.lexically_relative(request.folder).generic_string()});
+        }
+    }
+    return cases;
+}
+
 }  // namespace
+
+Notice CsvExportDoneNotice(std::size_t rows) {
+    return {"CSV export completed successfully: " + std::to_string(rows) + " rows written",
+            std::string(kCsvExportCaption), Icon::Information};
+}
+
+Notice CsvReplaceQuestion(const fs::path& target) {
+    return {"The file \"" + target.string() + "\" already exists.\nDo you want to replace it?",
+            std::string(kCsvExportCaption), Icon::Question};
+}
 
 std::string CsvField(std::string_view value) {
     if (value.find_first_of(",\"\r\n") == std::string_view::npos)
@@ -220,7 +253,7 @@ std::optional<std::size_t> ExportTestCasesCsv(const CsvExportRequest& request, U
         row.push_back(Caption(field));
     output.Row(row);
 
-    const std::vector<CaseFile> cases = ListCases(request.folder, request.stop);
+    const std::vector<CaseFile> cases = RequestedCases(request);
     const int total = static_cast<int>(cases.size());
     XMLParse document;
     std::string stored;

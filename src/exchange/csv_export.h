@@ -51,6 +51,11 @@ std::string CsvValue(FieldType type, std::string_view stored, CsvRichText richTe
 
 enum class CsvSource { LibraryTestCases, ProjectTestCases };
 
+// "CSV export completed successfully: 12 rows written", told when a file was written.
+Notice CsvExportDoneNotice(std::size_t rows);
+// Asked before a file the user named is written over.
+Notice CsvReplaceQuestion(const std::filesystem::path& target);
+
 struct CsvExportRequest {
     CsvSource source = CsvSource::LibraryTestCases;
     // A suite of the library, a suite of a project, or a project's "Project Test Cases"; its
@@ -60,6 +65,9 @@ struct CsvExportRequest {
     CsvOptions options;
     // Asked to stop, the export ends between documents and leaves target as it was.
     std::stop_token stop;
+    // When not empty, only these test cases and suites below folder (a selection in the
+    // tree), in this order, the suite column still relative to folder.
+    std::vector<std::filesystem::path> items = {};
 };
 
 // Writes the test cases of request.folder to request.target through a temporary file renamed

@@ -141,6 +141,39 @@ std::string CsvRefusalText(const CsvRefusal& refusal) {
     return text + ": " + refusal.reason;
 }
 
+namespace {
+
+std::size_t RefusedRows(const std::vector<CsvRefusal>& refusals) {
+    std::set<std::size_t> lines;
+    for (const CsvRefusal& refusal : refusals)
+        lines.insert(refusal.line);
+    return lines.size();
+}
+
+}  // namespace
+
+std::string CsvCheckText(const std::vector<CsvRefusal>& refusals, std::size_t rows) {
+    const std::size_t refused = RefusedRows(refusals);
+    if (refused == 0)
+        return rows == 1 ? "The row can be imported"
+                         : "All " + std::to_string(rows) + " rows can be imported";
+    return std::to_string(refused) + " of " + std::to_string(rows) +
+           (rows == 1 ? " row is refused" : " rows are refused") +
+           (refused < rows ? "; the others can be imported on their own" : "");
+}
+
+bool CsvImportAllowed(const std::vector<CsvRefusal>& refusals, std::size_t rows,
+                      bool goodRowsOnly) {
+    const std::size_t refused = RefusedRows(refusals);
+    return rows > 0 && (refused == 0 || (goodRowsOnly && refused < rows));
+}
+
+Notice CsvImportDoneNotice(const CsvImportOutcome& outcome, std::size_t rows) {
+    return {"CSV import completed: " + std::to_string(outcome.written) + " of " +
+                std::to_string(rows) + " rows imported",
+            std::string(kCsvImportCaption), Icon::Information};
+}
+
 CsvImport::CsvImport(CsvTable table, CsvSource source, fs::path databaseDir,
                      const CustomCfg& custom)
     : m_table(std::move(table)),

@@ -51,6 +51,12 @@ struct CsvRefusal {
 // "Line 4, column 3 (Test Type): ..." as a list shows it.
 std::string CsvRefusalText(const CsvRefusal& refusal);
 
+// What a check of rows found: "All 12 rows can be imported", or how many are refused.
+std::string CsvCheckText(const std::vector<CsvRefusal>& refusals, std::size_t rows);
+// Whether an import may start after a check: with no refusal, or with the good rows only
+// chosen and at least one good row.
+bool CsvImportAllowed(const std::vector<CsvRefusal>& refusals, std::size_t rows, bool goodRowsOnly);
+
 struct CsvImportRequest {
     // The suite (or a project's "Project Test Cases") the rows go into.
     std::filesystem::path folder;
@@ -64,6 +70,9 @@ struct CsvImportOutcome {
     std::vector<CsvRefusal> refusals;  // of the rows left out
     bool complete = true;              // false when a stop or a failed write ended it early
 };
+
+// "CSV import completed: 3 of 4 rows imported", told when an import has ended.
+Notice CsvImportDoneNotice(const CsvImportOutcome& outcome, std::size_t rows);
 
 class CsvImport {
 public:
@@ -83,6 +92,9 @@ public:
     // The first rows as the file holds them, for a preview.
     std::vector<std::vector<std::string>> Preview(std::size_t rows = kCsvPreviewRows) const;
     std::size_t RowCount() const { return m_table.rows.size(); }
+    // The file's line a row begins on, as the refusals name it (a quoted line break makes a
+    // row span lines).
+    std::size_t LineOf(std::size_t row) const { return m_table.rows.at(row).line; }
     CsvTextEncoding Encoding() const { return m_table.encoding; }
     char Separator() const { return m_table.separator; }
 

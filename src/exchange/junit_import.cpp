@@ -260,6 +260,7 @@ std::optional<JUnitImportReport> ImportJUnitResults(const JUnitImportRequest& re
     // Match, keeping the test cases in the order their first result comes.
     const std::vector<ProjectCase> cases = ListProjectCases(request.projectFolder);
     JUnitImportReport report;
+    report.importedBefore = record.previous;
     std::vector<Execution> executions;
     std::map<const ProjectCase*, std::size_t> executionOf;
     for (const JUnitResult& result : results) {
@@ -368,6 +369,27 @@ std::optional<JUnitImportReport> ImportJUnitResults(const JUnitImportRequest& re
     return report;
 }
 
+Notice JUnitImportDoneNotice(const JUnitImportReport& report) {
+    // A message box lists a few of each; the dry run showed them all.
+    constexpr std::size_t kListed = 10;
+    std::string text = "JUnit results imported: " + Counted(report.changes.size(), "test case") +
+                       " recorded, " + Counted(report.unmatched.size(), "result") + " unmatched, " +
+                       Counted(report.locked.size(), "test case") + " open for editing";
+    auto list = [&text](const std::vector<std::string>& names, const std::string& heading) {
+        if (names.empty())
+            return;
+        text += "\n\n" + heading + ":";
+        for (std::size_t i = 0; i < names.size() && i < kListed; ++i)
+            text += "\n" + names[i];
+        if (names.size() > kListed)
+            text += "\nand " + std::to_string(names.size() - kListed) + " more";
+    };
+    list(report.unmatched, "Unmatched");
+    list(report.locked, "Open for editing, not recorded");
+    return {text, std::string(kJUnitImportCaption),
+            report.locked.empty() ? Icon::Information : Icon::Warning};
+}
+
 std::string JUnitReportText(const JUnitImportReport& report, bool dryRun) {
     std::string text;
     for (const JUnitChange& change : report.changes)
@@ -383,6 +405,9 @@ std::string JUnitReportText(const JUnitImportReport& report, bool dryRun) {
         text += "unmatched: " + unmatched + "\n";
     for (const std::string& locked : report.locked)
         text += "open for editing, skipped: " + locked + "\n";
+    if (report.importedBefore)
+        text += "this file was imported into the project before, on " + *report.importedBefore +
+                ": importing it again counts every attempt in it a second time\n";
     return text;
 }
 

@@ -63,7 +63,10 @@ struct JUnitImportReport {
     std::vector<JUnitChange> changes;
     std::vector<std::string> unmatched;  // "class.name (line 12)"
     std::vector<std::string> locked;     // IDs of test cases open for editing
-    bool complete = true;                // false when a stop or a failed save ended it early
+    // When the same file was imported into the project before: when ("20261124 at ..."), so
+    // a dry run can warn that its attempts would count twice.
+    std::optional<std::string> importedBefore;
+    bool complete = true;  // false when a stop or a failed save ended it early
 };
 
 // The whole import; none after telling the user why nothing was recorded (a file that is not
@@ -74,6 +77,10 @@ std::optional<JUnitImportReport> ImportJUnitResults(const JUnitImportRequest& re
 
 // The report as lines for a person: one a change, then the unmatched and locked ones.
 std::string JUnitReportText(const JUnitImportReport& report, bool dryRun);
+
+// Told when an import has ended: how many test cases were recorded, then the results that
+// matched none and the test cases open for editing (the first few of each).
+Notice JUnitImportDoneNotice(const JUnitImportReport& report);
 
 // The form an attribute's time takes as a duration: minutes rounded, at most 999:59.
 std::string DurationOfSeconds(double seconds);

@@ -12,6 +12,7 @@ constexpr MenuCommand kMainMenu[] = {
     {"File", "Close Database", ID_FILE_CLOSE_DB},
     {"File / Import", "Import Project Test Case", ID_FILE_IMPORT_PTC},
     {"File / Import", "Import Test Case", ID_FILE_IMPORT_TC},
+    {"File / Import", "Import JUnit Results...", ID_FILE_IMPORT_JUNIT},
     {"File / Export to CSV...", "Export Project Test Cases", ID_FILE_EXPORT_PRJ_CSV},
     {"File / Export to CSV...", "Export Test Cases", ID_FILE_EXPORT_TC_CSV},
     {"File / Export to CSV...", "Export Test List Report", ID_FILE_EXPORT_LIST_CSV},
@@ -93,6 +94,7 @@ constexpr CommandOperation kOperations[] = {
     {ID_FILE_CLOSE_DB, Operation::CloseDatabase},
     {ID_FILE_IMPORT_PTC, Operation::ImportProjectTestCases},
     {ID_FILE_IMPORT_TC, Operation::ImportTestCases},
+    {ID_FILE_IMPORT_JUNIT, Operation::ImportJUnitResults},
     {ID_FILE_EXPORT_PRJ_CSV, Operation::ExportProjectTestCasesCsv},
     {ID_FILE_EXPORT_TC_CSV, Operation::ExportTestCasesCsv},
     {ID_FILE_EXPORT_LIST_CSV, Operation::ExportTestListReportCsv},
@@ -239,9 +241,13 @@ std::optional<Notice> CommandRefusal(Operation operation, const CommandState& st
             return std::nullopt;
         case Operation::ImportProjectTestCases:
         case Operation::ImportTestCases:
+        case Operation::ImportJUnitResults:
             if (!state.databaseOpen)
                 return Notice{"A database must be loaded before an import can take place.",
                               "Warning", Icon::Warning};
+            if (operation == Operation::ImportJUnitResults && !state.insideProject)
+                return Notice{"Please select the project to import the results into",
+                              "No project selected", Icon::Warning};
             return std::nullopt;
         case Operation::ExportProjectTestCasesCsv:
         case Operation::ExportTestCasesCsv:

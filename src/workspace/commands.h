@@ -20,6 +20,7 @@ enum class Operation {
     OpenRecentDatabase,
     ImportProjectTestCases,
     ImportTestCases,
+    ImportJUnitResults,
     ExportProjectTestCasesCsv,
     ExportTestCasesCsv,
     ExportTestListReportCsv,
@@ -162,6 +163,7 @@ enum CommandId : int {
     ID_SET_TOTAL_DURATION = 40289,
     ID_SET_AS_CURRENT_USER = 40290,
     ID_NEW_REPORT = 40291,
+    ID_FILE_IMPORT_JUNIT = 40292,
     ID_SETTINGS_WEB_LICENCE = 40367,
     ID_EDIT_BACK = 40370,
     ID_EDIT_FORWARD = 40371,
@@ -209,6 +211,7 @@ struct CommandState {
     bool projectSelected = false;         // a project folder is selected
     bool projectReportsSelected = false;  // a project or one of its report folders
     bool anyProject = false;              // the database holds a project
+    bool insideProject = false;           // the current node is a project or lies in one
     std::size_t testersSelected = 0;      // testers among the selected items
 };
 // The message that refuses the command in this state; none when it may run.

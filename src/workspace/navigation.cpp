@@ -238,7 +238,9 @@ std::vector<ContextMenuItem> ContextMenu(NodeKind kind) {
                     {"Delete", ID_DELETE_PRJ},
                     kRule,
                     {"Duplicate", ID_DUPLICATE_PRJ},
-                    {"New report", ID_NEW_REPORT}};
+                    {"New report", ID_NEW_REPORT},
+                    kRule,
+                    {"Import JUnit Results...", ID_FILE_IMPORT_JUNIT}};
         case TV_PRJ_TEST_FLD:
             return {expand, kRule, {"New test suite", ID_NEW_SUITE_PRJ}, unlock, kRule, paste};
         case TV_PRJ_RPTS_FLD:

@@ -113,6 +113,11 @@ private slots:
         QTemporaryDir root;
         auto open = gui_test::OpenSampleWindow(root.path().toStdString());
         MainWindow& window = *open->window;
+        // The imports and exports have their dialogs: without a database they refuse.
+        for (const int command :
+             {ID_FILE_IMPORT_TC, ID_FILE_IMPORT_PTC, ID_FILE_IMPORT_JUNIT, ID_FILE_EXPORT_TC_CSV,
+              ID_FILE_EXPORT_PRJ_CSV, ID_FILE_EXPORT_LIST_CSV})
+            QVERIFY(window.Commands().Action(command)->isEnabled());
         window.RunCommand(ID_FILE_CLOSE_DB);
         // Whatever dialog a command opens is closed again, and counted.
         int dialogs = 0;

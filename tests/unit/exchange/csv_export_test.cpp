@@ -167,6 +167,18 @@ TEST_F(CsvExportTest, WritesUtf8WithByteOrderMarkAndOneRowPerCaseInNameOrder) {
         EXPECT_EQ(row.size(), header.size());
 }
 
+TEST_F(CsvExportTest, ASelectionWritesItsItemsWithSuitesRelativeToTheFolder) {
+    request.folder = dir.path();
+    request.items = {suite / "Deep", suite / "LOG-2.vtl"};
+    ASSERT_EQ(ExportTestCasesCsv(request, port), 2u);
+    const auto rows = ParseCsv(Written());
+    ASSERT_EQ(rows.size(), 3u);
+    EXPECT_EQ(rows[1][0], "Login/Deep");
+    EXPECT_EQ(rows[1][1], "DEEP-1");
+    EXPECT_EQ(rows[2][0], "Login");
+    EXPECT_EQ(rows[2][1], "LOG-2");
+}
+
 TEST_F(CsvExportTest, Latin1OnRequestKeepsTheDocumentsBytesWithoutAMark) {
     request.options.encoding = CsvEncoding::Latin1;
     request.options.richText = CsvRichText::Html;

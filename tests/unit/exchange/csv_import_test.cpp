@@ -102,6 +102,7 @@ TEST_F(CsvImportTest, ColumnsAreMatchedByCaptionAndTheChoiceIsKeptForTheDatabase
     EXPECT_EQ(caption(4), "Expected Test Duration (HHH:MM)");
     EXPECT_EQ(import->Preview(),
               (std::vector<std::vector<std::string>>{{"T", "A1", "High", "red", "1:5"}}));
+    EXPECT_EQ(import->LineOf(0), 2u);
 
     // Colour goes to the requirement; the title's column is left out.
     const auto requirement =
@@ -152,6 +153,26 @@ TEST_F(CsvImportTest, EveryRefusalIsListedWithItsLineAndColumnAndNothingIsWritte
     ASSERT_TRUE(outcome);
     EXPECT_EQ(outcome->written, 1u);
     EXPECT_EQ(Documents(suite), (std::vector<std::string>{"A1.vtl", "OLD.vtl"}));
+}
+
+TEST(CsvCheckTest, TheSummaryCountsRefusedRowsAndTheGoodRowsOnlyNeedSomeGoodRow) {
+    const std::vector<CsvRefusal> none;
+    const std::vector<CsvRefusal> lineThreeTwice{{3, 1, "ID", "a"}, {3, 2, "Title", "b"}};
+    EXPECT_EQ(CsvCheckText(none, 4), "All 4 rows can be imported");
+    EXPECT_EQ(CsvCheckText(none, 1), "The row can be imported");
+    EXPECT_EQ(CsvCheckText(lineThreeTwice, 4),
+              "1 of 4 rows are refused; the others can be imported on their own");
+    EXPECT_EQ(CsvCheckText(lineThreeTwice, 1), "1 of 1 row is refused");
+
+    EXPECT_TRUE(CsvImportAllowed(none, 4, false));
+    EXPECT_FALSE(CsvImportAllowed(none, 0, true));
+    EXPECT_FALSE(CsvImportAllowed(lineThreeTwice, 4, false));
+    EXPECT_TRUE(CsvImportAllowed(lineThreeTwice, 4, true));
+    EXPECT_FALSE(CsvImportAllowed(lineThreeTwice, 1, true));
+    CsvImportOutcome outcome;
+    outcome.written = 3;
+    EXPECT_EQ(CsvImportDoneNotice(outcome, 4), (Notice{"CSV import completed: 3 of 4 rows imported",
+                                                       "Import from CSV", Icon::Information}));
 }
 
 TEST_F(CsvImportTest, ExportThenImportIntoAnEmptySuiteGivesTheSameDocuments) {

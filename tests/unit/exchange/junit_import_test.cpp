@@ -170,10 +170,21 @@ TEST_F(JUnitImportTest, TheSameFileAgainIsAskedAboutAndADryRunWritesNothing) {
     EXPECT_EQ(report->changes[1].attempts, 1);
     EXPECT_EQ(ReadFile(cases / "Cart" / "TC002.vtl"), before);
     EXPECT_FALSE(fs::exists(project / "junit_imports.dat"));
+    EXPECT_FALSE(report->importedBefore);
 
     request.dryRun = false;
     ASSERT_TRUE(ImportJUnitResults(request, Context()));
     EXPECT_TRUE(port.questions.empty());
+    // A dry run of the same file warns, and asks nothing.
+    request.dryRun = true;
+    report = ImportJUnitResults(request, Context());
+    ASSERT_TRUE(report && report->importedBefore);
+    EXPECT_TRUE(port.questions.empty());
+    EXPECT_NE(JUnitReportText(*report, true)
+                  .find("this file was imported into the project before, on " +
+                        *report->importedBefore + ": importing it again counts every attempt"),
+              std::string::npos);
+    request.dryRun = false;
     port.ScriptAnswers({false, true});
     EXPECT_FALSE(ImportJUnitResults(request, Context()));
     ASSERT_EQ(port.questions.size(), 1u);
@@ -249,5 +260,22 @@ TEST_F(JUnitImportTest, AFileThatIsNotJUnitIsRefusedWithTheParsersLineAndColumn)
                   "<testcase>. Nothing has been recorded.");
 }
 
+TEST(JUnitImportDoneTest, TheSummaryListsAFewUnmatchedAndLockedAndWarnsOfLockedOnes) {
+    JUnitImportReport report;
+    report.changes.resize(2);
+    EXPECT_EQ(JUnitImportDoneNotice(report),
+              (Notice{"JUnit results imported: 2 test cases recorded, 0 results unmatched, 0 "
+                      "test cases open for editing",
+                      "Import JUnit results", Icon::Information}));
+    for (int i = 0; i < 12; ++i)
+        report.unmatched.push_back("t" + std::to_string(i));
+    report.locked = {"LOG-1"};
+    const Notice notice = JUnitImportDoneNotice(report);
+    EXPECT_EQ(notice.icon, Icon::Warning);
+    EXPECT_NE(notice.text.find("\n\nUnmatched:\nt0\n"), std::string::npos);
+    EXPECT_NE(notice.text.find("\nt9\nand 2 more\n\nOpen for editing, not recorded:\nLOG-1"),
+              std::string::npos);
+    EXPECT_EQ(notice.text.find("t10"), std::string::npos);
+}
 }  // namespace
 }  // namespace vantorel::testing

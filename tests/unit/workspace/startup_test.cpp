@@ -260,6 +260,11 @@ TEST(Commands, EveryMenuCommandRunsAnOperationAndRefusalsNameTheirReason) {
     EXPECT_EQ(CommandRefusal(Operation::Report, open)->text,
               "Please select a project or the project reports directory of a project");
     EXPECT_FALSE(CommandRefusal(Operation::ReportWizard, open));
+    EXPECT_EQ(CommandRefusal(Operation::ImportJUnitResults, open),
+              (Notice{"Please select the project to import the results into", "No project selected",
+                      Icon::Warning}));
+    open.insideProject = true;
+    EXPECT_FALSE(CommandRefusal(Operation::ImportJUnitResults, open));
     // The report commands: the kinds in menu order, All then Filtered.
     EXPECT_FALSE(ReportShortcutOf(ID_REPORT_WIZARD));
     EXPECT_EQ(ReportShortcutOf(ID_REPORT_FIRST)->kind, ReportKind::Status);

@@ -1,0 +1,373 @@
+// The import and export dialogs of the File menu on the sample database: a CSV file imported
+// into a library suite with its refusals listed and the good rows taken only when chosen; the
+// mapping kept for the database and changed in the dialog; JUnit results shown by a dry run,
+// then recorded; a project exported to CSV; the status bar's Cancel stopping a running export;
+// and each command's target taken from the selection, or the selection refused.
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QStatusBar>
+#include <QTableWidget>
+#include <QTemporaryDir>
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+
+#include "desktop/dialogs/csv_export_dialog.h"
+#include "desktop/dialogs/csv_import_dialog.h"
+#include "desktop/dialogs/junit_import_dialog.h"
+#include "desktop/exchange_jobs.h"
+#include "gui_test.h"
+#include "support/temp_dir.h"
+#include "window_fixture.h"
+
+namespace vantorel {
+namespace fs = std::filesystem;
+using testing::ReadFile;
+using testing::WriteFile;
+namespace {
+
+constexpr char kProject[] = "Release 2.0";
+
+// Once told to hold, keeps a job's next progress report waiting until the test lets it go, so
+// that the test's Cancel (or the window's close) comes while the job runs.
+class GatedPort : public RecordingPort {
+public:
+    void progress(int processed, int total) override {
+        RecordingPort::progress(processed, total);
+        if (total == 0 || !armed)
+            return;
+        std::unique_lock lock(m_mutex);
+        held = true;
+        m_opened.wait(lock, [this] { return m_open; });
+    }
+    // The window waits for the job to end: the job goes on, as a worker waiting for the user
+    // would.
+    void SetWorkersReleased(bool released) override {
+        if (released)
+            Open();
+    }
+    // The next progress report of a job waits until Open.
+    void Hold() {
+        std::lock_guard lock(m_mutex);
+        m_open = false;
+        armed = true;
+    }
+    void Open() {
+        {
+            std::lock_guard lock(m_mutex);
+            m_open = true;
+        }
+        m_opened.notify_all();
+    }
+    std::atomic<bool> armed{false};
+    std::atomic<bool> held{false};
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_opened;
+    bool m_open = true;
+};
+
+template <typename Dialog>
+Dialog* RunDialogCommand(MainWindow& window, const fs::path& selected, int command) {
+    window.SelectPath(selected);
+    window.RunCommand(command);
+    return window.findChild<Dialog*>();
+}
+
+int Count(const std::string& text, const std::string& part) {
+    int count = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+        ++count;
+    return count;
+}
+
+}  // namespace
+
+class ExchangeDialogsTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void CsvImportListsRefusalsAndTakesTheGoodRowsOnlyWhenChosen() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        const fs::path suite = open->database / "Test Cases" / "Login";
+        const fs::path file = open->root / "cases.csv";
+        WriteFile(file,
+                  "\xEF\xBB\xBFID;Test Title;Test Type\r\n"
+                  "NEW-1;Caf\xC3\xA9 opens;\r\n"
+                  "LOG-001;Clash;\r\n"
+                  "NEW-2;\"Second; with \"\"quotes\"\"\";\r\n");
+        // The suite's items are in the tree before, so the new ones must be read into it.
+        QVERIFY(window.Model().IndexOf(suite / "LOG-001.vtl").isValid());
+
+        auto* dialog = RunDialogCommand<CsvImportDialog>(window, suite, ID_FILE_IMPORT_TC);
+        QVERIFY(dialog);
+        QCOMPARE(dialog->findChild<QLabel*>("csvInto")->text(), QString("Test Cases/Login"));
+        QSignalSpy checked(dialog, &CsvImportDialog::checkEnded);
+        dialog->Read(file);
+        QTRY_COMPARE(checked.count(), 1);
+        QCOMPARE(dialog->findChild<QLabel*>("csvFileInfo")->text(),
+                 QString("UTF-8, separated by semicolons, 3 rows below the header"));
+        QCOMPARE(dialog->findChild<QComboBox*>("csvField1")->currentText(), QString("Test Title"));
+        auto* preview = dialog->findChild<QTableWidget*>("csvPreview");
+        QCOMPARE(preview->rowCount(), 3);
+        QCOMPARE(preview->verticalHeaderItem(1)->text(), QString("3"));  // the row's line
+        QCOMPARE(preview->item(2, 1)->text(), QString("Second; with \"quotes\""));
+        auto* refusals = dialog->findChild<QListWidget*>("csvRefusals");
+        QCOMPARE(refusals->count(), 1);
+        QCOMPARE(refusals->item(0)->text(),
+                 QString("Line 3, column 1 (ID): the ID \"LOG-001\" already exists in the suite"));
+        QCOMPARE(dialog->findChild<QLabel*>("csvCheckSummary")->text(),
+                 QString("1 of 3 rows are refused; the others can be imported on their own"));
+        auto* import = dialog->findChild<QPushButton*>("csvImport");
+        QVERIFY(!import->isEnabled());  // nothing is written while a row is refused...
+        dialog->findChild<QCheckBox*>("csvGoodRowsOnly")->click();
+        QVERIFY(import->isEnabled());  // ...unless the good rows alone are chosen
+
+        import->click();
+        QVERIFY(window.Jobs().Running());
+        QTRY_VERIFY(!window.Jobs().Running());
+        QTRY_VERIFY(!window.findChild<CsvImportDialog*>());
+        QVERIFY(fs::exists(suite / "NEW-1.vtl"));
+        QVERIFY(fs::exists(suite / "NEW-2.vtl"));
+        QVERIFY(ReadFile(suite / "NEW-1.vtl").find("Caf\xE9 opens") != std::string::npos);
+        QVERIFY(ReadFile(suite / "NEW-2.vtl").find("Second; with &quot;quotes&quot;") !=
+                    std::string::npos ||
+                ReadFile(suite / "NEW-2.vtl").find("Second; with \"quotes\"") != std::string::npos);
+        QVERIFY(ReadFile(suite / "LOG-001.vtl").find("Clash") == std::string::npos);
+        QCOMPARE(open->port.notices.back(), (Notice{"CSV import completed: 2 of 3 rows imported",
+                                                    "Import from CSV", Icon::Information}));
+        QVERIFY(window.Model().IndexOf(suite / "NEW-2.vtl").isValid());
+
+        // The mapping was kept for the database; a column sent nowhere is checked again.
+        dialog = RunDialogCommand<CsvImportDialog>(window, suite, ID_FILE_IMPORT_TC);
+        QVERIFY(dialog);
+        QSignalSpy checkedAgain(dialog, &CsvImportDialog::checkEnded);
+        dialog->Read(file);
+        QTRY_COMPARE(checkedAgain.count(), 1);
+        QCOMPARE(dialog->Refusals().size(), std::size_t{3});  // every ID is taken now
+        auto* idField = dialog->findChild<QComboBox*>("csvField0");
+        QCOMPARE(idField->currentText(), QString("ID"));
+        idField->setCurrentIndex(0);
+        emit idField->activated(0);
+        QVERIFY(!dialog->Model()->FieldOf(0));
+        QTRY_COMPARE(checkedAgain.count(), 2);
+        QVERIFY(dialog->Refusals().empty());
+        QCOMPARE(dialog->findChild<QLabel*>("csvCheckSummary")->text(),
+                 QString("All 3 rows can be imported"));
+        QVERIFY(dialog->findChild<QPushButton*>("csvImport")->isEnabled());
+        dialog->reject();
+    }
+
+    void EachCommandTakesItsTargetFromTheSelectionOrRefusesIt() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        auto* projectImport = RunDialogCommand<CsvImportDialog>(
+            window, open->database / "Projects" / kProject, ID_FILE_IMPORT_PTC);
+        QVERIFY(projectImport);
+        QCOMPARE(projectImport->windowTitle(), QString("Import Project Test Cases from CSV"));
+        QCOMPARE(projectImport->findChild<QLabel*>("csvInto")->text(),
+                 QString("Projects/Release 2.0/Project Test Cases"));
+        projectImport->reject();
+        QTRY_VERIFY(!window.findChild<CsvImportDialog*>());
+
+        window.SelectPath(open->database / "Testers");
+        window.RunCommand(ID_FILE_IMPORT_TC);
+        QCOMPARE(open->port.notices.back().caption, std::string("No test suite selected"));
+        window.RunCommand(ID_FILE_EXPORT_LIST_CSV);
+        QCOMPARE(open->port.notices.back().caption, std::string("No report selected"));
+        window.RunCommand(ID_FILE_IMPORT_JUNIT);
+        QCOMPARE(open->port.notices.back().text,
+                 std::string("Please select the project to import the results into"));
+        QVERIFY(!window.findChild<CsvImportDialog*>());
+        QVERIFY(!window.findChild<CsvExportDialog*>());
+        QVERIFY(!window.findChild<JUnitImportDialog*>());
+    }
+
+    void JUnitDryRunListsWhatWouldChangeThenTheImportRecordsIt() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        const fs::path project = open->database / "Projects" / kProject;
+        const fs::path login = project / "Project Test Cases" / "Login";
+        const fs::path results = open->root / "results.xml";
+        WriteFile(results,
+                  "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n"
+                  "<testsuite name=\"login\" timestamp=\"2026-11-24T10:00:00\">\n"
+                  "<testcase classname=\"login\" name=\"test_LOG_001_signs_in\" time=\"90\"/>\n"
+                  "<testcase classname=\"login\" name=\"test_LOG_002_bad_password\" time=\"30\">"
+                  "<failure message=\"no error shown\">trace</failure></testcase>\n"
+                  "<testcase classname=\"other\" name=\"test_unknown\" time=\"1\"/>\n"
+                  "</testsuite>\n</testsuites>\n");
+        const std::string before = ReadFile(login / "LOG-002.vtl");
+
+        auto* dialog = RunDialogCommand<JUnitImportDialog>(window, login / "LOG-001.vtl",
+                                                           ID_FILE_IMPORT_JUNIT);
+        QVERIFY(dialog);
+        QCOMPARE(dialog->findChild<QLabel*>("junitProject")->text(), QString(kProject));
+        auto* versions = dialog->findChild<QComboBox*>("junitVersion");
+        QCOMPARE(versions->count(), 3);  // none, then the customisation's "2.0" and "2.1"
+        auto* importButton = dialog->findChild<QPushButton*>("junitImport");
+        QSignalSpy ran(dialog, &JUnitImportDialog::dryRunEnded);
+        dialog->SetFile(results);
+        dialog->findChild<QPushButton*>("junitDryRun")->click();
+        QTRY_COMPARE(ran.count(), 1);
+        const QString report = dialog->findChild<QPlainTextEdit*>("junitReport")->toPlainText();
+        QVERIFY2(report.contains("LOG-002: ") && report.contains(" -> Fail, attempt "),
+                 qPrintable(report));
+        QVERIFY2(report.contains("2 test cases would be recorded, 1 result unmatched, 0 test "
+                                 "cases open for editing"),
+                 qPrintable(report));
+        QVERIFY(report.contains("unmatched: other.test_unknown (line 6)"));
+        QCOMPARE(ReadFile(login / "LOG-002.vtl"), before);  // a dry run writes nothing
+        QVERIFY(importButton->isEnabled());
+
+        // Another choice needs its own dry run before the import.
+        versions->setCurrentText("2.1");
+        QVERIFY(!importButton->isEnabled());
+        QVERIFY(!dialog->DryRunReport());
+        dialog->findChild<QPushButton*>("junitDryRun")->click();
+        QTRY_COMPARE(ran.count(), 2);
+        importButton->click();
+        QTRY_VERIFY(!window.Jobs().Running());
+        const std::string after = ReadFile(login / "LOG-002.vtl");
+        QVERIFY(after.find("<test_status>Fail</test_status>") != std::string::npos);
+        QVERIFY(after.find("<version_tested>2.1</version_tested>") != std::string::npos);
+        QVERIFY(after.find("no error shown") != std::string::npos);
+        QCOMPARE(Count(after, "<history_entry>"), Count(before, "<history_entry>") + 1);
+        QVERIFY(ReadFile(login / "LOG-001.vtl").find("<actual_duration>00:02</actual_duration>") !=
+                std::string::npos);
+        QCOMPARE(open->port.notices.back().caption, std::string("Import JUnit results"));
+        QVERIFY(open->port.notices.back().text.starts_with(
+            "JUnit results imported: 2 test cases recorded, 1 result unmatched"));
+
+        // The same file again is asked about; No records nothing.
+        QTRY_VERIFY(!window.findChild<JUnitImportDialog*>());
+        dialog = RunDialogCommand<JUnitImportDialog>(window, project, ID_FILE_IMPORT_JUNIT);
+        QVERIFY(dialog);
+        QSignalSpy ranAgain(dialog, &JUnitImportDialog::dryRunEnded);
+        dialog->SetFile(results);
+        dialog->DryRun();
+        QTRY_COMPARE(ranAgain.count(), 1);
+        QVERIFY(dialog->findChild<QPlainTextEdit*>("junitReport")
+                    ->toPlainText()
+                    .contains("this file was imported into the project before, on "));
+        dialog->Import();
+        QTRY_VERIFY(!window.Jobs().Running());
+        QCOMPARE(open->port.questions.back().caption, std::string("Results already imported"));
+        QCOMPARE(ReadFile(login / "LOG-002.vtl"), after);
+        QVERIFY(open->port.notices.back().text.ends_with(
+            "can't be imported: it was imported before. Nothing has been recorded."));
+    }
+
+    void ExportsAProjectToCsvInTheChosenEncoding() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        const fs::path project = open->database / "Projects" / kProject;
+        auto* dialog = RunDialogCommand<CsvExportDialog>(window, project, ID_FILE_EXPORT_PRJ_CSV);
+        QVERIFY(dialog);
+        auto* scope = dialog->findChild<QComboBox*>("csvExportScope");
+        QCOMPARE(scope->count(), 1);
+        QCOMPARE(scope->currentText(), QString("Project \"Release 2.0\""));
+        auto* destination = dialog->findChild<QLineEdit*>("csvDestination");
+        QCOMPARE(destination->text().toStdString(),
+                 (window.ExportFolder() / "Release 2.0.csv").string());
+        const fs::path target = open->root / "project.csv";
+        WriteFile(target, "earlier");
+        destination->setText(QString::fromStdString(target.string()));
+        dialog->findChild<QComboBox*>("csvEncoding")->setCurrentIndex(1);  // ISO-8859-1
+        open->port.ScriptAnswers({true});  // replace the earlier file
+        dialog->findChild<QPushButton*>("csvExportStart")->click();
+        QCOMPARE(open->port.questions.back().caption, std::string("Export to CSV"));
+        QTRY_VERIFY(!window.Jobs().Running());
+        const std::string text = ReadFile(target);
+        QVERIFY(text.starts_with("Suite,ID,"));  // no byte-order mark in ISO-8859-1
+        QCOMPARE(Count(text, "\r\n"), 12);       // the header and eleven test cases
+        QVERIFY(text.find("\r\nCart,CART-001,") != std::string::npos);
+        QCOMPARE(open->port.notices.back(),
+                 (Notice{"CSV export completed successfully: 11 rows written", "Export to CSV",
+                         Icon::Information}));
+        QCOMPARE(window.ExportFolder(), open->root);
+    }
+
+    void TheStatusBarsCancelStopsARunningExport() {
+        QTemporaryDir root;
+        GatedPort port;
+        const fs::path database = gui_test::CopySampleDatabase(root.path().toStdString());
+        MainWindow window(port, gui_test::FoldersBelow(root.path().toStdString()));
+        window.TheShell().Start({}, true);
+        window.show();
+        window.TheShell().OpenDatabase(database);
+        auto* dialog = RunDialogCommand<CsvExportDialog>(window, database / "Test Cases",
+                                                         ID_FILE_EXPORT_TC_CSV);
+        QVERIFY(dialog);
+        const fs::path target = fs::path(root.path().toStdString()) / "library.csv";
+        dialog->findChild<QLineEdit*>("csvDestination")
+            ->setText(QString::fromStdString(target.string()));
+        port.Hold();
+        dialog->findChild<QPushButton*>("csvExportStart")->click();
+        QTRY_VERIFY(port.held);
+        auto* cancel = window.statusBar()->findChild<QPushButton*>("cancelExchange");
+        QVERIFY(cancel->isVisible());
+        // A second job waits for the first.
+        window.RunCommand(ID_FILE_EXPORT_TC_CSV);
+        QCOMPARE(port.notices.back().caption, std::string("Import and export"));
+        cancel->click();
+        port.Open();
+        QTRY_VERIFY(!window.Jobs().Running());
+        QVERIFY(!cancel->isVisible());
+        QCOMPARE(port.notices.back().text,
+                 std::string("The export to CSV was cancelled, nothing has been exported"));
+        QVERIFY(!fs::exists(target));
+    }
+
+    void ClosingTheWindowStopsARunningImportBetweenDocuments() {
+        QTemporaryDir root;
+        GatedPort port;
+        const fs::path database = gui_test::CopySampleDatabase(root.path().toStdString());
+        MainWindow window(port, gui_test::FoldersBelow(root.path().toStdString()));
+        window.TheShell().Start({}, true);
+        window.show();
+        window.TheShell().OpenDatabase(database);
+        const fs::path suite = database / "Test Cases" / "Login";
+        const fs::path file = fs::path(root.path().toStdString()) / "many.csv";
+        std::string rows = "Test Title\r\n";
+        for (int row = 0; row < 50; ++row)
+            rows += "Case " + std::to_string(row) + "\r\n";
+        WriteFile(file, rows);
+        auto* dialog = RunDialogCommand<CsvImportDialog>(window, suite, ID_FILE_IMPORT_TC);
+        QVERIFY(dialog);
+        QSignalSpy checked(dialog, &CsvImportDialog::checkEnded);
+        dialog->Read(file);
+        QTRY_COMPARE(checked.count(), 1);
+        const auto documents = [&suite] {
+            return std::distance(fs::directory_iterator(suite), fs::directory_iterator());
+        };
+        const auto before = documents();
+        port.Hold();
+        dialog->Import();
+        QTRY_VERIFY(port.held);
+        window.close();
+        QVERIFY(!window.Jobs().Running());
+        QCOMPARE(port.notices.back().text,
+                 std::string("The import from CSV was cancelled after 1 test case; it is whole"));
+        QCOMPARE(documents(), before + 1);
+    }
+};
+
+VANTOREL_GUI_TEST(ExchangeDialogsTest);
+
+}  // namespace vantorel
+
+#include "exchange_dialogs_test.moc"
