@@ -277,7 +277,8 @@ void TreeActions::StartTransfer(TransferPlan plan, RunningTransfer transfer,
     m_port.progress(0, plan.files);
     m_cancelButton->show();
     // The conversions' test cases are counted on the worker: a dropped suite may be large.
-    const EditorContext context{m_port, m_window.TheShell().Custom()};
+    const EditorContext context{m_port, m_window.TheShell().Custom(),
+                                m_window.TheShell().Identity()};
     m_worker.Start(
         [port = &m_port, plan = std::move(plan), conversions = std::move(conversions),
          context](std::stop_token stop) {
