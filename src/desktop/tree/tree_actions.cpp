@@ -367,6 +367,9 @@ void TreeActions::TakeChanges() {
     }
     const std::optional<TreeNode> current = m_window.CurrentNode();
     for (const fs::path& path : paths) {
+        // A removed folder can't be told from a lock of its name but by the tree's own row.
+        if (!ChangeShows(path) && !m_window.Model().Shows(path))
+            continue;
         m_changedFolders.insert(path.parent_path());
         // The page shows the item, its description, or a folder's list of children.
         if (current && (path == current->path || path == DescriptionOf(current->path) ||
