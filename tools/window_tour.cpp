@@ -288,7 +288,10 @@ int TwoTestersTour(const fs::path& database, const fs::path& mount, const fs::pa
     alice.window.SelectPath(database / item);
     OnNextModal(nullptr, [&](QDialog& editor) {
         Settle(300);
+        editor.move(0, editor.y());
         OnNextModal(&editor, [&](QDialog& refusal) {
+            // Bob's refusal is his: over his window, as in a program of his own.
+            refusal.move(bob.window.geometry().center() - refusal.rect().center());
             Settle(300);
             failures += !Grab(output, "two-testers-refused.png");
             refusal.reject();
