@@ -5,8 +5,8 @@
 // middle of an operation and started again. Afterwards the database is checked: every document
 // parses with all its fields, the items are exactly those the workers' own logs account for,
 // every history runs in time order and ends in the document's status, no lock is left (a
-// killed worker's lock is cleared by its next start, through the unlock protocol), and no
-// temporary file survives the sweep.
+// killed worker's lock is cleared by its next start, through the unlock protocol), no lock was
+// ever seen naming nobody, and no temporary file survives the sweep.
 //
 //   vantorel_soak [--processes N] [--seconds S] [--folder DIR] [--fuse]
 //
@@ -17,6 +17,7 @@
 
 #include <signal.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -154,14 +155,27 @@ bool MakeDatabase(const fs::path& db, SoakPort& port) {
     return true;
 }
 
+// True for a lock that exists and says nobody holds it (no computer and no user before the
+// padding): what a lock created first and written after shows in between, or for ever when
+// its process dies in between.
+bool NamesNobody(const fs::path& lock) {
+    std::ifstream in(lock, std::ios::binary);
+    if (!in)
+        return false;
+    std::string head(2, '\0');
+    in.read(head.data(), 2);
+    head.resize(static_cast<std::size_t>(in.gcount()));
+    return head.empty() || head[0] == '\0' || head[0] == '\n';
+}
+
 // ---------------------------------------------------------------------------------------------
 // A worker: one tester, until the deadline.
 
 // The log a worker keeps of its own operations: "B op path [path]" before, "D op path [path]"
-// when done, "F op" when refused. A killed worker leaves a B without its D, settled at its next
-// start (below).
+// when done, "F op" when refused; "N lock path" for a lock it found naming nobody. A killed
+// worker leaves a B without its D, settled at its next start (below).
 struct LogLine {
-    char state = 0;  // 'B', 'D' or 'F'
+    char state = 0;  // 'B', 'D', 'F', or 'N'
     std::string op;
     std::vector<std::string> paths;
 };
@@ -335,23 +349,13 @@ private:
         }
     }
 
-    // A lock that names this tester; or one that still names nobody a second after it was
-    // made: the killed run had created it and was killed before it wrote who holds it (a live
-    // editor writes its name at once).
+    // A lock that names this tester. A lock naming nobody is never ours to take: locks appear
+    // with their holder's name or not at all, and one without is written down for the checks.
     bool OwnLock(const fs::path& item) {
-        if (GetLockMessage(item).find(m_identity.user + " \non " + m_identity.computer) !=
-            std::string::npos)
-            return true;
-        std::error_code error;
-        const fs::path lock = LockPath(item);
-        if (fs::file_size(lock, error) != 0 || error)
-            return false;
-        const auto made = fs::last_write_time(lock, error);
-        if (error)
-            return false;
-        std::this_thread::sleep_until(std::chrono::file_clock::to_sys(made) +
-                                      std::chrono::seconds(1));
-        return fs::file_size(lock, error) == 0 && !error;
+        if (NamesNobody(LockPath(item)))
+            Log('N', "lock", {item.string()});
+        return GetLockMessage(item).find(m_identity.user + " \non " + m_identity.computer) !=
+               std::string::npos;
     }
 
     std::string NextName() {
@@ -372,6 +376,8 @@ private:
         auto editor = PrjTestCase::Edit(path, Context());
         if (!editor) {
             Log('F', "edit", {path.string()});  // locked by another tester
+            if (NamesNobody(LockPath(path)))
+                Log('N', "lock", {path.string()});
             return;
         }
         // A tester takes a while over the dialog, holding the lock.
@@ -495,7 +501,7 @@ private:
 // The checks once every worker has ended.
 
 struct Figures {
-    int operations = 0, refused = 0, kills = 0, interrupted = 0, unlocked = 0;
+    int operations = 0, refused = 0, kills = 0, interrupted = 0, unlocked = 0, emptyLocks = 0;
     int documents = 0, histories = 0, reports = 0, watchedChanges = 0;
     double seconds = 0;
     std::vector<std::string> failures;
@@ -539,8 +545,11 @@ void Check(const fs::path& db, const std::vector<fs::path>& logs, Figures& figur
         figures.operations += account.done;
         figures.refused += account.refused;
         figures.interrupted += account.interrupted;
-        for (const LogLine& line : ReadLog(log))
+        for (const LogLine& line : ReadLog(log)) {
             figures.unlocked += line.state == 'D' && line.op == "unlock";
+            if (line.state == 'N')
+                ++figures.emptyLocks;
+        }
         for (const std::string& item : account.items)
             if (!expected.insert(item).second)
                 Fail(figures, "claimed by two logs: " + item);
@@ -556,8 +565,10 @@ void Check(const fs::path& db, const std::vector<fs::path>& logs, Figures& figur
         const std::string name = path.filename().string();
         if (name.starts_with(kSaveTempPrefix))
             Fail(figures, "temporary file left after the sweep: " + path.string());
-        else if (name.ends_with(".lck"))
+        else if (name.ends_with(".lck")) {
             Fail(figures, "lock left behind: " + path.string());
+            figures.emptyLocks += NamesNobody(path);
+        }
         if (path.extension() != ".vtl")
             continue;
         ++figures.documents;
@@ -657,6 +668,26 @@ int RunSoak(int processes, int seconds, fs::path folder, bool fuse) {
             watcher.FolderExpanded(AreaOf(mount, area));
     }
 
+    // Someone looking at the shared project test cases' locks all the time, as a tester who
+    // opens one would: each lock seen naming nobody is counted once.
+    std::set<std::pair<std::string, std::uintmax_t>> emptyLocksSeen;
+    std::jthread lockWatch([&db, &emptyLocksSeen](std::stop_token stop) {
+        while (!stop.stop_requested()) {
+            for (const char* suite : {"Suite A", "Suite B"}) {
+                std::error_code error;
+                for (const auto& entry : fs::directory_iterator(CasesOf(db) / suite, error)) {
+                    const fs::path& path = entry.path();
+                    if (path.extension() != ".lck" || !NamesNobody(path))
+                        continue;
+                    struct stat info {};
+                    if (::stat(path.c_str(), &info) == 0)
+                        emptyLocksSeen.insert({path.string(), info.st_ino});
+                }
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    });
+
     std::mt19937 random(static_cast<unsigned>(std::random_device{}()));
     const std::time_t deadline = std::chrono::system_clock::to_time_t(
         std::chrono::system_clock::now() + std::chrono::seconds(seconds));
@@ -712,16 +743,22 @@ int RunSoak(int processes, int seconds, fs::path folder, bool fuse) {
             std::ofstream(log, std::ios::trunc) << content;
         }
     }
+    lockWatch.request_stop();
+    lockWatch.join();
     if (workersFailed)
         Fail(figures, "a worker ended with an error");
     Check(db, logs, figures);
+    figures.emptyLocks += static_cast<int>(emptyLocksSeen.size());
+    if (figures.emptyLocks > 0)
+        Fail(figures, std::to_string(figures.emptyLocks) + " locks seen naming nobody");
     figures.seconds = std::chrono::duration<double>(Clock::now() - started).count();
 
     std::cout << "soak" << (fuse ? " (half the workers through a FUSE mount)" : "") << ": "
               << processes << " processes, " << figures.operations << " operations done, "
               << figures.refused << " refused (item locked or name taken), " << figures.kills
               << " kills (" << figures.interrupted << " operations cut short), " << figures.unlocked
-              << " own locks cleared at restart, " << figures.documents << " documents checked ("
+              << " own locks cleared at restart, " << figures.emptyLocks
+              << " locks seen naming nobody, " << figures.documents << " documents checked ("
               << figures.histories << " histories, " << figures.reports << " reports)";
     if (fuse)
         std::cout << ", " << figures.watchedChanges << " changes seen by polling the mount";

@@ -11,10 +11,17 @@
 // (Xvfb in scripts/screenshots), since the page view draws with the display's help.
 //
 // usage: vantorel_window_tour DATABASE OUTPUT_FOLDER
+//        vantorel_window_tour --two-testers DATABASE MOUNT OUTPUT_FOLDER
+//
+// The second form pictures two testers side by side, Alice on DATABASE and Bob on MOUNT (the
+// same folder through a FUSE mount, scripts/two-testers): Bob refused while Alice edits a
+// project test case, then both windows once Alice's new test case and her save have reached
+// Bob's tree and page.
 
 #include <QAbstractButton>
 #include <QAbstractItemView>
 #include <QApplication>
+#include <QComboBox>
 #include <QDialog>
 #include <QLabel>
 #include <QLineEdit>
@@ -35,6 +42,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
+#include <string_view>
 
 #include "desktop/desktop_program.h"
 #include "desktop/dialogs/csv_export_dialog.h"
@@ -358,11 +367,140 @@ bool TourExchange(vantorel::MainWindow& window, const fs::path& database, const 
     return pictured;
 }
 
+// Runs handle on the next modal dialog other than shown, once it opens.
+void OnNextModal(const QWidget* shown, std::function<void(QDialog&)> handle) {
+    auto* poll = new QTimer;
+    poll->setInterval(50);
+    QObject::connect(poll, &QTimer::timeout, [poll, shown, handle] {
+        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        if (!dialog || dialog == shown)
+            return;
+        poll->stop();
+        poll->deleteLater();
+        handle(*dialog);
+    });
+    poll->start();
+}
+
+// One tester's window: a port, data and configuration folders, and a name of its own.
+struct TourTester {
+    TourTester(const fs::path& folders, const fs::path& database, const QRect& place,
+               const vantorel::UserIdentity& identity)
+        : window(port, FoldersOf(folders), identity) {
+        port.SetWindow(&window);
+        window.TheShell().Start({}, true);
+        window.setGeometry(place);
+        window.show();
+        window.TheShell().OpenDatabase(database);
+    }
+    static vantorel::ShellFolders FoldersOf(const fs::path& root) {
+        vantorel::ShellFolders folders = vantorel::FindShellFolders();
+        folders.data = root / "data";
+        folders.config = root / "config";
+        folders.temp = root / "temp";
+        fs::create_directories(folders.data);
+        return folders;
+    }
+    void Show(const fs::path& item) {
+        window.SelectPath(item);
+        window.Tree().expand(window.Tree().currentIndex());
+    }
+    QString PageText() {
+        QString text;
+        bool answered = false;
+        window.Page().page()->toPlainText([&](const QString& result) {
+            text = result;
+            answered = true;
+        });
+        return QTest::qWaitFor([&] { return answered; }, 10000) ? text : QString();
+    }
+
+    vantorel::QtPort port;
+    vantorel::MainWindow window;
+};
+
+int TwoTestersTour(const fs::path& database, const fs::path& mount, const fs::path& output) {
+    using vantorel::ID_CREATE_TEST_CASE;
+    using vantorel::ID_EDIT_PROPERTIES;
+    const QTemporaryDir folders;
+    const fs::path root = folders.path().toStdString();
+    const QRect screen = QGuiApplication::primaryScreen()->geometry();
+    const int half = screen.width() / 2;
+    TourTester alice(root / "alice", database, {0, 0, half, screen.height()},
+                     {"PC-ALICE", "alice"});
+    TourTester bob(root / "bob", mount, {half, 0, half, screen.height()}, {"PC-BOB", "bob"});
+
+    const fs::path login = fs::path("Test Cases") / "Login";
+    const fs::path item =
+        fs::path("Projects") / "Mobile launch" / "Project Test Cases" / "Checkout" / "CHK-001.vtl";
+    alice.Show(database / login);
+    bob.Show(mount / login);
+    alice.Show(database / item);
+    bob.Show(mount / item);
+    Settle(1000);
+
+    // Alice adds a test case to Login.
+    alice.window.SelectPath(database / login);
+    OnNextModal(nullptr, [](QDialog& dialog) {
+        dialog.findChild<QWidget*>("id")->findChild<QLineEdit*>()->setText("LOG-100");
+        dialog.findChild<QWidget*>("test_title")
+            ->findChild<QLineEdit*>()
+            ->setText("Sign in with a passkey");
+        dialog.accept();
+    });
+    alice.window.RunCommand(ID_CREATE_TEST_CASE);
+
+    // Alice edits the project test case; Bob tries to and is told she has it.
+    int failures = 0;
+    alice.window.SelectPath(database / item);
+    OnNextModal(nullptr, [&](QDialog& editor) {
+        Settle(300);
+        editor.move(0, editor.y());
+        OnNextModal(&editor, [&](QDialog& refusal) {
+            // Bob's refusal is his: over his window, as in a program of his own.
+            refusal.move(bob.window.geometry().center() - refusal.rect().center());
+            Settle(300);
+            failures += !Grab(output, "two-testers-refused.png");
+            refusal.reject();
+        });
+        bob.window.RunCommand(ID_EDIT_PROPERTIES);
+        editor.findChild<QWidget*>("test_status")->findChild<QComboBox*>()->setCurrentText("Pass");
+        editor.findChild<QWidget*>("test_attempts")->findChild<QLineEdit*>()->setText("2");
+        QTest::keyClicks(editor.findChild<QWidget*>("result_notes")->findChild<QTextEdit*>(),
+                         "Declined by the bank on the second try");
+        editor.accept();
+    });
+    alice.window.RunCommand(ID_EDIT_PROPERTIES);
+
+    // Bob's tree and page follow by polling.
+    const bool seen = QTest::qWaitFor(
+        [&] {
+            return bob.window.Model().IndexOf(mount / login / "LOG-100.vtl").isValid() &&
+                   bob.PageText().contains("Declined by the bank");
+        },
+        30000);
+    if (!seen) {
+        std::fprintf(stderr, "Bob's window never showed Alice's changes\n");
+        ++failures;
+    }
+    bob.window.Tree().scrollTo(bob.window.Model().IndexOf(mount / login / "LOG-100.vtl"));
+    Settle(700);
+    failures += !Grab(output, "two-testers-after-edit.png");
+    return failures == 0 ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 5 && std::string_view(argv[1]) == "--two-testers") {
+        vantorel::PrepareDesktopApplication();
+        QApplication application(argc, argv);
+        return TwoTestersTour(argv[2], argv[3], argv[4]);
+    }
     if (argc != 3) {
-        std::fprintf(stderr, "usage: vantorel_window_tour DATABASE OUTPUT_FOLDER\n");
+        std::fprintf(stderr,
+                     "usage: vantorel_window_tour DATABASE OUTPUT_FOLDER\n"
+                     "       vantorel_window_tour --two-testers DATABASE MOUNT OUTPUT_FOLDER\n");
         return 2;
     }
     const fs::path database = argv[1];

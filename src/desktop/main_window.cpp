@@ -31,10 +31,10 @@
 namespace vantorel {
 namespace fs = std::filesystem;
 
-MainWindow::MainWindow(UserPort& port, ShellFolders folders, QWidget* parent)
+MainWindow::MainWindow(UserPort& port, ShellFolders folders, UserIdentity identity, QWidget* parent)
     : QMainWindow(parent),
       m_port(port),
-      m_shell(port, *this, std::move(folders)),
+      m_shell(port, *this, std::move(folders), std::move(identity)),
       m_model(this),
       m_tree(new QTreeView),
       m_rightPane(new QStackedWidget),
@@ -217,14 +217,15 @@ void MainWindow::RunSetUserDialog() {
     if (!m_shell.Database().IsOpen())
         return;
     if (vantorel::RunSetUserDialog(this, m_shell.Database().Directory(), m_shell.Custom(),
-                                   m_shell.CurrentUser(), m_port))
+                                   m_shell.Identity().computer, m_shell.CurrentUser(), m_port))
         m_shell.RefreshCurrentUser();
 }
 
 void MainWindow::RunCustomizeSheet() {
     VantorelDatabase& database = m_shell.Database();
     const fs::path* databaseDir = database.IsOpen() ? &database.Directory() : nullptr;
-    if (!vantorel::RunCustomizeSheet(this, databaseDir, m_shell.Custom(), m_port))
+    if (!vantorel::RunCustomizeSheet(this, databaseDir, m_shell.Custom(), m_shell.Identity(),
+                                     m_port))
         return;
     // The tree's status icons, the page and the dialogs opened from now on all read the new
     // customisation.

@@ -29,7 +29,9 @@ class TreeActions;
 class MainWindow : public QMainWindow, public ShellView {
     Q_OBJECT
 public:
-    MainWindow(UserPort& port, ShellFolders folders, QWidget* parent = nullptr);
+    // identity: who the window's locks name (two windows in one process may be two testers).
+    MainWindow(UserPort& port, ShellFolders folders, UserIdentity identity = CurrentIdentity(),
+               QWidget* parent = nullptr);
     ~MainWindow() override;
 
     Shell& TheShell() { return m_shell; }

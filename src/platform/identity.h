@@ -11,6 +11,8 @@ struct UserIdentity {
     std::string user;
 };
 
+// The host name and the login name; $VANTOREL_COMPUTER and $VANTOREL_USER, when set, stand in
+// for them, so that two copies of the program on one computer can be two testers.
 UserIdentity CurrentIdentity();
 
 }  // namespace vantorel

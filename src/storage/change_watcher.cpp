@@ -72,6 +72,17 @@ int CodeOf(uint32_t mask) {
     return kChangeModified;
 }
 
+// True for a path below root inside or at a hidden name: the program's own unfinished saves,
+// copies and locks, which are no item and change nothing anyone is shown.
+bool HiddenBelow(const std::filesystem::path& root, const std::filesystem::path& path) {
+    for (const std::filesystem::path& part : path.lexically_relative(root)) {
+        const std::string name = part.string();
+        if (name.starts_with(".") && name != "." && name != "..")
+            return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 ChangeWatcher::~ChangeWatcher() {
@@ -81,6 +92,10 @@ ChangeWatcher::~ChangeWatcher() {
 bool ChangeWatcher::Start(const std::filesystem::path& root, ChangeHandler handler,
                           WatchSettings settings) {
     Stop();
+    handler = [root, told = std::move(handler)](const std::string& path, int code) {
+        if (!HiddenBelow(root, path))
+            told(path, code);
+    };
     m_fileSystem = FileSystemKindOf(root);
     {
         std::lock_guard lock(m_mutex);

@@ -5,6 +5,8 @@
 // and the root moved or removed is told as the root removed. On a file server or a FUSE mount,
 // where inotify sees only this computer's own changes, the folders the user is looking at are
 // listed at an interval instead (FolderPoller), and the handler can't tell the two apart.
+// Hidden names (a leading dot: the program's unfinished saves and the temporary files of locks
+// being taken) are never told, nor anything inside a hidden folder.
 
 #include <chrono>
 #include <condition_variable>

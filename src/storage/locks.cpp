@@ -10,6 +10,8 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <random>
+#include <string_view>
 #include <system_error>
 #include <thread>
 
@@ -46,6 +48,43 @@ void ReadLockLines(std::FILE* lock, std::string& computer, std::string& user) {
         user.pop_back();
 }
 
+// Writes content whole to a hidden file beside target, then moves it to target by a move that
+// fails with EEXIST when target exists: target appears with all of content or not at all, and
+// a process killed half-way leaves only the hidden file, named as a save's temporary so that
+// the sweep of unfinished saves takes it. failedMoving tells whether a failure was the
+// move (someone else's file is at target) or the writing before it.
+int PlaceNewFile(const std::filesystem::path& target, std::string_view content, FileLayer& files,
+                 bool& failedMoving) {
+    static std::atomic<unsigned> made{0};
+    thread_local std::mt19937 random{std::random_device{}()};
+    failedMoving = false;
+    std::filesystem::path temp;
+    int fd = -1;
+    int error = EEXIST;
+    // Another computer's process may have the same number as this one.
+    for (int attempt = 0; attempt < 8 && error == EEXIST; ++attempt) {
+        temp = target.parent_path() /
+               (std::string(kSaveTempPrefix) + "lock-" + std::to_string(::getpid()) + "-" +
+                std::to_string(made++) + "-" + std::to_string(random() % 1000000));
+        error = files.CreateExclusive(temp, fd);
+    }
+    if (error)
+        return error;
+    error = files.WriteAll(fd, content);
+    if (!error)
+        error = files.Sync(fd);
+    const int closeError = files.Close(fd);
+    if (!error)
+        error = closeError;
+    if (!error) {
+        failedMoving = true;
+        error = files.RenameNoReplace(temp, target);
+    }
+    if (error)
+        (void)files.Remove(temp);
+    return error;
+}
+
 }  // namespace
 
 std::filesystem::path LockPath(const std::filesystem::path& itemPath) {
@@ -58,27 +97,18 @@ int createLockFile(const std::filesystem::path& itemPath, const UserIdentity& id
     DebugLog::Write("createLockFile", "Start\n");
     DebugLog::Write("createLockFile", "%s\n", lockPath.c_str());
 
-    int fd = -1;
-    if (int error = files.CreateExclusive(lockPath, fd)) {
-        DebugLog::Write("createLockFile", "Error2 : %d - ret 1\n", error);
-        return error;
-    }
     std::string content = identity.computer + "\n" + identity.user;
     std::size_t size = LockWriteSize(lockPath.parent_path());
     if (content.size() > size)
         content.resize(size);
     content.resize(size, '\0');
 
-    int error = files.WriteAll(fd, content);
-    if (!error)
-        error = files.Sync(fd);
-    int closeError = files.Close(fd);
-    if (!error)
-        error = closeError;
-    if (error) {
-        // A lock that was created but not written would hold the item for nobody.
-        files.Remove(lockPath);
-        DebugLog::Write("createLockFile", "Error3 : %d - ret 1\n", error);
+    // A lock appears with its holder's name or not at all (PlaceNewFile): a lock naming nobody
+    // would hold the item for everyone until a forced unlock.
+    bool failedMoving = false;
+    if (int error = PlaceNewFile(lockPath, content, files, failedMoving)) {
+        DebugLog::Write("createLockFile",
+                        failedMoving ? "Error2 : %d - ret 1\n" : "Error3 : %d - ret 1\n", error);
         return error;
     }
     DebugLog::Write("createLockFile", "End - ret 0\n");
@@ -173,21 +203,18 @@ int TestWritePermissions(const std::filesystem::path& directory) {
 }
 
 ExclusiveCreate ProbeExclusiveCreate(const std::filesystem::path& directory, FileLayer& files) {
-    // Named as a save's temporary file, so the sweep takes it if the program dies meanwhile.
+    // Made as a lock is made, so that what is probed is what the locks rest on; named as a
+    // save's temporary file, so the sweep takes it if the program dies meanwhile.
     static std::atomic<unsigned> probes{0};
     const std::filesystem::path probe =
         directory / (std::string(kSaveTempPrefix) + "lockprobe-" + std::to_string(::getpid()) +
                      "-" + std::to_string(probes++));
-    int fd = -1;
-    if (int error = files.CreateExclusive(probe, fd)) {
+    bool failedMoving = false;
+    if (int error = PlaceNewFile(probe, "first", files, failedMoving)) {
         DebugLog::Write("ProbeExclusiveCreate", "create %s failed: %d\n", probe.c_str(), error);
         return ExclusiveCreate::CannotCreate;
     }
-    (void)files.Close(fd);
-    int again = -1;
-    const int secondError = files.CreateExclusive(probe, again);
-    if (secondError == 0)
-        (void)files.Close(again);
+    const int secondError = PlaceNewFile(probe, "second", files, failedMoving);
     (void)files.Remove(probe);
     if (secondError == 0) {
         DebugLog::Write("ProbeExclusiveCreate", "a second exclusive create succeeded in %s\n",

@@ -19,9 +19,10 @@ std::filesystem::path LockPath(const std::filesystem::path& itemPath);
 
 // Creates the lock holding "computer\nuser", padded with NULs to at least 258 bytes rounded up
 // to the file system's block size. Returns 0, or the system's error number: EEXIST when the
-// item is locked already, whoever made the lock. Does not wait for a held lock to go away. A
-// lock that was created but could not be written is removed again. Every step goes through
-// files.
+// item is locked already, whoever made the lock. Does not wait for a held lock to go away. The
+// text is written and synced in a hidden temporary file beside the lock, which is then moved
+// into place by a move that fails when the lock exists (FileLayer::RenameNoReplace), so no one
+// ever sees a lock without its holder's name, even after a crash. Every step goes through files.
 int createLockFile(const std::filesystem::path& itemPath,
                    const UserIdentity& identity = CurrentIdentity(),
                    FileLayer& files = SystemFiles());
@@ -48,7 +49,8 @@ int TestWritePermissions(const std::filesystem::path& directory);
 // Whether the file system keeps two creations of one name apart, which is all the locks rest
 // on: a file server that lets a second exclusive create succeed (an NFS version 2 server, an
 // SMB share mounted with caching that ignores it) would let two users edit one item. A probe
-// file is created exclusively twice, and the second must fail; the probe is removed again.
+// file is made twice exactly as a lock is made, and the second must fail; the probe is removed
+// again.
 enum class ExclusiveCreate {
     Holds,
     Broken,        // the second create succeeded too

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <system_error>
 
 #include "documents/custom_cfg.h"
 #include "documents/item_editor.h"
@@ -134,6 +135,14 @@ std::vector<TreeNode> TopLevelNodes(const fs::path& databaseDir) {
     for (const RootFolder& root : kRoots)
         nodes.push_back({databaseDir / root.folder, root.root, std::string(root.folder)});
     return nodes;
+}
+
+bool ChangeShows(const fs::path& path) {
+    std::error_code error;
+    if (fs::is_directory(path, error))
+        return true;
+    const EntryRole role = RoleOf(path, false);
+    return role != EntryRole::Lock && role != EntryRole::Reservation;
 }
 
 std::vector<TreeNode> ChildNodes(const fs::path& databaseDir, const TreeNode& folder) {

@@ -63,6 +63,13 @@ std::vector<TreeNode> TopLevelNodes(const std::filesystem::path& databaseDir);
 // and unfinished copies are not items and are left out.
 std::vector<TreeNode> ChildNodes(const std::filesystem::path& databaseDir, const TreeNode& folder);
 
+// Whether a change the watcher told at path may change what the tree or a page shows. Locks
+// and the reservations of automatic identifiers are bookkeeping that no view shows: a tester
+// who opens an item for editing makes no other window read its folder again. A folder is
+// shown whatever its name (one named like a lock counts as it is there now; a removed one is
+// for the tree to recognise).
+bool ChangeShows(const std::filesystem::path& path);
+
 // After a refresh: the node to select again, the given path or the nearest folder above it
 // that still exists.
 std::filesystem::path ReselectPath(const std::filesystem::path& databaseDir,

@@ -117,6 +117,8 @@ public:
     void ReportProgress(int processed, int total);
     Clipboard& ItemClipboard() { return m_clipboard; }
     const std::string& CurrentUser() const { return m_currentUser; }
+    // Who this program works as: the computer and user its locks name.
+    const UserIdentity& Identity() const { return m_identity; }
     std::string Title() const;
     // Takes the current user from the customisation again (after the set-user dialog, say)
     // and shows it.

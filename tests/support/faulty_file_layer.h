@@ -4,6 +4,7 @@
 // also tell that the code under test went through it at all.
 
 #include <fcntl.h>
+#include <stdio.h>
 
 #include <cerrno>
 #include <vector>
@@ -110,12 +111,17 @@ private:
 };
 
 // A file server that ignores exclusive creation (an old NFS server, an SMB mount that caches
-// creates): a second create of a name that exists succeeds and truncates it.
+// creates): a second create of a name that exists succeeds and truncates it, and a move that
+// should find its target free replaces what is there.
 class NonExclusiveFiles : public FaultyFileLayer {
 public:
     int CreateExclusive(const std::filesystem::path& path, int& fd) override {
         fd = ::open(path.c_str(), O_CREAT | O_WRONLY | O_TRUNC | O_CLOEXEC, 0644);
         return fd < 0 ? errno : 0;
+    }
+    int RenameNoReplace(const std::filesystem::path& from,
+                        const std::filesystem::path& to) override {
+        return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
     }
 };
 

@@ -516,8 +516,9 @@ void CustomizeSheet::done(int result) {
 }
 
 bool RunCustomizeSheet(QWidget* parent, const std::filesystem::path* databaseDir, CustomCfg& custom,
-                       UserPort& port) {
-    std::unique_ptr<CustomizeEditor> editor = CustomizeEditor::Open(databaseDir, custom, port);
+                       const UserIdentity& identity, UserPort& port) {
+    std::unique_ptr<CustomizeEditor> editor =
+        CustomizeEditor::Open(databaseDir, custom, port, identity);
     if (!editor)
         return false;  // the model told why
     CustomizeSheet sheet(std::move(editor), parent);

@@ -73,8 +73,8 @@ private:
 
 // Settings / Customize Fields: opens the sheet over the database at databaseDir (none when no
 // database is open) when the model could open. True when OK wrote custom.dat and custom holds
-// the new customisation.
+// the new customisation. The lock of custom.dat names identity.
 bool RunCustomizeSheet(QWidget* parent, const std::filesystem::path* databaseDir, CustomCfg& custom,
-                       UserPort& port);
+                       const UserIdentity& identity, UserPort& port);
 
 }  // namespace vantorel

@@ -31,7 +31,7 @@ bool FilterDialogs::Run(Operation operation) {
 }
 
 void FilterDialogs::Edit(QWidget* parent, const TreeNode& node) {
-    RunDialog(parent, FilterEditor::Edit(node.path, m_port));
+    RunDialog(parent, FilterEditor::Edit(node.path, m_port, m_window.TheShell().Identity()));
 }
 
 void FilterDialogs::New() {

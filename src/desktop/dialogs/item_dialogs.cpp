@@ -42,7 +42,7 @@ bool ItemDialogs::Run(Operation operation) {
 }
 
 EditorContext ItemDialogs::Context() const {
-    return {m_port, m_window.TheShell().Custom(), CurrentIdentity(), m_now};
+    return {m_port, m_window.TheShell().Custom(), m_window.TheShell().Identity(), m_now};
 }
 
 bool ItemDialogs::AutomaticIds() const {

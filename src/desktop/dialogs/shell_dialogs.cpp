@@ -111,11 +111,10 @@ std::optional<fs::path> RunNewDatabaseDialog(QWidget* parent) {
 }
 
 bool RunSetUserDialog(QWidget* parent, const fs::path& databaseDir, CustomCfg& custom,
-                      const std::string& currentUser, UserPort& port) {
+                      const std::string& computer, const std::string& currentUser, UserPort& port) {
     const std::vector<std::string> rows = TesterChoices(databaseDir);
     if (rows.empty())
-        return ChooseCurrentUser(databaseDir, custom, CurrentIdentity().computer, rows,
-                                 std::nullopt, port);
+        return ChooseCurrentUser(databaseDir, custom, computer, rows, std::nullopt, port);
     QDialog dialog(parent);
     dialog.setObjectName("setUserDialog");
     dialog.setWindowTitle("Set User");
@@ -136,8 +135,7 @@ bool RunSetUserDialog(QWidget* parent, const fs::path& databaseDir, CustomCfg& c
         std::optional<std::size_t> selected;
         if (testers->currentItem() && testers->currentItem()->isSelected())
             selected = static_cast<std::size_t>(testers->currentRow());
-        if (ChooseCurrentUser(databaseDir, custom, CurrentIdentity().computer, rows, selected,
-                              port))
+        if (ChooseCurrentUser(databaseDir, custom, computer, rows, selected, port))
             dialog.accept();
     });
     QObject::connect(testers, &QListWidget::itemDoubleClicked, buttons,

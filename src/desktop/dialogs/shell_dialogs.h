@@ -22,9 +22,9 @@ std::optional<std::filesystem::path> ChooseDatabaseFile(QWidget* parent,
                                                         const std::filesystem::path& startFolder);
 // The new database's folder, typed or browsed for.
 std::optional<std::filesystem::path> RunNewDatabaseDialog(QWidget* parent);
-// "Set User": one of the database's testers becomes the current user of this computer. True
-// when the current user changed.
+// "Set User": one of the database's testers becomes the current user of computer. True when
+// the current user changed.
 bool RunSetUserDialog(QWidget* parent, const std::filesystem::path& databaseDir, CustomCfg& custom,
-                      const std::string& currentUser, UserPort& port);
+                      const std::string& computer, const std::string& currentUser, UserPort& port);
 
 }  // namespace vantorel

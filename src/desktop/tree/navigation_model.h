@@ -33,6 +33,8 @@ public:
     // The index of the item at path, reading the folders on the way; invalid when the path is
     // not in the tree.
     QModelIndex IndexOf(const std::filesystem::path& path);
+    // Whether the tree has a row for path now, without reading any folder to find out.
+    bool Shows(const std::filesystem::path& path) { return FindNode(path, false) != nullptr; }
     // Reads the folder's children again when they were read, keeping the nodes that remain
     // (so their expansion and selection stay), and forgets the status icons below it. A folder
     // not read yet is left for its expansion: nothing on the way to it is read.

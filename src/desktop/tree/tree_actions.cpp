@@ -277,7 +277,8 @@ void TreeActions::StartTransfer(TransferPlan plan, RunningTransfer transfer,
     m_port.progress(0, plan.files);
     m_cancelButton->show();
     // The conversions' test cases are counted on the worker: a dropped suite may be large.
-    const EditorContext context{m_port, m_window.TheShell().Custom()};
+    const EditorContext context{m_port, m_window.TheShell().Custom(),
+                                m_window.TheShell().Identity()};
     m_worker.Start(
         [port = &m_port, plan = std::move(plan), conversions = std::move(conversions),
          context](std::stop_token stop) {
@@ -366,6 +367,9 @@ void TreeActions::TakeChanges() {
     }
     const std::optional<TreeNode> current = m_window.CurrentNode();
     for (const fs::path& path : paths) {
+        // A removed folder can't be told from a lock of its name but by the tree's own row.
+        if (!ChangeShows(path) && !m_window.Model().Shows(path))
+            continue;
         m_changedFolders.insert(path.parent_path());
         // The page shows the item, its description, or a folder's list of children.
         if (current && (path == current->path || path == DescriptionOf(current->path) ||

@@ -143,6 +143,18 @@ protected:
         std::lock_guard lock(mutex);
         return changes.count({path.string(), code}) > 0;
     }
+    // inotify sets its watches up on the watcher's thread: fresh files are written until one
+    // is told.
+    bool Watching(const fs::path& folder) {
+        for (int i = 0; i < 100; ++i) {
+            const fs::path probe = folder / ("probe" + std::to_string(probes++));
+            WriteFile(probe, "x");
+            watcher.PollNow();
+            if (WaitFor(probe, kChangeAdded, std::chrono::milliseconds(100)))
+                return true;
+        }
+        return false;
+    }
     bool WaitFor(const fs::path& path, int code, std::chrono::milliseconds patience) {
         std::unique_lock lock(mutex);
         return arrived.wait_for(lock, patience, [&] {
@@ -152,6 +164,7 @@ protected:
 
     TempDir dir;
     ChangeWatcher watcher;
+    int probes = 0;
     std::mutex mutex;
     std::condition_variable arrived;
     std::set<Change> changes;
@@ -196,6 +209,32 @@ TEST_F(PollingWatcherTest, TheShownItemsFolderIsPolledWithoutExpansion) {
     WriteFile(project / "Alpha-TC1.vtl", "x");
     ASSERT_TRUE(watcher.PollNow());
     EXPECT_TRUE(Seen(project / "Alpha-TC1.vtl", kChangeAdded));
+}
+
+TEST_F(PollingWatcherTest, TheProgramsHiddenFilesAreNeverTold) {
+    // A lock is written beside its place under a hidden name, and a save or a copy likewise:
+    // the tree must hear of the lock and the document, never of the files that make them.
+    const fs::path suite = dir / "Test Cases" / "Login";
+    fs::create_directories(suite);
+    for (WatchMethod method : {WatchMethod::Polling, WatchMethod::Inotify}) {
+        Start(dir.path(), std::chrono::hours(1), method);
+        watcher.FolderExpanded(dir / "Test Cases");
+        watcher.FolderExpanded(suite);
+        ASSERT_TRUE(Watching(suite));
+        const fs::path lock = suite / ("TC" + std::to_string(static_cast<int>(method)) + ".lck");
+        fs::create_directories(suite / ".vtsave-copy-1-0");
+        WriteFile(suite / ".vtsave-copy-1-0" / "TC9.vtl", "x");
+        WriteFile(suite / ".vtsave-lock-1-2-3", "PC\nuser");
+        fs::rename(suite / ".vtsave-lock-1-2-3", lock);
+        watcher.PollNow();
+        EXPECT_TRUE(WaitFor(lock, method == WatchMethod::Inotify ? kChangeRenamedTo : kChangeAdded,
+                            std::chrono::seconds(5)));
+        watcher.Stop();
+        std::lock_guard guard(mutex);
+        for (const Change& change : changes)
+            EXPECT_EQ(change.first.find("/."), std::string::npos) << change.first;
+        fs::remove_all(suite / ".vtsave-copy-1-0");
+    }
 }
 
 TEST_F(PollingWatcherTest, ALocalDiskKeepsInotify) {

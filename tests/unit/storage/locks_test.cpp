@@ -1,6 +1,7 @@
 #include "storage/locks.h"
 
 #include <sched.h>
+#include <signal.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -18,6 +19,8 @@
 #include "storage/atomic_save.h"
 #include "storage/edit_lock.h"
 #include "storage/file_layer.h"
+#include "storage/file_reading.h"
+#include "storage/item_listing.h"
 #include "support/child_process.h"
 #include "support/faulty_file_layer.h"
 #include "support/recording_port.h"
@@ -37,6 +40,10 @@ using testing::WriteFile;
 
 const UserIdentity kAlice{"PC-ALICE", "alice"};
 const UserIdentity kBob{"PC-BOB", "bob"};
+
+int EntriesIn(const std::filesystem::path& folder) {
+    return static_cast<int>(std::distance(std::filesystem::directory_iterator(folder), {}));
+}
 
 class LockTest : public ::testing::Test {
 protected:
@@ -61,6 +68,9 @@ TEST_F(LockTest, LockFileHoldsComputerAndUserPaddedToTheBlockSize) {
 TEST_F(LockTest, ASecondLockFailsEvenForTheSameUser) {
     ASSERT_EQ(createLockFile(item, kAlice), 0);
     EXPECT_EQ(createLockFile(item, kAlice), EEXIST);
+    EXPECT_EQ(createLockFile(item, kBob), EEXIST);
+    EXPECT_EQ(ReadFile(LockPath(item)).substr(0, 14), "PC-ALICE\nalice");
+    EXPECT_EQ(EntriesIn(dir.path()), 2) << "a refused taker leaves its written lock behind";
 }
 
 TEST_F(LockTest, OnlyTheOwnerRemovesALockUnlessForced) {
@@ -98,17 +108,150 @@ TEST_F(LockTest, AnUnreadableLockIsLeftByANormalDelete) {
 TEST_F(LockTest, ALockThatCannotBeWrittenWholeIsNotLeftBehind) {
     // A lock that exists but says nobody would hold the item for everyone until a forced unlock.
     for (auto step : {FaultyFileLayer::kCreate, FaultyFileLayer::kWrite, FaultyFileLayer::kSync,
-                      FaultyFileLayer::kClose}) {
+                      FaultyFileLayer::kClose, FaultyFileLayer::kRename}) {
         FaultyFileLayer files;
         files.FailAt(step, 1, ENOSPC);
         EXPECT_EQ(createLockFile(item, kAlice, files), ENOSPC) << "step " << step;
         EXPECT_EQ(files.Calls(step), 1) << "step " << step << " bypasses the file layer";
         EXPECT_FALSE(std::filesystem::exists(LockPath(item))) << "step " << step;
+        EXPECT_EQ(EntriesIn(dir.path()), 1) << "step " << step << " left its temporary file";
     }
     FaultyFileLayer files;
     EXPECT_EQ(createLockFile(item, kAlice, files), 0);
     EXPECT_EQ(files.Calls(FaultyFileLayer::kRemove), 0);
     EXPECT_EQ(ReadFile(LockPath(item)).substr(0, 14), "PC-ALICE\nalice");
+}
+
+// The file system, except that the process dies (SIGKILL, as a crash or a tester's kill)
+// at the chosen call, having done the call when it comes after it.
+class DiesAt : public FileLayer {
+public:
+    enum Moment { kAtCreate, kMidWrite, kAtSync, kAtClose, kAtMove, kAfterMove, kMoments };
+    explicit DiesAt(Moment moment) : m_moment(moment) {}
+
+    int CreateExclusive(const std::filesystem::path& path, int& fd) override {
+        const int error = SystemFiles().CreateExclusive(path, fd);
+        DieIf(kAtCreate);
+        return error;
+    }
+    int WriteAll(int fd, std::string_view data) override {
+        if (m_moment == kMidWrite)
+            (void)SystemFiles().WriteAll(fd, data.substr(0, data.size() / 2));
+        DieIf(kMidWrite);
+        return SystemFiles().WriteAll(fd, data);
+    }
+    int Sync(int fd) override {
+        DieIf(kAtSync);
+        return SystemFiles().Sync(fd);
+    }
+    int Close(int fd) override {
+        DieIf(kAtClose);
+        return SystemFiles().Close(fd);
+    }
+    int Rename(const std::filesystem::path& from, const std::filesystem::path& to) override {
+        return SystemFiles().Rename(from, to);
+    }
+    int RenameNoReplace(const std::filesystem::path& from,
+                        const std::filesystem::path& to) override {
+        DieIf(kAtMove);
+        const int error = SystemFiles().RenameNoReplace(from, to);
+        DieIf(kAfterMove);
+        return error;
+    }
+    int Remove(const std::filesystem::path& path) override { return SystemFiles().Remove(path); }
+    int MakeFolder(const std::filesystem::path& path) override {
+        return SystemFiles().MakeFolder(path);
+    }
+    int RemoveFolder(const std::filesystem::path& path) override {
+        return SystemFiles().RemoveFolder(path);
+    }
+    int SyncDirectory(const std::filesystem::path& directory) override {
+        return SystemFiles().SyncDirectory(directory);
+    }
+
+private:
+    void DieIf(Moment moment) const {
+        if (moment == m_moment)
+            ::raise(SIGKILL);
+    }
+    Moment m_moment;
+};
+
+TEST_F(LockTest, AProcessKilledWhileLockingLeavesNoLockOrAWholeOne) {
+    for (int moment = 0; moment < DiesAt::kMoments; ++moment) {
+        SCOPED_TRACE("killed at moment " + std::to_string(moment));
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            DiesAt files(static_cast<DiesAt::Moment>(moment));
+            (void)createLockFile(item, kAlice, files);
+            _exit(0);
+        }
+        int status = 0;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        ASSERT_TRUE(WIFSIGNALED(status)) << "the child was not killed inside the locking";
+
+        if (moment == DiesAt::kAfterMove) {
+            EXPECT_EQ(ReadFile(LockPath(item)).substr(0, 14), "PC-ALICE\nalice");
+            deleteLockFile(item, false, kAlice);
+        } else {
+            EXPECT_FALSE(std::filesystem::exists(LockPath(item)));
+        }
+        // What a killed locking leaves is hidden from every listing, and the next taker gets
+        // the item.
+        ItemListing listing;
+        ASSERT_EQ(ListItems(dir.path(), listing), 0);
+        EXPECT_EQ(listing.documents.size(), 1u);
+        EXPECT_TRUE(listing.locks.empty());
+        ASSERT_EQ(createLockFile(item, kBob), 0);
+        deleteLockFile(item, false, kBob);
+    }
+    // Each killed locking left its temporary file, which the sweep takes once it is old enough
+    // to belong to nobody.
+    EXPECT_EQ(EntriesIn(dir.path()), 1 + DiesAt::kMoments - 1);
+    EXPECT_EQ(SweepStaleSaves(dir.path()), 0);
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path()))
+        if (entry.path() != item)
+            std::filesystem::last_write_time(
+                entry.path(),
+                std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+    EXPECT_EQ(SweepStaleSaves(dir.path()), DiesAt::kMoments - 1);
+    EXPECT_EQ(EntriesIn(dir.path()), 1);
+}
+
+TEST_F(LockTest, AReaderNeverSeesALockWithoutItsHolder) {
+    // One process takes and releases the lock over and over while this one reads it whenever it
+    // is there: a lock made first and written after would be seen empty now and then.
+    auto* done = static_cast<std::atomic<int>*>(::mmap(nullptr, sizeof(std::atomic<int>),
+                                                       PROT_READ | PROT_WRITE,
+                                                       MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    ASSERT_NE(done, MAP_FAILED);
+    new (done) std::atomic<int>(0);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        for (int round = 0; round < 2000; ++round) {
+            if (createLockFile(item, kAlice) != 0)
+                _exit(2);
+            deleteLockFile(item, false, kAlice);
+        }
+        done->store(1);
+        _exit(0);
+    }
+    int seen = 0, nameless = 0;
+    while (done->load() == 0) {
+        std::string content;
+        if (ReadRegularFile(LockPath(item), content) != 0)
+            continue;
+        ++seen;
+        nameless += !content.starts_with("PC-ALICE\nalice");
+    }
+    const std::string end = WaitForChildren({child}, std::chrono::minutes(1));
+    ::munmap(done, sizeof(std::atomic<int>));
+    ASSERT_EQ(end, "");
+    RecordProperty("locks_seen", seen);
+    EXPECT_GT(seen, 0);
+    EXPECT_EQ(nameless, 0);
 }
 
 TEST_F(LockTest, LockMessageNamesHolderAndTime) {
@@ -270,6 +413,15 @@ TEST_F(LockTest, TheExclusiveCreateProbeTellsAServerThatIgnoresIt) {
     EXPECT_EQ(ProbeExclusiveCreate(dir.path()), ExclusiveCreate::Holds);
     testing::NonExclusiveFiles sloppyServer;
     EXPECT_EQ(ProbeExclusiveCreate(dir.path(), sloppyServer), ExclusiveCreate::Broken);
+    // Locks are put in place by a move that must find the name free: a server whose moves
+    // replace what is there can't keep them apart either.
+    class ReplacingMoves : public FaultyFileLayer {
+        int RenameNoReplace(const std::filesystem::path& from,
+                            const std::filesystem::path& to) override {
+            return Rename(from, to);
+        }
+    } replacingMoves;
+    EXPECT_EQ(ProbeExclusiveCreate(dir.path(), replacingMoves), ExclusiveCreate::Broken);
     FaultyFileLayer readOnly;
     readOnly.FailAt(FaultyFileLayer::kCreate, 1, EROFS);
     EXPECT_EQ(ProbeExclusiveCreate(dir.path(), readOnly), ExclusiveCreate::CannotCreate);

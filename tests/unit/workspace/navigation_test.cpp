@@ -72,6 +72,17 @@ TEST_F(NavigationTest, ChildrenAreReadOnExpansionWithoutBookkeepingFiles) {
     EXPECT_EQ(inProject[1].kind, TV_PRJ_RPTS_FLD);
     EXPECT_TRUE(ChildNodes(db, Node(db / "Test Cases" / "missing")).empty());
 
+    // Of what the watcher tells, locks and reservations change nothing any view shows; a
+    // folder of any name does.
+    EXPECT_FALSE(ChangeShows(suite / "A-case.vtl.lck"));
+    EXPECT_FALSE(ChangeShows(suite / "TC009.tmp"));
+    EXPECT_FALSE(ChangeShows(suite / "gone.vtl.lck"));
+    EXPECT_TRUE(ChangeShows(suite / "A-case.vtl"));
+    EXPECT_TRUE(ChangeShows(suite / "gone.vtl"));
+    EXPECT_TRUE(ChangeShows(db / "Test Cases" / "login.tgp"));
+    fs::create_directories(suite / "Data.tmp");
+    EXPECT_TRUE(ChangeShows(suite / "Data.tmp"));
+
     EXPECT_EQ(ReselectPath(db, suite / "gone.vtl"), suite);
     EXPECT_EQ(ReselectPath(db, suite / "A-case.vtl"), suite / "A-case.vtl");
 }
