@@ -228,6 +228,36 @@ TEST_F(CsvExportTest, FailuresAreToldAndLeaveAnEarlierFileAsItWas) {
         EXPECT_FALSE(entry.path().filename().string().starts_with(".")) << entry.path();
 }
 
+TEST_F(CsvExportTest, ManyTestCasesKeepTheirOrderAndTheFirstUnreadableOneIsTheOneTold) {
+    // More test cases than the rows made at once, read on several threads.
+    constexpr int kCases = 5000;
+    for (int n = 0; n < kCases; ++n) {
+        char id[16];
+        std::snprintf(id, sizeof id, "M-%05d", n);
+        WriteCase(suite / "Many" / (std::string(id) + ".vtl"), id, "Case " + std::to_string(n),
+                  "<![CDATA[]]>");
+    }
+    ASSERT_EQ(ExportTestCasesCsv(request, port), kCases + 3u);
+    const auto rows = ParseCsv(Written());
+    ASSERT_EQ(rows.size(), kCases + 4u);
+    for (int n = 0; n < kCases; ++n) {
+        const auto& row = rows[static_cast<std::size_t>(n) + 4];
+        ASSERT_EQ(row[0], "Many") << n;
+        ASSERT_EQ(row[2], "Case " + std::to_string(n)) << n;
+    }
+
+    // Two documents no reader opens, in different batches: the first in order is named.
+    const std::string written = ReadFile(request.target);
+    for (const char* bad : {"M-04500.vtl", "M-03000.vtl"}) {
+        fs::remove(suite / "Many" / bad);
+        ASSERT_EQ(::mkfifo((suite / "Many" / bad).c_str(), 0600), 0);
+    }
+    EXPECT_FALSE(ExportTestCasesCsv(request, port));
+    ASSERT_EQ(port.notices.size(), 1u);
+    EXPECT_NE(port.notices[0].text.find("M-03000.vtl"), std::string::npos);
+    EXPECT_EQ(ReadFile(request.target), written);
+}
+
 TEST_F(CsvExportTest, AnUnwritableTargetIsTold) {
     request.target = dir / "missing folder" / "out.csv";
     EXPECT_FALSE(ExportTestCasesCsv(request, port));
