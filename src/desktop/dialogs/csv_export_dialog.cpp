@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "desktop/dialogs/exchange_dialogs.h"
 #include "desktop/exchange_jobs.h"
 #include "desktop/main_window.h"
 
@@ -170,19 +171,12 @@ void CsvExportDialog::Export() {
 }
 
 void OpenCsvExportDialog(MainWindow& window, UserPort& port, Operation operation) {
-    auto target = ExchangeTargetOf(operation, window.SelectedNodes(),
-                                   window.TheShell().Database().Directory());
-    if (const Notice* refusal = std::get_if<Notice>(&target)) {
-        port.tell(*refusal);
+    const std::optional<ExchangeTarget> target = ExchangeTargetOrTell(window, port, operation);
+    if (!target)
         return;
-    }
-    if (window.Jobs().Running()) {
-        port.tell(ExchangeBusyNotice());
-        return;
-    }
     CsvExportDialog::Setup setup;
     setup.operation = operation;
-    setup.scopes = std::get<ExchangeTarget>(target).scopes;
+    setup.scopes = target->scopes;
     setup.exportFolder = &window.ExportFolder();
     auto* dialog = new CsvExportDialog(port, window.Jobs(), std::move(setup), &window);
     dialog->setAttribute(Qt::WA_DeleteOnClose);

@@ -3,7 +3,6 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDialogButtonBox>
-#include <QFileDialog>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -16,6 +15,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "desktop/dialogs/exchange_dialogs.h"
 #include "desktop/exchange_jobs.h"
 #include "desktop/main_window.h"
 #include "desktop/widgets/field_widgets.h"
@@ -151,16 +151,9 @@ CsvImportDialog::~CsvImportDialog() {
 }
 
 void CsvImportDialog::ChooseFile() {
-    const QString start =
-        m_setup.startFolder ? QString::fromStdString(m_setup.startFolder->string()) : QString();
-    const QString chosen = QFileDialog::getOpenFileName(this, windowTitle(), start,
-                                                        "CSV files (*.csv *.txt);;All files (*)");
-    if (chosen.isEmpty())
-        return;
-    const fs::path file = chosen.toStdString();
-    if (m_setup.startFolder)
-        *m_setup.startFolder = file.parent_path();
-    Read(file);
+    if (const auto file =
+            ChooseFileToImport(this, "CSV files (*.csv *.txt);;All files (*)", m_setup.startFolder))
+        Read(*file);
 }
 
 void CsvImportDialog::Read(const fs::path& file) {
@@ -344,19 +337,13 @@ void CsvImportDialog::Import() {
 void OpenCsvImportDialog(MainWindow& window, UserPort& port, Operation operation) {
     Shell& shell = window.TheShell();
     const fs::path databaseDir = shell.Database().Directory();
-    auto target = ExchangeTargetOf(operation, window.SelectedNodes(), databaseDir);
-    if (const Notice* refusal = std::get_if<Notice>(&target)) {
-        port.tell(*refusal);
+    const std::optional<ExchangeTarget> target = ExchangeTargetOrTell(window, port, operation);
+    if (!target)
         return;
-    }
-    if (window.Jobs().Running()) {
-        port.tell(ExchangeBusyNotice());
-        return;
-    }
     CsvImportDialog::Setup setup;
     setup.source = operation == Operation::ImportTestCases ? CsvSource::LibraryTestCases
                                                            : CsvSource::ProjectTestCases;
-    setup.folder = std::get<ExchangeTarget>(target).folder;
+    setup.folder = target->folder;
     setup.databaseDir = databaseDir;
     setup.startFolder = &window.ImportFolder();
     setup.afterImport = [&window, folder = setup.folder] { window.RefreshBelow(folder); };

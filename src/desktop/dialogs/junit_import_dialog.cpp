@@ -2,7 +2,6 @@
 
 #include <QComboBox>
 #include <QDialogButtonBox>
-#include <QFileDialog>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -11,6 +10,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "desktop/dialogs/exchange_dialogs.h"
 #include "desktop/exchange_jobs.h"
 #include "desktop/main_window.h"
 #include "desktop/widgets/field_widgets.h"
@@ -125,16 +125,9 @@ JUnitImportDialog::~JUnitImportDialog() {
 }
 
 void JUnitImportDialog::ChooseFile() {
-    const QString start =
-        m_setup.startFolder ? QString::fromStdString(m_setup.startFolder->string()) : QString();
-    const QString chosen = QFileDialog::getOpenFileName(this, windowTitle(), start,
-                                                        "JUnit XML files (*.xml);;All files (*)");
-    if (chosen.isEmpty())
-        return;
-    const fs::path file = chosen.toStdString();
-    if (m_setup.startFolder)
-        *m_setup.startFolder = file.parent_path();
-    SetFile(file);
+    if (const auto file =
+            ChooseFileToImport(this, "JUnit XML files (*.xml);;All files (*)", m_setup.startFolder))
+        SetFile(*file);
 }
 
 void JUnitImportDialog::SetFile(const fs::path& file) {
@@ -218,18 +211,12 @@ void JUnitImportDialog::Import() {
 
 void OpenJUnitImportDialog(MainWindow& window, UserPort& port) {
     Shell& shell = window.TheShell();
-    auto target = ExchangeTargetOf(Operation::ImportJUnitResults, window.SelectedNodes(),
-                                   shell.Database().Directory());
-    if (const Notice* refusal = std::get_if<Notice>(&target)) {
-        port.tell(*refusal);
+    const std::optional<ExchangeTarget> target =
+        ExchangeTargetOrTell(window, port, Operation::ImportJUnitResults);
+    if (!target)
         return;
-    }
-    if (window.Jobs().Running()) {
-        port.tell(ExchangeBusyNotice());
-        return;
-    }
     JUnitImportDialog::Setup setup;
-    setup.projectFolder = std::get<ExchangeTarget>(target).folder;
+    setup.projectFolder = target->folder;
     setup.startFolder = &window.ImportFolder();
     setup.afterImport = [&window, folder = setup.projectFolder] {
         window.RefreshBelow(folder / std::string(kProjectTestCasesFolder));
