@@ -22,9 +22,7 @@ ExchangeJobs::~ExchangeJobs() {
     if (!m_worker.joinable())
         return;
     m_worker.request_stop();
-    m_port.SetWorkersReleased(true);
-    m_worker.join();
-    m_port.SetWorkersReleased(false);
+    WaitWithWorkersReleased(m_port, [this] { m_worker.join(); });
 }
 
 bool ExchangeJobs::Start(std::function<void(std::stop_token)> work, std::function<void()> done) {
@@ -55,9 +53,7 @@ void ExchangeJobs::StopAndWait() {
         return;
     if (m_worker.joinable()) {
         m_worker.request_stop();
-        m_port.SetWorkersReleased(true);
-        m_worker.join();
-        m_port.SetWorkersReleased(false);
+        WaitWithWorkersReleased(m_port, [this] { m_worker.join(); });
     }
     End();
 }

@@ -46,4 +46,14 @@ public:
     virtual void SetWorkersReleased(bool /*released*/) {}
 };
 
+// Runs wait (the join of workers that may be telling or asking the user something) with every
+// message and question they wait on given up, so a worker never waits on a window that waits
+// on it.
+template <typename Wait>
+void WaitWithWorkersReleased(UserPort& port, Wait wait) {
+    port.SetWorkersReleased(true);
+    wait();
+    port.SetWorkersReleased(false);
+}
+
 }  // namespace vantorel

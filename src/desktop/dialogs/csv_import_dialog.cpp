@@ -143,11 +143,7 @@ CsvImportDialog::CsvImportDialog(UserPort& port, const CustomCfg& custom, Exchan
 CsvImportDialog::~CsvImportDialog() {
     if (!m_worker.joinable())
         return;
-    // A refusal the worker is telling is let go, so it never waits for a window that waits
-    // for it.
-    m_port.SetWorkersReleased(true);
-    m_worker.join();
-    m_port.SetWorkersReleased(false);
+    WaitWithWorkersReleased(m_port, [this] { m_worker.join(); });
 }
 
 void CsvImportDialog::ChooseFile() {

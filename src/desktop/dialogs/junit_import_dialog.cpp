@@ -119,9 +119,7 @@ JUnitImportDialog::JUnitImportDialog(UserPort& port, const CustomCfg& custom, Ex
 JUnitImportDialog::~JUnitImportDialog() {
     if (!m_worker.joinable())
         return;
-    m_port.SetWorkersReleased(true);
-    m_worker.join();
-    m_port.SetWorkersReleased(false);
+    WaitWithWorkersReleased(m_port, [this] { m_worker.join(); });
 }
 
 void JUnitImportDialog::ChooseFile() {

@@ -112,9 +112,7 @@ WebExportDialog::WebExportDialog(UserPort& port, const CustomCfg& custom,
 WebExportDialog::~WebExportDialog() {
     if (m_worker.joinable()) {
         m_worker.request_stop();
-        m_port.SetWorkersReleased(true);
-        m_worker.join();
-        m_port.SetWorkersReleased(false);
+        WaitWithWorkersReleased(m_port, [this] { m_worker.join(); });
     }
 }
 

@@ -100,9 +100,7 @@ ReportWizardDialog::ReportWizardDialog(const std::filesystem::path& databaseDir,
 ReportWizardDialog::~ReportWizardDialog() {
     if (m_worker.joinable()) {
         m_model.Cancel();
-        m_port.SetWorkersReleased(true);
-        m_worker.join();
-        m_port.SetWorkersReleased(false);
+        WaitWithWorkersReleased(m_port, [this] { m_worker.join(); });
     }
 }
 

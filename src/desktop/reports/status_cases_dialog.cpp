@@ -59,9 +59,7 @@ void StatusCasesDialog::Stop() {
     if (!m_worker.joinable())
         return;
     m_worker.request_stop();
-    m_port.SetWorkersReleased(true);
-    m_worker.join();
-    m_port.SetWorkersReleased(false);
+    WaitWithWorkersReleased(m_port, [this] { m_worker.join(); });
 }
 
 void StatusCasesDialog::closeEvent(QCloseEvent* event) {

@@ -96,9 +96,7 @@ TreeActions::~TreeActions() {
         std::lock_guard lock(m_inbox->mutex);
         m_inbox->receiver = nullptr;
     }
-    m_port.SetWorkersReleased(true);
-    m_worker.StopAndWait();
-    m_port.SetWorkersReleased(false);
+    WaitWithWorkersReleased(m_port, [this] { m_worker.StopAndWait(); });
 }
 
 bool TreeActions::Run(Operation operation) {
@@ -306,9 +304,7 @@ void TreeActions::StartTransfer(TransferPlan plan, RunningTransfer transfer,
 }
 
 void TreeActions::StopTransfer() {
-    m_port.SetWorkersReleased(true);
-    m_worker.StopAndWait();
-    m_port.SetWorkersReleased(false);
+    WaitWithWorkersReleased(m_port, [this] { m_worker.StopAndWait(); });
     EndTransfer();
 }
 
