@@ -209,6 +209,21 @@ bool TourWebExport(vantorel::MainWindow& window, const fs::path& project, const 
     return QTest::qWaitFor([&] { return asked; }, 10000);
 }
 
+// Runs handle on the next modal dialog other than shown, once it opens.
+void OnNextModal(const QWidget* shown, std::function<void(QDialog&)> handle) {
+    auto* poll = new QTimer;
+    poll->setInterval(50);
+    QObject::connect(poll, &QTimer::timeout, [poll, shown, handle] {
+        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        if (!dialog || dialog == shown)
+            return;
+        poll->stop();
+        poll->deleteLater();
+        handle(*dialog);
+    });
+    poll->start();
+}
+
 // The help window beside the main window once its page has loaded, pictured with the screen.
 bool GrabHelp(QWidget& owner, const QString& title, const fs::path& output, const char* picture) {
     auto* help = owner.findChild<vantorel::HelpWindow*>();
@@ -227,19 +242,12 @@ bool GrabHelp(QWidget& owner, const QString& title, const fs::path& output, cons
 bool TourHelp(vantorel::MainWindow& window, const fs::path& output) {
     window.RunCommand(vantorel::ID_HELP_OVERVIEW);
     bool written = GrabHelp(window, "Overview", output, "help-overview.png");
-    QTimer poll;
-    poll.setInterval(50);
-    QObject::connect(&poll, &QTimer::timeout, [&] {
-        auto* sheet = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-        if (!sheet)
-            return;
-        poll.stop();
-        sheet->move(20, 60);
-        QTest::keyClick(sheet, Qt::Key_F1);
-        written &= GrabHelp(*sheet, "Customising a database", output, "help-customisation.png");
-        sheet->reject();
+    OnNextModal(nullptr, [&](QDialog& sheet) {
+        sheet.move(20, 60);
+        QTest::keyClick(&sheet, Qt::Key_F1);
+        written &= GrabHelp(sheet, "Customising a database", output, "help-customisation.png");
+        sheet.reject();
     });
-    poll.start();
     window.RunCommand(vantorel::ID_SETTINGS_CUSTOMIZE);
     return written;
 }
@@ -338,17 +346,10 @@ bool TourExchange(vantorel::MainWindow& window, const fs::path& database, const 
         pictured &= QTest::qWaitFor([&] { return !progress->text().isEmpty(); }, 20000);
         Settle(500);
         pictured &= Grab(output, "window-import-running.png");
-        QTimer poll;
-        poll.setInterval(50);
-        QObject::connect(&poll, &QTimer::timeout, [&] {
-            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-            if (!box)
-                return;
-            poll.stop();
-            pictured &= GrabDialog(*box, output, "dialog-import-cancelled.png");
-            box->accept();
+        OnNextModal(nullptr, [&](QDialog& box) {
+            pictured &= GrabDialog(box, output, "dialog-import-cancelled.png");
+            box.accept();
         });
-        poll.start();
         window.statusBar()->findChild<QPushButton*>("cancelExchange")->click();
         pictured &= QTest::qWaitFor([&] { return !window.Jobs().Running(); }, 30000);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
@@ -365,21 +366,6 @@ bool TourExchange(vantorel::MainWindow& window, const fs::path& database, const 
         pictured = false;
     }
     return pictured;
-}
-
-// Runs handle on the next modal dialog other than shown, once it opens.
-void OnNextModal(const QWidget* shown, std::function<void(QDialog&)> handle) {
-    auto* poll = new QTimer;
-    poll->setInterval(50);
-    QObject::connect(poll, &QTimer::timeout, [poll, shown, handle] {
-        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-        if (!dialog || dialog == shown)
-            return;
-        poll->stop();
-        poll->deleteLater();
-        handle(*dialog);
-    });
-    poll->start();
 }
 
 // One tester's window: a port, data and configuration folders, and a name of its own.
