@@ -7,7 +7,6 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
-#include <QProcess>
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTableWidget>
@@ -24,6 +23,7 @@
 #include "documents/prj_test_case.h"
 #include "documents/reference_items.h"
 #include "documents/spelling.h"
+#include "platform/programs.h"
 #include "workspace/config.h"
 #include "workspace/help.h"
 
@@ -290,14 +290,10 @@ void ItemDialog::RunLinkedCommand(LinkedCommand command) {
     const std::filesystem::path item = m_editor->Path();
     const CommandLaunch launch =
         PlanCommandLaunch(CommandOf(m_settings, command), ProjectOf(item).value_or(""), item);
-    const QString target = QString::fromStdString(launch.target);
-    bool started = false;
-    if (launch.isUrl) {
-        started = QDesktopServices::openUrl(QUrl::fromUserInput(target));
-    } else if (QStringList words = QProcess::splitCommand(target); !words.isEmpty()) {
-        const QString program = words.takeFirst();
-        started = QProcess::startDetached(program, words);
-    }
+    const bool started =
+        launch.isUrl
+            ? QDesktopServices::openUrl(QUrl::fromUserInput(QString::fromStdString(launch.target)))
+            : StartDetachedProgram(SplitCommandLine(launch.target));
     if (!started)
         m_port.tell(CommandLaunchFailure(launch));
 }

@@ -3,6 +3,7 @@
 #include <QTextDocument>
 
 #include "desktop/widgets/rich_text_edit.h"
+#include "platform/programs.h"
 #include "workspace/html_editor.h"
 
 namespace vantorel {
@@ -45,7 +46,9 @@ bool HtmlEditorBridge::Edit(RichTextEdit& field, const std::string& caption,
     m_caption = caption;
     m_offered = FieldTextOf(WorkFileText(text));
 
-    QStringList words = QProcess::splitCommand(command);
+    QStringList words;
+    for (const std::string& word : SplitCommandLine(command.toStdString()))
+        words << QString::fromStdString(word);
     if (words.isEmpty()) {
         m_port.tell(HtmlEditorStartFailure());
         return false;
