@@ -137,29 +137,6 @@ private:
         std::size_t passed = 0, openForEditing = 0, unreadable = 0;
     };
 
-    // The folder a thread reads from, kept open while its documents are read.
-    class OpenFolder {
-    public:
-        ~OpenFolder() { Close(); }
-        int Descriptor(const Folder* folder) {
-            if (folder != m_folder) {
-                Close();
-                m_folder = folder;
-                m_fd = ::open(folder->path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-            }
-            return m_fd;
-        }
-
-    private:
-        void Close() {
-            if (m_fd >= 0)
-                ::close(m_fd);
-            m_fd = -1;
-        }
-        const Folder* m_folder = nullptr;
-        int m_fd = -1;
-    };
-
     // Lists one folder and hands its documents to the readers, then goes down into its
     // sub-folders. The folder is closed before the walk descends, so one folder is open at a
     // time whatever the depth; a folder already on the way down (reached again through a
@@ -247,7 +224,7 @@ private:
     void Work(unsigned thread) {
         try {
             XMLParse buffer;
-            OpenFolder folder;
+            HeldFolder folder;
             Chunk chunk;
             while (Pop(chunk)) {
                 for (const Document& document : chunk) {
@@ -283,11 +260,11 @@ private:
 
     // Takes one project test case into a thread's statistics: read it, test it against the
     // filter, hand it to the kind, and count it as open for editing when its lock exists.
-    void GetStatsFromFile(const Document& document, OpenFolder& folder, XMLParse& buffer,
+    void GetStatsFromFile(const Document& document, HeldFolder& folder, XMLParse& buffer,
                           DocumentTally& tally, Counts& counts) const {
         const ReportRequest& request = *m_report.m_request;
         const char* heading = KindInfo(m_report.m_kind).createHeading.data();
-        const int folderFd = folder.Descriptor(document.folder);
+        const int folderFd = folder.Descriptor(document.folder, document.folder->path);
         if (folderFd < 0 || buffer.OpenFastRead(folderFd, document.name.c_str()) != 0 ||
             buffer.Load() != 0) {
             DebugLog::Write(heading, "Failed to open file %s\n",

@@ -12,7 +12,7 @@
 namespace vantorel {
 
 int OpenRegularFile(int folderFd, const char* name, int& fd, std::size_t maxSize, bool writable,
-                    bool followLinks) {
+                    bool followLinks, std::size_t* openedSize) {
     // O_NONBLOCK makes opening a FIFO without a writer return at once; the type is checked on
     // the open descriptor, so nothing can be swapped in between the check and the read.
     fd = ::openat(folderFd, name,
@@ -31,26 +31,31 @@ int OpenRegularFile(int folderFd, const char* name, int& fd, std::size_t maxSize
     if (code) {
         ::close(fd);
         fd = -1;
+    } else if (openedSize) {
+        *openedSize = static_cast<std::size_t>(info.st_size);
     }
     return code;
 }
 
-int OpenRegularFile(const std::filesystem::path& path, int& fd, std::size_t maxSize,
-                    bool writable) {
-    return OpenRegularFile(AT_FDCWD, path.c_str(), fd, maxSize, writable);
+int OpenRegularFile(const std::filesystem::path& path, int& fd, std::size_t maxSize, bool writable,
+                    std::size_t* openedSize) {
+    return OpenRegularFile(AT_FDCWD, path.c_str(), fd, maxSize, writable, true, openedSize);
 }
 
 int ReadOpenFile(int fd, std::string& text, std::size_t byteLimit) {
     struct stat info {};
     if (::fstat(fd, &info) != 0)
         return errno;
-    // A file that grows while it is read is read as far as it was long when opened.
-    const std::size_t limit =
-        std::min(static_cast<std::size_t>(std::max<off_t>(info.st_size, 0)), byteLimit);
-    text.resize(limit);
+    return ReadOpenFileOfSize(
+        fd, std::min(static_cast<std::size_t>(std::max<off_t>(info.st_size, 0)), byteLimit), text);
+}
+
+int ReadOpenFileOfSize(int fd, std::size_t size, std::string& text) {
+    // A file that grows while it is read is read as far as it was long when its size was taken.
+    text.resize(size);
     std::size_t filled = 0;
-    while (filled < limit) {
-        const ssize_t got = ::read(fd, text.data() + filled, limit - filled);
+    while (filled < size) {
+        const ssize_t got = ::read(fd, text.data() + filled, size - filled);
         if (got < 0 && errno == EINTR)
             continue;
         if (got < 0)
@@ -61,6 +66,23 @@ int ReadOpenFile(int fd, std::string& text, std::size_t byteLimit) {
     }
     text.resize(filled);
     return 0;
+}
+
+int HeldFolder::Descriptor(const void* key, const std::filesystem::path& path) {
+    if (key != m_key) {
+        Close();
+        m_key = key;
+        m_fd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW);
+        m_error = m_fd < 0 ? errno : 0;
+    }
+    return m_fd;
+}
+
+void HeldFolder::Close() {
+    if (m_fd >= 0)
+        ::close(m_fd);
+    m_fd = -1;
+    m_key = nullptr;
 }
 
 int ReadRegularFile(const std::filesystem::path& path, std::string& text, std::size_t maxSize) {

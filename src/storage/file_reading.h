@@ -29,15 +29,43 @@ inline constexpr int kFileTooLarge = 10002;
 // AT_FDCWD) for reading, or reading and writing, without ever blocking: 0 and the descriptor
 // when it is a regular file of at most maxSize bytes; otherwise an error number, with
 // kNotRegularFile and kFileTooLarge for what is no document. Without followLinks a symbolic
-// link is refused too (ELOOP), so a walk never reads out of the tree it walks.
+// link is refused too (ELOOP), so a walk never reads out of the tree it walks. The size the
+// file had when opened goes to openedSize when given.
 int OpenRegularFile(int folderFd, const char* name, int& fd, std::size_t maxSize = kDocumentSizeMax,
-                    bool writable = false, bool followLinks = true);
+                    bool writable = false, bool followLinks = true,
+                    std::size_t* openedSize = nullptr);
 int OpenRegularFile(const std::filesystem::path& path, int& fd,
-                    std::size_t maxSize = kDocumentSizeMax, bool writable = false);
+                    std::size_t maxSize = kDocumentSizeMax, bool writable = false,
+                    std::size_t* openedSize = nullptr);
 
 // Reads the whole of an open regular file, or its first byteLimit bytes, into text (its buffer
 // is reused); 0 or errno.
 int ReadOpenFile(int fd, std::string& text, std::size_t byteLimit = SIZE_MAX);
+// The same for a file just opened whose size is known: at most size bytes, without asking the
+// system for the size again.
+int ReadOpenFileOfSize(int fd, std::size_t size, std::string& text);
+
+// A folder a worker holds open while it reads the documents listed in it, so that each is
+// opened by its name alone rather than by a walk down the whole path.
+class HeldFolder {
+public:
+    HeldFolder() = default;
+    ~HeldFolder() { Close(); }
+    HeldFolder(const HeldFolder&) = delete;
+    HeldFolder& operator=(const HeldFolder&) = delete;
+
+    // The descriptor of the folder at path, which the caller names by key (the address of its
+    // own record of the folder): opened unless it is the one held. -1 when it can't be opened,
+    // with the error number in Error. A link is not followed.
+    int Descriptor(const void* key, const std::filesystem::path& path);
+    int Error() const { return m_error; }
+
+private:
+    void Close();
+    const void* m_key = nullptr;
+    int m_fd = -1;
+    int m_error = 0;
+};
 
 // Opens, reads and closes a regular file of at most maxSize bytes; 0 or the code of
 // OpenRegularFile.

@@ -99,6 +99,98 @@ std::string ClosingTag(std::string_view tag) {
     return ClosingTag<char>(tag);
 }
 
+TagIndex::TagIndex(std::span<const std::string_view> tags) {
+    // A token is a '<' and the first '>' after it, so a tag can be found as a token only when
+    // its sole '>' is its last character; a closing tag cut at kTagNameMax loses that '>'.
+    m_tokens.reserve(2 * tags.size());
+    for (const std::string_view tag : tags) {
+        Wanted wanted{tag};
+        std::string closing = ClosingTag<char>(tag);
+        wanted.indexed = IsTagForm(tag) && tag.find('>') == tag.size() - 1 && closing.back() == '>';
+        if (wanted.indexed) {
+            wanted.openSlot = SlotOf(std::string(tag));
+            wanted.closeSlot = SlotOf(std::move(closing));
+        }
+        m_wanted.push_back(wanted);
+    }
+    // At most a quarter full, so a lookup of a token not wanted mostly ends at its first probe.
+    std::size_t size = 16;
+    while (size < 4 * m_tokens.size())
+        size *= 2;
+    m_table.assign(size, std::string_view::npos);
+    for (std::size_t slot = 0; slot < m_tokens.size(); ++slot) {
+        std::size_t at = Hash(m_tokens[slot]) & (size - 1);
+        while (m_table[at] != std::string_view::npos)
+            at = (at + 1) & (size - 1);
+        m_table[at] = slot;
+    }
+    m_first.assign(m_tokens.size(), std::string_view::npos);
+}
+
+std::size_t TagIndex::SlotOf(std::string token) {
+    const auto known = std::find(m_tokens.begin(), m_tokens.end(), token);
+    if (known != m_tokens.end())
+        return static_cast<std::size_t>(known - m_tokens.begin());
+    m_tokens.push_back(std::move(token));
+    return m_tokens.size() - 1;
+}
+
+std::size_t TagIndex::Hash(std::string_view token) {
+    // Tokens are at least "<>"; their length and the characters after '<' and before '>' tell
+    // the field tags apart well enough.
+    const auto byte = [&](std::size_t at) {
+        return static_cast<std::size_t>(static_cast<unsigned char>(token[at]));
+    };
+    const std::size_t size = token.size();
+    return (size * 0x9E37u) ^ (byte(1) * 0x85EBu) ^ (byte(size / 2) * 0xC2B2u) ^
+           (byte(size - 2) * 0x27D4u);
+}
+
+std::size_t TagIndex::Lookup(std::string_view token) const {
+    const std::size_t mask = m_table.size() - 1;
+    for (std::size_t at = Hash(token) & mask;; at = (at + 1) & mask) {
+        const std::size_t slot = m_table[at];
+        if (slot == std::string_view::npos || m_tokens[slot] == token)
+            return slot;
+    }
+}
+
+void TagIndex::Scan(std::string_view text) {
+    m_text = text;
+    std::fill(m_first.begin(), m_first.end(), std::string_view::npos);
+    std::size_t missing = m_first.size();
+    std::size_t gt = 0;  // a '<' is never where a '>' is, so 0 is before any token's end
+    for (std::size_t lt = text.find('<'); lt != text.npos && missing > 0;
+         lt = text.find('<', lt + 1)) {
+        // The '>' that ended the last token ends this one too when it lies beyond this '<'.
+        if (gt <= lt && (gt = text.find('>', lt)) == text.npos)
+            break;
+        const std::size_t slot = Lookup(text.substr(lt, gt - lt + 1));
+        if (slot != text.npos && m_first[slot] == text.npos) {
+            m_first[slot] = lt;
+            --missing;
+        }
+    }
+}
+
+int TagIndex::Value(std::size_t which, std::string_view& value) const {
+    const Wanted& wanted = m_wanted[which];
+    if (!wanted.indexed)
+        return FindTagValue(m_text, wanted.tag, value);
+    value = {};
+    const std::size_t open = m_first[wanted.openSlot];
+    if (open == m_text.npos)
+        return 3;
+    const std::size_t close = m_first[wanted.closeSlot];
+    if (close == m_text.npos)
+        return 4;
+    const std::size_t valueBegin = open + wanted.tag.size();
+    if (close <= valueBegin)
+        return 6;
+    value = m_text.substr(valueBegin, close - valueBegin);
+    return 0;
+}
+
 std::vector<std::string> ReadRepeated(const XMLParse& document, std::string_view tag) {
     std::vector<std::string> values;
     try {
@@ -123,6 +215,7 @@ void XMLParse::CloseStream() {
     if (m_fd >= 0)
         ::close(m_fd);
     m_fd = -1;
+    m_fastReadSize.reset();
 }
 
 int XMLParse::OpenRead(const std::filesystem::path& path, bool writable, std::size_t maxSize) {
@@ -132,13 +225,24 @@ int XMLParse::OpenRead(const std::filesystem::path& path, bool writable, std::si
 }
 
 int XMLParse::OpenFastRead(const std::filesystem::path& path, std::size_t maxSize) {
-    return OpenRead(path, false, maxSize) == 0 ? 0 : 1;
+    CloseStream();
+    m_wide = false;
+    std::size_t size = 0;
+    if (const int code = OpenRegularFile(path, m_fd, maxSize, false, &size))
+        return code;
+    m_fastReadSize = size;
+    return 0;
 }
 
 int XMLParse::OpenFastRead(int folderFd, const char* name) {
     CloseStream();
     m_wide = false;
-    return OpenRegularFile(folderFd, name, m_fd, kDocumentSizeMax, false, false) == 0 ? 0 : 1;
+    std::size_t size = 0;
+    if (const int code =
+            OpenRegularFile(folderFd, name, m_fd, kDocumentSizeMax, false, false, &size))
+        return code;
+    m_fastReadSize = size;
+    return 0;
 }
 
 int XMLParse::OpenWide(const std::filesystem::path& path) {
@@ -157,7 +261,9 @@ int XMLParse::OpenWrite(const std::filesystem::path& path) {
 int XMLParse::Load() {
     // Read straight into the text, so a parser reused over many documents keeps its buffer.
     m_loaded = false;
-    if (m_fd < 0 || ReadOpenFile(m_fd, m_text)) {
+    // A bulk read follows its open at once, so the size taken at the open still holds.
+    if (m_fd < 0 || (m_fastReadSize ? ReadOpenFileOfSize(m_fd, *m_fastReadSize, m_text)
+                                    : ReadOpenFile(m_fd, m_text))) {
         m_text.clear();
         return 1;
     }

@@ -62,6 +62,39 @@ int FindTagValue(std::string_view text, std::string_view tag, std::string_view& 
 // "</name>" for "<name>", cut at kTagNameMax - 1 characters as the readers form it.
 std::string ClosingTag(std::string_view tag);
 
+// The values of a fixed set of tags in one text after a single pass over it: for a walk that
+// reads the same fields of thousands of documents, where a search per field would read each
+// text again and again. Every answer is the one FindTagValue gives from the start of the text.
+class TagIndex {
+public:
+    // The tags whose values will be asked for, by their place in this list.
+    explicit TagIndex(std::span<const std::string_view> tags);
+    // Notes where each tag and its closing tag first occur in text, which must outlive the
+    // answers.
+    void Scan(std::string_view text);
+    // FindTagValue(text, tags[which], value) for the text of the last Scan.
+    int Value(std::size_t which, std::string_view& value) const;
+
+private:
+    struct Wanted {
+        std::string_view tag;
+        bool indexed = false;  // else a tag the one-pass scan can't answer for: searched
+        std::size_t openSlot = 0, closeSlot = 0;
+    };
+    std::size_t SlotOf(std::string token);
+    static std::size_t Hash(std::string_view token);
+    // The slot of a token looked for, or npos for any other.
+    std::size_t Lookup(std::string_view token) const;
+
+    std::vector<Wanted> m_wanted;
+    std::vector<std::string> m_tokens;  // the "<...>" tokens looked for, by slot
+    // Slots by a cheap hash of the token, open addressing: a scan looks up every token of
+    // every document, so this is its inner loop.
+    std::vector<std::size_t> m_table;
+    std::vector<std::size_t> m_first;  // by slot: where the token first occurs, or npos
+    std::string_view m_text;
+};
+
 class XMLParse;
 // The raw values of every occurrence of tag, in document order; a cut-short element ends them.
 std::vector<std::string> ReadRepeated(const XMLParse& document, std::string_view tag);
@@ -78,8 +111,9 @@ public:
     // OpenRead gives the error number, or the reading layer's own codes.
     int OpenRead(const std::filesystem::path& path, bool writable = false,
                  std::size_t maxSize = kDocumentSizeMax);
-    // The bulk read for walks over thousands of small documents: one read of the whole file.
-    // maxSize raises the cap for the few files that are no item (report documents).
+    // The bulk read for walks over thousands of small documents: one read of the whole file,
+    // of the size the file had when opened. The code is OpenRead's. maxSize raises the cap for
+    // the few files that are no item (report documents).
     int OpenFastRead(const std::filesystem::path& path, std::size_t maxSize = kDocumentSizeMax);
     // The same for a document named relative to an open folder, which spares the system the
     // walk down the whole path for every document of a folder. A link is not read through.
@@ -173,6 +207,7 @@ private:
 
     FileLayer& m_files;
     int m_fd = -1;
+    std::optional<std::size_t> m_fastReadSize;  // the size at an OpenFastRead
     bool m_wide = false;
     bool m_loaded = false;
     std::string m_text;
