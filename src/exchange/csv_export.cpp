@@ -1,7 +1,10 @@
 #include "exchange/csv_export.h"
 
 #include <algorithm>
+#include <condition_variable>
 #include <cstdio>
+#include <deque>
+#include <mutex>
 #include <thread>
 
 #include "documents/field_tables.h"
@@ -95,51 +98,6 @@ std::string Caption(const FieldDescriptor& field) {
     return std::string(field.longHeading.empty() ? field.shortHeading : field.longHeading);
 }
 
-struct CaseFile {
-    fs::path path;
-    std::string suite;  // relative to the exported folder, "/" between levels
-};
-
-// Every test case below root, suites and test cases in name order, so an export of the same
-// tree is the same file whatever order the file system lists it in.
-std::vector<CaseFile> ListCases(const fs::path& root, const fs::path& suiteRoot,
-                                const std::stop_token& stop) {
-    std::vector<CaseFile> cases;
-    WalkItems(root, [&](const fs::path& folder, ItemListing& listing) {
-        std::sort(listing.folders.begin(), listing.folders.end());
-        std::sort(listing.documents.begin(), listing.documents.end(),
-                  [](const FolderEntry& a, const FolderEntry& b) { return a.name < b.name; });
-        const std::string suite = folder == suiteRoot
-                                      ? std::string{}
-                                      : folder.lexically_relative(suiteRoot).generic_string();
-        for (const FolderEntry& document : listing.documents)
-            cases.push_back({folder / document.name, suite});
-        return !stop.stop_requested();
-    });
-    return cases;
-}
-
-// The test cases of the request: its folder's, or those of the items chosen below it.
-std::vector<CaseFile> RequestedCases(const CsvExportRequest& request) {
-    if (request.items.empty())
-        return ListCases(request.folder, request.folder, request.stop);
-    std::vector<CaseFile> cases;
-    std::error_code error;
-    for (const fs::path& item : request.items) {
-        if (fs::is_directory(item, error)) {
-            std::vector<CaseFile> below = ListCases(item, request.folder, request.stop);
-            cases.insert(cases.end(), below.begin(), below.end());
-        } else {
-            const fs::path folder = item.parent_path();
-            cases.push_back(
-                {item, folder == request.folder
-                           ? std::string{}
-                           : folder.lexically_relative(request.folder).generic_string()});
-        }
-    }
-    return cases;
-}
-
 }  // namespace
 
 Notice CsvExportDoneNotice(std::size_t rows) {
@@ -152,25 +110,51 @@ Notice CsvReplaceQuestion(const fs::path& target) {
             std::string(kCsvExportCaption), Icon::Question};
 }
 
-std::string CsvField(std::string_view value) {
-    if (value.find_first_of(",\"\r\n") == std::string_view::npos)
-        return std::string(value);
-    std::string quoted = "\"";
-    for (const char c : value) {
-        if (c == '"')
-            quoted += '"';
-        quoted += c;
+namespace {
+
+// The field as RFC 4180 writes it, put at the end of row.
+void AppendCsvField(std::string& row, std::string_view value) {
+    // A plain loop: find_first_of would call memchr once for every character.
+    const bool quoted = std::any_of(value.begin(), value.end(), [](char c) {
+        return c == ',' || c == '"' || c == '\r' || c == '\n';
+    });
+    if (!quoted) {
+        row.append(value);
+        return;
     }
-    quoted += '"';
-    return quoted;
+    row += '"';
+    // Each quote is doubled: the text up to and with it, then the quote once more.
+    for (std::size_t at = 0; at < value.size();) {
+        const std::size_t quote = value.find('"', at);
+        if (quote == std::string_view::npos) {
+            row.append(value.substr(at));
+            break;
+        }
+        row.append(value.substr(at, quote + 1 - at));
+        row += '"';
+        at = quote + 1;
+    }
+    row += '"';
+}
+
+}  // namespace
+
+std::string CsvField(std::string_view value) {
+    std::string field;
+    AppendCsvField(field, value);
+    return field;
 }
 
 std::string CsvRow(const std::vector<std::string>& fields) {
+    std::size_t size = 2;
+    for (const std::string& field : fields)
+        size += field.size() + 3;
     std::string row;
+    row.reserve(size);
     for (std::size_t i = 0; i < fields.size(); ++i) {
         if (i > 0)
             row += ',';
-        row += CsvField(fields[i]);
+        AppendCsvField(row, fields[i]);
     }
     row += "\r\n";
     return row;
@@ -182,6 +166,14 @@ std::string RichTextAsPlainText(std::string_view html) {
     std::string plain;
     plain.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
+        // Text up to the next tag or entity goes over in one piece.
+        std::size_t plainEnd = i;
+        while (plainEnd < text.size() && text[plainEnd] != '<' && text[plainEnd] != '&')
+            ++plainEnd;
+        plain.append(text, i, plainEnd - i);
+        if (plainEnd == text.size())
+            break;
+        i = plainEnd;
         const char c = text[i];
         if (c == '<') {
             const std::size_t close = text.find('>', i);
@@ -202,8 +194,6 @@ std::string RichTextAsPlainText(std::string_view html) {
             } else {
                 plain += c;
             }
-        } else {
-            plain += c;
         }
     }
     // A paragraph's own break at either end is no line of the text, as an editor trims it.
@@ -240,6 +230,220 @@ std::string CsvValue(FieldType type, std::string_view stored, CsvRichText richTe
     }
 }
 
+namespace {
+
+// The rows of an export, made on worker threads from chunks of test cases handed out as the
+// walk lists them, and written in listing order by the thread that walks, which alone speaks
+// to the port. The walk of a large tree takes a while of its own, so the reading does not wait
+// for it to end.
+class RowPipeline {
+public:
+    RowPipeline(std::span<const FieldDescriptor> fields, const CsvExportRequest& request,
+                CsvOutput& output, UserPort& port)
+        : m_fields(fields), m_request(request), m_output(output), m_port(port) {
+        for (const FieldDescriptor& field : fields)
+            m_tags.push_back(field.tag);
+        const unsigned threads = std::clamp(std::thread::hardware_concurrency(), 1u, 4u);
+        for (unsigned t = 0; t < threads; ++t)
+            m_workers.emplace_back([this] { Work(); });
+    }
+    ~RowPipeline() { Abandon(); }
+    RowPipeline(const RowPipeline&) = delete;
+    RowPipeline& operator=(const RowPipeline&) = delete;
+
+    // Takes the test cases named in folder, in this order, writes the rows that are ready,
+    // and tells whether the walk is to go on.
+    bool Add(const fs::path& folder, std::vector<std::string> names) {
+        if (!GoOn())
+            return false;
+        if (!names.empty()) {
+            const CaseFolder& held = m_folders.emplace_back(CaseFolder{
+                folder, folder == m_request.folder
+                            ? std::string{}
+                            : folder.lexically_relative(m_request.folder).generic_string()});
+            for (std::string& name : names) {
+                m_pending.push_back({&held, std::move(name)});
+                if (m_pending.size() == kChunk)
+                    Publish();
+            }
+        }
+        return WriteReady(false) && GoOn();
+    }
+
+    // Whether the walk is to go on: not after a refusal or a stop.
+    bool GoOn() const { return !m_refused && !m_request.stop.stop_requested(); }
+
+    // Ends the listing and writes every row (those made before a stop): the number written,
+    // or none after the user was told of the first test case that could not be read.
+    std::optional<std::size_t> Finish() {
+        if (m_refused)
+            return std::nullopt;
+        Publish();
+        {
+            std::lock_guard lock(m_mutex);
+            m_listingDone = true;
+        }
+        m_work.notify_all();
+        if (!WriteReady(true))
+            return std::nullopt;
+        return m_written;
+    }
+
+private:
+    static constexpr std::size_t kChunk = 256;
+    struct CaseFolder {
+        fs::path path;
+        std::string suite;  // relative to the exported folder, "/" between levels
+    };
+    struct Case {
+        const CaseFolder* folder;
+        std::string name;
+    };
+    struct Chunk {
+        std::vector<Case> cases;
+        std::string rows;  // encoded, in order
+        int failure = 0;   // the reading layer's code for the case at failedAt
+        std::size_t failedAt = 0;
+        bool done = false;
+    };
+
+    void Publish() {
+        if (m_pending.empty())
+            return;
+        {
+            std::lock_guard lock(m_mutex);
+            m_chunks.emplace_back().cases = std::move(m_pending);
+            m_listed += m_chunks.back().cases.size();
+        }
+        m_pending.clear();
+        m_work.notify_one();
+    }
+
+    // Writes the chunks that are done, in order, up to the first that is not (with
+    // untilAllDone, waits for every chunk); false once a test case could not be read.
+    bool WriteReady(bool untilAllDone) {
+        for (;;) {
+            std::unique_lock lock(m_mutex);
+            if (untilAllDone)
+                m_done.wait(lock, [this] {
+                    return m_nextToWrite == m_chunks.size() || m_chunks[m_nextToWrite].done ||
+                           m_request.stop.stop_requested();
+                });
+            if (m_nextToWrite == m_chunks.size() || !m_chunks[m_nextToWrite].done)
+                return true;
+            Chunk& chunk = m_chunks[m_nextToWrite++];
+            const std::size_t listed = m_listed;
+            lock.unlock();
+            if (chunk.failure != 0) {
+                m_refused = true;
+                Abandon();
+                const Case& unreadable = chunk.cases[chunk.failedAt];
+                Refuse(m_port, "The test case \"" +
+                                   (unreadable.folder->path / unreadable.name).string() +
+                                   "\" could not be read (" + ReadFailureText(chunk.failure) +
+                                   "), nothing has been exported");
+                return false;
+            }
+            m_output.Write(chunk.rows);
+            m_written += chunk.cases.size();
+            chunk = {};
+            m_port.progress(static_cast<int>(m_written), static_cast<int>(listed));
+        }
+    }
+
+    // Stops the workers, leaving the chunks not yet made.
+    void Abandon() {
+        {
+            std::lock_guard lock(m_mutex);
+            m_abandoned = true;
+        }
+        m_work.notify_all();
+        m_workers.clear();  // joins them
+    }
+
+    void Work() {
+        XMLParse document;
+        HeldFolder folder;
+        TagIndex index(m_tags);
+        std::vector<std::string> fieldsOfRow;
+        for (;;) {
+            Chunk* chunk = nullptr;
+            {
+                std::unique_lock lock(m_mutex);
+                m_work.wait(lock, [this] {
+                    return m_abandoned || m_nextToMake < m_chunks.size() || m_listingDone;
+                });
+                if (m_abandoned || m_nextToMake == m_chunks.size())
+                    return;
+                // A deque keeps each chunk where it is while others are added.
+                chunk = &m_chunks[m_nextToMake++];
+            }
+            MakeRows(*chunk, document, folder, index, fieldsOfRow);
+            {
+                std::lock_guard lock(m_mutex);
+                chunk->done = true;
+            }
+            m_done.notify_all();
+        }
+    }
+
+    void MakeRows(Chunk& chunk, XMLParse& document, HeldFolder& folder, TagIndex& index,
+                  std::vector<std::string>& fieldsOfRow) const {
+        std::string_view stored;
+        for (std::size_t at = 0; at < chunk.cases.size(); ++at) {
+            if (m_request.stop.stop_requested())
+                return;
+            const Case& testCase = chunk.cases[at];
+            const int folderFd = folder.Descriptor(testCase.folder, testCase.folder->path);
+            int code = folderFd < 0 ? folder.Error()
+                                    : document.OpenFastRead(folderFd, testCase.name.c_str());
+            if (code == 0)
+                code = document.Load();
+            if (code != 0) {
+                document.Close();
+                chunk.failure = code;
+                chunk.failedAt = at;
+                return;
+            }
+            fieldsOfRow.clear();
+            // Folder names are UTF-8 on Linux; documents speak ISO-8859-1 until the row is
+            // written.
+            fieldsOfRow.push_back(Latin1FromName(testCase.folder->suite));
+            index.Scan(document.Text());
+            for (std::size_t column = 0; column < m_fields.size(); ++column) {
+                if (index.Value(column, stored) != 0)
+                    stored = {};
+                fieldsOfRow.push_back(CsvValue(m_fields[column].type,
+                                               stored.substr(0, kFieldValueMax - 1),
+                                               m_request.options.richText));
+            }
+            document.Close();
+            chunk.rows += m_output.Encoded(CsvRow(fieldsOfRow));
+        }
+    }
+
+    const std::span<const FieldDescriptor> m_fields;
+    std::vector<std::string_view> m_tags;
+    const CsvExportRequest& m_request;
+    CsvOutput& m_output;
+    UserPort& m_port;
+
+    // The walking thread's own.
+    std::deque<CaseFolder> m_folders;
+    std::vector<Case> m_pending;
+    std::size_t m_written = 0;
+    bool m_refused = false;
+
+    std::mutex m_mutex;
+    std::condition_variable m_work, m_done;
+    std::deque<Chunk> m_chunks;
+    std::size_t m_listed = 0, m_nextToMake = 0, m_nextToWrite = 0;
+    bool m_listingDone = false, m_abandoned = false;
+    std::vector<std::jthread> m_workers;  // last, so they are joined before the rest goes
+};
+
+}  // namespace
+
 std::optional<std::size_t> ExportTestCasesCsv(const CsvExportRequest& request, UserPort& port) {
     std::error_code error;
     if (!fs::is_directory(request.folder, error))
@@ -254,69 +458,36 @@ std::optional<std::size_t> ExportTestCasesCsv(const CsvExportRequest& request, U
         row.push_back(Caption(field));
     output.Row(row);
 
-    const std::vector<CaseFile> cases = RequestedCases(request);
-    const int total = static_cast<int>(cases.size());
-    // The rows of a batch are made on several threads, each reading its share of the
-    // documents, and written in order by this thread, which alone speaks to the port.
-    const unsigned threads = std::clamp(std::thread::hardware_concurrency(), 1u, 4u);
-    constexpr std::size_t kBatch = 2048;
-    std::vector<std::string> rows;
-    std::vector<int> failures;
-    for (std::size_t start = 0; start < cases.size() && !request.stop.stop_requested();
-         start += kBatch) {
-        const std::size_t count = std::min(kBatch, cases.size() - start);
-        rows.assign(count, {});
-        failures.assign(count, 0);
-        const auto makeRows = [&](unsigned share) {
-            XMLParse document;
-            std::string stored;
-            std::vector<std::string> fieldsOfRow;
-            for (std::size_t at = share; at < count && !request.stop.stop_requested();
-                 at += threads) {
-                const CaseFile& file = cases[start + at];
-                int code = document.OpenFastRead(file.path);
-                if (code == 0)
-                    code = document.Load();
-                if (code != 0) {
-                    document.Close();
-                    failures[at] = code;
-                    return;
-                }
-                fieldsOfRow.clear();
-                // Folder names are UTF-8 on Linux; documents speak ISO-8859-1 until the row
-                // is written.
-                fieldsOfRow.push_back(Latin1FromName(file.suite));
-                for (const FieldDescriptor& field : fields) {
-                    if (document.GetTag(field.tag, stored) != 0)
-                        stored.clear();
-                    fieldsOfRow.push_back(CsvValue(field.type, stored, request.options.richText));
-                }
-                document.Close();
-                rows[at] = output.Encoded(CsvRow(fieldsOfRow));
-            }
-        };
-        {
-            std::vector<std::jthread> helpers;
-            for (unsigned share = 1; share < threads; ++share)
-                helpers.emplace_back(makeRows, share);
-            makeRows(0);
+    RowPipeline rows(fields, request, output, port);
+    const auto listFolder = [&](const fs::path& root) {
+        WalkItems(root, [&](const fs::path& folder, ItemListing& listing) {
+            // Suites and test cases in name order, so an export of the same tree is the same
+            // file whatever order the file system lists it in.
+            std::sort(listing.folders.begin(), listing.folders.end());
+            std::sort(listing.documents.begin(), listing.documents.end(),
+                      [](const FolderEntry& a, const FolderEntry& b) { return a.name < b.name; });
+            std::vector<std::string> names;
+            for (FolderEntry& document : listing.documents)
+                names.push_back(std::move(document.name));
+            return rows.Add(folder, std::move(names));
+        });
+    };
+    if (request.items.empty()) {
+        listFolder(request.folder);
+    } else {
+        for (auto item = request.items.begin(); item != request.items.end() && rows.GoOn();
+             ++item) {
+            if (fs::is_directory(*item, error))
+                listFolder(*item);
+            else
+                rows.Add(item->parent_path(), {item->filename().string()});
         }
-        // One write a batch rather than one a row.
-        std::string batch;
-        for (std::size_t at = 0; at < count && !request.stop.stop_requested(); ++at) {
-            if (failures[at] != 0)
-                return Refuse(port, "The test case \"" + cases[start + at].path.string() +
-                                        "\" could not be read (" + ReadFailureText(failures[at]) +
-                                        "), nothing has been exported");
-            batch += rows[at];
-        }
-        output.Write(batch);
-        port.progress(static_cast<int>(start + count), total);
     }
+    const std::optional<std::size_t> written = rows.Finish();
     port.progress(0, 0);
-    if (!output.Finish(request.stop, port))
+    if (!written || !output.Finish(request.stop, port))
         return std::nullopt;
-    return cases.size();
+    return written;
 }
 
 std::optional<std::size_t> ExportListReportCsv(const fs::path& report, const fs::path& target,

@@ -212,8 +212,18 @@ void NewlinesToBreaks(std::string& text, std::size_t size) {
 void BreaksToNewlines(std::string& text) {
     std::string_view in = text;
     std::string out;
+    const std::size_t room = Room(kFieldValueMax);
     out.reserve(std::min(in.size(), kFieldValueMax));
-    for (std::size_t i = 0; i < in.size() && out.size() < Room(kFieldValueMax);) {
+    for (std::size_t i = 0; i < in.size() && out.size() < room;) {
+        // Plain text up to the next tag or line end goes over in one piece.
+        std::size_t plainEnd = i;
+        while (plainEnd < in.size() && in[plainEnd] != '<' && in[plainEnd] != '\r' &&
+               in[plainEnd] != '\n')
+            ++plainEnd;
+        out.append(in.substr(i, std::min(plainEnd - i, room - out.size())));
+        i = plainEnd;
+        if (i == in.size() || out.size() >= room)
+            break;
         std::string_view rest = in.substr(i);
         if (rest.starts_with("<br>") || rest.starts_with("<BR>")) {
             out += '\n';
@@ -456,9 +466,17 @@ bool IsValidUtf8(std::string_view text) {
 
 std::string Latin1ToUtf8(std::string_view latin1) {
     std::string utf8;
-    utf8.reserve(latin1.size());
-    for (const char c : latin1)
-        AppendUtf8(utf8, static_cast<unsigned char>(c));
+    utf8.reserve(latin1.size() + latin1.size() / 8);
+    for (std::size_t at = 0; at < latin1.size();) {
+        // Runs of ASCII, most of any text, go over in one piece.
+        std::size_t asciiEnd = at;
+        while (asciiEnd < latin1.size() && static_cast<unsigned char>(latin1[asciiEnd]) < 0x80)
+            ++asciiEnd;
+        utf8.append(latin1.substr(at, asciiEnd - at));
+        if (asciiEnd < latin1.size())
+            AppendUtf8(utf8, static_cast<unsigned char>(latin1[asciiEnd++]));
+        at = asciiEnd;
+    }
     return utf8;
 }
 

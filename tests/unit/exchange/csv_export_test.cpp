@@ -248,13 +248,25 @@ TEST_F(CsvExportTest, ManyTestCasesKeepTheirOrderAndTheFirstUnreadableOneIsTheOn
 
     // Two documents no reader opens, in different batches: the first in order is named.
     const std::string written = ReadFile(request.target);
-    for (const char* bad : {"M-04500.vtl", "M-03000.vtl"}) {
+    for (const char* bad : {"M-04500.vtl", "M-00300.vtl"}) {
         fs::remove(suite / "Many" / bad);
         ASSERT_EQ(::mkfifo((suite / "Many" / bad).c_str(), 0600), 0);
     }
     EXPECT_FALSE(ExportTestCasesCsv(request, port));
     ASSERT_EQ(port.notices.size(), 1u);
-    EXPECT_NE(port.notices[0].text.find("M-03000.vtl"), std::string::npos);
+    EXPECT_NE(port.notices[0].text.find("M-00300.vtl"), std::string::npos);
+    EXPECT_EQ(ReadFile(request.target), written);
+
+    // The same chosen one by one: the listing goes on while the first rows are read, and
+    // ends at the refusal.
+    for (int n = 0; n < kCases; ++n) {
+        char name[16];
+        std::snprintf(name, sizeof name, "M-%05d.vtl", n);
+        request.items.push_back(suite / "Many" / name);
+    }
+    EXPECT_FALSE(ExportTestCasesCsv(request, port));
+    ASSERT_EQ(port.notices.size(), 2u);
+    EXPECT_NE(port.notices[1].text.find("M-00300.vtl"), std::string::npos);
     EXPECT_EQ(ReadFile(request.target), written);
 }
 
