@@ -20,6 +20,8 @@
 #include <QTest>
 #include <QTimer>
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -27,6 +29,7 @@
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <unistd.h>
@@ -139,7 +142,9 @@ fs::path LongHistory(const fs::path& sample, int blocks) {
     return copy;
 }
 
-// Asks the window's thread every 5 ms how late it comes, while it runs.
+// Asks the window's thread every 5 ms how late it comes, while it runs. A watcher on a thread
+// of its own notes, once the window's thread is 250 ms overdue, what that thread is doing (its
+// state and the kernel's stack of it), so a stall that comes once in a few runs names its cause.
 class LatencyProbe {
 public:
     LatencyProbe() {
@@ -148,24 +153,59 @@ public:
             if (m_probe.isValid())
                 m_lateness.push_back(std::max(0.0, m_probe.nsecsElapsed() / 1e6 - 5.0));
             m_probe.restart();
+            m_lastTick = Now();
         });
+        m_lastTick = Now();
         m_tick.start();
+        m_watcher = std::jthread([this](std::stop_token stop) { Watch(stop); });
     }
-    // "max %.1f ms, 99th percentile %.1f ms" of what was measured.
+    // "max %.1f ms, 99th percentile %.1f ms" of what was measured, and what the window's
+    // thread was doing in each stall.
     std::string Figures() {
         m_tick.stop();
+        m_watcher = {};
         std::sort(m_lateness.begin(), m_lateness.end());
         const double p99 = m_lateness.empty() ? 0 : m_lateness[m_lateness.size() * 99 / 100];
         char text[96];
         std::snprintf(text, sizeof text, "max %.1f ms, 99th percentile %.1f ms",
                       m_lateness.empty() ? 0 : m_lateness.back(), p99);
-        return text;
+        return text + m_stalls;
     }
 
 private:
+    static std::int64_t Now() {
+        return std::chrono::duration_cast<std::chrono::milliseconds>(
+                   std::chrono::steady_clock::now().time_since_epoch())
+            .count();
+    }
+    static std::string ReadProc(const std::string& path) {
+        std::ifstream file(path);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    }
+    void Watch(const std::stop_token& stop) {
+        const std::string task = "/proc/self/task/" + std::to_string(::getpid());
+        std::int64_t noted = -1;
+        while (!stop.stop_requested()) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            const std::int64_t last = m_lastTick;
+            if (Now() - last < 250 || last == noted)
+                continue;
+            noted = last;
+            std::string state = ReadProc(task + "/stat");
+            // The state is the field after the name in parentheses.
+            const auto close = state.rfind(')');
+            state = close == std::string::npos ? "?" : state.substr(close + 2, 1);
+            m_stalls += "\n  window thread 250 ms late, state " + state + ", in the kernel at:\n" +
+                        ReadProc(task + "/stack");
+        }
+    }
+
     QTimer m_tick;
     QElapsedTimer m_probe;
     std::vector<double> m_lateness;
+    std::atomic<std::int64_t> m_lastTick{0};
+    std::string m_stalls;  // the watcher's until it is joined
+    std::jthread m_watcher;
 };
 
 // The wizard's Next, and the wait for the model's step on its worker.
