@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <map>
+#include <string_view>
+#include <unordered_map>
 
 #include "documents/custom_cfg.h"
 #include "workspace/item_transfer.h"
@@ -191,10 +193,17 @@ void NavigationModel::RefreshFolder(const fs::path& folder) {
     std::vector<TreeNode> now =
         node == m_root.get() ? TopLevelNodes(m_databaseDir) : ChildNodes(m_databaseDir, node->item);
     auto& children = node->children;
+    // A suite may hold thousands of test cases: each row is looked up by its path, not by a
+    // search of the whole listing.
+    std::unordered_map<std::string_view, const TreeNode*> listed;
+    listed.reserve(now.size());
+    for (const TreeNode& item : now)
+        listed.emplace(item.path.native(), &item);
     // Rows that went away, from the last, so the rows before keep their numbers.
     for (int row = static_cast<int>(children.size()) - 1; row >= 0; --row) {
         const TreeNode& item = children[static_cast<std::size_t>(row)]->item;
-        if (std::ranges::find(now, item) == now.end()) {
+        const auto still = listed.find(item.path.native());
+        if (still == listed.end() || !(*still->second == item)) {
             beginRemoveRows(folderIndex, row, row);
             children.erase(children.begin() + row);
             endRemoveRows();
