@@ -32,6 +32,8 @@
 #include <thread>
 #include <vector>
 
+#include <execinfo.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <QAbstractButton>
@@ -184,6 +186,9 @@ private:
     }
     void Watch(const std::stop_token& stop) {
         const std::string task = "/proc/self/task/" + std::to_string(::getpid());
+        // backtrace loads its unwinder on first use: not in the signal handler.
+        void* warm[1];
+        ::backtrace(warm, 1);
         std::int64_t noted = -1;
         while (!stop.stop_requested()) {
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -196,8 +201,30 @@ private:
             const auto close = state.rfind(')');
             state = close == std::string::npos ? "?" : state.substr(close + 2, 1);
             m_stalls += "\n  window thread 250 ms late, state " + state + ", in the kernel at:\n" +
-                        ReadProc(task + "/stack");
+                        ReadProc(task + "/stack") + "  and in the program at:\n" + UserStack();
         }
+    }
+
+    // The window's thread's own stack, taken by a signal it is sent: the frames as
+    // "binary(+offset)" for addr2line.
+    static std::string UserStack() {
+        static std::atomic<int> taken{-1};
+        static void* frames[48];
+        struct sigaction action {};
+        action.sa_handler = [](int) { taken = ::backtrace(frames, 48); };
+        ::sigaction(SIGRTMIN + 3, &action, nullptr);
+        taken = -1;
+        ::tgkill(::getpid(), ::getpid(), SIGRTMIN + 3);
+        for (int wait = 0; wait < 50 && taken < 0; ++wait)
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        if (taken < 0)
+            return "    (no answer)\n";
+        std::string text;
+        char** names = ::backtrace_symbols(frames, taken);
+        for (int frame = 0; names && frame < taken; ++frame)
+            text += std::string("    ") + names[frame] + "\n";
+        std::free(names);
+        return text;
     }
 
     QTimer m_tick;
