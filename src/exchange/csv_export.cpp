@@ -257,10 +257,13 @@ public:
         if (!GoOn())
             return false;
         if (!names.empty()) {
+            // Folder names are UTF-8 on Linux; documents speak ISO-8859-1 until the row is
+            // written.
             const CaseFolder& held = m_folders.emplace_back(CaseFolder{
                 folder, folder == m_request.folder
                             ? std::string{}
-                            : folder.lexically_relative(m_request.folder).generic_string()});
+                            : Latin1FromName(
+                                  folder.lexically_relative(m_request.folder).generic_string())});
             for (std::string& name : names) {
                 m_pending.push_back({&held, std::move(name)});
                 if (m_pending.size() == kChunk)
@@ -293,7 +296,7 @@ private:
     static constexpr std::size_t kChunk = 256;
     struct CaseFolder {
         fs::path path;
-        std::string suite;  // relative to the exported folder, "/" between levels
+        std::string suite;  // relative to the exported folder, "/" between levels; ISO-8859-1
     };
     struct Case {
         const CaseFolder* folder;
@@ -310,10 +313,10 @@ private:
     void Publish() {
         if (m_pending.empty())
             return;
+        m_listed += m_pending.size();
         {
             std::lock_guard lock(m_mutex);
             m_chunks.emplace_back().cases = std::move(m_pending);
-            m_listed += m_chunks.back().cases.size();
         }
         m_pending.clear();
         m_work.notify_one();
@@ -332,7 +335,6 @@ private:
             if (m_nextToWrite == m_chunks.size() || !m_chunks[m_nextToWrite].done)
                 return true;
             Chunk& chunk = m_chunks[m_nextToWrite++];
-            const std::size_t listed = m_listed;
             lock.unlock();
             if (chunk.failure != 0) {
                 m_refused = true;
@@ -347,7 +349,7 @@ private:
             m_output.Write(chunk.rows);
             m_written += chunk.cases.size();
             chunk = {};
-            m_port.progress(static_cast<int>(m_written), static_cast<int>(listed));
+            m_port.progress(static_cast<int>(m_written), static_cast<int>(m_listed));
         }
     }
 
@@ -406,9 +408,7 @@ private:
                 return;
             }
             fieldsOfRow.clear();
-            // Folder names are UTF-8 on Linux; documents speak ISO-8859-1 until the row is
-            // written.
-            fieldsOfRow.push_back(Latin1FromName(testCase.folder->suite));
+            fieldsOfRow.push_back(testCase.folder->suite);
             index.Scan(document.Text());
             for (std::size_t column = 0; column < m_fields.size(); ++column) {
                 if (index.Value(column, stored) != 0)
@@ -431,13 +431,13 @@ private:
     // The walking thread's own.
     std::deque<CaseFolder> m_folders;
     std::vector<Case> m_pending;
-    std::size_t m_written = 0;
+    std::size_t m_listed = 0, m_written = 0;
     bool m_refused = false;
 
     std::mutex m_mutex;
     std::condition_variable m_work, m_done;
     std::deque<Chunk> m_chunks;
-    std::size_t m_listed = 0, m_nextToMake = 0, m_nextToWrite = 0;
+    std::size_t m_nextToMake = 0, m_nextToWrite = 0;
     bool m_listingDone = false, m_abandoned = false;
     std::vector<std::jthread> m_workers;  // last, so they are joined before the rest goes
 };
