@@ -321,10 +321,36 @@ void ItemEditor::StampAutomaticFields(const LocalMoment& now) {
         controls[by].text = user;
 }
 
+std::optional<SaveRefusal> ItemEditor::CheckFieldWidths() {
+    const std::span<const FieldDescriptor> rows = FieldRows(m_kind.fields);
+    for (std::size_t row = 0; row < rows.size(); ++row) {
+        const FieldDescriptor& field = rows[row];
+        const bool text = field.type == FT_TEXT || field.type == FT_RICH_TEXT ||
+                          field.type == FT_PLAIN_TEXT || field.type == FT_LIST_TEXT;
+        // The identifier and the durations have checks of their own that name their limits.
+        if (!text || row == kIdRow || IsDurationField(field))
+            continue;
+        const std::size_t length = controls[row].text.size();
+        if (length <= FieldWidth(field))
+            continue;
+        // A value longer than its field (a hand edit, another tool) is shown whole and never
+        // cut without a word: the user shortens it.
+        return Refuse({FillMessage("%s holds %s characters; it can keep at most %s. Shorten it "
+                                   "before saving, or nothing of it is saved.",
+                                   {DialogCaption(field, m_context.custom), std::to_string(length),
+                                    std::to_string(FieldWidth(field))}),
+                       "Field too long", Icon::Warning},
+                      row);
+    }
+    return std::nullopt;
+}
+
 std::optional<SaveRefusal> ItemEditor::Save() {
     if (auto refusal = ValidateIdentifier())
         return refusal;
     if (auto refusal = ValidateFields())
+        return refusal;
+    if (auto refusal = CheckFieldWidths())
         return refusal;
     return WriteDocument(m_folder / (controls[kIdRow].text + ".vtl"));
 }
@@ -335,6 +361,8 @@ std::optional<SaveRefusal> ItemEditor::SaveCheckedIdentifier() {
     if (auto refusal = CheckPathRoom(controls[kIdRow].text))
         return refusal;
     if (auto refusal = ValidateFields())
+        return refusal;
+    if (auto refusal = CheckFieldWidths())
         return refusal;
     return WriteDocument(m_folder / (controls[kIdRow].text + ".vtl"));
 }

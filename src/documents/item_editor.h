@@ -179,6 +179,8 @@ protected:
 
     // The checks after the identifier and path ones, in the kind's order; the first refusal.
     virtual std::optional<SaveRefusal> ValidateFields() { return std::nullopt; }
+    // A text field holding more than the field keeps is refused by name.
+    std::optional<SaveRefusal> CheckFieldWidths();
     // Fills automatic fields just before the document is written.
     virtual void PrepareSave(const LocalMoment&) {}
     // Whatever follows the fields in the document (a project test case's history).

@@ -109,6 +109,32 @@ private slots:
                 std::string::npos);
     }
 
+    void ALongTitleSurvivesASaveForAnotherField() {
+        // The CSV import takes a title of any length the document holds; a line edit kept Qt's
+        // default of 32,767 characters and cut the rest on the next save.
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        const fs::path testCase = open->database / "Test Cases" / "Login" / "LOG-003.vtl";
+        const std::string title(40000, 't');
+        {
+            auto editor = TestCase::Edit(testCase, {open->port, window.TheShell().Custom()});
+            QVERIFY(editor);
+            editor->Control("<test_title>").text = title;
+            QVERIFY(!editor->Save());
+        }
+        window.SelectPath(testCase);
+        gui_test::WhenModalOpens([](QDialog& dialog) {
+            ChoiceOf(dialog, "priority")->setCurrentText("Lowest");
+            dialog.accept();
+        });
+        window.RunCommand(ID_EDIT_PROPERTIES);
+        QVERIFY(open->port.notices.empty());
+        const std::string saved = testing::ReadFile(testCase);
+        QVERIFY(saved.find("Lowest") != std::string::npos);
+        QVERIFY(saved.find(title + "<") != std::string::npos);
+    }
+
     void MarkingAProjectTestCasePassedAppendsOneHistoryBlock() {
         QTemporaryDir root;
         auto open = gui_test::OpenSampleWindow(root.path().toStdString());

@@ -29,8 +29,17 @@ std::string ToLatin1(const QString& text) {
 
 namespace {
 
+// The field's own width: for most fields the document's limit, far past the 32,767 a line edit
+// keeps by default.
 int MaxLength(std::size_t width) {
-    return static_cast<int>(std::min<std::size_t>(width, 32767));
+    return static_cast<int>(std::min<std::size_t>(width, kFieldValueMax));
+}
+
+// Shows text whole even where it is longer than the field keeps (a hand edit, another tool):
+// OK then refuses it by name instead of the edit cutting it without a word.
+void ShowWhole(QLineEdit& edit, std::size_t width, const QString& text) {
+    edit.setMaxLength(std::max(MaxLength(width), static_cast<int>(text.size())));
+    edit.setText(text);
 }
 
 QHBoxLayout* Row(QWidget* owner) {
@@ -41,14 +50,13 @@ QHBoxLayout* Row(QWidget* owner) {
 
 class TextField : public FieldWidget {
 public:
-    explicit TextField(std::size_t width) : m_edit(new QLineEdit) {
+    explicit TextField(std::size_t width) : m_edit(new QLineEdit), m_width(width) {
         Row(this)->addWidget(m_edit);
-        // The identifier is left unlimited: one over its limit is refused by name on OK, and
-        // an opened one that is too long must show whole to be corrected.
-        if (width < kFieldValueMax - 1)
-            m_edit->setMaxLength(MaxLength(width));
+        m_edit->setMaxLength(MaxLength(width));
     }
-    void Show(const FieldControl& control) override { m_edit->setText(FromLatin1(control.text)); }
+    void Show(const FieldControl& control) override {
+        ShowWhole(*m_edit, m_width, FromLatin1(control.text));
+    }
     std::string Typed() const override { return m_edit->text().toStdString(); }
     void Take(FieldControl& control) const override { control.text = ToLatin1(m_edit->text()); }
     void SetReadOnly(bool readOnly) override {
@@ -64,13 +72,14 @@ public:
 
 private:
     QLineEdit* m_edit;
+    std::size_t m_width;
 };
 
 class ChoiceField : public FieldWidget {
 public:
     ChoiceField(const std::vector<std::string>& choices, bool typed, std::size_t width,
                 std::string_view tag)
-        : m_box(new QComboBox), m_choices(choices) {
+        : m_box(new QComboBox), m_choices(choices), m_width(width) {
         Row(this)->addWidget(m_box);
         m_box->setEditable(typed);
         if (typed && choices.empty())
@@ -84,7 +93,7 @@ public:
     }
     void Show(const FieldControl& control) override {
         if (m_box->isEditable()) {
-            m_box->setCurrentText(FromLatin1(control.text));
+            ShowWhole(*m_box->lineEdit(), m_width, FromLatin1(control.text));
             return;
         }
         std::optional<std::size_t> entry = SelectListEntry(m_choices, control.text);
@@ -110,6 +119,7 @@ public:
 private:
     QComboBox* m_box;
     std::vector<std::string> m_choices;
+    std::size_t m_width;
 };
 
 // Hours 0-999 and minutes 0-59 in two boxes; the model checks them on OK.

@@ -230,6 +230,17 @@ TEST_F(PrjTestCaseTest, RefusalsComeInOrderAndWriteNothing) {
     }
     EXPECT_EQ(ReadFile(item), before);
 
+    // A value longer than its field keeps (a hand edit) is refused by name, never cut.
+    editor->Control("<id>").text = "TC12";
+    editor->Control("<test_duration>").text = "1:0";
+    editor->Control("<actual_duration>").text = "";
+    editor->Control("<version_tested>").text = "";
+    editor->Control("<test_phase>").text = std::string(kHistoryPhaseWidth + 1, 'p');
+    EXPECT_NE(editor->Save(), std::nullopt);
+    EXPECT_EQ(port.notices.back().caption, "Field too long");
+    EXPECT_EQ(ReadFile(item), before);
+    editor->Control("<test_phase>").text = "Smoke";
+
     editor->Control("<id>").text = std::string(64, 'L');
     editor->Control("<test_duration>").text = "999:59";
     editor->Control("<actual_duration>").text = "0:5";
