@@ -56,6 +56,7 @@ class ConsoleView : public vantorel::ShellView {
 public:
     void SetCaption(const std::string& title) override { caption = title; }
     void RebuildTree() override {}
+    void ShowNewCustomisation() override {}
     void ClearRightPane() override {}
     void ShowCurrentUser(const std::string& text) override { currentUser = text; }
     void ShowProgress(const std::string&) override {}

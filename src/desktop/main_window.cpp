@@ -4,6 +4,7 @@
 #include <QCloseEvent>
 #include <QDir>
 #include <QHeaderView>
+#include <QPointer>
 #include <QPrintDialog>
 #include <QPrinter>
 #include <QStatusBar>
@@ -120,7 +121,21 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, UserIdentity identi
             [this] { AfterDatabaseChange(); });
 }
 
-MainWindow::~MainWindow() = default;
+MainWindow::~MainWindow() {
+    // The shell, the model and the editor registry are members, which C++ destroys before
+    // QWidget's destructor deletes the child widgets. So the workers stop and every child
+    // widget goes here, first, while everything they read still stands: a dialog joining its
+    // worker, or a page view whose engine serves one more request as it goes, finds the shell
+    // whole.
+    m_jobs.reset();
+    m_treeActions.reset();
+    QList<QPointer<QWidget>> children;
+    for (QWidget* child : findChildren<QWidget*>(Qt::FindDirectChildrenOnly))
+        children.push_back(child);
+    // A child's destructor may take a sibling with it; the pointer then reads null.
+    for (const QPointer<QWidget>& child : children)
+        delete child.data();
+}
 
 // The configuration is read by the shell's start-up, after the window is made: the window
 // takes its rectangle and the tree's width when it is first shown.
@@ -168,7 +183,7 @@ void MainWindow::RebuildTree() {
     m_treeActions->StopTransfer();
     VantorelDatabase& database = m_shell.Database();
     const bool open = database.IsOpen();
-    m_model.SetDatabase(open ? database.Directory() : fs::path(), &m_shell.Custom(),
+    m_model.SetDatabase(open ? database.Directory() : fs::path(), m_shell.SharedCustom(),
                         m_shell.Configuration().Settings().changeIconsInTreeview);
     AfterDatabaseChange();
 }
@@ -177,7 +192,7 @@ PageSource MainWindow::CurrentPageSource() {
     VantorelDatabase& database = m_shell.Database();
     if (!database.IsOpen())
         return {};
-    return {database.Directory(), &m_shell.Custom(),
+    return {database.Directory(), m_shell.SharedCustom(),
             m_shell.Folders().StylesFolder() / m_shell.Configuration().Settings().templatePath};
 }
 
@@ -209,6 +224,11 @@ void MainWindow::ShowReportedProgress(int processed, int total) {
     m_shell.ReportProgress(processed, total);
 }
 
+void MainWindow::ShowNewCustomisation() {
+    m_model.SetCustom(m_shell.SharedCustom());
+    m_page->SetSource(CurrentPageSource());
+}
+
 void MainWindow::ApplyOptions() {
     m_model.SetStatusIcons(m_shell.Configuration().Settings().changeIconsInTreeview);
 }
@@ -216,22 +236,27 @@ void MainWindow::ApplyOptions() {
 void MainWindow::RunSetUserDialog() {
     if (!m_shell.Database().IsOpen())
         return;
-    if (vantorel::RunSetUserDialog(this, m_shell.Database().Directory(), m_shell.Custom(),
-                                   m_shell.Identity().computer, m_shell.CurrentUser(), m_port))
+    // The dialog changes a copy; the shell takes it as its new snapshot.
+    CustomCfg custom = m_shell.Custom();
+    if (vantorel::RunSetUserDialog(this, m_shell.Database().Directory(), custom,
+                                   m_shell.Identity().computer, m_shell.CurrentUser(), m_port)) {
+        m_shell.ReplaceCustom(std::move(custom));
         m_shell.RefreshCurrentUser();
+    }
 }
 
 void MainWindow::RunCustomizeSheet() {
     VantorelDatabase& database = m_shell.Database();
     const fs::path* databaseDir = database.IsOpen() ? &database.Directory() : nullptr;
-    if (!vantorel::RunCustomizeSheet(this, databaseDir, m_shell.Custom(), m_shell.Identity(),
-                                     m_port))
+    CustomCfg custom = m_shell.Custom();
+    if (!vantorel::RunCustomizeSheet(this, databaseDir, custom, m_shell.Identity(), m_port))
         return;
     // The tree's status icons, the page and the dialogs opened from now on all read the new
-    // customisation.
-    m_model.ForgetStatusIcons();
+    // customisation; workers still running keep the one they started with.
+    m_shell.ReplaceCustom(std::move(custom));
     if (m_rightPane->currentWidget() == m_reportView)
-        m_reportView->Reshow();
+        m_reportView->Show(m_reportView->Report(), m_shell.SharedCustom(),
+                           m_shell.Configuration().Settings().printFooter);
     else if (m_rightPane->currentWidget() == m_page)
         m_page->Reshow();
 }
@@ -461,7 +486,7 @@ void MainWindow::ShowSelected() {
         return;
     }
     if (current->kind == TV_RPT_DOC) {
-        m_reportView->Show(current->path, m_shell.Custom(),
+        m_reportView->Show(current->path, m_shell.SharedCustom(),
                            m_shell.Configuration().Settings().printFooter);
         m_rightPane->setCurrentWidget(m_reportView);
         return;
@@ -481,7 +506,7 @@ void MainWindow::StartReportWizard(int command) {
         if (!below.empty() && *below.begin() != "..")
             start.project = below.begin()->string();
     }
-    auto* wizard = new ReportWizardDialog(database, {m_port, m_shell.Custom()}, start, this);
+    auto* wizard = new ReportWizardDialog(database, m_port, m_shell.SharedCustom(), start, this);
     wizard->setAttribute(Qt::WA_DeleteOnClose);
     connect(wizard, &QDialog::accepted, this, [this, wizard] {
         if (wizard->Report())

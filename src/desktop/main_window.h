@@ -72,6 +72,7 @@ public:
     // ShellView
     void SetCaption(const std::string& title) override;
     void RebuildTree() override;
+    void ShowNewCustomisation() override;
     void ClearRightPane() override;
     void ShowCurrentUser(const std::string& text) override;
     void ShowProgress(const std::string& text) override;

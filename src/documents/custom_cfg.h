@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -155,5 +156,9 @@ private:
 
     CustomTables m_tables;
 };
+
+// A customisation nothing changes any more: what a worker, a page being made or an open dialog
+// reads, kept alive as long as one of them holds it.
+using CustomSnapshot = std::shared_ptr<const CustomCfg>;
 
 }  // namespace vantorel

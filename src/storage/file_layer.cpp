@@ -5,8 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -15,10 +17,24 @@
 namespace vantorel {
 namespace {
 
+// One entry per shell that protects its database: two windows of one process may be two
+// testers, and one closing its database leaves the other's protection in place.
 struct WriteProtection {
     std::mutex mutex;
-    std::filesystem::path folder;
+    std::multiset<std::filesystem::path> folders;
 };
+
+bool Inside(const std::filesystem::path& normal, const std::filesystem::path& folder) {
+    auto part = normal.begin();
+    for (const std::filesystem::path& above : folder) {
+        if (above.empty())
+            continue;  // the trailing separator of a folder's path
+        if (part == normal.end() || *part != above)
+            return false;
+        ++part;
+    }
+    return true;
+}
 
 WriteProtection& Protection() {
     static WriteProtection protection;
@@ -29,18 +45,12 @@ WriteProtection& Protection() {
 bool Protected(const std::filesystem::path& path) {
     WriteProtection& protection = Protection();
     std::lock_guard lock(protection.mutex);
-    if (protection.folder.empty())
+    if (protection.folders.empty())
         return false;
     const std::filesystem::path normal = path.lexically_normal();
-    auto part = normal.begin();
-    for (const std::filesystem::path& above : protection.folder) {
-        if (above.empty())
-            continue;  // the trailing separator of a folder's path
-        if (part == normal.end() || *part != above)
-            return false;
-        ++part;
-    }
-    return true;
+    return std::ranges::any_of(protection.folders, [&normal](const std::filesystem::path& folder) {
+        return Inside(normal, folder);
+    });
 }
 
 class PosixFileLayer final : public FileLayer {
@@ -136,7 +146,15 @@ FileLayer& SystemFiles() {
 void ProtectFromWrites(const std::filesystem::path& folder) {
     WriteProtection& protection = Protection();
     std::lock_guard lock(protection.mutex);
-    protection.folder = folder.lexically_normal();
+    protection.folders.insert(folder.lexically_normal());
+}
+
+void EndWriteProtection(const std::filesystem::path& folder) {
+    WriteProtection& protection = Protection();
+    std::lock_guard lock(protection.mutex);
+    if (auto found = protection.folders.find(folder.lexically_normal());
+        found != protection.folders.end())
+        protection.folders.erase(found);
 }
 
 int CopyFile(FileLayer& files, const std::filesystem::path& from, const std::filesystem::path& to) {

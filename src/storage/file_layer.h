@@ -38,8 +38,10 @@ public:
 FileLayer& SystemFiles();
 // A database opened read-only because its file server can't keep two people's locks apart:
 // every write the real file system is asked for in folder fails with EROFS, as on a read-only
-// mount, so each command refuses in the words it uses there. An empty path protects nothing.
+// mount, so each command refuses in the words it uses there. Each call is undone by one
+// EndWriteProtection of the same folder; other folders protected meanwhile stay so.
 void ProtectFromWrites(const std::filesystem::path& folder);
+void EndWriteProtection(const std::filesystem::path& folder);
 
 // Copies the regular file from (at most kDocumentSizeMax bytes) to a new file to, written
 // whole and synced; a failed copy removes what it made.

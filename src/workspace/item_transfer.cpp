@@ -498,19 +498,25 @@ std::vector<fs::path> RunTransferNow(const TransferPlan& plan, UserPort& port,
     return result.written;
 }
 
+int FilesToDuplicate(const TreeNode& item) {
+    return FilesOf(item.path, IsFolderKind(item.kind));
+}
+
 std::optional<TreeNode> Duplicate(const fs::path& databaseDir, const TreeNode& item,
-                                  bool automaticIds, UserPort& port) {
+                                  bool automaticIds, UserPort& port,
+                                  const std::function<void()>& step, std::stop_token stop) {
     const bool folder = IsFolderKind(item.kind);
     const bool duplicable = (folder && !IsFixedKind(item.kind)) || IsDocumentKind(item.kind);
     if (!duplicable || item.kind == TV_RPT_DOC)
         return item;
     const fs::path parent = item.path.parent_path();
     TransferResult result;
-    const std::function<void()> noStep;
-    Copier copier(SystemFiles(), noStep, {}, result);
+    Copier copier(SystemFiles(), step, std::move(stop), result);
     const fs::path temporary = TemporaryBeside(item.path, "copy");
     const CopyTexts& texts = folder ? kTreeTexts : kPasteTexts;
     auto tellFailures = [&] {
+        if (result.stopped)
+            result.failures.push_back(CopyCancelledNotice());
         for (const Notice& failure : result.failures)
             port.tell(failure);
         return std::nullopt;

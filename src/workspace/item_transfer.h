@@ -76,9 +76,14 @@ std::vector<std::filesystem::path> RunTransferNow(const TransferPlan& plan, User
 
 // Duplicate: a copy beside the item named "copy of <name>", "copy(2) of <name>", ... or, for
 // documents when automatic identifiers are on, the folder's next automatic identifier. The
-// copy's node, or none after telling the user.
+// copy's node, or none after telling the user. step is called once per file copied; a stop
+// ends the copy between files, with nothing of it left.
 std::optional<TreeNode> Duplicate(const std::filesystem::path& databaseDir, const TreeNode& item,
-                                  bool automaticIds, UserPort& port);
+                                  bool automaticIds, UserPort& port,
+                                  const std::function<void()>& step = {},
+                                  std::stop_token stop = {});
+// The files a duplicate of item copies: what its progress counts.
+int FilesToDuplicate(const TreeNode& item);
 
 // Test cases dropped on a project's "Project Test Cases" tree become project test cases there;
 // a dropped suite brings its sub-suites. step is called once per test case; a stop ends the

@@ -564,15 +564,27 @@ std::optional<RenameOutcome> RenameItem(const TreeNode& node, std::string newNam
 
 DeleteOutcome DeleteItem(const TreeNode& node, const std::string& currentUser, UserPort& port,
                          FileLayer& files) {
+    if (!ConfirmDelete(node, port))
+        return {};
+    return DeleteConfirmed(node, currentUser, port, files);
+}
+
+bool ConfirmDelete(const TreeNode& node, UserPort& port) {
+    if (IsFixedKind(node.kind) || node.kind == TV_NONE)
+        return false;
+    std::string_view question =
+        node.kind == TV_PRJ_PRJ_FLD ? "Are you sure you want to delete this whole project?\n[%s]"
+        : IsFolderKind(node.kind)
+            ? "Are you sure you want to delete this folder and all it's sub folders?\n[%s]"
+            : "Are you sure you want to delete this document?\n[%s]";
+    return port.ask({FillMessage(question, {node.label}), "Confirm delete", Icon::Question});
+}
+
+DeleteOutcome DeleteConfirmed(const TreeNode& node, const std::string& currentUser, UserPort& port,
+                              FileLayer& files) {
     if (IsFixedKind(node.kind) || node.kind == TV_NONE)
         return {};
     const bool folder = IsFolderKind(node.kind);
-    std::string_view question =
-        node.kind == TV_PRJ_PRJ_FLD ? "Are you sure you want to delete this whole project?\n[%s]"
-        : folder ? "Are you sure you want to delete this folder and all it's sub folders?\n[%s]"
-                 : "Are you sure you want to delete this document?\n[%s]";
-    if (!port.ask({FillMessage(question, {node.label}), "Confirm delete", Icon::Question}))
-        return {};
     int error = 0;
     if (folder) {
         if (HoldsOpenFiles(node.path)) {

@@ -110,6 +110,11 @@ struct DeleteOutcome {
 // can't be removed stays hidden until the sweep.
 DeleteOutcome DeleteItem(const TreeNode& node, const std::string& currentUser, UserPort& port,
                          FileLayer& files = SystemFiles());
+// The two halves of DeleteItem: the question, which reads nothing, and the checks and the
+// removal, which may read and remove thousands of files (the window runs them on a worker).
+bool ConfirmDelete(const TreeNode& node, UserPort& port);
+DeleteOutcome DeleteConfirmed(const TreeNode& node, const std::string& currentUser, UserPort& port,
+                              FileLayer& files = SystemFiles());
 
 // Where a new test case of the selected node goes: the suite itself, or a document's suite.
 // None, after telling the user, outside suites or in a folder at the path limit.

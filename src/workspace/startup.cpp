@@ -3,6 +3,8 @@
 #include <strings.h>
 #include <unistd.h>
 
+#include <utility>
+
 #include "platform/clock_text.h"
 #include "platform/debug_log.h"
 #include "platform/folders.h"
@@ -135,7 +137,7 @@ bool Shell::OpenDatabase(const fs::path& databaseOrMarker) {
     m_progress.StartProgress(static_cast<int>(std::size(kDatabaseFolders)));
     ShowProgress();
     DebugLog::Write(kStartup, "Counted files\n");
-    ProtectFromWrites({});  // the database open so far, if any, goes
+    EndOwnWriteProtection();  // the database open so far, if any, goes
     const int pollInterval = m_config->Settings().pollInterval;
     m_database.SetWatchSettings(
         {WatchMethod::ByFileSystem, pollInterval > 0 ? std::chrono::milliseconds(pollInterval)
@@ -154,7 +156,8 @@ bool Shell::OpenDatabase(const fs::path& databaseOrMarker) {
     m_readOnly = ::access(m_database.Directory().c_str(), W_OK) != 0;
     if (!m_readOnly && !m_database.LocksHold()) {
         m_readOnly = true;
-        ProtectFromWrites(m_database.Directory());
+        m_protected = m_database.Directory();
+        ProtectFromWrites(*m_protected);
         m_port.tell(UnsafeLocksNotice(m_database.Directory()));
     }
     RememberDatabase(false);
@@ -163,7 +166,7 @@ bool Shell::OpenDatabase(const fs::path& databaseOrMarker) {
         m_progress.StepProgress();
     ShowProgress();
     DebugLog::Write(kStartup, "Tree built\n");
-    if (m_custom.Read(m_database.Directory(), m_port, m_identity.computer).chooseNewUser)
+    if (ReadCustom().chooseNewUser)
         m_view.RunSetUserDialog();
     RefreshCurrentUser();
 
@@ -199,8 +202,30 @@ void Shell::RememberDatabase(bool alwaysSave) {
         m_config->Write();
 }
 
+CustomReadOutcome Shell::ReadCustom() {
+    CustomCfg custom;
+    const CustomReadOutcome outcome =
+        custom.Read(m_database.Directory(), m_port, m_identity.computer);
+    ReplaceCustom(std::move(custom));
+    return outcome;
+}
+
+void Shell::ReplaceCustom(CustomCfg custom) {
+    m_custom = std::make_shared<const CustomCfg>(std::move(custom));
+    m_view.ShowNewCustomisation();
+}
+
+Shell::~Shell() {
+    EndOwnWriteProtection();
+}
+
+void Shell::EndOwnWriteProtection() {
+    if (m_protected)
+        EndWriteProtection(*std::exchange(m_protected, std::nullopt));
+}
+
 void Shell::RefreshCurrentUser() {
-    m_currentUser = m_custom.CurrentUser(m_identity.computer);
+    m_currentUser = m_custom->CurrentUser(m_identity.computer);
     m_view.ShowCurrentUser("Current user: " + m_currentUser);
 }
 
@@ -221,8 +246,8 @@ bool Shell::OnNewDatabase() {
     DebugLog::Write(kHeading, "Config save\n");
     RememberDatabase(true);
     DebugLog::Write(kHeading, "Get user name\n");
-    m_custom.Read(m_database.Directory(), m_port, m_identity.computer);
-    m_currentUser = m_custom.CurrentUser(m_identity.computer);
+    ReadCustom();
+    m_currentUser = m_custom->CurrentUser(m_identity.computer);
     if (m_currentUser.empty()) {
         m_currentUser = m_identity.computer;
         m_port.tell(
@@ -248,7 +273,7 @@ void Shell::OnCloseDatabase() {
     DebugLog::Write(kHeading, "start\n");
     m_database.Close();
     m_readOnly = false;
-    ProtectFromWrites({});
+    EndOwnWriteProtection();
     m_clipboard.Clear();
     m_currentUser.clear();
     DebugLog::Write(kHeading, "Re-init right pane\n");

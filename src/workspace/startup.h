@@ -5,6 +5,7 @@
 // ShellView: it shows what the shell decides and runs the dialogs the shell asks for.
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -49,6 +50,9 @@ public:
     virtual void SetCaption(const std::string& title) = 0;
     // The tree shows the open database's top level (or nothing) anew.
     virtual void RebuildTree() = 0;
+    // The shell holds a new customisation: what shows the old one (status icons, the page)
+    // takes the new one.
+    virtual void ShowNewCustomisation() = 0;
     // An empty list pane and a blank web view.
     virtual void ClearRightPane() = 0;
     // Status bar part 1.
@@ -78,6 +82,9 @@ class Shell {
 public:
     Shell(UserPort& port, ShellView& view, ShellFolders folders,
           UserIdentity identity = CurrentIdentity());
+    ~Shell();
+    Shell(const Shell&) = delete;
+    Shell& operator=(const Shell&) = delete;
 
     // The start-up before the window shows: the debug log when "/debug" is given, the
     // configuration, the month names, the temporary folder, and on a first start the sample
@@ -104,9 +111,15 @@ public:
     const ShellFolders& Folders() const { return m_folders; }
     Config& Configuration() { return *m_config; }
     VantorelDatabase& Database() { return m_database; }
-    const CustomCfg& Custom() const { return m_custom; }
-    // For the dialogs that change the customisation (the current user, the lists).
-    CustomCfg& Custom() { return m_custom; }
+    // The customisation as it stands, for a use on the window's thread that ends before the
+    // next replacement.
+    const CustomCfg& Custom() const { return *m_custom; }
+    // The same, as a snapshot nothing changes: a worker, a page being made or a dialog holds
+    // this, and reads what it held to its end whatever the shell does meanwhile.
+    CustomSnapshot SharedCustom() const { return m_custom; }
+    // Takes a changed customisation (the current user set, the customisation sheet's OK) as
+    // the new snapshot, and has the view show it.
+    void ReplaceCustom(CustomCfg custom);
     // The open database can be read but not written here: this user may not create files in
     // its folder, or its file server can't keep lock files exclusive.
     bool ReadOnly() const { return m_readOnly; }
@@ -130,6 +143,10 @@ private:
     // The open database becomes the last one and heads the recent list; the file is written
     // when that changed anything, or always when asked.
     void RememberDatabase(bool alwaysSave);
+    // Lifts the write protection this shell put on its database, if it did.
+    void EndOwnWriteProtection();
+    // Reads the open database's customisation into a new snapshot.
+    CustomReadOutcome ReadCustom();
 
     UserPort& m_port;
     ShellView& m_view;
@@ -137,11 +154,13 @@ private:
     UserIdentity m_identity;
     std::optional<Config> m_config;
     VantorelDatabase m_database;
-    CustomCfg m_custom;
+    // Replaced whole, never changed in place: snapshots handed out stay as they were.
+    CustomSnapshot m_custom = std::make_shared<const CustomCfg>();
     StatusProgress m_progress;
     Clipboard m_clipboard;
     std::string m_currentUser;
     bool m_readOnly = false;
+    std::optional<std::filesystem::path> m_protected;  // the database this shell protected
 };
 
 }  // namespace vantorel

@@ -84,6 +84,29 @@ private slots:
         QTRY_COMPARE(window.CurrentNode()->path, login / "LOG-003.vtl");
     }
 
+    void AWindowDeletedWhileItsPageReloadsReadsNothingFreed() {
+        // Deleting the page view's engine serves the requests still pending: a project test
+        // case's page, whose first read is the customisation's status list, must find it
+        // whole as the window goes (AddressSanitizer ends the run at a read of freed memory).
+        QTemporaryDir root;
+        for (int round = 0; round < 5; ++round) {
+            auto open =
+                gui_test::OpenSampleWindow(root.filePath(QString::number(round)).toStdString());
+            PageView& page = open->window->Page();
+            const fs::path testCase = open->database / "Projects" / "Release 2.0" /
+                                      "Project Test Cases" / "Login" / "LOG-001.vtl";
+            QSignalSpy loaded(&page, &QWebEngineView::loadFinished);
+            open->window->SelectPath(testCase);
+            QTRY_VERIFY_WITH_TIMEOUT(!loaded.isEmpty(), 20000);
+            QSignalSpy started(&page, &QWebEngineView::loadStarted);
+            page.Reshow();
+            // Some rounds go before the reload reached the engine, the others once it started.
+            if (round % 2 == 1)
+                QTRY_VERIFY(!started.isEmpty());
+            open->window.reset();
+        }
+    }
+
     void ADocumentThatCantBeReadStillGetsAPageThatSaysSo() {
         QTemporaryDir root;
         auto open = gui_test::OpenSampleWindow(root.path().toStdString());

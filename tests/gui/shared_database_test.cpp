@@ -187,7 +187,8 @@ private slots:
         bob.window.RunCommand(ID_EDIT_PROPERTIES);
         QCOMPARE(bobsLock, std::string("PC-BOB\nbob"));
         QVERIFY(!fs::exists(database / (item.string() + ".lck")));
-        QVERIFY(alice.port.notices.empty());
+        QVERIFY2(alice.port.notices.empty(),
+                 alice.port.notices.empty() ? "" : alice.port.notices.front().text.c_str());
         QVERIFY(bob.port.notices.empty());
     }
 };

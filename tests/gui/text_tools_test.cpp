@@ -146,7 +146,7 @@ private slots:
 
     void EditsOfALongParagraphUnderlineWhatACheckOfTheWholeDoes() {
         QTemporaryDir data;
-        SpellChecker* checker = SharedSpellChecker(data.path().toStdString());
+        const std::shared_ptr<SpellChecker> checker = SharedSpellChecker(data.path().toStdString());
         QVERIFY(checker);
         RichTextEdit edit;
         new FieldSpelling(&edit, *checker, true, port);

@@ -267,6 +267,35 @@ private slots:
         QVERIFY(!w.model.IndexOf(w.search / "Bulk").isValid());
     }
 
+    void DuplicateAndDeleteOfASuiteRunOnTheWorker() {
+        // Both read or write every file of a suite of any size: the window's thread only
+        // starts them, and a cancelled duplicate leaves nothing of its copy.
+        QTemporaryDir root;
+        LibraryWindow w(root);
+        const fs::path copy = w.library / "copy of Bulk";
+        w.MakeCurrent(w.BulkSuite(400));
+        w.window.RunCommand(ID_EDIT_DUPLICATE);
+        QVERIFY(w.window.Actions().TransferRunning());
+        QTRY_VERIFY(HoldsUnfinishedCopies(w.library));
+        w.window.findChild<QPushButton*>("cancelTransfer")->click();
+        QTRY_VERIFY(!w.window.Actions().TransferRunning());
+        QCOMPARE(w.open->port.notices.back(), kCopyCancelled);
+        QVERIFY(!HoldsUnfinishedCopies(w.library));
+        QVERIFY(!fs::exists(copy));
+
+        w.window.RunCommand(ID_EDIT_DUPLICATE);
+        QTRY_VERIFY(!w.window.Actions().TransferRunning());
+        QCOMPARE(w.CurrentPath(), copy);
+        QCOMPARE(NamesBelow(copy).size(), std::size_t{400});
+
+        w.open->port.ScriptAnswers({true});
+        w.window.RunCommand(ID_EDIT_DELETE);
+        QVERIFY(w.window.Actions().TransferRunning());
+        QTRY_VERIFY(!w.window.Actions().TransferRunning());
+        QVERIFY(!fs::exists(copy));
+        QVERIFY(!w.model.IndexOf(copy).isValid());
+    }
+
     void ClosingTheDatabaseOrTheWindowStopsATransferBetweenFiles() {
         for (const bool closeWindow : {false, true}) {
             QTemporaryDir root;

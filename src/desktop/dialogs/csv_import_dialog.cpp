@@ -44,11 +44,11 @@ constexpr char kNotImported[] = "(not imported)";
 
 }  // namespace
 
-CsvImportDialog::CsvImportDialog(UserPort& port, const CustomCfg& custom, ExchangeJobs& jobs,
+CsvImportDialog::CsvImportDialog(UserPort& port, CustomSnapshot custom, ExchangeJobs& jobs,
                                  Setup setup, QWidget* parent)
     : QDialog(parent),
       m_port(port),
-      m_custom(custom),
+      m_custom(std::move(custom)),
       m_jobs(jobs),
       m_setup(std::move(setup)),
       m_file(new QLineEdit),
@@ -162,7 +162,7 @@ void CsvImportDialog::Read(const fs::path& file) {
     m_worker =
         std::jthread([this, file, source = m_setup.source, databaseDir = m_setup.databaseDir] {
             std::optional<CsvImport> opened =
-                CsvImport::Open(file, source, databaseDir, m_custom, m_port);
+                CsvImport::Open(file, source, databaseDir, *m_custom, m_port);
             std::shared_ptr<CsvImport> model =
                 opened ? std::make_shared<CsvImport>(std::move(*opened)) : nullptr;
             QMetaObject::invokeMethod(
@@ -314,11 +314,12 @@ void CsvImportDialog::Import() {
     request.folder = m_setup.folder;
     request.goodRowsOnly = m_goodRowsOnly->isChecked();
     auto outcome = std::make_shared<std::optional<CsvImportOutcome>>();
-    const EditorContext context{m_port, m_custom};
+    // The job outlives the dialog: it holds the snapshot the model was checked against.
     const bool started = m_jobs.Start(
-        [model = m_model, request, context, outcome](std::stop_token stop) mutable {
+        [model = m_model, request, port = &m_port, custom = m_custom,
+         outcome](std::stop_token stop) mutable {
             request.stop = std::move(stop);
-            *outcome = model->Import(request, context);
+            *outcome = model->Import(request, {*port, *custom});
         },
         [port = &m_port, outcome, rows = m_model->RowCount(), after = m_setup.afterImport] {
             if (*outcome && (*outcome)->complete)
@@ -344,7 +345,7 @@ void OpenCsvImportDialog(MainWindow& window, UserPort& port, Operation operation
     setup.startFolder = &window.ImportFolder();
     setup.afterImport = [&window, folder = setup.folder] { window.RefreshBelow(folder); };
     auto* dialog =
-        new CsvImportDialog(port, shell.Custom(), window.Jobs(), std::move(setup), &window);
+        new CsvImportDialog(port, shell.SharedCustom(), window.Jobs(), std::move(setup), &window);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->open();
 }

@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "documents/custom_cfg.h"
 #include "exchange/csv_import.h"
 #include "workspace/commands.h"
 
@@ -41,7 +42,7 @@ public:
         std::function<void()> afterImport;
     };
 
-    CsvImportDialog(UserPort& port, const CustomCfg& custom, ExchangeJobs& jobs, Setup setup,
+    CsvImportDialog(UserPort& port, CustomSnapshot custom, ExchangeJobs& jobs, Setup setup,
                     QWidget* parent = nullptr);
     ~CsvImportDialog() override;
 
@@ -72,7 +73,7 @@ private:
     void UpdateImportButton();
 
     UserPort& m_port;
-    const CustomCfg& m_custom;
+    const CustomSnapshot m_custom;
     ExchangeJobs& m_jobs;
     Setup m_setup;
     std::shared_ptr<CsvImport> m_model;

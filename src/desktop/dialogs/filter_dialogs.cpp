@@ -48,7 +48,8 @@ void FilterDialogs::RunDialog(QWidget* parent, std::unique_ptr<FilterEditor> edi
     const std::optional<fs::path> before = editor->Path();
     Shell& shell = m_window.TheShell();
     const fs::path databaseDir = shell.Database().Directory();
-    FilterDialog dialog(std::move(editor), shell.Custom(), databaseDir, parent);
+    const CustomSnapshot custom = shell.SharedCustom();
+    FilterDialog dialog(std::move(editor), *custom, databaseDir, parent);
     if (dialog.exec() != QDialog::Accepted || !dialog.SavedPath())
         return;
     const fs::path& saved = *dialog.SavedPath();

@@ -41,8 +41,17 @@ bool ItemDialogs::Run(Operation operation) {
     return true;
 }
 
-EditorContext ItemDialogs::Context() const {
-    return {m_port, m_window.TheShell().Custom(), m_window.TheShell().Identity(), m_now};
+EditorContext ItemDialogs::Context(const CustomCfg& custom) const {
+    return {m_port, custom, m_window.TheShell().Identity(), m_now};
+}
+
+bool ItemDialogs::TakesNewItems(const fs::path& folder) {
+    if (m_foldersTakingItems.contains(folder))
+        return true;
+    if (!CanCreateIn(folder, m_port))
+        return false;
+    m_foldersTakingItems.insert(folder);
+    return true;
 }
 
 bool ItemDialogs::AutomaticIds() const {
@@ -50,41 +59,43 @@ bool ItemDialogs::AutomaticIds() const {
 }
 
 void ItemDialogs::Edit(QWidget* parent, const TreeNode& node) {
+    // The editor and its dialog read this snapshot to their end.
+    const CustomSnapshot custom = m_window.TheShell().SharedCustom();
     std::unique_ptr<ItemEditor> editor;
     switch (node.kind) {
         case TV_TEST_TEST_DOC:
-            editor = TestCase::Edit(node.path, Context());
+            editor = TestCase::Edit(node.path, Context(*custom));
             break;
         case TV_PRJ_TEST_DOC:
-            editor = PrjTestCase::Edit(node.path, Context());
+            editor = PrjTestCase::Edit(node.path, Context(*custom));
             break;
         case TV_TEST_SUITE_FLD:
-            editor = TestGroup::Edit(node.path, Context());
+            editor = TestGroup::Edit(node.path, Context(*custom));
             break;
         case TV_PRJ_SUITE_FLD:
-            editor = PrjTestGroup::Edit(node.path, Context());
+            editor = PrjTestGroup::Edit(node.path, Context(*custom));
             break;
         case TV_PRJ_PRJ_FLD:
-            editor = Project::Edit(node.path, Context());
+            editor = Project::Edit(node.path, Context(*custom));
             break;
         case TV_CFG_DOC:
-            editor = TestCfg::Edit(node.path, Context());
+            editor = TestCfg::Edit(node.path, Context(*custom));
             break;
         case TV_RES_DOC:
-            editor = TestResource::Edit(node.path, Context());
+            editor = TestResource::Edit(node.path, Context(*custom));
             break;
         case TV_TESTER_DOC: {
             const std::vector<TreeNode> selected = m_window.SelectedNodes();
             if (!Tester::CanEditSelection(
                     std::ranges::count(selected, TV_TESTER_DOC, &TreeNode::kind), m_port))
                 return;
-            editor = Tester::Edit(node.path, Context());
+            editor = Tester::Edit(node.path, Context(*custom));
             break;
         }
         default:
             return;
     }
-    RunDialog(parent, std::move(editor));
+    RunDialog(parent, std::move(editor), *custom);
 }
 
 void ItemDialogs::New(Operation operation) {
@@ -93,53 +104,73 @@ void ItemDialogs::New(Operation operation) {
         return;
     const fs::path database = shell.Database().Directory();
     const TreeNode selected = m_window.CurrentNode().value_or(TreeNode{});
-    const bool automatic = AutomaticIds();
-    std::unique_ptr<ItemEditor> editor;
+    std::optional<fs::path> folder;
     switch (operation) {
-        case Operation::NewTestCase: {
-            const std::optional<fs::path> folder = NewTestCaseFolder(selected, m_port);
-            if (!folder)
-                return;
-            if (NodeKindOf(database, *folder) == TV_PRJ_SUITE_FLD)
-                editor = PrjTestCase::New(*folder, Context(), automatic);
-            else
-                editor = TestCase::New(*folder, Context(), automatic);
+        case Operation::NewTestCase:
+            folder = NewTestCaseFolder(selected, m_port);
             break;
-        }
-        case Operation::NewTestSuite: {
-            const std::optional<fs::path> folder = NewSuiteFolder(selected, m_port);
-            if (!folder)
-                return;
-            const NodeKind kind = NodeKindOf(database, *folder);
-            if (kind == TV_PRJ_TEST_FLD || kind == TV_PRJ_SUITE_FLD)
-                editor = PrjTestGroup::New(*folder, Context());
-            else
-                editor = TestGroup::New(*folder, Context());
+        case Operation::NewTestSuite:
+            folder = NewSuiteFolder(selected, m_port);
             break;
-        }
         case Operation::NewProject:
-            editor = Project::New(database / "Projects", Context());
+            folder = database / "Projects";
             break;
         case Operation::NewTester:
-            editor = Tester::New(database / "Testers", Context(), automatic);
+            folder = database / "Testers";
             break;
         case Operation::NewTestResource:
-            editor = TestResource::New(database / "Resources", Context(), automatic);
+            folder = database / "Resources";
             break;
         case Operation::NewTestConfiguration:
-            editor = TestCfg::New(database / "Test Configurations", Context(), automatic);
+            folder = database / "Test Configurations";
             break;
         default:
             return;
     }
-    RunDialog(&m_window, std::move(editor));
+    if (!folder || !TakesNewItems(*folder))
+        return;
+    const bool automatic = AutomaticIds();
+    const CustomSnapshot custom = shell.SharedCustom();
+    EditorContext context = Context(*custom);
+    context.folderChecked = true;
+    const NodeKind kind = NodeKindOf(database, *folder);
+    const bool inProject = kind == TV_PRJ_TEST_FLD || kind == TV_PRJ_SUITE_FLD;
+    std::unique_ptr<ItemEditor> editor;
+    switch (operation) {
+        case Operation::NewTestCase:
+            if (kind == TV_PRJ_SUITE_FLD)
+                editor = PrjTestCase::New(*folder, context, automatic);
+            else
+                editor = TestCase::New(*folder, context, automatic);
+            break;
+        case Operation::NewTestSuite:
+            if (inProject)
+                editor = PrjTestGroup::New(*folder, context);
+            else
+                editor = TestGroup::New(*folder, context);
+            break;
+        case Operation::NewProject:
+            editor = Project::New(*folder, context);
+            break;
+        case Operation::NewTester:
+            editor = Tester::New(*folder, context, automatic);
+            break;
+        case Operation::NewTestResource:
+            editor = TestResource::New(*folder, context, automatic);
+            break;
+        default:
+            editor = TestCfg::New(*folder, context, automatic);
+            break;
+    }
+    RunDialog(&m_window, std::move(editor), *custom);
 }
 
-void ItemDialogs::RunDialog(QWidget* parent, std::unique_ptr<ItemEditor> editor) {
+void ItemDialogs::RunDialog(QWidget* parent, std::unique_ptr<ItemEditor> editor,
+                            const CustomCfg& custom) {
     if (!editor)
         return;  // the model told why
     Shell& shell = m_window.TheShell();
-    ItemDialog dialog(std::move(editor), shell.Custom(), shell.Database().Directory(),
+    ItemDialog dialog(std::move(editor), custom, shell.Database().Directory(),
                       shell.Configuration().Settings(), shell.Folders(), m_port, parent);
     if (dialog.exec() != QDialog::Accepted || !dialog.SavedPath())
         return;

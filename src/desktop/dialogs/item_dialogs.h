@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <set>
 
 #include "documents/item_editor.h"
 #include "workspace/commands.h"
@@ -35,13 +36,18 @@ private:
     void Edit(QWidget* parent, const TreeNode& node);
     void New(Operation operation);
     // Shows the dialog over editor, when the model could open; then shows what it saved.
-    void RunDialog(QWidget* parent, std::unique_ptr<ItemEditor> editor);
-    EditorContext Context() const;
+    void RunDialog(QWidget* parent, std::unique_ptr<ItemEditor> editor, const CustomCfg& custom);
+    EditorContext Context(const CustomCfg& custom) const;
     bool AutomaticIds() const;
+    // Whether new items can be made in folder, told when not. The check's write probe waits a
+    // quarter of a second, which the window's thread pays once per folder: the answer is kept
+    // (a folder that refuses a file later has the save say so).
+    bool TakesNewItems(const std::filesystem::path& folder);
 
     MainWindow& m_window;
     UserPort& m_port;
     std::function<LocalMoment()> m_now = LocalNow;
+    std::set<std::filesystem::path> m_foldersTakingItems;
 };
 
 }  // namespace vantorel

@@ -37,7 +37,7 @@ QComboBox* ListChoice(const char* name, const std::vector<std::string>& entries)
 
 }  // namespace
 
-JUnitImportDialog::JUnitImportDialog(UserPort& port, const CustomCfg& custom, ExchangeJobs& jobs,
+JUnitImportDialog::JUnitImportDialog(UserPort& port, CustomSnapshot custom, ExchangeJobs& jobs,
                                      Setup setup, QWidget* parent)
     : QDialog(parent),
       m_port(port),
@@ -47,8 +47,8 @@ JUnitImportDialog::JUnitImportDialog(UserPort& port, const CustomCfg& custom, Ex
       m_file(new QLineEdit),
       m_browse(new QPushButton("Browse...")),
       m_match(new QComboBox),
-      m_version(ListChoice("junitVersion", custom.Tables().versions)),
-      m_build(ListChoice("junitBuild", custom.Tables().builds)),
+      m_version(ListChoice("junitVersion", custom->Tables().versions)),
+      m_build(ListChoice("junitBuild", custom->Tables().builds)),
       m_dryRun(new QPushButton("Dry Run")),
       m_reportText(new QPlainTextEdit),
       m_import(new QPushButton("Import")) {
@@ -159,16 +159,15 @@ void JUnitImportDialog::DryRun() {
     m_dryRun->setEnabled(false);
     m_import->setEnabled(false);
     m_reportText->setPlainText("Reading the results...");
-    m_worker = std::jthread(
-        [this, request, context = EditorContext{m_port, m_custom}, generation = m_generation] {
-            std::optional<JUnitImportReport> report = ImportJUnitResults(request, context);
-            QMetaObject::invokeMethod(
-                this,
-                [this, report = std::move(report), generation]() mutable {
-                    DryRunDone(std::move(report), generation);
-                },
-                Qt::QueuedConnection);
-        });
+    m_worker = std::jthread([this, request, custom = m_custom, generation = m_generation] {
+        std::optional<JUnitImportReport> report = ImportJUnitResults(request, {m_port, *custom});
+        QMetaObject::invokeMethod(
+            this,
+            [this, report = std::move(report), generation]() mutable {
+                DryRunDone(std::move(report), generation);
+            },
+            Qt::QueuedConnection);
+    });
 }
 
 void JUnitImportDialog::DryRunDone(std::optional<JUnitImportReport> report, unsigned generation) {
@@ -192,10 +191,11 @@ void JUnitImportDialog::Import() {
         return;
     auto report = std::make_shared<std::optional<JUnitImportReport>>();
     const bool started = m_jobs.Start(
-        [request = Request(), context = EditorContext{m_port, m_custom},
+        // The job outlives the dialog: it holds its own snapshot.
+        [request = Request(), port = &m_port, custom = m_custom,
          report](std::stop_token stop) mutable {
             request.stop = std::move(stop);
-            *report = ImportJUnitResults(request, context);
+            *report = ImportJUnitResults(request, {*port, *custom});
         },
         [port = &m_port, report, after = m_setup.afterImport] {
             if (*report && (*report)->complete)
@@ -220,7 +220,7 @@ void OpenJUnitImportDialog(MainWindow& window, UserPort& port) {
         window.RefreshBelow(folder / std::string(kProjectTestCasesFolder));
     };
     auto* dialog =
-        new JUnitImportDialog(port, shell.Custom(), window.Jobs(), std::move(setup), &window);
+        new JUnitImportDialog(port, shell.SharedCustom(), window.Jobs(), std::move(setup), &window);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->open();
 }

@@ -12,6 +12,7 @@
 #include <optional>
 #include <thread>
 
+#include "documents/custom_cfg.h"
 #include "exchange/junit_import.h"
 
 class QComboBox;
@@ -34,7 +35,7 @@ public:
         std::function<void()> afterImport;             // on the window's thread, at the end
     };
 
-    JUnitImportDialog(UserPort& port, const CustomCfg& custom, ExchangeJobs& jobs, Setup setup,
+    JUnitImportDialog(UserPort& port, CustomSnapshot custom, ExchangeJobs& jobs, Setup setup,
                       QWidget* parent = nullptr);
     ~JUnitImportDialog() override;
 
@@ -58,7 +59,7 @@ private:
     void DryRunDone(std::optional<JUnitImportReport> report, unsigned generation);
 
     UserPort& m_port;
-    const CustomCfg& m_custom;
+    const CustomSnapshot m_custom;
     ExchangeJobs& m_jobs;
     Setup m_setup;
     std::jthread m_worker;

@@ -8,6 +8,7 @@
 #include <QDialog>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -57,7 +58,7 @@ private:
     QWidget& m_dialog;
     const ConfigSettings& m_settings;
     UserPort& m_port;
-    SpellChecker* m_checker;
+    std::shared_ptr<SpellChecker> m_checker;  // shared by the dialogs of one data folder
     HtmlEditorBridge* m_htmlEditor;
     std::vector<Field> m_fields;
 };

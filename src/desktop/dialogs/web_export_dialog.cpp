@@ -33,11 +33,12 @@ QString Local(const fs::path& path) {
 
 }  // namespace
 
-WebExportDialog::WebExportDialog(UserPort& port, const CustomCfg& custom,
-                                 WebExportModel::Setup setup, QWidget* parent)
+WebExportDialog::WebExportDialog(UserPort& port, CustomSnapshot custom, WebExportModel::Setup setup,
+                                 QWidget* parent)
     : QDialog(parent),
       m_port(port),
-      m_model(port, custom, &m_charts, std::move(setup)),
+      m_custom(std::move(custom)),
+      m_model(port, *m_custom, &m_charts, std::move(setup)),
       m_styles(new QComboBox),
       m_destination(new QLineEdit),
       m_browse(new QPushButton("Browse...")),
@@ -188,7 +189,7 @@ void OpenWebExportDialog(MainWindow& window, UserPort& port) {
     setup.preferredStyle = shell.Configuration().Settings().templatePath;
     setup.home = shell.Folders().documents.empty() ? fs::path(QDir::homePath().toStdString())
                                                    : shell.Folders().documents;
-    auto* dialog = new WebExportDialog(port, shell.Custom(), std::move(setup), &window);
+    auto* dialog = new WebExportDialog(port, shell.SharedCustom(), std::move(setup), &window);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->open();
 }

@@ -27,7 +27,7 @@ class MainWindow;
 class WebExportDialog : public QDialog {
     Q_OBJECT
 public:
-    WebExportDialog(UserPort& port, const CustomCfg& custom, WebExportModel::Setup setup,
+    WebExportDialog(UserPort& port, CustomSnapshot custom, WebExportModel::Setup setup,
                     QWidget* parent = nullptr);
     ~WebExportDialog() override;
 
@@ -53,6 +53,7 @@ private:
 
     UserPort& m_port;  // released while the dialog waits for the worker to end
     QtChartPainter m_charts;
+    const CustomSnapshot m_custom;  // what the model and its worker read
     WebExportModel m_model;
     std::jthread m_worker;
     std::atomic<bool> m_textPosted{false};

@@ -234,6 +234,9 @@ PageView::PageView(UserPort& port, QWidget* parent)
 }
 
 PageView::~PageView() {
+    // Deleting the profile runs the engine's pending tasks, which may still ask for a page:
+    // with the handler gone first, such a request fails instead of being served.
+    m_profile->removeUrlSchemeHandler(m_handler);
     // The page goes before the profile it was made with.
     delete page();
 }

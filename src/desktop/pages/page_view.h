@@ -15,6 +15,7 @@
 #include <map>
 #include <optional>
 
+#include "documents/custom_cfg.h"
 #include "platform/user_port.h"
 #include "render/report_pages.h"
 #include "workspace/navigation.h"
@@ -24,8 +25,6 @@ class QWebEngineProfile;
 
 namespace vantorel {
 
-class CustomCfg;
-
 inline constexpr char kPageScheme[] = "vtpage";
 
 // Registers the page scheme; before the QApplication exists.
@@ -34,7 +33,7 @@ void RegisterPageScheme();
 // What the pages are made from: the open database, its customisation, the display style.
 struct PageSource {
     std::filesystem::path databaseDir;
-    const CustomCfg* custom = nullptr;
+    CustomSnapshot custom;
     std::filesystem::path styleFolder;
 };
 

@@ -120,12 +120,12 @@ void ReportView::Clear() {
 
 void ReportView::Reshow() {
     if (!m_report.empty() && m_custom)
-        Show(m_report, *m_custom, m_withFooter);
+        Show(m_report, m_custom, m_withFooter);
 }
 
-void ReportView::Show(const fs::path& report, const CustomCfg& custom, bool withFooter) {
+void ReportView::Show(const fs::path& report, CustomSnapshot custom, bool withFooter) {
     m_report = report;
-    m_custom = &custom;
+    m_custom = std::move(custom);
     m_withFooter = withFooter;
     m_charts.clear();
     m_statusNames.clear();
@@ -365,7 +365,7 @@ void ReportView::ListStatusCases(std::size_t row) {
         m_statusCases->setAttribute(Qt::WA_DeleteOnClose);
         connect(m_statusCases, &StatusCasesDialog::itemRequested, this, &ReportView::itemRequested);
     }
-    m_statusCases->List(m_report, row, m_statusNames[row], *m_custom);
+    m_statusCases->List(m_report, row, m_statusNames[row], m_custom);
     m_statusCases->show();
     m_statusCases->raise();
 }

@@ -29,8 +29,6 @@ class QVBoxLayout;
 
 namespace vantorel {
 
-class CustomCfg;
-
 class ReportView : public QWidget {
     Q_OBJECT
 public:
@@ -38,7 +36,7 @@ public:
 
     // Shows the report at path. One that can't be read shows the core's message in the pane,
     // and the user is told it. withFooter: printed pages get the footer.
-    void Show(const std::filesystem::path& report, const CustomCfg& custom, bool withFooter);
+    void Show(const std::filesystem::path& report, CustomSnapshot custom, bool withFooter);
     // Shows the same report read again (it changed on disk).
     void Reshow();
     void Clear();
@@ -78,7 +76,7 @@ private:
     void UpdateActions();
 
     UserPort& m_port;
-    const CustomCfg* m_custom = nullptr;
+    CustomSnapshot m_custom;
     std::filesystem::path m_report;
     bool m_withFooter = true;
     bool m_readable = false;

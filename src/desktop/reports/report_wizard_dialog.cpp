@@ -51,9 +51,12 @@ QWizardPage* NewPage(WizardPage page) {
 
 }  // namespace
 
-ReportWizardDialog::ReportWizardDialog(const std::filesystem::path& databaseDir,
-                                       ReportContext context, const Start& start, QWidget* parent)
-    : QWizard(parent), m_port(context.port), m_model(databaseDir, std::move(context)) {
+ReportWizardDialog::ReportWizardDialog(const std::filesystem::path& databaseDir, UserPort& port,
+                                       CustomSnapshot custom, const Start& start, QWidget* parent)
+    : QWizard(parent),
+      m_port(port),
+      m_custom(std::move(custom)),
+      m_model(databaseDir, {port, *m_custom}) {
     setObjectName("reportWizard");
     setWindowTitle("Report Wizard");
     setOption(QWizard::NoBackButtonOnStartPage);

@@ -39,8 +39,8 @@ public:
         std::string filter;  // the filter chosen in the window; empty for none
     };
 
-    ReportWizardDialog(const std::filesystem::path& databaseDir, ReportContext context,
-                       const Start& start, QWidget* parent = nullptr);
+    ReportWizardDialog(const std::filesystem::path& databaseDir, UserPort& port,
+                       CustomSnapshot custom, const Start& start, QWidget* parent = nullptr);
     ~ReportWizardDialog() override;
 
     ReportWizard& Model() { return m_model; }
@@ -72,7 +72,8 @@ private:
     // The current page's check passed on the worker: the wizard moves on.
     void PageChecked(bool passed);
 
-    UserPort& m_port;  // released while the window waits for the worker
+    UserPort& m_port;               // released while the window waits for the worker
+    const CustomSnapshot m_custom;  // what the model and its worker read
     ReportWizard m_model;
     std::thread m_worker;
     bool m_generating = false;

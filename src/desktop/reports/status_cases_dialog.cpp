@@ -68,7 +68,7 @@ void StatusCasesDialog::closeEvent(QCloseEvent* event) {
 }
 
 void StatusCasesDialog::List(const fs::path& report, std::size_t row, const std::string& status,
-                             const CustomCfg& custom) {
+                             CustomSnapshot custom) {
     Stop();
     const unsigned listing = ++m_listing;
     m_status = status;
@@ -76,20 +76,22 @@ void StatusCasesDialog::List(const fs::path& report, std::size_t row, const std:
     m_caption->setText("Listing the test cases of " + Latin1(status).toHtmlEscaped() + "...");
     m_cases->clear();
     m_cases->header()->setSortIndicator(-1, Qt::AscendingOrder);
-    m_worker = std::jthread([this, report, row, &custom, listing](std::stop_token stop) {
-        std::optional<std::vector<StatusCase>> cases =
-            ListStatusCases(report, row, {m_port, custom}, std::move(stop));
-        QMetaObject::invokeMethod(
-            this,
-            [this, cases = std::move(cases), listing] {
-                if (listing != m_listing)
-                    return;
-                m_worker.join();
-                m_worker = {};
-                Show(cases);
-            },
-            Qt::QueuedConnection);
-    });
+    // The worker holds its own snapshot: the customisation may be replaced while it lists.
+    m_worker = std::jthread(
+        [this, report, row, custom = std::move(custom), listing](std::stop_token stop) {
+            std::optional<std::vector<StatusCase>> cases =
+                ListStatusCases(report, row, {m_port, *custom}, std::move(stop));
+            QMetaObject::invokeMethod(
+                this,
+                [this, cases = std::move(cases), listing] {
+                    if (listing != m_listing)
+                        return;
+                    m_worker.join();
+                    m_worker = {};
+                    Show(cases);
+                },
+                Qt::QueuedConnection);
+        });
 }
 
 void StatusCasesDialog::Show(const std::optional<std::vector<StatusCase>>& cases) {

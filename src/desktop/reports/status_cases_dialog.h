@@ -26,7 +26,7 @@ public:
 
     // Lists the test cases of the report's status row (StatusRows order), named status.
     void List(const std::filesystem::path& report, std::size_t row, const std::string& status,
-              const CustomCfg& custom);
+              CustomSnapshot custom);
     bool Listing() const { return m_worker.joinable(); }
     QTreeWidget& Cases() { return *m_cases; }
 

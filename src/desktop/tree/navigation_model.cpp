@@ -90,11 +90,11 @@ NavigationModel::NavigationModel(QObject* parent)
 
 NavigationModel::~NavigationModel() = default;
 
-void NavigationModel::SetDatabase(const fs::path& databaseDir, const CustomCfg* custom,
+void NavigationModel::SetDatabase(const fs::path& databaseDir, CustomSnapshot custom,
                                   bool statusIcons) {
     beginResetModel();
     m_databaseDir = databaseDir;
-    m_custom = custom;
+    m_custom = std::move(custom);
     m_statusIcons = statusIcons;
     m_root = std::make_unique<Node>();
     m_root->populated = true;
@@ -234,6 +234,11 @@ void NavigationModel::SetStatusIcons(bool statusIcons) {
     if (statusIcons == m_statusIcons)
         return;
     m_statusIcons = statusIcons;
+    ForgetStatusIcons();
+}
+
+void NavigationModel::SetCustom(CustomSnapshot custom) {
+    m_custom = std::move(custom);
     ForgetStatusIcons();
 }
 

@@ -10,11 +10,10 @@
 #include <memory>
 #include <vector>
 
+#include "documents/custom_cfg.h"
 #include "workspace/navigation.h"
 
 namespace vantorel {
-
-class CustomCfg;
 
 class NavigationModel : public QAbstractItemModel {
     Q_OBJECT
@@ -23,9 +22,11 @@ public:
     ~NavigationModel() override;
 
     // Shows the database at databaseDir, or nothing when it is empty. custom gives the status
-    // icons of project test cases when statusIcons is on; it must outlive the model's use.
-    void SetDatabase(const std::filesystem::path& databaseDir, const CustomCfg* custom,
+    // icons of project test cases when statusIcons is on.
+    void SetDatabase(const std::filesystem::path& databaseDir, CustomSnapshot custom,
                      bool statusIcons);
+    // Reads the status icons against a new customisation from now on (every row again).
+    void SetCustom(CustomSnapshot custom);
     const std::filesystem::path& DatabaseDir() const { return m_databaseDir; }
 
     // The node of an index; null for the invisible root.
@@ -85,7 +86,7 @@ private:
 
     std::unique_ptr<Node> m_root;
     std::filesystem::path m_databaseDir;
-    const CustomCfg* m_custom = nullptr;
+    CustomSnapshot m_custom;
     bool m_statusIcons = false;
 };
 

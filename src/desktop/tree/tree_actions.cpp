@@ -191,34 +191,50 @@ void TreeActions::Paste() {
     std::optional<TransferPlan> plan =
         PlanPaste(m_window.TheShell().ItemClipboard(), *target, m_port);
     if (plan)
-        StartTransfer(std::move(*plan), {{target->path}, true});
+        StartTransfer(std::move(*plan), {{target->path}, true, {}});
 }
 
+// A duplicate or delete of a whole suite reads and writes thousands of files: both run on the
+// transfer worker, as a paste does.
 void TreeActions::Duplicate() {
     const std::optional<TreeNode> current = m_window.CurrentNode();
-    if (!current)
+    if (!current || !ReadyForTransfer())
         return;
     Shell& shell = m_window.TheShell();
-    const std::optional<TreeNode> copy =
-        vantorel::Duplicate(shell.Database().Directory(), *current,
-                            shell.Configuration().Settings().incrementalDup, m_port);
-    if (!copy || copy->path == current->path)
-        return;
-    RefreshFolders({copy->path.parent_path()});
-    SelectPaths({copy->path});
+    StartJob(
+        [port = &m_port, item = *current, databaseDir = shell.Database().Directory(),
+         automaticIds = shell.Configuration().Settings().incrementalDup](std::stop_token stop) {
+            const int total = FilesToDuplicate(item);
+            int processed = 0;
+            TransferResult result;
+            const std::optional<TreeNode> copy = vantorel::Duplicate(
+                databaseDir, item, automaticIds, *port, [&] { port->progress(++processed, total); },
+                stop);
+            if (copy && copy->path != item.path)
+                result.written.push_back(copy->path);
+            return result;
+        },
+        {{current->path.parent_path()}, true, {}});
 }
 
 void TreeActions::Delete() {
     const std::optional<TreeNode> current = m_window.CurrentNode();
-    if (!current)
+    if (!current || !ReadyForTransfer() || !ConfirmDelete(*current, m_port))
         return;
-    const DeleteOutcome outcome = DeleteItem(*current, m_window.TheShell().CurrentUser(), m_port);
-    if (outcome.deleted) {
-        RefreshFolders({current->path.parent_path()});
-        m_window.SelectPath(current->path);
-    }
-    if (outcome.chooseNewUser)
-        m_window.RunSetUserDialog();
+    // The tree leaves the doomed item first, so no page of it is asked for while it goes.
+    m_window.SelectPath(current->path.parent_path());
+    auto chooseNewUser = std::make_shared<bool>(false);
+    StartJob(
+        [port = &m_port, item = *current, user = m_window.TheShell().CurrentUser(),
+         chooseNewUser](std::stop_token) {
+            *chooseNewUser = DeleteConfirmed(item, user, *port).chooseNewUser;
+            return TransferResult{};
+        },
+        {{current->path.parent_path()}, false, [this, path = current->path, chooseNewUser] {
+             m_window.SelectPath(path);
+             if (*chooseNewUser)
+                 m_window.RunSetUserDialog();
+         }});
 }
 
 void TreeActions::Rename(const TreeNode& node, const QString& newName) {
@@ -244,7 +260,7 @@ void TreeActions::RunDrops() {
     if (drops.empty() || !ReadyForTransfer())
         return;
     TransferPlan plan;
-    RunningTransfer transfer{{}, true};
+    RunningTransfer transfer{{}, true, {}};
     std::vector<ConversionDrop> conversions;
     for (const PendingDrop& drop : drops) {
         // Test cases dropped on a project become its project test cases, each written through
@@ -271,15 +287,14 @@ void TreeActions::RunDrops() {
 
 void TreeActions::StartTransfer(TransferPlan plan, RunningTransfer transfer,
                                 std::vector<ConversionDrop> conversions) {
-    m_transfer = std::move(transfer);
     m_port.progress(0, plan.files);
-    m_cancelButton->show();
     // The conversions' test cases are counted on the worker: a dropped suite may be large.
-    const EditorContext context{m_port, m_window.TheShell().Custom(),
-                                m_window.TheShell().Identity()};
-    m_worker.Start(
+    // The worker holds its own snapshot: the customisation may be replaced while it runs.
+    StartJob(
         [port = &m_port, plan = std::move(plan), conversions = std::move(conversions),
-         context](std::stop_token stop) {
+         custom = m_window.TheShell().SharedCustom(),
+         identity = m_window.TheShell().Identity()](std::stop_token stop) {
+            const EditorContext context{*port, *custom, identity};
             const int total = plan.files + ConvertedTestCaseCount(conversions);
             int processed = 0;
             auto step = [&] { port->progress(++processed, total); };
@@ -294,13 +309,19 @@ void TreeActions::StartTransfer(TransferPlan plan, RunningTransfer transfer,
             }
             return result;
         },
-        [this](TransferResult result) {
-            {
-                std::lock_guard lock(m_finishedMutex);
-                m_finished = std::move(result);
-            }
-            QMetaObject::invokeMethod(this, &TreeActions::EndTransfer, Qt::QueuedConnection);
-        });
+        std::move(transfer));
+}
+
+void TreeActions::StartJob(TransferWorker::Job job, RunningTransfer transfer) {
+    m_transfer = std::move(transfer);
+    m_cancelButton->show();
+    m_worker.Start(std::move(job), [this](TransferResult result) {
+        {
+            std::lock_guard lock(m_finishedMutex);
+            m_finished = std::move(result);
+        }
+        QMetaObject::invokeMethod(this, &TreeActions::EndTransfer, Qt::QueuedConnection);
+    });
 }
 
 void TreeActions::StopTransfer() {
@@ -322,6 +343,8 @@ void TreeActions::EndTransfer() {
     RefreshFolders(transfer.refresh);
     if (transfer.selectWritten)
         SelectPaths(result->written);
+    if (transfer.then)
+        transfer.then();
     emit shownItemChanged();
     for (const Notice& failure : result->failures)
         m_port.tell(failure);

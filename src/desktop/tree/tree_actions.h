@@ -62,6 +62,7 @@ private:
     struct RunningTransfer {
         std::vector<std::filesystem::path> refresh;  // folders to read again when it ends
         bool selectWritten = false;
+        std::function<void()> then;  // on the window's thread, after the folders were read
     };
 
     void ShowContextMenu(const QPoint& position);
@@ -77,6 +78,8 @@ private:
     bool ReadyForTransfer();
     void StartTransfer(TransferPlan plan, RunningTransfer transfer,
                        std::vector<ConversionDrop> conversions = {});
+    // Runs job on the transfer worker, with the status bar's count and Cancel.
+    void StartJob(TransferWorker::Job job, RunningTransfer transfer);
     void EndTransfer();
     void RefreshFolders(const std::vector<std::filesystem::path>& folders);
     void SelectPaths(const std::vector<std::filesystem::path>& paths);

@@ -28,9 +28,10 @@ std::optional<WordSpan> WordAround(std::u16string_view text, std::size_t positio
 
 }  // namespace
 
-SpellChecker* SharedSpellChecker(const std::filesystem::path& dataFolder) {
-    // Opened again only when the data folder changes (each window test has its own).
-    static std::unique_ptr<SpellChecker> checker;
+std::shared_ptr<SpellChecker> SharedSpellChecker(const std::filesystem::path& dataFolder) {
+    // Opened again only when the data folder changes (each window test has its own); the
+    // dialogs still open keep the checker they were given.
+    static std::shared_ptr<SpellChecker> checker;
     static std::optional<std::filesystem::path> openedFor;
     const std::filesystem::path list = dataFolder / kPersonalWordListName;
     if (openedFor != list) {
@@ -38,7 +39,7 @@ SpellChecker* SharedSpellChecker(const std::filesystem::path& dataFolder) {
         const auto dictionary = ChooseDictionary(LocaleLanguage(), DictionaryFolders());
         checker = dictionary ? SpellChecker::Open(*dictionary, list) : nullptr;
     }
-    return checker.get();
+    return checker;
 }
 
 QTextCharFormat MisspeltFormat() {

@@ -22,7 +22,7 @@ namespace vantorel {
 
 // The checker of this run for the user's language, with the personal word list of dataFolder;
 // opened at first use. Null when no dictionary is installed.
-SpellChecker* SharedSpellChecker(const std::filesystem::path& dataFolder);
+std::shared_ptr<SpellChecker> SharedSpellChecker(const std::filesystem::path& dataFolder);
 
 // The underline of a misspelt word.
 QTextCharFormat MisspeltFormat();

@@ -451,8 +451,12 @@ TEST_F(EditLockTest, ADatabaseWhoseLocksCantHoldRefusesEveryWriteAndKeepsItsDocu
     EXPECT_EQ(ReadFile(document), "<id>TC2</id>");
     EXPECT_EQ(files.MakeFolder(dir / "db2"), 0);
     EXPECT_TRUE(SaveWholeFile(dir / "db2" / "TC3.vtl", "<id>TC3</id>").ok());
+    // Another window's database protected and released again leaves this one protected.
+    ProtectFromWrites(dir / "db2");
+    EndWriteProtection(dir / "db2");
+    EXPECT_EQ(files.Remove(document), EROFS);
 
-    ProtectFromWrites({});
+    EndWriteProtection(database);
     EXPECT_TRUE(EditLock::Acquire(document, port, kAlice));
 }
 }  // namespace

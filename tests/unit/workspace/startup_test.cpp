@@ -23,6 +23,7 @@ class RecordingView : public ShellView {
 public:
     void SetCaption(const std::string& title) override { captions.push_back(title); }
     void RebuildTree() override { ++treeBuilds; }
+    void ShowNewCustomisation() override {}
     void ClearRightPane() override { ++paneClears; }
     void ShowCurrentUser(const std::string& text) override { currentUser = text; }
     void ShowProgress(const std::string& text) override { progressTexts.push_back(text); }
