@@ -7,7 +7,6 @@
 #include <QImage>
 #include <QPainter>
 #include <QPrinter>
-#include <QTimer>
 #include <QWebEngineHistory>
 #include <QWebEngineProfile>
 #include <QWebEngineSettings>
@@ -15,6 +14,7 @@
 #include <QWebEngineUrlScheme>
 
 #include <algorithm>
+#include <atomic>
 
 #include "charts/chart_painter.h"
 #include "workspace/node_pages.h"
@@ -86,7 +86,14 @@ LinkAction ActionForLink(const QUrl& url, bool clickedByUser) {
 }
 
 PageSchemeHandler::PageSchemeHandler(UserPort& port, QObject* parent)
-    : QWebEngineUrlSchemeHandler(parent), m_port(port) {}
+    : QWebEngineUrlSchemeHandler(parent), m_port(port) {
+    m_worker.setMaxThreadCount(1);
+}
+
+PageSchemeHandler::~PageSchemeHandler() {
+    m_worker.clear();
+    m_worker.waitForDone();
+}
 
 void PageSchemeHandler::SetSource(PageSource source) {
     m_source = std::move(source);
@@ -95,45 +102,77 @@ void PageSchemeHandler::SetSource(PageSource source) {
 
 void PageSchemeHandler::requestStarted(QWebEngineUrlRequestJob* job) {
     const std::string path = job->requestUrl().path().toStdString();
-    if (path.starts_with(kStylePrefix))
-        ServeStyleFile(job, path.substr(sizeof kStylePrefix - 1));
-    else if (path.starts_with(kChartPrefix))
+    if (path.starts_with(kChartPrefix)) {
         ServeChart(job, path.substr(sizeof kChartPrefix - 1));
-    else if (!m_source.databaseDir.empty() && m_source.custom && path.starts_with('/') &&
-             StaysInside(fs::path(path.substr(1))))
-        ServePage(job, m_source.databaseDir / path.substr(1));
-    else
-        job->fail(QWebEngineUrlRequestJob::UrlNotFound);
-}
-
-void PageSchemeHandler::ServePage(QWebEngineUrlRequestJob* job, const fs::path& item) {
-    const NodeKind kind = NodeKindOf(m_source.databaseDir, item);
-    if (kind == TV_NONE) {
+        return;
+    }
+    // The worker reads with copies of what the source is now: the source may change, or the
+    // view go, before the answer comes.
+    if (path.starts_with(kStylePrefix)) {
+        const fs::path relative = path.substr(sizeof kStylePrefix - 1);
+        if (!StaysInside(relative) || m_source.styleFolder.empty()) {
+            job->fail(QWebEngineUrlRequestJob::UrlNotFound);
+            return;
+        }
+        ServeOnWorker(job, [file = m_source.styleFolder / relative] {
+            QFile style(QString::fromStdString(file.string()));
+            if (!style.open(QIODevice::ReadOnly))
+                return Served{};
+            return Served{MimeOf(style.fileName()), style.readAll(), true, {}, {}};
+        });
+        return;
+    }
+    if (m_source.databaseDir.empty() || !m_source.custom || !path.starts_with('/') ||
+        !StaysInside(fs::path(path.substr(1)))) {
         job->fail(QWebEngineUrlRequestJob::UrlNotFound);
         return;
     }
-    const TreeNode node{item, kind,
-                        IsFolderKind(kind) ? item.filename().string() : item.stem().string()};
-    NodePage page = DesktopPage({m_source.databaseDir, node, *m_source.custom, m_source.styleFolder,
-                                 std::string(kPageScheme) + ":" + kStylePrefix + "images/",
-                                 std::string(kPageScheme) + ":" + kChartPrefix});
-    m_charts.clear();
-    for (ChartFile& chart : page.charts)
-        m_charts[chart.name + ".gif"] = std::move(chart);
-    // Told once the page is served: a message box must not open inside the web view's request.
-    if (page.failure)
-        QTimer::singleShot(0, this, [this, notice = *page.failure] { m_port.tell(notice); });
-    Reply(job, "text/html;charset=ISO-8859-1",
-          QByteArray(page.html.data(), static_cast<qsizetype>(page.html.size())));
+    ServeOnWorker(job, [source = m_source, item = m_source.databaseDir / path.substr(1)] {
+        const NodeKind kind = NodeKindOf(source.databaseDir, item);
+        if (kind == TV_NONE)
+            return Served{};
+        const TreeNode node{item, kind,
+                            IsFolderKind(kind) ? item.filename().string() : item.stem().string()};
+        NodePage page = DesktopPage({source.databaseDir, node, *source.custom, source.styleFolder,
+                                     std::string(kPageScheme) + ":" + kStylePrefix + "images/",
+                                     std::string(kPageScheme) + ":" + kChartPrefix});
+        return Served{"text/html;charset=ISO-8859-1",
+                      QByteArray(page.html.data(), static_cast<qsizetype>(page.html.size())), true,
+                      std::move(page.charts), std::move(page.failure)};
+    });
 }
 
-void PageSchemeHandler::ServeStyleFile(QWebEngineUrlRequestJob* job, const std::string& relative) {
-    QFile file(QString::fromStdString((m_source.styleFolder / relative).string()));
-    if (!StaysInside(relative) || m_source.styleFolder.empty() || !file.open(QIODevice::ReadOnly)) {
-        job->fail(QWebEngineUrlRequestJob::UrlNotFound);
-        return;
-    }
-    Reply(job, MimeOf(file.fileName()), file.readAll());
+void PageSchemeHandler::ServeOnWorker(QWebEngineUrlRequestJob* job, std::function<Served()> make) {
+    // A request the page stops wanting (the user moved on) is dropped: not made when it has
+    // not started, not answered when it is done.
+    auto wanted = std::make_shared<std::atomic<bool>>(true);
+    connect(job, &QObject::destroyed, this, [wanted] { *wanted = false; });
+    m_worker.start([this, job = QPointer(job), wanted, make = std::move(make)] {
+        std::optional<Served> served;
+        if (*wanted)
+            served = make();
+        // The handler outlives its worker's tasks (its destructor waits for them), and a
+        // queued call to it is dropped if it goes first.
+        QMetaObject::invokeMethod(
+            this,
+            [this, job, served = std::move(served)]() mutable {
+                if (!served || !job)
+                    return;
+                if (!served->found) {
+                    job->fail(QWebEngineUrlRequestJob::UrlNotFound);
+                    return;
+                }
+                if (served->type.startsWith("text/html")) {
+                    m_charts.clear();
+                    for (ChartFile& chart : served->charts)
+                        m_charts[chart.name + ".gif"] = std::move(chart);
+                }
+                Reply(job, served->type, std::move(served->data));
+                if (served->failure)
+                    m_port.tell(*served->failure);
+            },
+            Qt::QueuedConnection);
+    });
 }
 
 void PageSchemeHandler::ServeChart(QWebEngineUrlRequestJob* job, const std::string& name) {

@@ -5,6 +5,7 @@
 // the desktop's own programs; nothing else is followed.
 
 #include <QPointer>
+#include <QThreadPool>
 #include <QUrl>
 #include <QWebEnginePage>
 #include <QWebEngineUrlSchemeHandler>
@@ -41,22 +42,36 @@ struct PageSource {
 enum class LinkAction { Follow, SelectItem, OpenOutside, Refuse };
 LinkAction ActionForLink(const QUrl& url, bool clickedByUser);
 
+// Serves the pages, the style's files and a report's charts. Pages and style files are read
+// on a thread of the handler's own, one request at a time, each with the source as it was when
+// it was asked for; the answer goes to the page on the window's thread, or is dropped when the
+// page no longer wants it.
 class PageSchemeHandler : public QWebEngineUrlSchemeHandler {
     Q_OBJECT
 public:
     PageSchemeHandler(UserPort& port, QObject* parent);
+    // Waits for the page being made, if any; the ones waiting are dropped.
+    ~PageSchemeHandler() override;
     void SetSource(PageSource source);
     void requestStarted(QWebEngineUrlRequestJob* job) override;
 
 private:
-    void ServePage(QWebEngineUrlRequestJob* job, const std::filesystem::path& item);
-    void ServeStyleFile(QWebEngineUrlRequestJob* job, const std::string& relative);
+    // What a request is answered with: a MIME type and the bytes, or nothing found.
+    struct Served {
+        QByteArray type, data;
+        bool found = false;
+        std::vector<ChartFile> charts;  // a page's charts, served when its pictures ask
+        std::optional<Notice> failure;  // told once the page is shown
+    };
+    // Makes the answer to job on the worker, then replies on the window's thread.
+    void ServeOnWorker(QWebEngineUrlRequestJob* job, std::function<Served()> make);
     void ServeChart(QWebEngineUrlRequestJob* job, const std::string& name);
 
     UserPort& m_port;
     PageSource m_source;
     // The charts of the report page served last, by the name its pictures ask for.
     std::map<std::string, ChartFile> m_charts;
+    QThreadPool m_worker;
 };
 
 class PageView : public QWebEngineView {
