@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
 
 #include "documents/item_editor.h"
@@ -69,6 +71,21 @@ Notice LinkOpenFailure(std::string_view target) {
                         "Use Windows Explorer to make a new association\n",
                         {target}),
             "Error while opening file", Icon::Warning};
+}
+
+std::optional<Notice> OutsideLinkQuestion(std::string_view url) {
+    const auto lower = [](std::string_view text) {
+        std::string result(text);
+        std::ranges::transform(result, result.begin(),
+                               [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+        return result;
+    };
+    const std::string scheme = lower(url.substr(0, url.find(':')));
+    if (scheme == "http" || scheme == "https" || scheme == "mailto")
+        return std::nullopt;
+    return Notice{
+        FillMessage("This link opens\n\n%s\n\noutside Vantorel. Open it?", {std::string(url)}),
+        "Open link", Icon::Question};
 }
 
 }  // namespace vantorel

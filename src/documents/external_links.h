@@ -33,4 +33,9 @@ std::optional<LinkLaunch> PlanLinkLaunch(std::string_view link, UserPort& port);
 // What the user is told when the system could open nothing for target.
 Notice LinkOpenFailure(std::string_view target);
 
+// A link clicked in a page that opens something other than a web page or a mail (a file of
+// this computer, an FTP server) is opened only after this question, which shows the link's real
+// target: its text on the page may say anything. None for web and mail links.
+std::optional<Notice> OutsideLinkQuestion(std::string_view url);
+
 }  // namespace vantorel

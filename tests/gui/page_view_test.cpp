@@ -15,18 +15,26 @@ class PageViewTest : public QObject {
     Q_OBJECT
 private slots:
     void LinksAreFollowedOnlyWhereTheyBelong() {
-        QCOMPARE(ActionForLink(QUrl("vtpage:/Test%20Cases/Login/LOG-001.vtl"), false),
-                 LinkAction::Follow);
-        QCOMPARE(ActionForLink(QUrl("vantorel:///Test%20Cases/Login"), true),
+        const QUrl page("vtpage:/Test%20Cases/Login/LOG-001.vtl");
+        QCOMPARE(ActionForLink(page, LinkOrigin::Program), LinkAction::Follow);
+        // A refresh or redirect in a value moves nothing, not even to another item's page.
+        QCOMPARE(ActionForLink(page, LinkOrigin::Page), LinkAction::Refuse);
+        QCOMPARE(ActionForLink(QUrl("vantorel:///Test%20Cases/Login"), LinkOrigin::Clicked),
                  LinkAction::SelectItem);
-        QCOMPARE(ActionForLink(QUrl("https://example.org/bug/12"), true), LinkAction::OpenOutside);
+        QCOMPARE(ActionForLink(QUrl("vantorel:///Test%20Cases/Login"), LinkOrigin::Page),
+                 LinkAction::Refuse);
+        QCOMPARE(ActionForLink(QUrl("https://example.org/bug/12"), LinkOrigin::Clicked),
+                 LinkAction::OpenOutside);
         // A page never sends the user anywhere by itself.
-        QCOMPARE(ActionForLink(QUrl("https://example.org/bug/12"), false), LinkAction::Refuse);
-        QCOMPARE(ActionForLink(QUrl("javascript:alert(1)"), true), LinkAction::Refuse);
-        QCOMPARE(ActionForLink(QUrl("data:text/html,<b>x</b>"), true), LinkAction::Refuse);
+        QCOMPARE(ActionForLink(QUrl("https://example.org/bug/12"), LinkOrigin::Page),
+                 LinkAction::Refuse);
+        QCOMPARE(ActionForLink(QUrl("javascript:alert(1)"), LinkOrigin::Clicked),
+                 LinkAction::Refuse);
+        QCOMPARE(ActionForLink(QUrl("data:text/html,<b>x</b>"), LinkOrigin::Clicked),
+                 LinkAction::Refuse);
     }
 
-    void SelectingAnItemShowsItsPageAndItemLinksSelectTheirItem() {
+    void SelectingAnItemShowsItsPageAndBackReturnsToIt() {
         QTemporaryDir root;
         auto open = gui_test::OpenSampleWindow(root.path().toStdString());
         MainWindow& window = *open->window;
@@ -41,10 +49,8 @@ private slots:
         QVERIFY(loaded.last().at(0).toBool());
         QVERIFY(gui_test::PageText(page).contains("LOG-001"));
 
-        // A link into the database selects its item, whose page follows.
         const fs::path project = open->database / "Projects" / "Release 2.0";
-        page.load(QUrl("vantorel:///Projects/Release%202.0"));
-        QTRY_COMPARE(window.CurrentNode()->path, project);
+        window.SelectPath(project);
         QTRY_COMPARE(page.url(), page.UrlOf(project));
 
         // Back returns to the test case, and the tree follows the page.

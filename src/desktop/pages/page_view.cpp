@@ -17,6 +17,7 @@
 #include <atomic>
 
 #include "charts/chart_painter.h"
+#include "documents/external_links.h"
 #include "workspace/node_pages.h"
 
 namespace vantorel {
@@ -71,18 +72,20 @@ void RegisterPageScheme() {
     QWebEngineUrlScheme::registerScheme(items);
 }
 
-LinkAction ActionForLink(const QUrl& url, bool clickedByUser) {
+LinkAction ActionForLink(const QUrl& url, LinkOrigin origin) {
     const QString scheme = url.scheme().toLower();
+    // A page never moves by itself: a refresh or redirect in a value goes nowhere.
+    if (origin == LinkOrigin::Page)
+        return LinkAction::Refuse;
     if (scheme == kPageScheme || url.toString() == "about:blank")
         return LinkAction::Follow;
+    if (origin != LinkOrigin::Clicked)
+        return LinkAction::Refuse;
     if (scheme == kItemScheme)
         return LinkAction::SelectItem;
-    // Links a user clicks may open elsewhere; a page never sends the user away by itself.
     const bool outside = scheme == "http" || scheme == "https" || scheme == "ftp" ||
                          scheme == "mailto" || scheme == "file";
-    if (outside && clickedByUser)
-        return LinkAction::OpenOutside;
-    return LinkAction::Refuse;
+    return outside ? LinkAction::OpenOutside : LinkAction::Refuse;
 }
 
 PageSchemeHandler::PageSchemeHandler(UserPort& port, QObject* parent)
@@ -196,6 +199,44 @@ void PageSchemeHandler::ServeChart(QWebEngineUrlRequestJob* job, const std::stri
     Reply(job, "image/png", std::move(png));
 }
 
+namespace {
+
+LinkOrigin OriginOf(QWebEnginePage::NavigationType type) {
+    switch (type) {
+        case QWebEnginePage::NavigationTypeLinkClicked:
+            return LinkOrigin::Clicked;
+        case QWebEnginePage::NavigationTypeTyped:
+        case QWebEnginePage::NavigationTypeBackForward:
+        case QWebEnginePage::NavigationTypeReload:
+            return LinkOrigin::Program;
+        default:
+            return LinkOrigin::Page;
+    }
+}
+
+}  // namespace
+
+// Without script, only a clicked link asks for a new window: its one navigation is the click's.
+class PageView::LinkCatcher : public QWebEnginePage {
+public:
+    LinkCatcher(QWebEngineProfile* profile, PageView& view)
+        : QWebEnginePage(profile, &view), m_view(view) {}
+
+protected:
+    bool acceptNavigationRequest(const QUrl& url, NavigationType, bool) override {
+        if (!m_caught) {
+            m_caught = true;
+            m_view.Follow(url, LinkOrigin::Clicked, true);
+            deleteLater();
+        }
+        return false;
+    }
+
+private:
+    PageView& m_view;
+    bool m_caught = false;
+};
+
 class PageView::Page : public QWebEnginePage {
 public:
     Page(QWebEngineProfile* profile, PageView& view)
@@ -203,31 +244,46 @@ public:
 
 protected:
     bool acceptNavigationRequest(const QUrl& url, NavigationType type, bool mainFrame) override {
-        switch (ActionForLink(url, type == NavigationTypeLinkClicked)) {
-            case LinkAction::Follow:
-                return true;
-            case LinkAction::SelectItem:
-                if (mainFrame && !m_view.m_source.databaseDir.empty())
-                    if (std::optional<fs::path> item =
-                            ResolveItemLink(m_view.m_source.databaseDir,
-                                            url.toString(QUrl::FullyEncoded).toStdString()))
-                        emit m_view.itemRequested(*item);
-                return false;
-            case LinkAction::OpenOutside:
-                QDesktopServices::openUrl(url);
-                return false;
-            case LinkAction::Refuse:
-                break;
-        }
-        return false;
+        return m_view.Follow(url, OriginOf(type), mainFrame);
+    }
+    // The rich text's links ask for a window of their own ("_blank"): a page that only catches
+    // where the link leads, and goes.
+    QWebEnginePage* createWindow(WebWindowType) override {
+        return new LinkCatcher(profile(), m_view);
     }
 
 private:
     PageView& m_view;
 };
 
+bool PageView::Follow(const QUrl& url, LinkOrigin origin, bool mainFrame) {
+    switch (ActionForLink(url, origin)) {
+        case LinkAction::Follow:
+            return true;
+        case LinkAction::SelectItem:
+            if (mainFrame && !m_source.databaseDir.empty())
+                if (std::optional<fs::path> item = ResolveItemLink(
+                        m_source.databaseDir, url.toString(QUrl::FullyEncoded).toStdString()))
+                    emit itemRequested(*item);
+            return false;
+        case LinkAction::OpenOutside: {
+            const std::string target = url.toString().toStdString();
+            if (const std::optional<Notice> question = OutsideLinkQuestion(target))
+                if (!m_port.ask(*question))
+                    return false;
+            if (!QDesktopServices::openUrl(url))
+                m_port.tell(LinkOpenFailure(target));
+            return false;
+        }
+        case LinkAction::Refuse:
+            break;
+    }
+    return false;
+}
+
 PageView::PageView(UserPort& port, QWidget* parent)
     : QWebEngineView(parent),
+      m_port(port),
       m_profile(new QWebEngineProfile(this)),
       m_handler(new PageSchemeHandler(port, this)) {
     setObjectName("pageView");

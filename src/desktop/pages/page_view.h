@@ -38,9 +38,11 @@ struct PageSource {
     std::filesystem::path styleFolder;
 };
 
-// What a page does with a link it is asked to follow.
+// What a page does with a link it is asked to follow, by who asked: the user clicking a link,
+// the program (the tree, Back and Forward, a reload), or the page itself (a refresh, a redirect).
 enum class LinkAction { Follow, SelectItem, OpenOutside, Refuse };
-LinkAction ActionForLink(const QUrl& url, bool clickedByUser);
+enum class LinkOrigin { Clicked, Program, Page };
+LinkAction ActionForLink(const QUrl& url, LinkOrigin origin);
 
 // Serves the pages, the style's files and a report's charts. Pages and style files are read
 // on a thread of the handler's own, one request at a time, each with the source as it was when
@@ -77,7 +79,7 @@ private:
 class PageView : public QWebEngineView {
     Q_OBJECT
 public:
-    PageView(UserPort& port, QWidget* parent = nullptr);
+    explicit PageView(UserPort& port, QWidget* parent = nullptr);
     ~PageView() override;
 
     void SetSource(PageSource source);
@@ -98,6 +100,10 @@ signals:
 
 private:
     class Page;
+    class LinkCatcher;
+    UserPort& m_port;
+    // Does what a link asks for (false: the page itself does not move).
+    bool Follow(const QUrl& url, LinkOrigin origin, bool mainFrame);
     QWebEngineProfile* m_profile;
     PageSchemeHandler* m_handler;
     PageSource m_source;

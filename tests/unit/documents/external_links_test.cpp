@@ -42,5 +42,15 @@ TEST(ExternalLinksTest, UrlsOpenAsTheyAreAndFilesMustExist) {
     EXPECT_FALSE(IsExternalLinkField(*FindField(PrjTestCaseFields(), "<fault_report_id>")));
 }
 
+TEST(ExternalLinksTest, LinksLeavingTheWebAskFirstAndShowTheirRealTarget) {
+    EXPECT_FALSE(OutsideLinkQuestion("https://example.org/bug/12"));
+    EXPECT_FALSE(OutsideLinkQuestion("MAILTO:qa@example.org"));
+    for (const char* link : {"file:///home/alice/.ssh/id_rsa", "FTP://example.org/x"}) {
+        const std::optional<Notice> question = OutsideLinkQuestion(link);
+        ASSERT_TRUE(question) << link;
+        EXPECT_NE(question->text.find(link), std::string::npos);
+    }
+}
+
 }  // namespace
 }  // namespace vantorel
