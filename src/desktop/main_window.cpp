@@ -200,9 +200,15 @@ void MainWindow::AfterDatabaseChange() {
     VantorelDatabase& database = m_shell.Database();
     m_page->SetSource(CurrentPageSource());
     m_commands->SetRecentDatabases(RecentDatabaseMenu(m_shell.Configuration().Settings()));
-    m_commands->SetFilters(database.IsOpen()
-                               ? ItemIdsIn(database.Directory() / std::string(kFiltersFolder))
-                               : std::vector<std::string>{});
+    // The filters the tree lists: read once, then kept by the watcher's refreshes.
+    std::vector<std::string> filters;
+    if (database.IsOpen())
+        for (const TreeNode& node :
+             m_model.ChildrenOf(database.Directory() / std::string(kFiltersFolder)))
+            if (node.kind == TV_FILTER_DOC)
+                filters.push_back(node.label);
+    std::ranges::sort(filters);
+    m_commands->SetFilters(filters);
     m_statusText->setText(QString::fromStdString(m_shell.StateText()));
 }
 
@@ -303,9 +309,9 @@ void MainWindow::SelectPath(const fs::path& path) {
     m_tree->scrollTo(index);
 }
 
-CommandState MainWindow::State() const {
+CommandState MainWindow::State() {
     CommandState state;
-    VantorelDatabase& database = const_cast<Shell&>(m_shell).Database();
+    VantorelDatabase& database = m_shell.Database();
     state.databaseOpen = database.IsOpen();
     const std::vector<TreeNode> selection = SelectedNodes();
     if (!selection.empty()) {
@@ -314,10 +320,12 @@ CommandState MainWindow::State() const {
         state.projectReportsSelected =
             kind == TV_PRJ_PRJ_FLD || kind == TV_PRJ_RPTS_FLD || kind == TV_RPT_FLD;
     }
+    // From the tree's rows, not a listing of the folder at every command.
     if (state.databaseOpen) {
-        ItemListing projects;
-        state.anyProject = ListItems(database.Directory() / "Projects", projects) == 0 &&
-                           !projects.folders.empty();
+        const std::vector<TreeNode> projects =
+            m_model.ChildrenOf(database.Directory() / "Projects");
+        state.anyProject = std::ranges::any_of(
+            projects, [](const TreeNode& node) { return node.kind == TV_PRJ_PRJ_FLD; });
     }
     for (const TreeNode& node : selection)
         state.testersSelected += node.kind == TV_TESTER_DOC;

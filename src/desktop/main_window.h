@@ -86,7 +86,7 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
-    CommandState State() const;
+    CommandState State();
     void ShowSelected();
     void Print();
     // The report wizard, on the selected project; a report command of the menus starts it on

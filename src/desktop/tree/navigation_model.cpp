@@ -290,6 +290,18 @@ NavigationModel::Node* NavigationModel::FindNode(const fs::path& path, bool read
     return nullptr;
 }
 
+std::vector<TreeNode> NavigationModel::ChildrenOf(const fs::path& folder) {
+    std::vector<TreeNode> children;
+    Node* node = FindNode(folder);
+    if (!node)
+        return children;
+    if (!node->populated)
+        Populate(node, IndexOfNode(node));
+    for (const auto& child : node->children)
+        children.push_back(child->item);
+    return children;
+}
+
 QModelIndex NavigationModel::IndexOf(const fs::path& path) {
     return IndexOfNode(FindNode(path));
 }

@@ -34,6 +34,9 @@ public:
     // The index of the item at path, reading the folders on the way; invalid when the path is
     // not in the tree.
     QModelIndex IndexOf(const std::filesystem::path& path);
+    // The rows of folder as the tree keeps them (read once, then kept up to date by the
+    // refreshes the change watcher asks for), in the tree's order.
+    std::vector<TreeNode> ChildrenOf(const std::filesystem::path& folder);
     // Whether the tree has a row for path now, without reading any folder to find out.
     bool Shows(const std::filesystem::path& path) { return FindNode(path, false) != nullptr; }
     // Reads the folder's children again when they were read, keeping the nodes that remain
