@@ -1,6 +1,7 @@
 #include "workspace/html_editor.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -112,12 +113,32 @@ std::string FieldTextOf(std::string_view fileText) {
     return field;
 }
 
+namespace {
+
+// The working file's folder must be one nobody else can write to (this user's, or the
+// system's): where others can, a link planted under the file's name would send the field's
+// text into another file, or hand the dialog another file's text.
+bool FolderIsThisUsers(const std::filesystem::path& file) {
+    struct stat folder {};
+    const std::filesystem::path parent = file.parent_path().empty() ? "." : file.parent_path();
+    return ::stat(parent.c_str(), &folder) == 0 &&
+           (folder.st_uid == ::getuid() || folder.st_uid == 0) &&
+           (folder.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+}  // namespace
+
 bool WriteWorkFile(const std::filesystem::path& file, std::string_view fieldText, UserPort& port) {
-    // A working file left from before is written over; one that can't be is told apart from a
-    // folder where none can be made.
-    int descriptor = ::open(file.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+    if (!FolderIsThisUsers(file)) {
+        TellWorkFileFault(WorkFileStep::Create, file, port);
+        return false;
+    }
+    // A working file left from before is written over, never followed where a link leads; one
+    // that can't be is told apart from a folder where none can be made.
+    int descriptor = ::open(file.c_str(), O_WRONLY | O_TRUNC | O_NOFOLLOW | O_CLOEXEC);
     if (descriptor < 0 && errno == ENOENT)
-        descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        descriptor =
+            ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     else if (descriptor < 0) {
         TellWorkFileFault(WorkFileStep::Open, file, port);
         return false;
@@ -145,7 +166,7 @@ bool WriteWorkFile(const std::filesystem::path& file, std::string_view fieldText
 }
 
 std::optional<std::string> ReadWorkFile(const std::filesystem::path& file, UserPort& port) {
-    const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    const int descriptor = ::open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
     std::string content;
     bool failed = descriptor < 0;
     while (!failed) {

@@ -67,6 +67,25 @@ TEST_F(HtmlEditorTest, EachFaultOfTheWorkingFileIsToldInItsWords) {
                       "Unable to read from file.", Icon::Warning}));
 }
 
+TEST_F(HtmlEditorTest, ALinkPlantedAsTheWorkingFileIsNeverFollowed) {
+    // A link in the working file's place leads neither the field's text out nor another
+    // file's text in; a folder others may write to is not used at all.
+    const std::filesystem::path elsewhere = temp / "elsewhere.txt";
+    WriteFile(elsewhere, "keep");
+    std::filesystem::create_symlink(elsewhere, WorkFile());
+    EXPECT_FALSE(WriteWorkFile(WorkFile(), "field text", port));
+    EXPECT_FALSE(ReadWorkFile(WorkFile(), port));
+    EXPECT_EQ(ReadFile(elsewhere), "keep");
+
+    const std::filesystem::path shared = temp / "shared";
+    std::filesystem::create_directory(shared);
+    std::filesystem::permissions(shared, std::filesystem::perms::all);
+    EXPECT_FALSE(WriteWorkFile(shared / "tmpVantorelHtml.html", "field text", port));
+    EXPECT_TRUE(std::filesystem::is_empty(shared));
+    ASSERT_EQ(port.notices.size(), 3u);
+    EXPECT_EQ(port.notices[2].caption, "Unable to create file.");
+}
+
 TEST_F(HtmlEditorTest, AFullDiskIsAFaultOfWriting) {
     if (!std::filesystem::exists("/dev/full"))
         GTEST_SKIP() << "no /dev/full here";
