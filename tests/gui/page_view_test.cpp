@@ -4,7 +4,9 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QWebEnginePage>
+#include <QWebEngineScript>
 
+#include "documents/test_case.h"
 #include "gui_test.h"
 #include "window_fixture.h"
 
@@ -68,6 +70,32 @@ private slots:
         // Closing the database leaves a blank pane.
         window.RunCommand(ID_FILE_CLOSE_DB);
         QTRY_COMPARE(page.url(), QUrl("about:blank"));
+    }
+
+    void RichTextStaysInsideItsBox() {
+        // A value styled to cover the whole page stays in its own box, below the breadcrumbs.
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        const fs::path testCase = open->database / "Test Cases" / "Login" / "LOG-001.vtl";
+        {
+            auto editor = TestCase::Edit(testCase, {open->port, open->window->TheShell().Custom()});
+            QVERIFY(editor);
+            editor->Control("<test_description>").text =
+                "<div style=\"position:fixed;top:0;left:0;width:3000px;height:3000px\">"
+                "Every test passed</div>";
+            QVERIFY(!editor->Save());
+        }
+        PageView& page = open->window->Page();
+        QSignalSpy loaded(&page, &QWebEngineView::loadFinished);
+        open->window->SelectPath(testCase);
+        QTRY_VERIFY_WITH_TIMEOUT(!loaded.isEmpty(), 20000);
+        QVariant below;
+        page.page()->runJavaScript(
+            "document.querySelector('.RichText div').getBoundingClientRect().top >= "
+            "document.querySelector('.Breadcrumbs').getBoundingClientRect().bottom",
+            QWebEngineScript::ApplicationWorld, [&](const QVariant& answer) { below = answer; });
+        QTRY_VERIFY(below.isValid());
+        QVERIFY(below.toBool());
     }
 
     void ATreeThatMovesOnWhileAPageLoadsStaysWhereItWent() {
