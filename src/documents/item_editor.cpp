@@ -3,11 +3,17 @@
 #include <strings.h>
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
+#include <ctime>
 
 #include "documents/custom_cfg.h"
 #include "documents/field_dialog.h"
 #include "documents/field_tables.h"
+#include "storage/digest.h"
+#include "storage/file_reading.h"
+#include "storage/identifiers.h"
+#include "storage/item_listing.h"
 #include "storage/locks.h"
 #include "storage/password.h"
 
@@ -174,8 +180,59 @@ bool ItemEditor::ReadDocument(const std::filesystem::path& path) {
         return false;
     std::string text = m_doc.Text();
     m_doc.Close();  // the text is all an editor needs; the file stays free for others
+    m_readDigest = ContentDigest(text);
     m_doc.LoadText(std::move(text));
     return true;
+}
+
+std::optional<std::string> ItemEditor::ChangedSinceRead() const {
+    if (!m_path || m_path->extension() != kItemExtension)
+        return std::nullopt;
+    // One that can't be read now (removed, its folder moved) is left to the save, which says
+    // what the disk says.
+    std::string now;
+    if (ReadRegularFile(*m_path, now) != 0 || ContentDigest(now) == m_readDigest)
+        return std::nullopt;
+    std::error_code timeError;
+    const auto written = std::filesystem::last_write_time(*m_path, timeError);
+    std::string when;
+    if (!timeError) {
+        const std::time_t seconds =
+            std::chrono::system_clock::to_time_t(std::chrono::file_clock::to_sys(written));
+        char text[32];
+        if (std::strftime(text, sizeof text, "%d-%b-%Y %H:%M:%S", std::localtime(&seconds)))
+            when = text;
+    }
+    return FillMessage("%s was changed by someone else since you opened it (written %s).",
+                       {m_path->stem().string(), when.empty() ? "at an unknown time" : when});
+}
+
+std::optional<SaveRefusal> ItemEditor::KeepOthersChange() {
+    const std::optional<std::string> changed = ChangedSinceRead();
+    if (!changed)
+        return std::nullopt;
+    // Nothing another tester saved is overwritten without consent: the user's version goes
+    // beside it under a new identifier, or replaces it after a second question, or waits.
+    const std::string id = controls[kIdRow].text;
+    std::string copy;
+    for (int n = 1; copy.empty() || IdentifierTaken(m_folder, copy); ++n)
+        copy = id + "-copy" + (n == 1 ? std::string() : std::to_string(n));
+    if (m_context.port.ask(
+            {*changed + "\n\nSave your version beside it as " + copy + ", keeping both?",
+             "Changed by someone else", Icon::Question})) {
+        // A new item: the one on disk is neither replaced nor removed.
+        m_path.reset();
+        controls[kIdRow].text = copy;
+        return std::nullopt;
+    }
+    if (m_context.port.ask({*changed + "\n\nReplace it with your version? What was saved there "
+                                       "since you opened it will be lost.",
+                            "Replace the other version", Icon::Question}))
+        return std::nullopt;
+    return Refuse({"Nothing was saved. Your changes are still in the dialog: copy what you need, "
+                   "then close it and open the item again to see the other version.",
+                   "Not saved", Icon::Information},
+                  std::nullopt);
 }
 
 void ItemEditor::LoadControls() {
@@ -368,6 +425,11 @@ std::optional<SaveRefusal> ItemEditor::SaveCheckedIdentifier() {
 }
 
 std::optional<SaveRefusal> ItemEditor::WriteDocument(const std::filesystem::path& target) {
+    const bool wasOpen = m_path.has_value();
+    if (auto refusal = KeepOthersChange())
+        return refusal;
+    if (wasOpen && !m_path)  // the user's version goes beside the other, as a new item
+        return WriteDocument(m_folder / (controls[kIdRow].text + std::string(kItemExtension)));
     const bool renamed = m_path && *m_path != target;
     const bool clashCounts = !m_kind.texts.renameClashCaption.empty();
     auto refuseClash = [this] {

@@ -181,6 +181,13 @@ protected:
     virtual std::optional<SaveRefusal> ValidateFields() { return std::nullopt; }
     // A text field holding more than the field keeps is refused by name.
     std::optional<SaveRefusal> CheckFieldWidths();
+    // What to say when the document on disk is no longer the one the editor read (another
+    // tester saved it); none when it is.
+    std::optional<std::string> ChangedSinceRead() const;
+    // Before a save over a document someone else changed meanwhile: the user keeps both (the
+    // editor becomes a new item beside it), replaces it after a second question, or saves
+    // nothing.
+    std::optional<SaveRefusal> KeepOthersChange();
     // Fills automatic fields just before the document is written.
     virtual void PrepareSave(const LocalMoment&) {}
     // Whatever follows the fields in the document (a project test case's history).
@@ -211,6 +218,7 @@ private:
     std::optional<SaveRefusal> CheckIdentifierFree(const std::string& id);
 
     std::optional<std::filesystem::path> m_path;
+    std::string m_readDigest;  // of the document as it was read, to tell another's save
     std::filesystem::path m_folder;
     std::unique_ptr<EditLock> m_lock;
     std::unique_ptr<IdReservation> m_reservation;

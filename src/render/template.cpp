@@ -105,12 +105,7 @@ std::string StyleSheetElement(const PageSettings& page) {
 std::optional<std::string> Template::PageLevel(std::string_view placeholder,
                                                const PageSettings& page) const {
     if (placeholder == "VT_STYLE") {
-        // After the style's own sheet, so no style undoes it: rich text stays inside its box.
-        // A value's own style can neither take it out of the page's flow nor paint it over the
-        // page's heading and breadcrumbs ("every test passed" over a failing page).
-        std::string style = StyleSheetElement(page) +
-                            "<STYLE TYPE=\"text/css\">.RichText{position:relative;overflow:auto;"
-                            "contain:paint}.RichText *{position:static!important}</STYLE>\n";
+        std::string style = StyleSheetElement(page) + std::string(kRichTextContainment);
         // A page shown from the database resolves the style's files from the style folder. The
         // base element is written in the program's long-standing form.
         if (!page.exported)

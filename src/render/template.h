@@ -30,6 +30,13 @@ inline constexpr std::string_view kPagePolicy =
     "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src "
     "'self' file: 'unsafe-inline'; img-src * data: file:\">\n";
 
+// After a page's style sheet, so no style undoes it: rich text stays inside its box. A value's
+// own style can neither take it out of the page's flow nor paint it over the page's heading
+// and breadcrumbs ("every test passed" over a failing page).
+inline constexpr std::string_view kRichTextContainment =
+    "<STYLE TYPE=\"text/css\">.RichText{position:relative;overflow:auto;contain:paint}"
+    ".RichText *{position:static!important}</STYLE>\n";
+
 // Where a page will be read, and what the page-level placeholders hold.
 struct PageSettings {
     std::filesystem::path styleFolder;  // the display style's folder, holding style.css

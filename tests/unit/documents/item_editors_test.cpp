@@ -109,6 +109,48 @@ TEST_F(ItemEditorsTest, LibraryTestCaseChecksAndSaves) {
     EXPECT_TRUE(opened->IdEditable());
 }
 
+TEST_F(ItemEditorsTest, ASaveNeverOverwritesWhatSomeoneElseSavedMeanwhile) {
+    // Alice has TC1 open; Bob (after unlocking it, or another tool) saves it first. Alice's
+    // OK keeps both, replaces Bob's after a second question, or saves nothing: never silently.
+    const auto folder = db / "Test Cases";
+    const auto item = folder / "TC1.vtl";
+    const std::string bobs = "<test_case><id>TC1</id><test_title>By Bob</test_title></test_case>";
+    struct Round {
+        std::initializer_list<bool> answers;
+        std::string onDisk;  // what TC1 holds after Alice's OK
+        bool copied;         // Alice's version beside it as TC1-copy
+    };
+    for (const Round& round :
+         {Round{{true}, "By Bob", true}, Round{{false, true}, "By Alice", false},
+          Round{{false, false}, "By Bob", false}}) {
+        std::filesystem::remove(folder / "TC1-copy.vtl");
+        WriteFile(item, "<test_case><id>TC1</id><test_title>First</test_title></test_case>");
+        auto alice = TestCase::Edit(item, Context());
+        ASSERT_NE(alice, nullptr);
+        alice->Control("<test_title>").text = "By Alice";
+        // Nothing changed underneath: no question.
+        const std::size_t asked = port.questions.size();
+        WriteFile(item, bobs);
+        port.ScriptAnswers(round.answers);
+        const bool saved = !alice->Save().has_value();
+        EXPECT_EQ(port.questions.size(), asked + round.answers.size());
+        EXPECT_EQ(saved, round.onDisk == "By Alice" || round.copied);
+        EXPECT_NE(ReadFile(item).find(round.onDisk), std::string::npos) << round.onDisk;
+        EXPECT_EQ(std::filesystem::exists(folder / "TC1-copy.vtl"), round.copied);
+        if (round.copied) {
+            EXPECT_NE(ReadFile(folder / "TC1-copy.vtl").find("<id>TC1-copy</id>"),
+                      std::string::npos);
+        }
+    }
+    // An editor whose document is as it read it saves without a question.
+    auto again = TestCase::Edit(item, Context());
+    ASSERT_NE(again, nullptr);
+    const std::size_t asked = port.questions.size();
+    again->Control("<test_title>").text = "Later";
+    EXPECT_EQ(again->Save(), std::nullopt);
+    EXPECT_EQ(port.questions.size(), asked);
+}
+
 TEST_F(ItemEditorsTest, NewItemsNeedAWritableFolderWithRoom) {
     EXPECT_EQ(TestCase::New(db / "no such folder", Context()), nullptr);
     EXPECT_EQ(LastNotice().caption, "Access Denied");

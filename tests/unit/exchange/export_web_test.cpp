@@ -98,7 +98,8 @@ TEST_F(ExportTest, WritesTheTreeWithBreadcrumbsFooterAndRelativeLinks) {
         "href=\"../../Project%20Test%20Cases/Project%20Test%20Cases_index.html\">Project Test "
         "Cases</a>&raquo;<a href=\"../../Project%20Test%20Cases/Smoke/Smoke_index.html\">Smoke</a>"
         "&raquo;<a href=\"../../Project%20Test%20Cases/Smoke/P%201.html\">P 1</a></td></tr>"
-        "</table></div>\n<LINK REL=StyleSheet HREF=\"../../style.css\" TYPE=\"text/css\">\n[P 1]"))
+        "</table></div>\n<LINK REL=StyleSheet HREF=\"../../style.css\" TYPE=\"text/css\">\n" +
+        std::string(kRichTextContainment) + "[P 1]"))
         << page;
     EXPECT_TRUE(page.ends_with(
         "<br><table class=footer>\n<tr class=footer><td class=footer><p class=footer>Exported "

@@ -45,7 +45,8 @@ TEST_F(PageTest, PlaceholdersPassThroughOrBecomeTheFixedTexts) {
     EXPECT_EQ(Render(core, "<!--VT_TITLE_HEADING-->: <!--VT_TITLE_DATA-->|<!--VT_TESTTYPE_DATA-->"),
               "Test Title: A &amp; B|&nbsp;");
     EXPECT_EQ(Render(core, "<!--VT_IMAGEPATH--><!--VT_STYLE-->"),
-              "images/<LINK REL=StyleSheet HREF=\"../style.css\" TYPE=\"text/css\">\n");
+              "images/<LINK REL=StyleSheet HREF=\"../style.css\" TYPE=\"text/css\">\n" +
+                  std::string(kRichTextContainment));
     EXPECT_EQ(Render(core, "unclosed <!--VT_ID_DATA"), "unclosed <!--VT_ID_DATA");
 
     Template missing;
@@ -115,7 +116,8 @@ TEST_F(PageTest, StyleInlinedWithImagesAndTheDesktopBase) {
     settings.imagePath = "./images/";
     TestCaseCore core(custom);
     EXPECT_EQ(Render(core, "<!--VT_STYLE-->"),
-              "<STYLE TYPE=\"text/css\">\nh1 { background: url(./images/x.gif) }\n</STYLE>\n");
+              "<STYLE TYPE=\"text/css\">\nh1 { background: url(./images/x.gif) }\n</STYLE>\n" +
+                  std::string(kRichTextContainment));
     settings.exported = false;
     EXPECT_NE(Render(core, "<!--VT_STYLE-->")
                   .find("<BASE HREF=\"" + settings.styleFolder.string() + "/\"</BASE>"),
