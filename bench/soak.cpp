@@ -5,8 +5,8 @@
 // middle of an operation and started again. Afterwards the database is checked: every document
 // parses with all its fields, the items are exactly those the workers' own logs account for,
 // every history runs in time order and ends in the document's status, no lock is left (a
-// killed worker's lock is cleared by its next start, through the unlock protocol), no lock was
-// ever seen naming nobody, and no temporary file survives the sweep.
+// killed worker's lock is taken over by its next start as the tester's own, with no unlock
+// dialog), no lock was ever seen naming nobody, and no temporary file survives the sweep.
 //
 //   vantorel_soak [--processes N] [--seconds S] [--folder DIR] [--fuse]
 //
@@ -72,21 +72,14 @@ fs::path AreaOf(const fs::path& db, int area) {
 }
 
 // A tester who answers every question as a careful tester would: deleting what they chose to
-// delete, never replacing another's item, and forcing a lock open only when told it is their
-// own (the unlock protocol after a crash).
+// delete, never replacing another's item, and never forcing a lock open: their own left by a
+// killed run is taken over without the unlock dialog.
 class SoakPort : public UserPort {
 public:
     void tell(const Notice& notice) override { lastNotice = notice.caption + ": " + notice.text; }
-    bool ask(const Notice& question) override {
-        if (question.caption == "Confirm delete")
-            return true;
-        if (question.caption == "Confirm file unlock" || !question.tick.empty())
-            return unlockOwn;
-        return false;
-    }
+    bool ask(const Notice& question) override { return question.caption == "Confirm delete"; }
     void progress(int, int) override {}
 
-    bool unlockOwn = false;
     std::string lastNotice;
 };
 
@@ -332,17 +325,14 @@ private:
         std::fflush(m_out);
     }
 
-    // The unlock protocol after a crash: the item the killed run was editing is opened again;
-    // its lock names this tester, so the user agrees to unlock it, and closing the editor
-    // releases the new lock.
+    // After a crash: the item the killed run was editing is opened again; its lock names this
+    // tester and a run that has ended, so it is taken over, and closing the editor releases it.
     void ClearOwnLocks(const std::vector<std::string>& items) {
         for (const std::string& item : items) {
             if (!IsLocked(item) || !OwnLock(item))
                 continue;  // gone, or someone else's by now: not ours to clear
             Log('B', "unlock", {item});
-            m_port.unlockOwn = true;
             auto editor = PrjTestCase::Edit(item, Context());
-            m_port.unlockOwn = false;
             const bool cleared = editor != nullptr;
             editor.reset();
             Log(cleared ? 'D' : 'F', "unlock", {item});

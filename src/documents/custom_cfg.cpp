@@ -49,19 +49,14 @@ bool IsMeaning(int code) {
     return code >= 0 && code < kMeaningCount;
 }
 
-// A status's meaning as custom.dat gives it. Anything but one of the five codes is a bad value
-// and, like a missing one, leaves the status at its default meaning: every table kept per
-// meaning is indexed with it, so no other number may get in.
-int ReadMeaning(std::string_view text, std::string_view status) {
+// A status's meaning as custom.dat gives it; none for anything but one of the five codes, which
+// every table kept per meaning is indexed with.
+std::optional<int> ReadMeaning(std::string_view text) {
     int code = -1;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), code);
     if (error == std::errc() && end == text.data() + text.size() && IsMeaning(code))
         return code;
-    DebugLog::Write("CustomCfg::Read",
-                    "status %s: meaning \"%s\" is none of the five, read as %s\n",
-                    std::string(status).c_str(), std::string(text).c_str(),
-                    kMeaningNames[SM_NOT_YET_ATTEMPTED].data());
-    return SM_NOT_YET_ATTEMPTED;
+    return std::nullopt;
 }
 
 void WriteList(XMLParse& doc, std::string_view block, std::string_view element,
@@ -157,6 +152,7 @@ CustomCfg::CustomCfg() {
 
 void CustomCfg::SetDefaults() {
     m_tables = BuiltInCustomTables();
+    m_losses = {};
 }
 
 IoResult CustomCfg::WriteDefaultDocument(const std::filesystem::path& databaseDir) {
@@ -205,7 +201,9 @@ CustomReadOutcome CustomCfg::Read(const std::filesystem::path& databaseDir, User
                       "Do you want to select a new one?",
                       user.c_str());
         outcome.chooseNewUser = port.ask({question, "Vantorel - Tester Missing", Icon::Question});
-        (void)Write(databaseDir);
+        // Writing back changes nothing the tables hold, so it must not lose what they don't.
+        if (m_losses.empty())
+            (void)Write(databaseDir);
     }
     return outcome;
 }
@@ -215,14 +213,19 @@ void CustomCfg::Parse(const std::string& text) {
     doc.LoadText(text);
     CustomTables& t = m_tables;
 
-    t.types.clear();
-    for (const TagMatch& match : AllOf(doc, "<type>"))
-        if (t.types.size() < kMaxTypes)
-            t.types.push_back(Cut(match.value, kListEntryWidth));
-    t.phases.clear();
-    for (const TagMatch& match : AllOf(doc, "<phase>"))
-        if (t.phases.size() < kMaxPhases)
-            t.phases.push_back(Cut(match.value, kListEntryWidth));
+    // An empty entry takes no place: the writer stops at the first one, and would lose every
+    // entry after it.
+    const auto readList = [&doc](std::string_view tag, std::vector<std::string>& kept,
+                                 std::size_t limit, std::vector<std::string>& lost) {
+        kept.clear();
+        for (const TagMatch& match : AllOf(doc, tag)) {
+            std::string entry = Cut(match.value, kListEntryWidth);
+            if (!entry.empty())
+                (kept.size() < limit ? kept : lost).push_back(std::move(entry));
+        }
+    };
+    readList("<type>", t.types, kMaxTypes, m_losses.types);
+    readList("<phase>", t.phases, kMaxPhases, m_losses.phases);
 
     t.builds.clear();
     for (const TagMatch& match : AllOf(doc, "<build>"))
@@ -246,17 +249,20 @@ void CustomCfg::Parse(const std::string& text) {
     t.currentUsers.clear();
     try {
         std::size_t from = 0;
-        while (t.currentUsers.size() < kMaxCurrentUsers) {
-            auto computer = doc.FindNextTag("<computer_name>", from);
-            if (!computer)
-                break;
+        while (auto computer = doc.FindNextTag("<computer_name>", from)) {
             from = computer->end;
             CurrentUserPair pair{Cut(computer->value, kComputerNameWidth), {}};
             if (auto user = doc.FindNextTag("<user_name>", from)) {
                 pair.tester = Cut(user->value, kComputerNameWidth);
                 from = user->end;
             }
-            t.currentUsers.push_back(std::move(pair));
+            // A pair without a computer is written as the end of the table.
+            if (pair.computer.empty())
+                continue;
+            if (t.currentUsers.size() < kMaxCurrentUsers)
+                t.currentUsers.push_back(std::move(pair));
+            else
+                ++m_losses.currentUsers;
         }
     } catch (const TagError&) {
     }
@@ -274,15 +280,24 @@ void CustomCfg::Parse(const std::string& text) {
     std::vector<StatusEntry> statuses;
     try {
         std::size_t from = 0;
-        while (statuses.size() < kMaxStatuses) {
-            auto status = doc.FindNextTag("<status_text>", from);
-            if (!status)
-                break;
+        while (auto status = doc.FindNextTag("<status_text>", from)) {
             from = status->end;
             StatusEntry entry{Cut(status->value, kStatusTextWidth), SM_NOT_YET_ATTEMPTED};
+            if (statuses.size() == kMaxStatuses) {
+                m_losses.statuses.push_back(std::move(entry.text));
+                continue;
+            }
             if (auto meaning = doc.FindNextTag("<status>", from)) {
-                entry.meaning = ReadMeaning(meaning->value, entry.text);
                 from = meaning->end;
+                if (const std::optional<int> code = ReadMeaning(meaning->value)) {
+                    entry.meaning = *code;
+                } else {
+                    DebugLog::Write("CustomCfg::Read",
+                                    "status %s: meaning \"%s\" is none of the five, read as %s\n",
+                                    entry.text.c_str(), meaning->value.c_str(),
+                                    kMeaningNames[SM_NOT_YET_ATTEMPTED].data());
+                    m_losses.meanings.emplace_back(entry.text, meaning->value);
+                }
             }
             statuses.push_back(std::move(entry));
         }
@@ -337,6 +352,11 @@ IoResult CustomCfg::Write(const std::filesystem::path& databaseDir) const {
     return doc.Commit();
 }
 
+void CustomCfg::Replace(CustomTables tables) {
+    m_tables = std::move(tables);
+    m_losses = {};
+}
+
 std::optional<std::size_t> CustomCfg::ResolveStatus(std::string_view text) const {
     const std::string wanted(text);
     const auto& statuses = m_tables.statuses;
@@ -384,7 +404,10 @@ IoResult CustomCfg::SetCurrentUser(const std::filesystem::path& databaseDir,
         pair->tester = tester;
     else if (pairs.size() < kMaxCurrentUsers)
         pairs.push_back({std::string(computer), std::string(tester)});
-    return Write(databaseDir);
+    IoResult result = Write(databaseDir);
+    if (result.ok())
+        m_losses = {};
+    return result;
 }
 
 }  // namespace vantorel

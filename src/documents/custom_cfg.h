@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/user_port.h"
@@ -102,6 +103,22 @@ int MeaningSlot(int meaning);
 // The five priorities every database offers; they are not customisable.
 inline constexpr std::string_view kPriorities[] = {"Highest", "High", "Medium", "Low", "Lowest"};
 
+// What the last reading found in custom.dat that the tables can't hold. Every save writes the
+// tables, so the next one loses all of this; the user is told first.
+struct CustomReadLosses {
+    std::vector<std::string> types;     // after the first 20
+    std::vector<std::string> phases;    // after the first 20
+    std::vector<std::string> statuses;  // after the first 10
+    std::size_t currentUsers = 0;       // pairs after the first 250
+    // Statuses whose meaning in the file is none of the five, with that meaning as written;
+    // they are read, and saved, as Not yet attempted.
+    std::vector<std::pair<std::string, std::string>> meanings;
+    bool empty() const {
+        return types.empty() && phases.empty() && statuses.empty() && currentUsers == 0 &&
+               meanings.empty();
+    }
+};
+
 struct CustomReadOutcome {
     bool read = false;           // false when custom.dat could be neither read nor made
     bool chooseNewUser = false;  // the user asked to pick a new current user
@@ -114,8 +131,10 @@ public:
     void SetDefaults();
 
     // Loads databaseDir/custom.dat, writing the short default document first when there is
-    // none. When the current user recorded for computer is not a tester of the database, asks
-    // whether to choose another and writes the document back.
+    // none. Empty types, phases and current users take no place in the tables (writing stops
+    // at the first empty one); what the tables can't hold is kept in ReadLosses. When the
+    // current user recorded for computer is not a tester of the database, asks whether to
+    // choose another and writes the document back, unless that would lose something.
     CustomReadOutcome Read(const std::filesystem::path& databaseDir, UserPort& port,
                            std::string_view computer);
     // Writes the whole document in its standard order.
@@ -124,8 +143,10 @@ public:
     [[nodiscard]] static IoResult WriteDefaultDocument(const std::filesystem::path& databaseDir);
 
     const CustomTables& Tables() const { return m_tables; }
-    // Takes the tables confirmed in the customisation editor.
-    void Replace(CustomTables tables) { m_tables = std::move(tables); }
+    // Takes the tables confirmed in the customisation editor, once written.
+    void Replace(CustomTables tables);
+    // What the last Read could not keep; empty once the tables have been written since.
+    const CustomReadLosses& ReadLosses() const { return m_losses; }
 
     std::size_t StatusCount() const { return m_tables.statuses.size(); }
     const StatusEntry& Status(std::size_t index) const { return m_tables.statuses[index]; }
@@ -147,7 +168,7 @@ public:
     // The tester recorded as the current user of computer; empty when there is none.
     std::string CurrentUser(std::string_view computer) const;
     // Records tester as the current user of computer (its pair, else a new one) and writes
-    // custom.dat.
+    // custom.dat, losing what ReadLosses names.
     [[nodiscard]] IoResult SetCurrentUser(const std::filesystem::path& databaseDir,
                                           std::string_view computer, std::string_view tester);
 
@@ -155,6 +176,7 @@ private:
     void Parse(const std::string& text);
 
     CustomTables m_tables;
+    CustomReadLosses m_losses;
 };
 
 // A customisation nothing changes any more: what a worker, a page being made or an open dialog

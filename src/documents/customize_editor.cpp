@@ -7,6 +7,7 @@
 #include "documents/field_dialog.h"
 #include "documents/item_editor.h"
 #include "documents/reference_items.h"
+#include "storage/text_conversions.h"
 
 namespace vantorel {
 namespace {
@@ -85,6 +86,46 @@ std::string ColourText(ReportColour colour) {
     return text;
 }
 
+// Entries named in a message: the first ten, quoted, and how many more.
+std::string Quoted(const std::vector<std::string>& entries) {
+    constexpr std::size_t kNamed = 10;
+    std::string text;
+    for (std::size_t i = 0; i < entries.size() && i < kNamed; ++i)
+        text += (i ? ", \"" : "\"") + Latin1ToUtf8(entries[i]) + "\"";
+    if (entries.size() > kNamed)
+        text += " and " + std::to_string(entries.size() - kNamed) + " more";
+    return text;
+}
+
+// Before anything writes custom.dat: when the last reading found more than the tables hold,
+// says what the save will leave out or change and asks goOn. True when nothing will be lost
+// or the user agrees.
+bool AcceptReadLosses(const CustomReadLosses& losses, std::string_view goOn, UserPort& port) {
+    if (losses.empty())
+        return true;
+    std::string text = "custom.dat holds more than the customization can keep. Saving it will:\n";
+    const auto leaveOut = [&text](const std::vector<std::string>& entries, std::string_view one,
+                                  std::string_view several, std::size_t kept) {
+        if (entries.empty())
+            return;
+        text += "- leave out " + std::to_string(entries.size()) + " " +
+                std::string(entries.size() == 1 ? one : several) + " after the first " +
+                std::to_string(kept) + ": " + Quoted(entries) + "\n";
+    };
+    leaveOut(losses.types, "test type", "test types", kMaxTypes);
+    leaveOut(losses.phases, "test phase", "test phases", kMaxPhases);
+    leaveOut(losses.statuses, "status", "statuses", kMaxStatuses);
+    for (const auto& [status, meaning] : losses.meanings)
+        text += "- save status \"" + Latin1ToUtf8(status) + "\" with the meaning " +
+                std::string(MeaningName(SM_NOT_YET_ATTEMPTED)) + ": its meaning in the file, \"" +
+                Latin1ToUtf8(meaning) + "\", is none of the five\n";
+    if (losses.currentUsers)
+        text += "- forget the current user of " + std::to_string(losses.currentUsers) +
+                " more computers after the first " + std::to_string(kMaxCurrentUsers) + "\n";
+    return port.ask(
+        {text + "\n" + std::string(goOn), "custom.dat will lose entries", Icon::Question});
+}
+
 }  // namespace
 
 std::string StatusDialogColourText(ReportColour colour) {
@@ -115,7 +156,7 @@ std::unique_ptr<CustomizeEditor> CustomizeEditor::Open(const std::filesystem::pa
     auto lock =
         EditLock::Acquire(*databaseDir / kCustomFileName, port, identity,
                           {"Customization file (config.dat) is locked.\n", Icon::Information});
-    if (!lock)
+    if (!lock || !AcceptReadLosses(custom.ReadLosses(), "Open the customization anyway?", port))
         return nullptr;
     return std::unique_ptr<CustomizeEditor>(
         new CustomizeEditor(*databaseDir, custom, port, std::move(lock)));
@@ -478,6 +519,8 @@ bool ChooseCurrentUser(const std::filesystem::path& databaseDir, CustomCfg& cust
     std::string identity = rows[*selected].substr(0, rows[*selected].find(':'));
     while (!identity.empty() && identity.back() == ' ')
         identity.pop_back();
+    if (!AcceptReadLosses(custom.ReadLosses(), "Set the current user anyway?", port))
+        return false;
     IoResult result = custom.SetCurrentUser(databaseDir, computer, identity);
     if (!result.ok()) {
         port.tell(SaveFailure(result));

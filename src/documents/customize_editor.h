@@ -2,6 +2,7 @@
 // The customisation editor: the eight pages of the customisation dialog as one model over a
 // copy of the tables. Every refusal is told through the port and leaves the copy as it was;
 // OK stores the copy and writes custom.dat once. custom.dat stays locked while it is open.
+// Nothing custom.dat held is dropped without the user's word.
 // Also the choice of the current user among the database's testers.
 
 #include <filesystem>
@@ -64,7 +65,9 @@ enum CustomizeField : std::size_t {
 class CustomizeEditor {
 public:
     // Opens the editor on the database at databaseDir (none when no database is open), taking
-    // the lock of custom.dat. Null after telling the user.
+    // the lock of custom.dat. When custom.dat held more than custom's tables keep, says what
+    // saving will leave out or change and asks whether to go on. Null after telling the user,
+    // or when they chose not to.
     static std::unique_ptr<CustomizeEditor> Open(const std::filesystem::path* databaseDir,
                                                  CustomCfg& custom, UserPort& port,
                                                  const UserIdentity& identity = CurrentIdentity());
@@ -137,7 +140,8 @@ private:
 // The set-user dialog: one row "identity : name" per tester of the database.
 std::vector<std::string> TesterChoices(const std::filesystem::path& databaseDir);
 // OK in the set-user dialog: the chosen row's identity becomes the current user of computer
-// and custom.dat is written. False after telling the user.
+// and custom.dat is written, once the user agrees to lose what it held beyond the tables.
+// False after telling the user, or when they did not agree.
 bool ChooseCurrentUser(const std::filesystem::path& databaseDir, CustomCfg& custom,
                        std::string_view computer, const std::vector<std::string>& rows,
                        std::optional<std::size_t> selected, UserPort& port);

@@ -6,11 +6,13 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <random>
+#include <sstream>
 #include <string_view>
 #include <system_error>
 #include <thread>
@@ -18,6 +20,7 @@
 #include "platform/clock_text.h"
 #include "platform/debug_log.h"
 #include "storage/atomic_save.h"
+#include "storage/file_reading.h"
 #include "storage/item_listing.h"
 
 namespace vantorel {
@@ -34,18 +37,27 @@ std::size_t LockWriteSize(const std::filesystem::path& directory) {
     return (kMinimumLockSize + block - 1) / block * block;
 }
 
-// The two lines of a lock, each cut at 256 bytes; a missing line reads as empty.
-void ReadLockLines(std::FILE* lock, std::string& computer, std::string& user) {
-    char line[kLineMax + 1] = {};
-    if (std::fgets(line, sizeof line, lock))
-        computer = line;
-    if (!computer.empty() && computer.back() == '\n')
-        computer.pop_back();
-    line[0] = '\0';
-    if (std::fgets(line, sizeof line, lock))
-        user = line;
-    if (!user.empty() && user.back() == '\n')
-        user.pop_back();
+constexpr std::string_view kProcessMark = "process ";
+// A lock is one block; anything much larger is no lock of ours.
+constexpr std::size_t kLockReadMax = 64 * 1024;
+
+// The line of text that begins at from, cut at 256 bytes; from moves past its LF.
+std::string LockLine(std::string_view text, std::size_t& from) {
+    const std::size_t end = std::min(text.find('\n', from), text.size());
+    std::string line(text.substr(from, std::min(end - from, kLineMax)));
+    from = end < text.size() ? end + 1 : end;
+    return line;
+}
+
+// The run named after the lock's text: "process <boot> <pid> <start>".
+std::optional<ProcessStamp> ReadProcessMark(std::string_view mark) {
+    if (!mark.starts_with(kProcessMark))
+        return std::nullopt;
+    std::istringstream fields{std::string(mark.substr(kProcessMark.size()))};
+    ProcessStamp stamp;
+    if (!(fields >> stamp.boot >> stamp.pid >> stamp.start))
+        return std::nullopt;
+    return stamp;
 }
 
 // Writes content whole to a hidden file beside target, then moves it to target by a move that
@@ -101,6 +113,13 @@ int createLockFile(const std::filesystem::path& itemPath, const UserIdentity& id
     std::size_t size = LockWriteSize(lockPath.parent_path());
     if (content.size() > size)
         content.resize(size);
+    if (const std::optional<ProcessStamp> self = ThisProcess()) {
+        const std::string mark = std::string(1, '\0') + std::string(kProcessMark) + self->boot +
+                                 " " + std::to_string(self->pid) + " " +
+                                 std::to_string(self->start);
+        if (content.size() + mark.size() < size)
+            content += mark;
+    }
     content.resize(size, '\0');
 
     // A lock appears with its holder's name or not at all (PlaceNewFile): a lock naming nobody
@@ -115,29 +134,68 @@ int createLockFile(const std::filesystem::path& itemPath, const UserIdentity& id
     return 0;
 }
 
-void deleteLockFile(const std::filesystem::path& itemPath, bool force,
-                    const UserIdentity& identity) {
+int ReadLockHolder(const std::filesystem::path& itemPath, LockHolder& holder) {
+    int fd = -1;
+    if (int error = OpenRegularFile(LockPath(itemPath), fd, kLockReadMax))
+        return error;
+    struct stat info {};
+    std::string content;
+    int error = ::fstat(fd, &info) == 0 ? 0 : errno;
+    if (!error)
+        error = ReadOpenFile(fd, content);
+    ::close(fd);
+    if (error)
+        return error;
+
+    const std::string_view all(content);
+    const std::string_view text = all.substr(0, all.find('\0'));
+    std::size_t from = 0;
+    holder.computer = LockLine(text, from);
+    holder.user = LockLine(text, from);
+    holder.process.reset();
+    if (text.size() < all.size()) {
+        const std::string_view rest = all.substr(text.size() + 1);
+        holder.process = ReadProcessMark(rest.substr(0, rest.find('\0')));
+    }
+    holder.since = info.st_mtime;
+    holder.device = info.st_dev;
+    holder.inode = info.st_ino;
+    return 0;
+}
+
+int RemoveReadLock(const std::filesystem::path& itemPath, const LockHolder& holder,
+                   FileLayer& files) {
+    const std::filesystem::path lockPath = LockPath(itemPath);
+    struct stat info {};
+    if (::stat(lockPath.c_str(), &info) != 0)
+        return errno;
+    if (info.st_dev != holder.device || info.st_ino != holder.inode)
+        return ESTALE;
+    return files.Remove(lockPath);
+}
+
+int deleteLockFile(const std::filesystem::path& itemPath, bool force, const UserIdentity& identity,
+                   FileLayer& files) {
     const std::filesystem::path lockPath = LockPath(itemPath);
     DebugLog::Write("deleteLockFile", "Start\n");
     DebugLog::Write("deleteLockFile", "%s\n", lockPath.c_str());
     if (!force) {
         DebugLog::Write("deleteLockFile", "Force false\n");
-        std::FILE* lock = std::fopen(lockPath.c_str(), "rb");
-        if (!lock) {
-            DebugLog::Write("deleteLockFile", "File open failed - %d\n", errno);
-            return;
+        LockHolder holder;
+        if (int error = ReadLockHolder(itemPath, holder)) {
+            DebugLog::Write("deleteLockFile", "File open failed - %d\n", error);
+            return error;
         }
-        std::string computer, user;
-        ReadLockLines(lock, computer, user);
-        std::fclose(lock);
-        if (strcasecmp(user.c_str(), identity.user.c_str()) != 0) {
+        if (strcasecmp(holder.user.c_str(), identity.user.c_str()) != 0) {
             DebugLog::Write("deleteLockFile", "User names don't match\n");
-            return;
+            return 0;
         }
     }
-    if (::unlink(lockPath.c_str()) != 0)
-        DebugLog::Write("deleteLockFile", "DeleteFile failed - %d\n", errno);
+    const int error = files.Remove(lockPath);
+    if (error)
+        DebugLog::Write("deleteLockFile", "DeleteFile failed - %d\n", error);
     DebugLog::Write("deleteLockFile", "End\n");
+    return error;
 }
 
 bool IsLocked(const std::filesystem::path& itemPath) {
@@ -149,20 +207,12 @@ bool IsLocked(const std::filesystem::path& itemPath) {
 }
 
 std::string GetLockMessage(const std::filesystem::path& itemPath) {
-    const std::filesystem::path lockPath = LockPath(itemPath);
-    std::FILE* lock = std::fopen(lockPath.c_str(), "rb");
-    if (!lock)
+    LockHolder holder;
+    if (ReadLockHolder(itemPath, holder) != 0)
         return {};
-    std::string computer, user;
-    ReadLockLines(lock, computer, user);
-    struct stat info {};
-    bool haveTime = ::fstat(::fileno(lock), &info) == 0;
-    std::fclose(lock);
-
-    std::string message =
-        "Unable to open file for editing. File was locked by\n \n" + user + " \non " + computer;
-    if (haveTime)
-        message += "\nat " + TwentyFourCharacterTime(info.st_mtime);
+    const std::string message = "Unable to open file for editing. File was locked by\n \n" +
+                                holder.user + " \non " + holder.computer + "\nat " +
+                                TwentyFourCharacterTime(holder.since);
     return message.substr(0, 1023);
 }
 

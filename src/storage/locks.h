@@ -4,9 +4,12 @@
 // and honoured by this program only. A lock outlives a crash until its owner or a forced
 // unlock removes it.
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <ctime>
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "platform/identity.h"
@@ -18,19 +21,45 @@ namespace vantorel {
 std::filesystem::path LockPath(const std::filesystem::path& itemPath);
 
 // Creates the lock holding "computer\nuser", padded with NULs to at least 258 bytes rounded up
-// to the file system's block size. Returns 0, or the system's error number: EEXIST when the
-// item is locked already, whoever made the lock. Does not wait for a held lock to go away. The
-// text is written and synced in a hidden temporary file beside the lock, which is then moved
-// into place by a move that fails when the lock exists (FileLayer::RenameNoReplace), so no one
-// ever sees a lock without its holder's name, even after a crash. Every step goes through files.
+// to the file system's block size. After the first NUL, where readers of the two lines stop,
+// the lock also names the run of the program that made it (ThisProcess), so that a lock its
+// maker left behind when it ended can be told from a held one. Returns 0, or the system's
+// error number: EEXIST when the item is locked already, whoever made the lock. Does not wait for a
+// held lock to go away. The text is written and synced in a hidden temporary file beside the lock,
+// which is then moved into place by a move that fails when the lock exists
+// (FileLayer::RenameNoReplace), so no one ever sees a lock without its holder's name, even after a
+// crash. Every step goes through files.
 int createLockFile(const std::filesystem::path& itemPath,
                    const UserIdentity& identity = CurrentIdentity(),
                    FileLayer& files = SystemFiles());
 
 // Removes the lock. Without force, only a lock whose user line equals identity.user, ignoring
-// letter case, is removed: an editor that closes removes only its own lock.
-void deleteLockFile(const std::filesystem::path& itemPath, bool force,
-                    const UserIdentity& identity = CurrentIdentity());
+// letter case, is removed: an editor that closes removes only its own lock. Returns 0 when the
+// lock was removed or left to the other user it names; otherwise the system's error number:
+// ENOENT when there was no lock, else why it could not be read or removed.
+int deleteLockFile(const std::filesystem::path& itemPath, bool force,
+                   const UserIdentity& identity = CurrentIdentity(),
+                   FileLayer& files = SystemFiles());
+
+// Who holds a lock, as its file says, and which file that was.
+struct LockHolder {
+    std::string computer;
+    std::string user;
+    // The run of the program that made the lock; none for a lock made by another program.
+    std::optional<ProcessStamp> process;
+    std::time_t since = 0;  // when the lock was taken: its modification time
+    dev_t device = 0;
+    ino_t inode = 0;
+};
+
+// Reads the lock of the item into holder: 0, or the system's error number (ENOENT when the
+// item is not locked).
+int ReadLockHolder(const std::filesystem::path& itemPath, LockHolder& holder);
+
+// Removes the lock that was read as holder, unless another lock has taken its place since:
+// 0, or the system's error number (ESTALE when the lock there now is another).
+int RemoveReadLock(const std::filesystem::path& itemPath, const LockHolder& holder,
+                   FileLayer& files = SystemFiles());
 
 // True when the lock exists and can be opened for reading.
 bool IsLocked(const std::filesystem::path& itemPath);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "documents/customize_editor.h"
 #include "storage/locks.h"
 #include "support/document_fixture.h"
@@ -138,6 +140,109 @@ protected:
     }
     const Notice& LastNotice() { return port.notices.back(); }
 };
+
+// A custom.dat as a hand edit or another tool leaves it: an empty entry after the first type
+// and among the phases, 25 types, 11 statuses, one of them with a meaning of 9.
+class OverfullCustomTest : public CustomizeEditorTest {
+protected:
+    void SetUp() override {
+        types = {"[None Selected]"};
+        for (int i = 1; i < 25; ++i)
+            types.push_back("Type " + std::to_string(i));
+        phases = {"[None Selected]", "Smoke", "Regression", "Usability"};
+        statuses = {{"Blocked", 9}};
+        for (int i = 1; i < 11; ++i)
+            statuses.push_back({"Status " + std::to_string(i), SM_FAIL});
+        std::string text = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\r\n<test_types>\r\n";
+        for (std::size_t i = 0; i < types.size(); ++i)
+            text += (i == 1 ? "<type></type>\r\n" : "") + ("<type>" + types[i] + "</type>\r\n");
+        text += "</test_types>\r\n<test_phases>\r\n";
+        for (std::size_t i = 0; i < phases.size(); ++i)
+            text +=
+                (i == 2 ? "<phase></phase>\r\n" : "") + ("<phase>" + phases[i] + "</phase>\r\n");
+        text += "</test_phases>\r\n<computer_name></computer_name>\r\n<user_name></user_name>\r\n";
+        text +=
+            "<computer_name>lab-2</computer_name>\r\n<user_name>lee</"
+            "user_name>\r\n<status_vals>\r\n";
+        for (const StatusEntry& status : statuses)
+            text += "<status_text>" + status.text + "</status_text>\r\n<status>" +
+                    std::to_string(status.meaning) + "</status>\r\n";
+        text += "</status_vals>\r\n";
+        WriteFile(db / "custom.dat", text);
+    }
+
+    std::vector<std::string> types, phases;
+    std::vector<StatusEntry> statuses;
+};
+
+TEST_F(OverfullCustomTest, SavedFromTheSheetAfterConsentItLosesNothingItDidNotName) {
+    port.ScriptAnswers({true});
+    auto editor = Open();
+    ASSERT_NE(editor, nullptr);
+    ASSERT_EQ(port.questions.size(), 1u);
+    const std::string said = port.questions[0].text;
+    editor->notes[0] = "Steps";
+    ASSERT_EQ(editor->Commit(), std::nullopt);
+    editor.reset();
+
+    CustomCfg saved;
+    saved.Read(db, port, "bench-7");
+    const CustomTables& kept = saved.Tables();
+    const auto keptOrNamed = [&](const std::vector<std::string>& keptList,
+                                 const std::vector<std::string>& original) {
+        for (const std::string& entry : original) {
+            if (std::find(keptList.begin(), keptList.end(), entry) == keptList.end()) {
+                EXPECT_NE(said.find('"' + entry + '"'), std::string::npos)
+                    << entry << " was dropped unnamed:\n"
+                    << said;
+            }
+        }
+    };
+    keptOrNamed(kept.types, types);
+    keptOrNamed(kept.phases, phases);
+    EXPECT_EQ(kept.types, std::vector<std::string>(types.begin(), types.begin() + 20));
+    EXPECT_EQ(kept.phases, phases);
+    std::vector<std::string> keptStatuses, originalStatuses;
+    for (const StatusEntry& status : kept.statuses)
+        keptStatuses.push_back(status.text);
+    for (const StatusEntry& status : statuses)
+        originalStatuses.push_back(status.text);
+    keptOrNamed(keptStatuses, originalStatuses);
+    ASSERT_EQ(kept.statuses.size(), 10u);
+    // The changed meaning is named with the value the file gave it.
+    EXPECT_EQ(kept.statuses[0].meaning, SM_NOT_YET_ATTEMPTED);
+    EXPECT_NE(said.find("\"Blocked\" with the meaning Not yet attempted: its meaning in the "
+                        "file, \"9\""),
+              std::string::npos)
+        << said;
+    EXPECT_EQ(kept.currentUsers, (std::vector<CurrentUserPair>{{"lab-2", "lee"}}));
+    EXPECT_EQ(kept.notesCaptions[0], "Steps");
+
+    // Once saved, the file holds only what the tables do: nothing more to say.
+    port.questions.clear();
+    saved.Read(db, port, "bench-7");
+    EXPECT_TRUE(CustomizeEditor::Open(&db, saved, port, {"bench-7", "dana"}));
+    EXPECT_TRUE(port.questions.empty());
+}
+
+TEST_F(OverfullCustomTest, DecliningWritesNothing) {
+    const std::string before = ReadFile(db / "custom.dat");
+    port.ScriptAnswers({false});
+    EXPECT_EQ(Open(), nullptr);
+    EXPECT_FALSE(IsLocked(db / "custom.dat"));
+
+    // Choosing the current user writes custom.dat too, and asks the same.
+    WriteFile(db / "Testers/lee.vtl", "<tester><id>lee</id></tester>");
+    port.ScriptAnswers({false});
+    EXPECT_FALSE(ChooseCurrentUser(db, custom, "bench-7", TesterChoices(db), 0, port));
+    ASSERT_EQ(port.questions.size(), 2u);
+    EXPECT_EQ(port.questions[1].caption, port.questions[0].caption);
+    // So does writing it back when the current user is no tester; it is left as it is.
+    std::filesystem::remove(db / "Testers/lee.vtl");
+    custom.Read(db, port, "lab-2");
+    EXPECT_EQ(port.questions.back().caption, "Vantorel - Tester Missing");
+    EXPECT_EQ(ReadFile(db / "custom.dat"), before);
+}
 
 TEST_F(CustomizeEditorTest, RefusesWithoutDatabaseAndTakesTheLock) {
     EXPECT_EQ(CustomizeEditor::Open(nullptr, custom, port), nullptr);

@@ -14,6 +14,8 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <functional>
+#include <thread>
 #include <vector>
 
 #include "storage/atomic_save.h"
@@ -60,8 +62,13 @@ TEST_F(LockTest, LockFileHoldsComputerAndUserPaddedToTheBlockSize) {
     ASSERT_EQ(::statvfs(dir.path().c_str(), &info), 0);
     const std::size_t block = info.f_bsize;
     EXPECT_EQ(content.size(), (258 + block - 1) / block * block);
-    EXPECT_EQ(content.substr(0, 14), "PC-ALICE\nalice");
-    EXPECT_EQ(content.find_first_not_of('\0', 14), std::string::npos);
+    // Readers of the two lines stop at the first NUL; the run that made the lock follows it.
+    EXPECT_EQ(content.substr(0, 15), std::string("PC-ALICE\nalice\0", 15));
+    EXPECT_EQ(content.back(), '\0');
+    LockHolder holder;
+    ASSERT_EQ(ReadLockHolder(item, holder), 0);
+    EXPECT_EQ(holder.user, "alice");
+    EXPECT_EQ(holder.process, ThisProcess());
     EXPECT_TRUE(IsLocked(item));
 }
 
@@ -407,6 +414,127 @@ TEST_F(EditLockTest, UnwritableFolderSaysSoWithTheSystemReason) {
     EXPECT_EQ(port.notices[0].text,
               "Unable to open file for editing.\nNo such file or directory\nPlease check read, "
               "write and create permissions for database.");
+}
+
+// The lock a run of the program leaves when it ends without releasing it (a crash, a kill).
+void LockInARunThatEnds(const std::filesystem::path& item, const UserIdentity& identity) {
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0)
+        _exit(createLockFile(item, identity) == 0 ? 0 : 1);
+    ASSERT_EQ(WaitForChildren({child}, std::chrono::seconds(30)), "");
+}
+
+TEST_F(EditLockTest, OnlyTheUsersOwnLeftLockIsTakenOverWithoutTheUnlockDialog) {
+    // A live window of the same user, in this run or another, is a holder like any other.
+    int holding[2];
+    ASSERT_EQ(::pipe(holding), 0);
+    const pid_t holder = ::fork();
+    ASSERT_GE(holder, 0);
+    if (holder == 0) {
+        char done;
+        const int made = createLockFile(dir / "held.vtl", kAlice);
+        ::close(holding[1]);
+        _exit(made == 0 && ::read(holding[0], &done, 1) == 0 ? 0 : 1);
+    }
+    ::close(holding[0]);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!IsLocked(dir / "held.vtl") && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    std::unique_ptr<EditLock> heldHere;
+
+    struct Case {
+        const char* what;
+        std::function<void()> lockIt;
+        UserIdentity taker;
+        bool takenOver;
+    };
+    const Case cases[] = {
+        {"alice's run ended", [&] { LockInARunThatEnds(item, kAlice); }, kAlice, true},
+        {"released by this run but left", [&] { ASSERT_EQ(createLockFile(item, kAlice), 0); },
+         kAlice, true},
+        {"user name in other letter case",
+         [&] { LockInARunThatEnds(item, kAlice); },
+         {"PC-ALICE", "Alice"},
+         true},
+        {"bob's run ended", [&] { LockInARunThatEnds(item, kBob); }, kAlice, false},
+        {"alice on another computer",
+         [&] { LockInARunThatEnds(item, kAlice); },
+         {"PC-ALICE-2", "alice"},
+         false},
+        {"another program's lock, naming no run",
+         [&] { WriteFile(LockPath(item), "PC-ALICE\nalice"); }, kAlice, false},
+        {"alice's other window in this run",
+         [&] { heldHere = EditLock::Acquire(item, port, kAlice); }, kAlice, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        c.lockIt();
+        ASSERT_TRUE(IsLocked(item));
+        port.notices.clear();
+        port.questions.clear();
+        auto lock = EditLock::Acquire(item, port, c.taker);
+        EXPECT_EQ(lock != nullptr, c.takenOver);
+        if (c.takenOver) {
+            EXPECT_TRUE(port.questions.empty());
+            ASSERT_EQ(port.notices.size(), 1u);
+            EXPECT_EQ(port.notices[0].caption, "Own lock taken over");
+            EXPECT_TRUE(port.notices[0].text.starts_with("TC1.vtl was still locked by you"));
+            LockHolder now;
+            ASSERT_EQ(ReadLockHolder(item, now), 0);
+            EXPECT_EQ(now.process, ThisProcess());
+        } else {
+            ASSERT_EQ(port.questions.size(), 1u) << "the unlock dialog";
+            EXPECT_EQ(port.questions[0].tick, "Unlock File");
+            EXPECT_TRUE(port.notices.empty());
+        }
+        lock.reset();
+        heldHere.reset();
+        (void)deleteLockFile(item, true);
+    }
+    port.notices.clear();
+    EXPECT_FALSE(EditLock::Acquire(dir / "held.vtl", port, kAlice));
+    EXPECT_EQ(port.questions.back().tick, "Unlock File");
+    ::close(holding[1]);
+    EXPECT_EQ(WaitForChildren({holder}, std::chrono::seconds(30)), "");
+}
+
+TEST_F(EditLockTest, ALockThatCannotBeReleasedIsNamedToTheUser) {
+    FaultyFileLayer readOnly;
+    readOnly.FailAt(FaultyFileLayer::kRemove, 1, EROFS);
+    EditLock::Acquire(item, port, kAlice, {}, readOnly).reset();
+    ASSERT_EQ(port.notices.size(), 1u);
+    EXPECT_EQ(port.notices[0].caption, "Lock left behind");
+    EXPECT_NE(port.notices[0].text.find(LockPath(item).string() + "\nRead-only file system"),
+              std::string::npos);
+    EXPECT_TRUE(IsLocked(item));
+    // Opened again once the folder can be written, it is taken over as the user's own.
+    port.notices.clear();
+    auto again = EditLock::Acquire(item, port, kAlice);
+    ASSERT_TRUE(again);
+    EXPECT_EQ(port.notices.at(0).caption, "Own lock taken over");
+    port.notices.clear();
+    again.reset();
+    EXPECT_FALSE(IsLocked(item));
+    EXPECT_TRUE(port.notices.empty());
+
+    // Its suite renamed under the open dialog, the lock went along and still names the user.
+    std::filesystem::create_directory(dir / "Suite");
+    WriteFile(dir / "Suite" / "TC2.vtl", "<id>TC2</id>");
+    auto moved = EditLock::Acquire(dir / "Suite" / "TC2.vtl", port, kAlice);
+    std::filesystem::rename(dir / "Suite", dir / "Renamed");
+    moved.reset();
+    ASSERT_EQ(port.notices.size(), 1u);
+    EXPECT_NE(
+        port.notices[0].text.find("no longer at\n" + (dir / "Suite" / "TC2.vtl.lck").string()),
+        std::string::npos);
+
+    // A lock someone removed while the item was open leaves nothing to tell.
+    port.notices.clear();
+    auto unlocked = EditLock::Acquire(item, port, kAlice);
+    ASSERT_EQ(deleteLockFile(item, true), 0);
+    unlocked.reset();
+    EXPECT_TRUE(port.notices.empty());
 }
 
 TEST_F(LockTest, TheExclusiveCreateProbeTellsAServerThatIgnoresIt) {
