@@ -202,7 +202,7 @@ CustomReadOutcome CustomCfg::Read(const std::filesystem::path& databaseDir, User
                       user.c_str());
         outcome.chooseNewUser = port.ask({question, "Vantorel - Tester Missing", Icon::Question});
         // Writing back changes nothing the tables hold, so it must not lose what they don't.
-        if (m_losses.empty())
+        if (m_losses.NothingLost())
             (void)Write(databaseDir);
     }
     return outcome;

@@ -113,7 +113,7 @@ struct CustomReadLosses {
     // Statuses whose meaning in the file is none of the five, with that meaning as written;
     // they are read, and saved, as Not yet attempted.
     std::vector<std::pair<std::string, std::string>> meanings;
-    bool empty() const {
+    bool NothingLost() const {
         return types.empty() && phases.empty() && statuses.empty() && currentUsers == 0 &&
                meanings.empty();
     }

@@ -101,7 +101,7 @@ std::string Quoted(const std::vector<std::string>& entries) {
 // says what the save will leave out or change and asks goOn. True when nothing will be lost
 // or the user agrees.
 bool AcceptReadLosses(const CustomReadLosses& losses, std::string_view goOn, UserPort& port) {
-    if (losses.empty())
+    if (losses.NothingLost())
         return true;
     std::string text = "custom.dat holds more than the customization can keep. Saving it will:\n";
     const auto leaveOut = [&text](const std::vector<std::string>& entries, std::string_view one,

@@ -86,16 +86,25 @@ private slots:
             QVERIFY(!editor->Save());
         }
         PageView& page = open->window->Page();
-        QSignalSpy loaded(&page, &QWebEngineView::loadFinished);
         open->window->SelectPath(testCase);
-        QTRY_VERIFY_WITH_TIMEOUT(!loaded.isEmpty(), 20000);
-        QVariant below;
-        page.page()->runJavaScript(
-            "document.querySelector('.RichText div').getBoundingClientRect().top >= "
-            "document.querySelector('.Breadcrumbs').getBoundingClientRect().bottom",
-            QWebEngineScript::ApplicationWorld, [&](const QVariant& answer) { below = answer; });
-        QTRY_VERIFY(below.isValid());
-        QVERIFY(below.toBool());
+        // Asked again until the value's page is the one shown: null before.
+        const auto below = [&page] {
+            QVariant answer;
+            bool done = false;
+            page.page()->runJavaScript(
+                "(function() { const value = document.querySelector('.RichText div[style]');"
+                " const crumbs = document.querySelector('.Breadcrumbs');"
+                " return value && crumbs ? value.getBoundingClientRect().top >="
+                " crumbs.getBoundingClientRect().bottom : null; })()",
+                QWebEngineScript::ApplicationWorld, [&](const QVariant& result) {
+                    answer = result;
+                    done = true;
+                });
+            return QTest::qWaitFor([&] { return done; }, 10000) ? answer : QVariant();
+        };
+        QVariant answer;
+        QTRY_VERIFY_WITH_TIMEOUT((answer = below()).isValid(), 20000);
+        QVERIFY(answer.toBool());
     }
 
     void ATreeThatMovesOnWhileAPageLoadsStaysWhereItWent() {

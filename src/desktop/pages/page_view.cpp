@@ -358,6 +358,12 @@ void PageView::Show(const TreeNode& node) {
 }
 
 void PageView::Reshow() {
+    // While the tree's page is still on its way, a reload would reload the page before it and
+    // cancel the one wanted: the wanted one is asked for again instead.
+    if (!m_requested.empty()) {
+        load(m_requested.back());
+        return;
+    }
     if (url().scheme() == kPageScheme)
         triggerPageAction(QWebEnginePage::ReloadAndBypassCache);
 }
