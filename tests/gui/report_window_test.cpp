@@ -278,7 +278,7 @@ private slots:
         for (const fs::directory_entry& project :
              fs::directory_iterator(open->database / "Projects"))
             fs::remove_all(project.path());
-        QTRY_VERIFY(open->window->Model().ChildrenOf(open->database / "Projects").empty());
+        open->window->RefreshBelow(open->database / "Projects");
         open->window->RunCommand(ID_REPORT_WIZARD);
         QCOMPARE(open->port.notices.back().caption, std::string("No projects"));
     }
