@@ -12,6 +12,7 @@
 #include "desktop/main_window.h"
 #include "desktop/pages/page_view.h"
 #include "desktop/qt_port.h"
+#include "storage/thread_guard.h"
 
 namespace vantorel {
 
@@ -63,6 +64,10 @@ int RunDesktop(int& argc, char** argv, const std::filesystem::path& databaseMark
     PrepareDesktopApplication();
     QApplication application(argc, argv);
     ChooseWebViewRendering();
+#ifndef NDEBUG
+    // Debug builds stop at a read on the window's thread, as the desktop tests do.
+    MarkWindowThread(true);
+#endif
     QApplication::setApplicationName("Vantorel");
     // The installed desktop entry: the desktop finds the window's name and icon by it.
     QGuiApplication::setDesktopFileName("org.vantorel.Vantorel");

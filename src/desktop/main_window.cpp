@@ -26,6 +26,7 @@
 #include "filters/filter.h"
 #include "storage/identifiers.h"
 #include "storage/item_listing.h"
+#include "storage/thread_guard.h"
 #include "workspace/exchange_targets.h"
 #include "workspace/help.h"
 
@@ -504,6 +505,7 @@ void MainWindow::ShowSelected() {
 }
 
 void MainWindow::StartReportWizard(int command) {
+    WindowThreadMayRead mayRead(kDialogReads);
     const fs::path database = m_shell.Database().Directory();
     ReportWizardDialog::Start start;
     start.shortcut = ReportShortcutOf(command);

@@ -9,10 +9,13 @@
 #include <cerrno>
 #include <cstring>
 
+#include "storage/thread_guard.h"
+
 namespace vantorel {
 
 int OpenRegularFile(int folderFd, const char* name, int& fd, std::size_t maxSize, bool writable,
                     bool followLinks, std::size_t* openedSize) {
+    CheckOffWindowThread("reads", name);
     // O_NONBLOCK makes opening a FIFO without a writer return at once; the type is checked on
     // the open descriptor, so nothing can be swapped in between the check and the read.
     fd = ::openat(folderFd, name,
@@ -104,6 +107,7 @@ std::string ReadFailureText(int code) {
 
 int ListFolder(const std::filesystem::path& folder, std::vector<FolderEntry>& entries,
                FolderIdentity* identity) {
+    CheckOffWindowThread("lists", folder);
     entries.clear();
     // O_NOFOLLOW: a walk's own folder is never reached through a link either.
     const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW);

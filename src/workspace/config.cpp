@@ -6,6 +6,7 @@
 #include "storage/file_reading.h"
 #include "storage/tagged_document.h"
 #include "storage/text_conversions.h"
+#include "storage/thread_guard.h"
 
 namespace vantorel {
 namespace {
@@ -167,6 +168,7 @@ Config::Config(const std::filesystem::path& configFolder, const std::filesystem:
 }
 
 bool Config::Read() {
+    WindowThreadMayRead local("the user's own options, on the local disk");
     XMLParse document;
     if (document.OpenWide(m_file) != 0 || document.LoadWide() != 0) {
         Reset();

@@ -10,6 +10,7 @@
 #include "platform/folders.h"
 #include "storage/atomic_save.h"
 #include "storage/file_layer.h"
+#include "storage/thread_guard.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
@@ -132,6 +133,8 @@ std::string Shell::StateText() const {
 }
 
 bool Shell::OpenDatabase(const fs::path& databaseOrMarker) {
+    // The marker, the customisation and the top of the tree, before anything can be shown.
+    WindowThreadMayRead opening("opening a database reads its marker and its customisation");
     m_clipboard.Clear();
     // The tree is read lazily, so the first build counts only the top level.
     m_progress.StartProgress(static_cast<int>(std::size(kDatabaseFolders)));
@@ -230,6 +233,7 @@ void Shell::RefreshCurrentUser() {
 }
 
 bool Shell::OnNewDatabase() {
+    WindowThreadMayRead opening("a new database is made and opened as the user waits");
     static constexpr char kHeading[] = "OnNewDatabase";
     DebugLog::Write(kHeading, "Start\n");
     const std::optional<fs::path> directory = m_view.AskNewDatabaseFolder();

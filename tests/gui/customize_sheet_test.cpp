@@ -76,6 +76,7 @@ class CustomizeSheetTest : public QObject {
     Q_OBJECT
 private slots:
     void OkWritesOnceWhatTheModelAloneWrites() {
+        WindowThreadMayRead checking(gui_test::kTestReads);
         QTemporaryDir root;
         auto open = gui_test::OpenSampleWindow(root.path().toStdString());
         MainWindow& window = *open->window;

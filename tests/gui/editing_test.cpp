@@ -21,6 +21,7 @@ class EditingTest : public QObject {
     Q_OBJECT
 private slots:
     void EditOpensTheDialogOfItsKindAndUnlockFileTakesAHeldLockOver() {
+        WindowThreadMayRead checking(gui_test::kTestReads);
         QTemporaryDir root;
         const fs::path rootPath = root.path().toStdString();
         const fs::path database = gui_test::CopySampleDatabase(rootPath);

@@ -108,6 +108,7 @@ class FilterDialogTest : public QObject {
     Q_OBJECT
 private slots:
     void ANewFilterIsWhatTheModelWritesAndShowsWhereFiltersAreChosen() {
+        WindowThreadMayRead checking(gui_test::kTestReads);
         QTemporaryDir root;
         auto open = gui_test::OpenSampleWindow(root.path().toStdString());
         MainWindow& window = *open->window;
@@ -184,6 +185,7 @@ private slots:
     }
 
     void RefusalsShowTheModelsCaptionsAndChangeNothing() {
+        WindowThreadMayRead checking(gui_test::kTestReads);
         QTemporaryDir root;
         auto open = gui_test::OpenSampleWindow(root.path().toStdString());
         MainWindow& window = *open->window;
@@ -271,6 +273,7 @@ private slots:
     }
 
     void AnEditedFilterComesBackWithItsConditions() {
+        WindowThreadMayRead checking(gui_test::kTestReads);
         QTemporaryDir root;
         auto open = gui_test::OpenSampleWindow(root.path().toStdString());
         MainWindow& window = *open->window;

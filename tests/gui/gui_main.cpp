@@ -14,6 +14,7 @@
 
 #include "desktop/desktop_program.h"
 #include "gui_test.h"
+#include "storage/thread_guard.h"
 
 namespace vantorel::gui_test {
 
@@ -72,6 +73,8 @@ int main(int argc, char** argv) {
     vantorel::PrepareDesktopApplication();
     QApplication application(argc, argv);
     vantorel::ChooseWebViewRendering();
+    // A read on the window's thread stops the run at the test that made it.
+    vantorel::MarkWindowThread(true);
 
     QStringList arguments = application.arguments();
     QString only;

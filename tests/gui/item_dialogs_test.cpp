@@ -59,6 +59,7 @@ class ItemDialogsTest : public QObject {
     Q_OBJECT
 private slots:
     void LibraryTestCaseOkWritesWhatTheModelWrites() {
+        WindowThreadMayRead checking(gui_test::kTestReads);
         QTemporaryDir root;
         auto open = gui_test::OpenSampleWindow(root.path().toStdString());
         MainWindow& window = *open->window;
@@ -110,6 +111,7 @@ private slots:
     }
 
     void ALongTitleSurvivesASaveForAnotherField() {
+        WindowThreadMayRead checking(gui_test::kTestReads);
         // The CSV import takes a title of any length the document holds; a line edit kept Qt's
         // default of 32,767 characters and cut the rest on the next save.
         QTemporaryDir root;

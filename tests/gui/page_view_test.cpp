@@ -73,6 +73,7 @@ private slots:
     }
 
     void RichTextStaysInsideItsBox() {
+        WindowThreadMayRead checking(gui_test::kTestReads);
         // A value styled to cover the whole page stays in its own box, below the breadcrumbs.
         QTemporaryDir root;
         auto open = gui_test::OpenSampleWindow(root.path().toStdString());

@@ -150,8 +150,11 @@ class ReportWindowTest : public QObject {
         QTRY_VERIFY(!window.findChild<ReportWizardDialog*>());  // closed and gone
         QCOMPARE(window.CurrentNode()->path, made);
         QCOMPARE(window.Reports().Report(), made);
-        QVERIFY(window.Reports().Readable());
+        QTRY_VERIFY(window.Reports().Readable());
         QCOMPARE(window.findChild<QStackedWidget*>()->currentWidget(), &window.Reports());
+        // The charts laid out in the pane, as a user sees them.
+        for (ChartView* chart : window.Reports().Charts())
+            QTRY_VERIFY(chart->isVisible());
     }
 
 private slots:
@@ -167,7 +170,8 @@ private slots:
         QCOMPARE(status.filename().string(), std::string("Weekly status.vtl"));
         QCOMPARE(status.parent_path().filename().string(), std::string("Status Reports"));
         // The window's figures are the document's.
-        const std::optional<StatusReportData> document = ReadStatusReport(status);
+        const std::optional<StatusReportData> document =
+            gui_test::TestReads([&] { return ReadStatusReport(status); });
         QVERIFY(document);
         auto* table = window.Reports().findChild<QTableWidget*>("statusTable");
         QCOMPARE(table->rowCount(), static_cast<int>(document->statuses.size()));
@@ -191,7 +195,8 @@ private slots:
         if (QTest::currentTestFailed())
             return;
         QCOMPARE(progress.parent_path().filename().string(), std::string("Progress Reports"));
-        const std::optional<ProgressReportData> periods = ReadProgressReport(progress);
+        const std::optional<ProgressReportData> periods =
+            gui_test::TestReads([&] { return ReadProgressReport(progress); });
         QVERIFY(periods);
         auto* periodTable = window.Reports().findChild<QTableWidget*>("periodTable");
         QCOMPARE(periodTable->columnCount(), static_cast<int>(periods->statuses.size()) + 1);
@@ -226,7 +231,8 @@ private slots:
         MakeWithWizard(window, ReportKind::List, "All cases", list);
         if (QTest::currentTestFailed())
             return;
-        const std::optional<ListReportData> rows = ReadListReport(list);
+        const std::optional<ListReportData> rows =
+            gui_test::TestReads([&] { return ReadListReport(list); });
         QVERIFY(rows);
         auto* listTable = window.Reports().findChild<QTableView*>("listTable");
         QCOMPARE(listTable->model()->rowCount(), static_cast<int>(rows->rows.size()));
@@ -361,7 +367,8 @@ private slots:
         const QString printed = QString::fromUtf8(text.readAllStandardOutput());
         QVERIFY(printed.contains(kProject));
         QVERIFY(printed.contains("Printed"));
-        const std::optional<StatusReportData> document = ReadStatusReport(status);
+        const std::optional<StatusReportData> document =
+            gui_test::TestReads([&] { return ReadStatusReport(status); });
         QVERIFY(document);
         for (const std::string& name : document->statuses)
             QVERIFY2(printed.contains(QString::fromLatin1(name.c_str())), name.c_str());
@@ -387,6 +394,7 @@ private slots:
         // Without the footer option, no page numbers.
         open->window->TheShell().Configuration().Settings().printFooter = false;
         open->window->RunCommand(ID_FILE_REFRESH);
+        QTRY_VERIFY(open->window->Reports().Readable());
         QVERIFY(open->window->Reports().PrintTo(printer));
         text.start("pdftotext", {"-layout", pdf, "-"});
         QVERIFY(text.waitForFinished(20000));
@@ -464,6 +472,7 @@ private slots:
         open->window->SelectPath(broken);
         ReportView& view = open->window->Reports();
         QCOMPARE(view.Report(), broken);
+        QTRY_VERIFY(!view.Reading());
         QVERIFY(!view.Readable());
         QVERIFY(view.Charts().empty());
         QCOMPARE(view.findChild<QLabel*>("reportUnreadable")->text().toStdString(),

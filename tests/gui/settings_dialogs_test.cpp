@@ -55,6 +55,7 @@ class SettingsDialogsTest : public QObject {
     Q_OBJECT
 private slots:
     void OptionsShowTheCurrentValuesAndOkWritesThem() {
+        WindowThreadMayRead checking(gui_test::kTestReads);
         QTemporaryDir root;
         auto open = gui_test::OpenSampleWindow(root.path().toStdString());
         ConfigSettings& settings = open->window->TheShell().Configuration().Settings();
@@ -128,7 +129,8 @@ private slots:
         fs::path document;
         for (const auto& entry : fs::recursive_directory_iterator(open->database / "Projects"))
             if (entry.path().extension() == ".vtl" &&
-                StatusIconOf(entry.path(), window.TheShell().Custom()) > 0) {
+                gui_test::TestReads(
+                    [&] { return StatusIconOf(entry.path(), window.TheShell().Custom()); }) > 0) {
                 document = entry.path();
                 break;
             }
@@ -136,6 +138,9 @@ private slots:
         const QPersistentModelIndex row = window.Model().IndexOf(document);
         QVERIFY(row.isValid());
         auto iconKey = [&row] { return row.data(Qt::DecorationRole).value<QIcon>().cacheKey(); };
+        // The plain icon stands while a worker reads the document's status.
+        const qint64 plainIcon = iconKey();
+        QTRY_VERIFY(iconKey() != plainIcon);
         const qint64 statusIcon = iconKey();
 
         QSignalSpy repainted(&window.Model(), &QAbstractItemModel::dataChanged);
@@ -149,11 +154,11 @@ private slots:
         setStatusIcons(false);
         window.RunCommand(ID_SETTINGS_OPTIONS);
         QVERIFY(!repainted.isEmpty());
-        QVERIFY(iconKey() != statusIcon);
+        QCOMPARE(iconKey(), plainIcon);
 
         setStatusIcons(true);
         window.RunCommand(ID_SETTINGS_OPTIONS);
-        QCOMPARE(iconKey(), statusIcon);
+        QTRY_COMPARE(iconKey(), statusIcon);
     }
 
     void DisplayStyleOffersTheProgramsStylesAndShowsThePageInTheChosenOne() {

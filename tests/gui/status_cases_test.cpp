@@ -37,6 +37,7 @@ class StatusCasesTest : public QObject {
 
 private slots:
     void AClickedStatusListsItsTestCasesAndOneOpensItsPage() {
+        WindowThreadMayRead checking(gui_test::kTestReads);
         QTemporaryDir root;
         auto open = gui_test::OpenSampleWindow(root.path().toStdString());
         MainWindow& window = *open->window;

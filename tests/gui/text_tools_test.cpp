@@ -35,6 +35,8 @@ namespace {
 
 // A library test case's dialog over a copy of the sample database, shown.
 struct OpenDialog {
+    // The test opens the dialog's model itself.
+    WindowThreadMayRead checking{gui_test::kTestReads};
     // edits, each a text of the document and its replacement, are made before the dialog opens.
     using Edits = std::vector<std::pair<std::string, std::string>>;
     explicit OpenDialog(const fs::path& root, ConfigSettings options = {}, const Edits& edits = {})

@@ -126,6 +126,7 @@ private slots:
         const auto before = NamesBelow(w.library);
         w.model.setData(w.tree.currentIndex(), "LOG/7", Qt::EditRole);
         QTRY_COMPARE(w.open->port.notices.size(), std::size_t{1});
+        QTRY_VERIFY(!w.window.Actions().TransferRunning());
         QCOMPARE(w.open->port.notices[0].caption, std::string("Invalid Filename"));
         QCOMPARE(NamesBelow(w.library), before);
         // So is a character the documents can't hold, named.
@@ -187,7 +188,7 @@ private slots:
         QCOMPARE(w.open->port.notices[0],
                  (Notice{"A folder cannot be moved into one of its sub folders.", "Unable to move",
                          Icon::Warning}));
-        QVERIFY(!w.window.Actions().TransferRunning());
+        QTRY_VERIFY(!w.window.Actions().TransferRunning());
         QCOMPARE(NamesBelow(w.open->database), before);
         QVERIFY(w.model.IndexOf(w.login / "Sub").isValid());
         // Where the core takes no such item, the tree takes no drop.
@@ -222,9 +223,9 @@ private slots:
         const auto before = NamesBelow(w.search);
         w.open->port.ScriptAnswers({false});
         w.window.RunCommand(ID_EDIT_PASTE);
+        QTRY_VERIFY(!w.window.Actions().TransferRunning());
         QCOMPARE(w.open->port.questions.size(), std::size_t{1});
         QCOMPARE(w.open->port.questions[0].caption, std::string("Overwrite existing item"));
-        QVERIFY(!w.window.Actions().TransferRunning());
         QCOMPARE(NamesBelow(w.search), before);
     }
 

@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "desktop/main_window.h"
+#include "storage/thread_guard.h"
 #include "support/recording_port.h"
 
 namespace vantorel::gui_test {
@@ -20,6 +21,15 @@ std::filesystem::path CopySampleDatabase(const std::filesystem::path& into);
 // Shell folders below root: data, configuration and temporary folders of their own, the
 // program's folder where the sample database ships.
 ShellFolders FoldersBelow(const std::filesystem::path& root);
+
+// A test that drives a dialog's model itself, or reads on disk what the window did, reads on
+// the window's thread: it says so with WindowThreadMayRead and this reason.
+inline constexpr char kTestReads[] = "the test reads what it drives or checks";
+template <typename Read>
+auto TestReads(Read read) {
+    WindowThreadMayRead checking(kTestReads);
+    return read();
+}
 
 // Runs handle on the next modal dialog when it opens (before the call that opens it).
 void WhenModalOpens(std::function<void(QDialog&)> handle);

@@ -19,6 +19,7 @@
 
 #include "desktop/help/help_window.h"
 #include "desktop/widgets/field_widgets.h"
+#include "storage/thread_guard.h"
 #include "workspace/help.h"
 
 namespace vantorel {
@@ -517,6 +518,7 @@ void CustomizeSheet::done(int result) {
 
 bool RunCustomizeSheet(QWidget* parent, const std::filesystem::path* databaseDir, CustomCfg& custom,
                        const UserIdentity& identity, UserPort& port) {
+    WindowThreadMayRead mayRead(kDialogReads);
     std::unique_ptr<CustomizeEditor> editor =
         CustomizeEditor::Open(databaseDir, custom, port, identity);
     if (!editor)

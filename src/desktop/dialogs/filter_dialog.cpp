@@ -17,6 +17,7 @@
 #include "desktop/widgets/field_widgets.h"
 #include "documents/custom_cfg.h"
 #include "storage/identifiers.h"
+#include "storage/thread_guard.h"
 #include "workspace/help.h"
 
 namespace vantorel {
@@ -55,6 +56,7 @@ std::vector<std::size_t> ConditionsOfPage(int page, bool lists) {
 FilterDialog::FilterDialog(std::unique_ptr<FilterEditor> editor, const CustomCfg& custom,
                            const std::filesystem::path& databaseDir, QWidget* parent)
     : QDialog(parent), m_editor(std::move(editor)) {
+    WindowThreadMayRead mayRead(kDialogReads);
     setObjectName("filterDialog");
     setWindowTitle(Text(m_editor->WindowTitle()));
     auto* layout = new QVBoxLayout(this);
@@ -312,6 +314,7 @@ void FilterDialog::FocusField(std::size_t field) {
 }
 
 void FilterDialog::accept() {
+    WindowThreadMayRead mayRead(kDialogReads);
     if (!m_editor || !TypedTextFits())
         return;
     TakeSettings();

@@ -4,6 +4,7 @@
 #include "desktop/main_window.h"
 #include "filters/filter_editor.h"
 #include "storage/identifiers.h"
+#include "storage/thread_guard.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
@@ -35,6 +36,7 @@ void FilterDialogs::Edit(QWidget* parent, const TreeNode& node) {
 }
 
 void FilterDialogs::New() {
+    WindowThreadMayRead editing(kDialogReads);
     VantorelDatabase& database = m_window.TheShell().Database();
     const fs::path databaseDir = database.IsOpen() ? database.Directory() : fs::path();
     if (!NewFilterFolder(databaseDir, database.IsOpen(), m_port))

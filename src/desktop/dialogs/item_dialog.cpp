@@ -24,6 +24,7 @@
 #include "documents/reference_items.h"
 #include "documents/spelling.h"
 #include "platform/programs.h"
+#include "storage/thread_guard.h"
 #include "workspace/config.h"
 #include "workspace/help.h"
 
@@ -54,6 +55,7 @@ ItemDialog::ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& cust
       m_settings(settings),
       m_port(port),
       m_textTools(new DialogTextTools(*this, settings, folders, port)) {
+    WindowThreadMayRead mayRead(kDialogReads);
     setObjectName("itemDialog");
     setWindowTitle(Text(m_editor->WindowTitle(true)));
     m_prjTestCase = dynamic_cast<PrjTestCase*>(m_editor.get());
@@ -346,6 +348,7 @@ void ItemDialog::FocusRow(std::size_t row) {
 }
 
 void ItemDialog::accept() {
+    WindowThreadMayRead mayRead(kDialogReads);
     if (!m_editor || !TypedTextFits())
         return;
     std::optional<CalendarDate> created;

@@ -8,6 +8,7 @@
 #include "documents/reference_items.h"
 #include "documents/test_case.h"
 #include "documents/test_group.h"
+#include "storage/thread_guard.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
@@ -99,6 +100,7 @@ void ItemDialogs::Edit(QWidget* parent, const TreeNode& node) {
 }
 
 void ItemDialogs::New(Operation operation) {
+    WindowThreadMayRead editing(kDialogReads);
     Shell& shell = m_window.TheShell();
     if (!shell.Database().IsOpen())
         return;

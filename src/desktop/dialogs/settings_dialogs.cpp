@@ -15,6 +15,7 @@
 #include "desktop/help/help_window.h"
 #include "exchange/about.h"
 #include "exchange/export_web.h"
+#include "storage/thread_guard.h"
 #include "workspace/help.h"
 #include "workspace/options.h"
 
@@ -34,6 +35,7 @@ QDialogButtonBox* OkCancel(QDialog& dialog) {
 }  // namespace
 
 bool RunOptionsDialog(QWidget* parent, Config& config, UserPort& port) {
+    WindowThreadMayRead mayRead(kDialogReads);
     QDialog dialog(parent);
     dialog.setObjectName("optionsDialog");
     dialog.setWindowTitle(FromView(kOptionsCaption));
@@ -87,6 +89,7 @@ bool RunOptionsDialog(QWidget* parent, Config& config, UserPort& port) {
 
 bool RunDisplayStyleDialog(QWidget* parent, Config& config, const std::filesystem::path& stylesRoot,
                            UserPort& port) {
+    WindowThreadMayRead mayRead(kDialogReads);
     const std::optional<StyleOffer> offer = OfferDisplayStyles(
         DisplayStyles(stylesRoot), config.Settings().templatePath, stylesRoot, port);
     if (!offer)

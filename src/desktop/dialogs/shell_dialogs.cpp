@@ -17,6 +17,7 @@
 #include "documents/custom_cfg.h"
 #include "documents/customize_editor.h"
 #include "platform/identity.h"
+#include "storage/thread_guard.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
@@ -112,6 +113,7 @@ std::optional<fs::path> RunNewDatabaseDialog(QWidget* parent) {
 
 bool RunSetUserDialog(QWidget* parent, const fs::path& databaseDir, CustomCfg& custom,
                       const std::string& computer, const std::string& currentUser, UserPort& port) {
+    WindowThreadMayRead mayRead(kDialogReads);
     const std::vector<std::string> rows = TesterChoices(databaseDir);
     if (rows.empty())
         return ChooseCurrentUser(databaseDir, custom, computer, rows, std::nullopt, port);

@@ -17,6 +17,7 @@
 
 #include "desktop/help/help_window.h"
 #include "desktop/main_window.h"
+#include "storage/thread_guard.h"
 #include "workspace/help.h"
 
 namespace vantorel {
@@ -179,6 +180,7 @@ void WebExportDialog::reject() {
 }
 
 void OpenWebExportDialog(MainWindow& window, UserPort& port) {
+    WindowThreadMayRead mayRead(kDialogReads);
     const std::vector<TreeNode> selection = window.SelectedNodes();
     if (selection.empty())
         return;

@@ -21,6 +21,7 @@
 #include "render/report_pages.h"
 #include "reports/list_reports.h"
 #include "storage/field_values.h"
+#include "storage/thread_guard.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
@@ -85,6 +86,7 @@ ReportView::ReportView(UserPort& port, QWidget* parent)
     m_heading->setContentsMargins(6, 4, 6, 4);
     m_layout->setContentsMargins(0, 0, 0, 0);
     m_layout->setSpacing(0);
+    m_reader.setMaxThreadCount(1);
     m_layout->addWidget(toolbar);
     m_layout->addWidget(m_heading);
     UpdateActions();
@@ -108,6 +110,7 @@ void ReportView::UpdateActions() {
 
 void ReportView::Clear() {
     m_report.clear();
+    m_reading.reset();
     m_statusNames.clear();
     // Its listing reads the database being closed.
     if (m_statusCases)
@@ -123,37 +126,83 @@ void ReportView::Reshow() {
         Show(m_report, m_custom, m_withFooter);
 }
 
-void ReportView::Show(const fs::path& report, CustomSnapshot custom, bool withFooter) {
-    m_report = report;
-    m_custom = std::move(custom);
-    m_withFooter = withFooter;
-    m_charts.clear();
-    m_statusNames.clear();
-    ReportHeader header;
-    const std::optional<ReportKind> kind = ReadReportKind(report, &header);
-    m_readable = kind.has_value();
-    QWidget* content = nullptr;
-    if (kind) {
-        m_heading->setText(Latin1(PrintHeadingHtml(PrintHeadingOf(report, header))));
-        switch (*kind) {
+// Everything the pane shows of a report, read on the view's worker.
+struct ReportView::ReadReport {
+    ReportHeader header;  // before kind, which is read into it
+    std::optional<ReportKind> kind;
+    std::optional<StatusReportData> status;
+    std::optional<ProgressReportData> progress;
+    std::optional<ListReportData> list;
+    std::optional<std::string> detailsHtml;
+
+    ReadReport(const fs::path& report, const CustomCfg& custom)
+        : kind(ReadReportKind(report, &header)) {
+        switch (kind.value_or(ReportKind::Status)) {
             case ReportKind::Status:
-                content = StatusContent();
+                if (kind)
+                    status = ReadShownStatusReport(report, custom);
                 break;
             case ReportKind::Progress:
-                content = ProgressContent();
+                progress = ReadProgressReport(report);
                 break;
             case ReportKind::List:
-                content = ListContent();
+                list = ReadListReport(report);
                 break;
             case ReportKind::Details:
-                content = DetailsContent();
+                if (std::optional<ReportPage> page = ReportPageHead(report)) {
+                    std::string html;
+                    if (WriteReportBody(*page, report, custom, "chart",
+                                        [&html](std::string_view piece) { html += piece; }))
+                        detailsHtml = std::move(html);
+                }
                 break;
         }
     }
-    if (!content) {
-        m_readable = false;
-        m_charts.clear();
-        m_heading->setText(Latin1(report.stem().string()).toHtmlEscaped());
+};
+
+void ReportView::Show(const fs::path& report, CustomSnapshot custom, bool withFooter) {
+    m_report = report;
+    m_custom = custom;
+    m_withFooter = withFooter;
+    // Until it is read, nothing of the report before it is printed under its name.
+    m_readable = false;
+    UpdateActions();
+    auto reading = std::make_shared<int>();
+    m_reading = reading;
+    // The worker holds its own snapshot and path; its answer is dropped when another report
+    // was asked for meanwhile, and never reaches a view that has gone (the view's destructor
+    // waits for the worker, and a queued call to a deleted object is not made).
+    m_reader.start([this, report, custom = std::move(custom), reading] {
+        auto read = std::make_shared<const ReadReport>(report, *custom);
+        QMetaObject::invokeMethod(
+            this,
+            [this, read, reading] {
+                if (m_reading != reading)
+                    return;
+                m_reading.reset();
+                ShowRead(*read);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void ReportView::ShowRead(const ReadReport& read) {
+    m_charts.clear();
+    m_statusNames.clear();
+    QWidget* content = nullptr;
+    if (read.status)
+        content = StatusContent(*read.status);
+    else if (read.progress)
+        content = ProgressContent(*read.progress);
+    else if (read.list)
+        content = ListContent(*read.list);
+    else if (read.detailsHtml)
+        content = DetailsContent(*read.detailsHtml);
+    m_readable = content != nullptr;
+    if (content) {
+        m_heading->setText(Latin1(PrintHeadingHtml(PrintHeadingOf(m_report, read.header))));
+    } else {
+        m_heading->setText(Latin1(m_report.stem().string()).toHtmlEscaped());
         content = Unreadable();
     }
     SetContent(content);
@@ -178,15 +227,12 @@ ChartView* ReportView::AddChart(Chart chart) {
     return view;
 }
 
-QWidget* ReportView::StatusContent() {
-    const std::optional<StatusReportData> report = ReadShownStatusReport(m_report, *m_custom);
-    if (!report)
-        return nullptr;
+QWidget* ReportView::StatusContent(const StatusReportData& report) {
     auto* sheet = new QWidget;
     auto* grid = new QGridLayout(sheet);
-    ChartView* pie = AddChart(StatusPieChart(*report));
+    ChartView* pie = AddChart(StatusPieChart(report));
     pie->setObjectName("statusChart");
-    const std::vector<ReportStatusRow> rows = StatusRows(*report);
+    const std::vector<ReportStatusRow> rows = StatusRows(report);
     QTableWidget* statuses =
         NewTable("statusTable", {"Status", "Tests", "Share"}, static_cast<int>(rows.size()));
     statuses->setToolTip("Click a status to list its test cases");
@@ -204,9 +250,9 @@ QWidget* ReportView::StatusContent() {
         statuses->setItem(row, 1, Figure(QString::number(status.count)));
         statuses->setItem(row, 2, Figure(QString::fromStdString(status.share)));
     }
-    ChartView* time = AddChart(TimeFiguresChart(*report, *m_custom));
+    ChartView* time = AddChart(TimeFiguresChart(report, *m_custom));
     time->setObjectName("timeChart");
-    const std::vector<FigureRow> figureRows = TimeFigureRows(*report, *m_custom);
+    const std::vector<FigureRow> figureRows = TimeFigureRows(report, *m_custom);
     QTableWidget* figures =
         NewTable("timeTable", {"Figure", "Hours"}, static_cast<int>(figureRows.size()));
     for (int row = 0; row < static_cast<int>(figureRows.size()); ++row) {
@@ -242,31 +288,28 @@ QWidget* ReportView::StatusContent() {
     return scroll;
 }
 
-QWidget* ReportView::ProgressContent() {
-    const std::optional<ProgressReportData> report = ReadProgressReport(m_report);
-    if (!report)
-        return nullptr;
-    const Chart chart = ProgressLineChart(*report);
+QWidget* ReportView::ProgressContent(const ProgressReportData& report) {
+    const Chart chart = ProgressLineChart(report);
     auto* splitter = new QSplitter(Qt::Vertical);
     ChartView* lines = AddChart(chart);
     lines->setObjectName("progressChart");
     QStringList headings{"Period from"};
-    for (const std::string& status : report->statuses)
+    for (const std::string& status : report.statuses)
         headings << Latin1(status);
     QTableWidget* periods =
         NewTable("periodTable", headings, static_cast<int>(chart.labels.size()));
-    for (std::size_t status = 0; status < report->statuses.size(); ++status)
+    for (std::size_t status = 0; status < report.statuses.size(); ++status)
         periods->horizontalHeaderItem(static_cast<int>(status) + 1)
-            ->setIcon(Swatch(status < report->colours.size() ? report->colours[status] : 0x808080));
+            ->setIcon(Swatch(status < report.colours.size() ? report.colours[status] : 0x808080));
     for (std::size_t period = 0; period < chart.labels.size(); ++period) {
         const int row = static_cast<int>(period);
         periods->setItem(row, 0, new QTableWidgetItem(Latin1(chart.labels[period])));
         // The counts come from the report itself, not from the chart's doubles.
-        for (std::size_t status = 0; status < report->statuses.size(); ++status) {
+        for (std::size_t status = 0; status < report.statuses.size(); ++status) {
             const bool stored =
-                status < report->series.size() && period < report->series[status].size();
+                status < report.series.size() && period < report.series[status].size();
             periods->setItem(row, static_cast<int>(status) + 1,
-                             Figure(QString::number(stored ? report->series[status][period] : 0)));
+                             Figure(QString::number(stored ? report.series[status][period] : 0)));
         }
     }
     periods->resizeColumnsToContents();
@@ -277,26 +320,23 @@ QWidget* ReportView::ProgressContent() {
     return splitter;
 }
 
-QWidget* ReportView::ListContent() {
-    const std::optional<ListReportData> report = ReadListReport(m_report);
-    if (!report)
-        return nullptr;
+QWidget* ReportView::ListContent(const ListReportData& report) {
     std::vector<FieldType> types;
-    for (std::size_t column = 0; column < report->columns.size() && column < kListColumnCount;
+    for (std::size_t column = 0; column < report.columns.size() && column < kListColumnCount;
          ++column)
-        if (report->columns[column] == '1') {
+        if (report.columns[column] == '1') {
             const FieldDescriptor* field =
                 FindField(PrjTestCaseFields(), ListColumns()[column].tag);
             types.push_back(field ? field->type : FT_TEXT);
         }
-    auto* model = new QStandardItemModel(static_cast<int>(report->rows.size()),
-                                         static_cast<int>(report->headings.size()));
-    for (std::size_t column = 0; column < report->headings.size(); ++column)
+    auto* model = new QStandardItemModel(static_cast<int>(report.rows.size()),
+                                         static_cast<int>(report.headings.size()));
+    for (std::size_t column = 0; column < report.headings.size(); ++column)
         model->setHeaderData(static_cast<int>(column), Qt::Horizontal,
-                             Latin1(report->headings[column]));
-    for (std::size_t row = 0; row < report->rows.size(); ++row) {
-        const std::vector<std::string>& values = report->rows[row].values;
-        for (std::size_t cell = 0; cell < values.size() && cell < report->headings.size(); ++cell) {
+                             Latin1(report.headings[column]));
+    for (std::size_t row = 0; row < report.rows.size(); ++row) {
+        const std::vector<std::string>& values = report.rows[row].values;
+        for (std::size_t cell = 0; cell < values.size() && cell < report.headings.size(); ++cell) {
             const FieldType type = cell < types.size() ? types[cell] : FT_TEXT;
             const QString shown = Latin1(DisplayValue(type, values[cell]));
             auto* item = new QStandardItem(shown);
@@ -325,12 +365,7 @@ QWidget* ReportView::ListContent() {
     return table;
 }
 
-QWidget* ReportView::DetailsContent() {
-    std::optional<ReportPage> page = ReportPageHead(m_report);
-    std::string html;
-    if (!page || !WriteReportBody(*page, m_report, *m_custom, "chart",
-                                  [&html](std::string_view piece) { html += piece; }))
-        return nullptr;
+QWidget* ReportView::DetailsContent(const std::string& html) {
     auto* box = new QWidget;
     auto* layout = new QVBoxLayout(box);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -373,6 +408,7 @@ void ReportView::ListStatusCases(std::size_t row) {
 bool ReportView::PrintTo(QPrinter& printer) {
     if (!m_readable || !m_custom)
         return false;
+    WindowThreadMayRead printing("printing lays out the one report it prints");
     if (PrintReport(printer, m_report, *m_custom, m_withFooter))
         return true;
     ReportHeader header;

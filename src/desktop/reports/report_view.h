@@ -15,6 +15,7 @@
 #include <QAction>
 #include <QLabel>
 #include <QPointer>
+#include <QThreadPool>
 #include <QWidget>
 #include <filesystem>
 #include <optional>
@@ -28,19 +29,28 @@ class QPrinter;
 class QVBoxLayout;
 
 namespace vantorel {
+struct StatusReportData;
+struct ProgressReportData;
+struct ListReportData;
+}  // namespace vantorel
+
+namespace vantorel {
 
 class ReportView : public QWidget {
     Q_OBJECT
 public:
     explicit ReportView(UserPort& port, QWidget* parent = nullptr);
 
-    // Shows the report at path. One that can't be read shows the core's message in the pane,
-    // and the user is told it. withFooter: printed pages get the footer.
+    // Shows the report at path once a worker has read it. One that can't be read shows the
+    // core's message in the pane, and the user is told it. withFooter: printed pages get the
+    // footer.
     void Show(const std::filesystem::path& report, CustomSnapshot custom, bool withFooter);
     // Shows the same report read again (it changed on disk).
     void Reshow();
     void Clear();
     const std::filesystem::path& Report() const { return m_report; }
+    // The report asked for is still being read.
+    bool Reading() const { return m_reading != nullptr; }
     // The report could be read and is shown.
     bool Readable() const { return m_readable; }
     // The charts shown, the main one first; none for a list or details report.
@@ -66,11 +76,13 @@ signals:
     void itemRequested(const std::filesystem::path& document);
 
 private:
+    struct ReadReport;
+    void ShowRead(const ReadReport& read);
     void SetContent(QWidget* content);
-    QWidget* StatusContent();
-    QWidget* ProgressContent();
-    QWidget* ListContent();
-    QWidget* DetailsContent();
+    QWidget* StatusContent(const StatusReportData& report);
+    QWidget* ProgressContent(const ProgressReportData& report);
+    QWidget* ListContent(const ListReportData& report);
+    QWidget* DetailsContent(const std::string& html);
     QWidget* Unreadable();
     ChartView* AddChart(Chart chart);
     void UpdateActions();
@@ -86,6 +98,10 @@ private:
     std::vector<ChartView*> m_charts;
     std::vector<std::string> m_statusNames;  // the shown status report's rows
     QPointer<StatusCasesDialog> m_statusCases;
+    // The read in progress: the worker's answer counts only while it is the latest asked for.
+    std::shared_ptr<const void> m_reading;
+    // Its tasks end before the view goes.
+    QThreadPool m_reader;
     QAction* m_print;
     QAction* m_preview;
     QAction* m_pdf;

@@ -8,6 +8,7 @@
 #include <unordered_map>
 
 #include "documents/custom_cfg.h"
+#include "storage/thread_guard.h"
 #include "workspace/item_transfer.h"
 
 namespace vantorel {
@@ -57,6 +58,13 @@ const char* IconName(NodeKind kind) {
     return "test-case";
 }
 
+// A folder opened in the tree lists its names on the window's thread, as the user waits for
+// its rows; no document in it is read there.
+constexpr char kTreeListing[] = "a folder of the tree lists its names";
+
+constexpr int kIconUnread = -1;
+constexpr int kIconAsked = -2;
+
 const QIcon& CachedIcon(const QString& name) {
     static std::map<QString, QIcon> icons;
     auto [place, added] = icons.try_emplace(name);
@@ -72,8 +80,9 @@ struct NavigationModel::Node {
     Node* parent = nullptr;
     std::vector<std::unique_ptr<Node>> children;
     bool populated = false;
-    // The status icon's number once read (0 the plain document); -1 not read yet.
-    mutable int statusIcon = -1;
+    // The status icon's number once read (0 the plain document); kIconUnread, or kIconAsked
+    // while a worker reads it.
+    mutable int statusIcon = kIconUnread;
 
     int Row() const {
         const auto& siblings = parent->children;
@@ -86,9 +95,13 @@ struct NavigationModel::Node {
 NavigationModel::NavigationModel(QObject* parent)
     : QAbstractItemModel(parent), m_root(std::make_unique<Node>()) {
     m_root->populated = true;
+    m_iconReader.setMaxThreadCount(1);
 }
 
-NavigationModel::~NavigationModel() = default;
+NavigationModel::~NavigationModel() {
+    m_iconReader.clear();
+    m_iconReader.waitForDone();
+}
 
 void NavigationModel::SetDatabase(const fs::path& databaseDir, CustomSnapshot custom,
                                   bool statusIcons) {
@@ -168,6 +181,7 @@ void NavigationModel::fetchMore(const QModelIndex& parent) {
 void NavigationModel::Populate(Node* folder, const QModelIndex& folderIndex) {
     // Marked first, so a view that asks again while the rows arrive reads nothing twice.
     folder->populated = true;
+    WindowThreadMayRead listing(kTreeListing);
     std::vector<TreeNode> children = ChildNodes(m_databaseDir, folder->item);
     if (children.empty()) {
         // The arrow of a folder found empty goes away.
@@ -190,6 +204,7 @@ void NavigationModel::RefreshFolder(const fs::path& folder) {
     if (!node || !node->populated)
         return;
     const QModelIndex folderIndex = IndexOfNode(node);
+    WindowThreadMayRead listing(kTreeListing);
     std::vector<TreeNode> now =
         node == m_root.get() ? TopLevelNodes(m_databaseDir) : ChildNodes(m_databaseDir, node->item);
     auto& children = node->children;
@@ -213,7 +228,7 @@ void NavigationModel::RefreshFolder(const fs::path& folder) {
     // them.
     for (std::size_t place = 0; place < now.size(); ++place) {
         if (place < children.size() && children[place]->item == now[place]) {
-            children[place]->statusIcon = -1;
+            children[place]->statusIcon = kIconUnread;
             continue;
         }
         const int row = static_cast<int>(place);
@@ -250,7 +265,7 @@ void NavigationModel::ForgetStatusIcons() {
         if (folder->children.empty())
             continue;
         for (const auto& child : folder->children) {
-            child->statusIcon = -1;
+            child->statusIcon = kIconUnread;
             folders.push_back(child.get());
         }
         const QModelIndex folderIndex = IndexOfNode(folder);
@@ -308,15 +323,64 @@ QModelIndex NavigationModel::IndexOf(const fs::path& path) {
 
 QIcon NavigationModel::IconOf(const Node& node) const {
     if (node.item.kind == TV_PRJ_TEST_DOC && m_statusIcons && m_custom) {
-        // Read when the row is first painted, so expanding a large suite reads no document.
-        if (node.statusIcon < 0)
-            node.statusIcon = StatusIconOf(node.item.path, *m_custom);
+        // Asked for when the row is first painted, so expanding a large suite reads nothing;
+        // the plain icon stands until the worker's answer comes.
+        if (node.statusIcon == kIconUnread) {
+            node.statusIcon = kIconAsked;
+            auto& asked = m_askedIcons[node.item.path.parent_path()];
+            if (m_askedIcons.size() == 1 && asked.empty())
+                QMetaObject::invokeMethod(const_cast<NavigationModel*>(this),
+                                          &NavigationModel::ReadAskedIcons, Qt::QueuedConnection);
+            asked.push_back(node.item.path);
+        }
         static constexpr const char* kStatusIcons[] = {"project-test-case", "status-pass",
                                                        "status-fail", "status-not-run",
                                                        "status-postponed"};
         return CachedIcon(kStatusIcons[std::clamp(node.statusIcon, 0, 4)]);
     }
     return CachedIcon(IconName(node.item.kind));
+}
+
+void NavigationModel::ReadAskedIcons() {
+    for (auto& [folder, documents] : m_askedIcons) {
+        m_iconReader.start([this, folder, documents = std::move(documents), custom = m_custom] {
+            std::vector<std::pair<fs::path, int>> icons;
+            icons.reserve(documents.size());
+            for (const fs::path& document : documents)
+                icons.emplace_back(document, StatusIconOf(document, *custom));
+            // The model waits for its tasks as it goes, and a queued call to it is dropped
+            // once it has gone.
+            QMetaObject::invokeMethod(
+                this, [this, folder, icons = std::move(icons)] { ShowReadIcons(folder, icons); },
+                Qt::QueuedConnection);
+        });
+    }
+    m_askedIcons.clear();
+}
+
+void NavigationModel::ShowReadIcons(const fs::path& folder,
+                                    const std::vector<std::pair<fs::path, int>>& icons) {
+    Node* node = FindNode(folder, false);
+    if (!node)
+        return;
+    std::unordered_map<std::string_view, int> rows;
+    rows.reserve(node->children.size());
+    for (std::size_t row = 0; row < node->children.size(); ++row)
+        rows.emplace(node->children[row]->item.path.native(), static_cast<int>(row));
+    const QModelIndex folderIndex = IndexOfNode(node);
+    for (const auto& [document, icon] : icons) {
+        const auto row = rows.find(document.native());
+        if (row == rows.end())
+            continue;
+        Node& child = *node->children[static_cast<std::size_t>(row->second)];
+        // A row forgotten since it was asked for (the customisation or the document changed)
+        // is asked for again when next painted.
+        if (child.statusIcon != kIconAsked)
+            continue;
+        child.statusIcon = icon;
+        const QModelIndex changed = index(row->second, 0, folderIndex);
+        emit dataChanged(changed, changed, {Qt::DecorationRole});
+    }
 }
 
 QVariant NavigationModel::data(const QModelIndex& index, int role) const {

@@ -6,7 +6,9 @@
 
 #include <QAbstractItemModel>
 #include <QIcon>
+#include <QThreadPool>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <vector>
 
@@ -85,12 +87,21 @@ private:
     Node* FindNode(const std::filesystem::path& path, bool readOnTheWay = true);
     void Populate(Node* folder, const QModelIndex& folderIndex);
     QIcon IconOf(const Node& node) const;
+    // Reads the status icons asked for since the last time, one task per folder.
+    void ReadAskedIcons();
+    void ShowReadIcons(const std::filesystem::path& folder,
+                       const std::vector<std::pair<std::filesystem::path, int>>& icons);
     std::vector<TreeNode> DraggedNodes(const QMimeData* data) const;
 
     std::unique_ptr<Node> m_root;
     std::filesystem::path m_databaseDir;
     CustomSnapshot m_custom;
     bool m_statusIcons = false;
+    // The project test cases whose status icon a paint asked for, by folder; a worker reads
+    // their documents, so painting a large suite reads nothing on the window's thread.
+    mutable std::map<std::filesystem::path, std::vector<std::filesystem::path>> m_askedIcons;
+    // Its tasks end before the model goes.
+    QThreadPool m_iconReader;
 };
 
 }  // namespace vantorel

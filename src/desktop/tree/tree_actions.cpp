@@ -188,10 +188,9 @@ void TreeActions::Paste() {
     const std::optional<TreeNode> target = CurrentFolder();
     if (!target || !ReadyForTransfer())
         return;
-    std::optional<TransferPlan> plan =
-        PlanPaste(m_window.TheShell().ItemClipboard(), *target, m_port);
-    if (plan)
-        StartTransfer(std::move(*plan), {{target->path}, true, {}});
+    StartTransfer([clipboard = m_window.TheShell().ItemClipboard(),
+                   target = *target](UserPort& port) { return PlanPaste(clipboard, target, port); },
+                  {{target->path}, true, {}});
 }
 
 // A duplicate or delete of a whole suite reads and writes thousands of files: both run on the
@@ -237,70 +236,94 @@ void TreeActions::Delete() {
          }});
 }
 
+// A suite's rename looks for documents open in the whole of it, and unlocking a folder reads
+// every lock in it: both on the transfer worker too.
 void TreeActions::Rename(const TreeNode& node, const QString& newName) {
-    const std::optional<RenameOutcome> outcome =
-        RenameItem(node, newName.toStdString(), m_window.TheShell().CurrentUser(), m_port);
-    if (!outcome)
+    if (!ReadyForTransfer())
         return;
-    RefreshFolders({node.path.parent_path()});
-    SelectPaths({outcome->newPath});
-    if (outcome->chooseNewUser)
-        m_window.RunSetUserDialog();
+    auto chooseNewUser = std::make_shared<bool>(false);
+    StartJob(
+        [port = &m_port, node, newName = newName.toStdString(),
+         user = m_window.TheShell().CurrentUser(), chooseNewUser](std::stop_token) {
+            TransferResult result;
+            if (const std::optional<RenameOutcome> outcome =
+                    RenameItem(node, newName, user, *port)) {
+                result.written.push_back(outcome->newPath);
+                *chooseNewUser = outcome->chooseNewUser;
+            }
+            return result;
+        },
+        {{node.path.parent_path()}, true, [this, chooseNewUser] {
+             if (*chooseNewUser)
+                 m_window.RunSetUserDialog();
+         }});
 }
 
 void TreeActions::UnlockAll() {
-    if (const std::optional<TreeNode> folder = CurrentFolder()) {
-        UnlockAllFiles(folder->path, m_port);
-        emit shownItemChanged();
-    }
+    const std::optional<TreeNode> folder = CurrentFolder();
+    if (!folder || !ReadyForTransfer())
+        return;
+    StartJob(
+        [port = &m_port, folder = folder->path](std::stop_token) {
+            UnlockAllFiles(folder, *port);
+            return TransferResult{};
+        },
+        {{}, false, {}});
 }
 
 void TreeActions::RunDrops() {
     std::vector<PendingDrop> drops = std::exchange(m_drops, {});
     if (drops.empty() || !ReadyForTransfer())
         return;
-    TransferPlan plan;
     RunningTransfer transfer{{}, true, {}};
     std::vector<ConversionDrop> conversions;
+    std::vector<PendingDrop> transfers;
     for (const PendingDrop& drop : drops) {
         // Test cases dropped on a project become its project test cases, each written through
         // the project test case's editor on the worker, which may ask.
         if (IsConversionDrop(drop.item.kind, drop.target.kind)) {
             conversions.push_back({drop.item, drop.target});
             transfer.refresh.push_back(drop.target.path);
-            continue;
+        } else {
+            transfers.push_back(drop);
+            transfer.refresh.push_back(drop.item.path.parent_path());
+            transfer.refresh.push_back(drop.target.path);
         }
-        std::optional<TransferPlan> dropPlan = drop.copy
-                                                   ? PlanDropCopy(drop.item, drop.target, m_port)
-                                                   : PlanMove(drop.item, drop.target, m_port);
-        if (!dropPlan)
-            continue;
-        plan.steps.insert(plan.steps.end(), dropPlan->steps.begin(), dropPlan->steps.end());
-        plan.files += dropPlan->files;
-        transfer.refresh.push_back(drop.item.path.parent_path());
-        transfer.refresh.push_back(drop.target.path);
     }
-    if (plan.steps.empty() && conversions.empty())
-        return;
-    StartTransfer(std::move(plan), std::move(transfer), std::move(conversions));
+    StartTransfer(
+        [transfers = std::move(transfers)](UserPort& port) {
+            TransferPlan plan;
+            for (const PendingDrop& drop : transfers) {
+                std::optional<TransferPlan> dropPlan =
+                    drop.copy ? PlanDropCopy(drop.item, drop.target, port)
+                              : PlanMove(drop.item, drop.target, port);
+                if (!dropPlan)
+                    continue;
+                plan.steps.insert(plan.steps.end(), dropPlan->steps.begin(), dropPlan->steps.end());
+                plan.files += dropPlan->files;
+            }
+            return std::optional(std::move(plan));
+        },
+        std::move(transfer), std::move(conversions));
 }
 
-void TreeActions::StartTransfer(TransferPlan plan, RunningTransfer transfer,
+void TreeActions::StartTransfer(Planner planner, RunningTransfer transfer,
                                 std::vector<ConversionDrop> conversions) {
-    m_port.progress(0, plan.files);
     // The conversions' test cases are counted on the worker: a dropped suite may be large.
     // The worker holds its own snapshot: the customisation may be replaced while it runs.
     StartJob(
-        [port = &m_port, plan = std::move(plan), conversions = std::move(conversions),
+        [port = &m_port, planner = std::move(planner), conversions = std::move(conversions),
          custom = m_window.TheShell().SharedCustom(),
          identity = m_window.TheShell().Identity()](std::stop_token stop) {
+            const std::optional<TransferPlan> plan = planner(*port);
             const EditorContext context{*port, *custom, identity};
-            const int total = plan.files + ConvertedTestCaseCount(conversions);
+            const int total = (plan ? plan->files : 0) + ConvertedTestCaseCount(conversions);
             int processed = 0;
+            port->progress(0, total);
             auto step = [&] { port->progress(++processed, total); };
             TransferResult result = RunConversions(conversions, context, step, stop);
-            if (!result.stopped && !plan.steps.empty()) {
-                TransferResult copied = RunTransfer(plan, step, stop);
+            if (!result.stopped && plan && !plan->steps.empty()) {
+                TransferResult copied = RunTransfer(*plan, step, stop);
                 result.failures.insert(result.failures.end(), copied.failures.begin(),
                                        copied.failures.end());
                 result.written.insert(result.written.end(), copied.written.begin(),

@@ -76,7 +76,10 @@ private:
     void RunDrops();
     // False, after telling the user, while another copy or move runs.
     bool ReadyForTransfer();
-    void StartTransfer(TransferPlan plan, RunningTransfer transfer,
+    // Plans on the transfer worker (a plan walks the folders it copies or moves, and asks
+    // through the port), then runs the plan and the conversions there.
+    using Planner = std::function<std::optional<TransferPlan>(UserPort& port)>;
+    void StartTransfer(Planner plan, RunningTransfer transfer,
                        std::vector<ConversionDrop> conversions = {});
     // Runs job on the transfer worker, with the status bar's count and Cancel.
     void StartJob(TransferWorker::Job job, RunningTransfer transfer);
