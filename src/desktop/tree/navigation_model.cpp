@@ -342,8 +342,9 @@ QIcon NavigationModel::IconOf(const Node& node) const {
 }
 
 void NavigationModel::ReadAskedIcons() {
-    for (auto& [folder, documents] : m_askedIcons) {
-        m_iconReader.start([this, folder, documents = std::move(documents), custom = m_custom] {
+    for (auto& asked : m_askedIcons) {
+        m_iconReader.start([this, folder = asked.first, documents = std::move(asked.second),
+                            custom = m_custom] {
             std::vector<std::pair<fs::path, int>> icons;
             icons.reserve(documents.size());
             for (const fs::path& document : documents)
