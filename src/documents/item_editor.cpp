@@ -248,7 +248,8 @@ bool ItemEditor::StartNew(const std::filesystem::path& folder, bool automaticId)
     m_folder = folder;
     m_idEditable = true;
     if (automaticId) {
-        m_reservation = GetIncrementalID(folder, m_kind.idPrefix, m_context.port);
+        m_reservation = GetIncrementalID(folder, m_kind.idPrefix, m_context.port, SystemFiles(),
+                                         m_context.knownIds);
         if (!m_reservation)
             return false;
         controls[0].text = m_reservation->Id();

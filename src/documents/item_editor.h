@@ -66,6 +66,8 @@ struct EditorContext {
     // The folder of a new item was checked by the caller (CanCreateIn): an import checks each
     // folder once rather than probing it, a quarter of a second each time, for every item.
     bool folderChecked = false;
+    // An import's automatic identifiers, so each folder is listed once for all its items.
+    KnownIds* knownIds = nullptr;
 
     // The name automatic "Update By" fields take: the current user of this computer, else the
     // login name.

@@ -463,6 +463,8 @@ std::optional<CsvImportOutcome> CsvImport::Import(const CsvImportRequest& reques
     std::set<fs::path> checkedFolders;
     EditorContext itemContext = context;
     itemContext.folderChecked = true;
+    KnownIds knownIds;
+    itemContext.knownIds = &knownIds;
     for (const CsvRecord& record : m_table.rows) {
         if (leftOut.contains(record.line))
             continue;

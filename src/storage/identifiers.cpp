@@ -110,35 +110,58 @@ IdReservation::~IdReservation() {
 
 std::unique_ptr<IdReservation> GetIncrementalID(const std::filesystem::path& folder,
                                                 std::string_view defaultPrefix, UserPort& port,
-                                                FileLayer& files) {
-    NumberedId highest{std::string(defaultPrefix), 0, 3};
-    ItemListing items;
-    ListItems(folder, items);
-    auto consider = [&highest](std::string_view name, std::string_view extension) {
-        auto numbered =
-            SplitNumberedId(std::string(name.substr(0, name.size() - extension.size())));
-        if (numbered && numbered->number > highest.number)
-            highest = *numbered;
+                                                FileLayer& files, KnownIds* known) {
+    KnownIds once;
+    auto [place, firstTime] = (known ? *known : once).m_folders.try_emplace(folder);
+    KnownIds::Folder& highest = place->second;
+    auto lower = [](std::string name) {
+        for (char& c : name)
+            c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        return name;
     };
-    for (const FolderEntry& document : items.documents)
-        consider(document.name, kItemExtension);
-    for (const std::string& reservation : items.reservations)
-        consider(reservation, kReservationExtension);
+    if (firstTime) {
+        highest.prefix = defaultPrefix;
+        ItemListing items;
+        ListItems(folder, items);
+        auto consider = [&](const std::string& name, std::string_view extension) {
+            highest.taken.insert(lower(name));
+            auto numbered =
+                SplitNumberedId(std::string_view(name).substr(0, name.size() - extension.size()));
+            if (numbered && numbered->number > highest.number)
+                highest = {numbered->prefix, numbered->number, numbered->width,
+                           std::move(highest.taken)};
+        };
+        for (const FolderEntry& document : items.documents)
+            consider(document.name, kItemExtension);
+        for (const std::string& reservation : items.reservations)
+            consider(reservation, kReservationExtension);
+    }
 
     // Another user may reserve the same number between our scan and our reservation: the
     // exclusive create tells, and the next number is tried.
     for (int attempt = 0; attempt < 100; ++attempt) {
         char id[128];
-        std::snprintf(id, sizeof id, "%s%0*lld", highest.prefix.c_str(), highest.width,
-                      highest.number + 1 + attempt);
+        const long long number = highest.number + 1 + attempt;
+        std::snprintf(id, sizeof id, "%s%0*lld", highest.prefix.c_str(), highest.width, number);
+        const std::string document = std::string(id) + std::string(kItemExtension);
         std::filesystem::path reservation =
             folder / (std::string(id) + std::string(kReservationExtension));
-        if (IdentifierTaken(folder, id))
+        if (highest.taken.contains(lower(document)))
             continue;
+        // A folder listed before may have gained documents since: one look at the name, and
+        // the folder is listed again when it has.
+        std::error_code missing;
+        if (!firstTime && std::filesystem::exists(folder / document, missing)) {
+            known->m_folders.erase(place);
+            return GetIncrementalID(folder, defaultPrefix, port, files, known);
+        }
         int fd = -1;
         const int error = files.CreateExclusive(reservation, fd);
-        if (error == 0 && files.Close(fd) == 0)
+        if (error == 0 && files.Close(fd) == 0) {
+            highest.number = number;
+            highest.taken.insert(lower(document));
             return std::unique_ptr<IdReservation>(new IdReservation(id, reservation, files));
+        }
         if (error == 0)
             (void)files.Remove(reservation);
         if (error == EEXIST)

@@ -5,8 +5,10 @@
 // ignore letter case for the same reason.
 
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -53,6 +55,24 @@ bool IdentifierTaken(const std::filesystem::path& folder, std::string_view id,
 // The identifiers of the item documents (".vtl") in folder, in name order.
 std::vector<std::string> ItemIdsIn(const std::filesystem::path& folder);
 
+// What a run of many new items (an import) knows of its folders' identifiers: each folder is
+// listed once, then continued from the identifier last handed out in it, however many items
+// go in. An item another user makes meanwhile is still never taken over: each reservation is
+// exclusive, and the document's name is looked for before it is handed out.
+class KnownIds {
+private:
+    friend std::unique_ptr<class IdReservation> GetIncrementalID(const std::filesystem::path&,
+                                                                 std::string_view, UserPort&,
+                                                                 FileLayer&, KnownIds*);
+    struct Folder {
+        std::string prefix;
+        long long number = 0;
+        int width = 3;
+        std::set<std::string> taken;  // the names listed, in lower case
+    };
+    std::map<std::filesystem::path, Folder> m_folders;
+};
+
 // An automatic identifier, reserved by an "<id>.tmp" file in its folder until the item is
 // saved or abandoned, so that two users making items at once never get the same one.
 class IdReservation {
@@ -65,7 +85,8 @@ public:
 
 private:
     friend std::unique_ptr<IdReservation> GetIncrementalID(const std::filesystem::path&,
-                                                           std::string_view, UserPort&, FileLayer&);
+                                                           std::string_view, UserPort&, FileLayer&,
+                                                           KnownIds*);
     IdReservation(std::string id, std::filesystem::path reservation, FileLayer& files);
 
     std::string m_id;
@@ -77,9 +98,11 @@ private:
 // reservations of others) are scanned; the next one continues the highest number, with its
 // prefix and zero-padded to the width it has (from "%s%d" up to "%s%06d"). A folder without
 // numbered identifiers starts at defaultPrefix followed by "001". Null, after telling the
-// user, when the reservation can't be written.
+// user, when the reservation can't be written. With known, the folder is listed only the
+// first time.
 std::unique_ptr<IdReservation> GetIncrementalID(const std::filesystem::path& folder,
                                                 std::string_view defaultPrefix, UserPort& port,
-                                                FileLayer& files = SystemFiles());
+                                                FileLayer& files = SystemFiles(),
+                                                KnownIds* known = nullptr);
 
 }  // namespace vantorel

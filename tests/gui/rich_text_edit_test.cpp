@@ -70,6 +70,19 @@ private slots:
         plain.paste();
         QCOMPARE(plain.Edited(), QString("&lt;b&gt;not bold&lt;/b&gt;"));
     }
+
+    void AnUnbrokenWordOfAQuarterMillionCharactersWrapsAnywhere() {
+        // Wrapping it at word boundaries held the window for seconds; prose still wraps there.
+        const QString word(250000, 'x');
+        RichTextEdit edit;
+        edit.ShowStored("Short words " + word);
+        QCOMPARE(edit.wordWrapMode(), QTextOption::WrapAnywhere);
+        edit.ShowStored("Short words only");
+        QCOMPARE(edit.wordWrapMode(), QTextOption::WrapAtWordBoundaryOrAnywhere);
+        QGuiApplication::clipboard()->setText(word);
+        edit.paste();
+        QCOMPARE(edit.wordWrapMode(), QTextOption::WrapAnywhere);
+    }
 };
 
 }  // namespace vantorel

@@ -69,6 +69,31 @@ QString SimpleHtml(const QTextDocument& document) {
     return html;
 }
 
+namespace {
+
+// Qt's wrapping at word boundaries, falling back to anywhere, lays out an unbroken word in a
+// time that grows with the square of its length: a 250,000-character one held the window for
+// seconds. A text holding a word longer than this wraps anywhere instead.
+constexpr qsizetype kLongestWordWrapped = 2000;
+
+bool HoldsOverlongWord(const QString& text) {
+    qsizetype run = 0;
+    for (const QChar c : text) {
+        run = c.isSpace() ? 0 : run + 1;
+        if (run > kLongestWordWrapped)
+            return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+void RichTextEdit::FitWrapping() {
+    setWordWrapMode(HoldsOverlongWord(document()->toPlainText())
+                        ? QTextOption::WrapAnywhere
+                        : QTextOption::WrapAtWordBoundaryOrAnywhere);
+}
+
 RichTextEdit::RichTextEdit(QWidget* parent) : QTextEdit(parent) {
     setAcceptRichText(true);
     setTabChangesFocus(true);
@@ -79,6 +104,7 @@ void RichTextEdit::ShowStored(const QString& text) {
     html.replace("\n", "<br>");
     setHtml(html);
     document()->setModified(false);
+    FitWrapping();
 }
 
 bool RichTextEdit::Changed() const {
@@ -137,13 +163,14 @@ bool RichTextEdit::canInsertFromMimeData(const QMimeData* source) const {
 void RichTextEdit::insertFromMimeData(const QMimeData* source) {
     if (!source->hasHtml()) {
         insertPlainText(source->text());
-        return;
+    } else {
+        QTextDocument pasted;
+        pasted.setHtml(source->html());
+        QString html = SimpleHtml(pasted);
+        html.replace("\n", "<br>");
+        textCursor().insertHtml(html);
     }
-    QTextDocument pasted;
-    pasted.setHtml(source->html());
-    QString html = SimpleHtml(pasted);
-    html.replace("\n", "<br>");
-    textCursor().insertHtml(html);
+    FitWrapping();
 }
 
 RichTextField::RichTextField(QWidget* parent) : QWidget(parent), m_edit(new RichTextEdit) {

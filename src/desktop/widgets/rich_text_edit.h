@@ -36,6 +36,10 @@ public:
 protected:
     bool canInsertFromMimeData(const QMimeData* source) const override;
     void insertFromMimeData(const QMimeData* source) override;
+
+private:
+    // Wraps at word boundaries unless the text holds a word too long to lay out quickly.
+    void FitWrapping();
 };
 
 // The rich-text edit with its row of formatting buttons.

@@ -63,6 +63,22 @@ TEST_F(IncrementalIdTest, ReservationsKeepTwoNewItemsApartAndGoAway) {
     EXPECT_FALSE(std::filesystem::exists(dir / "TC001.tmp"));
 }
 
+TEST_F(IncrementalIdTest, AnImportContinuesWithoutListingAgainYetSkipsWhatOthersMade) {
+    WriteFile(dir / "TC0041.vtl", "");
+    KnownIds known;
+    auto next = [&] {
+        auto reserved = GetIncrementalID(dir.path(), "TC", port, SystemFiles(), &known);
+        return reserved ? reserved->Id() : std::string("none");
+    };
+    EXPECT_EQ(next(), "TC0042");
+    // Known, the folder is not listed again: a file of a higher number stays unseen...
+    WriteFile(dir / "TC0090.vtl", "");
+    EXPECT_EQ(next(), "TC0043");
+    // ...but the name about to be handed out is looked for, and the folder listed again.
+    WriteFile(dir / "TC0044.vtl", "");
+    EXPECT_EQ(next(), "TC0091");
+}
+
 TEST_F(IncrementalIdTest, NumbersOutgrowTheirWidth) {
     WriteFile(dir / "R99.vtl", "");
     auto reserved = GetIncrementalID(dir.path(), "TC", port);
