@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "documents/prj_test_case.h"
+#include "exchange/csv_import.h"
 #include "exchange/junit_results.h"
 #include "storage/locks.h"
 #include "support/project_fixture.h"
@@ -258,6 +261,41 @@ TEST_F(JUnitImportTest, AFileThatIsNotJUnitIsRefusedWithTheParsersLineAndColumn)
               "The results file \"" + file.string() +
                   "\" can't be imported: line 2, column 31: the closing tag does not match "
                   "<testcase>. Nothing has been recorded.");
+}
+
+// Run under ThreadSanitizer: the window hands each import a snapshot of the customisation
+// and goes on replacing its own (the customisation sheet's OK, Set User writing custom.dat);
+// nothing the imports read may be what the window changes.
+TEST_F(JUnitImportTest, ImportsReadTheirSnapshotWhileTheWindowReplacesTheCustomisation) {
+    auto current = std::make_shared<const CustomCfg>(custom);
+    const CustomSnapshot forJUnit = current, forCsv = current;
+    WriteFile(dir / "in.csv", "Test Title,Test Status\r\nImported,Fail\r\n");
+    auto csv = CsvImport::Open(dir / "in.csv", CsvSource::ProjectTestCases, db, *forCsv, port);
+    ASSERT_TRUE(csv);
+    request.resultsFile = kSamples / "gtest_results.xml";
+    std::optional<JUnitImportReport> junit;
+    std::optional<CsvImportOutcome> imported;
+    std::thread junitJob([&] {
+        junit = ImportJUnitResults(request, {port, *forJUnit, {"bench-7", "dana"}});
+    });
+    std::thread csvJob([&] {
+        imported = csv->Import({.folder = cases / "Cart"}, {port, *forCsv});
+    });
+    for (int change = 0; change < 20; ++change) {
+        // Set User changes a copy and writes it; the sheet's OK reads the file it wrote.
+        CustomCfg changed = *current;
+        ASSERT_TRUE(changed.SetCurrentUser(db, "bench-7", "tester " + std::to_string(change)).ok());
+        current = std::make_shared<const CustomCfg>(std::move(changed));
+        CustomCfg reread;
+        (void)reread.Read(db, port, "bench-7");
+        current = std::make_shared<const CustomCfg>(std::move(reread));
+    }
+    junitJob.join();
+    csvJob.join();
+    ASSERT_TRUE(junit && imported);
+    EXPECT_EQ(junit->changes.size(), 3u);
+    EXPECT_EQ(imported->written, 1u);
+    EXPECT_EQ(Case("Cart/TC002.vtl")->Control("<test_status>").text, "Fail");
 }
 
 TEST(JUnitImportDoneTest, TheSummaryListsAFewUnmatchedAndLockedAndWarnsOfLockedOnes) {
