@@ -191,8 +191,14 @@ std::optional<std::string> ItemEditor::ChangedSinceRead() const {
     // One that can't be read now (removed, its folder moved) is left to the save, which says
     // what the disk says.
     std::string now;
-    if (ReadRegularFile(*m_path, now) != 0 || ContentDigest(now) == m_readDigest)
-        return std::nullopt;
+    if (ReadRegularFile(*m_path, now) != 0 || ContentDigest(now) == m_readDigest) {
+        // Unchanged, but someone may have taken the item over and be about to save it.
+        const std::optional<std::string> lost = m_lock ? m_lock->Lost() : std::nullopt;
+        if (!lost)
+            return std::nullopt;
+        return FillMessage("%s is no longer locked by you since you opened it: %s.",
+                           {m_path->stem().string(), *lost});
+    }
     std::error_code timeError;
     const auto written = std::filesystem::last_write_time(*m_path, timeError);
     std::string when;

@@ -184,7 +184,8 @@ protected:
     // A text field holding more than the field keeps is refused by name.
     std::optional<SaveRefusal> CheckFieldWidths();
     // What to say when the document on disk is no longer the one the editor read (another
-    // tester saved it); none when it is.
+    // tester saved it), or its lock is no longer this editor's (someone unlocked it and may be
+    // about to save); none when both still are.
     std::optional<std::string> ChangedSinceRead() const;
     // Before a save over a document someone else changed meanwhile: the user keeps both (the
     // editor becomes a new item beside it), replaces it after a second question, or saves

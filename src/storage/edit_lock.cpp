@@ -115,6 +115,18 @@ EditLock::~EditLock() {
     m_port.tell(LockLeftNotice(m_itemPath, error));
 }
 
+std::optional<std::string> EditLock::Lost() const {
+    LockHolder holder;
+    const int error = ReadLockHolder(m_itemPath, holder);
+    if (error == ENOENT)
+        return "someone else removed its lock";
+    // A lock that can't be read now is left to the save, which says what the disk says.
+    if (error != 0 || (m_lockFile && std::pair(holder.device, holder.inode) == *m_lockFile))
+        return std::nullopt;
+    return holder.user + " on " + holder.computer + " unlocked it and holds it since " +
+           TwentyFourCharacterTime(holder.since);
+}
+
 std::unique_ptr<EditLock> EditLock::Acquire(const std::filesystem::path& itemPath, UserPort& port,
                                             const UserIdentity& identity, const LockTexts& texts,
                                             FileLayer& files) {

@@ -45,6 +45,9 @@ public:
     EditLock& operator=(const EditLock&) = delete;
 
     const std::filesystem::path& ItemPath() const { return m_itemPath; }
+    // None while the lock file is still the one this made; else what became of it (removed,
+    // or replaced by someone else's lock, named), for the save to say before it writes.
+    std::optional<std::string> Lost() const;
 
 private:
     EditLock(std::filesystem::path itemPath, UserIdentity identity, UserPort& port,

@@ -1,6 +1,7 @@
 #include "workspace/startup.h"
 
 #include <strings.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <utility>
@@ -15,6 +16,14 @@
 namespace vantorel {
 namespace fs = std::filesystem;
 namespace {
+
+// The folder's place on its disk; none when no folder is there.
+std::optional<std::pair<dev_t, ino_t>> FolderOnDisk(const fs::path& folder) {
+    struct stat info {};
+    if (::stat(folder.c_str(), &info) != 0 || !S_ISDIR(info.st_mode))
+        return std::nullopt;
+    return std::pair(info.st_dev, info.st_ino);
+}
 
 constexpr char kStartup[] = "Startup";
 
@@ -188,6 +197,7 @@ bool Shell::OpenDatabase(const fs::path& databaseOrMarker) {
         DebugLog::Write(kStartup, "SetWindowText5\n");
     }
     DebugLog::Write(kStartup, "SetWindowText4\n");
+    m_databaseFolder = FolderOnDisk(m_database.Directory());
     m_view.SetCaption(Title());
     return true;
 }
@@ -293,15 +303,23 @@ void Shell::OnCloseDatabase() {
 bool Shell::DatabaseGone() const {
     if (!m_database.IsOpen())
         return false;
-    std::error_code error;
-    return !fs::is_directory(m_database.Directory(), error);
+    const auto now = FolderOnDisk(m_database.Directory());
+    return !now || (m_databaseFolder && now != m_databaseFolder);
 }
 
 void Shell::CloseGoneDatabase() {
-    m_port.tell({"The database folder\n" + m_database.Directory().string() +
-                     "\nis no longer there: it was moved, renamed or removed. The database has "
-                     "been closed.",
-                 "Database no longer available", Icon::Warning});
+    const std::string folder = m_database.Directory().string();
+    m_port.tell(
+        FolderOnDisk(m_database.Directory())
+            ? Notice{"The database folder\n" + folder +
+                         "\nwas replaced by another folder of the same name while it was open. "
+                         "The database has been closed: open it again to work in the folder "
+                         "that is there now.",
+                     "Database replaced", Icon::Warning}
+            : Notice{"The database folder\n" + folder +
+                         "\nis no longer there: it was moved, renamed or removed. The database "
+                         "has been closed.",
+                     "Database no longer available", Icon::Warning});
     OnCloseDatabase();
 }
 

@@ -103,9 +103,10 @@ public:
     bool OnNewDatabase();
     void OnCloseDatabase();
     // True when the open database's folder is no longer there (moved, renamed or removed
-    // while it was open).
+    // while it was open), or another folder stands at its path.
     bool DatabaseGone() const;
-    // Tells the user that the database's folder went away and closes the database.
+    // Tells the user that the database's folder went away or was replaced, and closes the
+    // database.
     void CloseGoneDatabase();
 
     const ShellFolders& Folders() const { return m_folders; }
@@ -161,6 +162,9 @@ private:
     std::string m_currentUser;
     bool m_readOnly = false;
     std::optional<std::filesystem::path> m_protected;  // the database this shell protected
+    // Where the open database's folder lies on its disk, to tell it from another put in its
+    // place.
+    std::optional<std::pair<dev_t, ino_t>> m_databaseFolder;
 };
 
 }  // namespace vantorel

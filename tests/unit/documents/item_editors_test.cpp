@@ -149,6 +149,19 @@ TEST_F(ItemEditorsTest, ASaveNeverOverwritesWhatSomeoneElseSavedMeanwhile) {
     again->Control("<test_title>").text = "Later";
     EXPECT_EQ(again->Save(), std::nullopt);
     EXPECT_EQ(port.questions.size(), asked);
+
+    // Bob unlocked it and holds its lock, not saved yet: Alice is asked all the same, and told
+    // who holds it.
+    auto unlocked = TestCase::Edit(item, Context());
+    ASSERT_NE(unlocked, nullptr);
+    const UserIdentity bob{"PC-BOB", "bob"};
+    ASSERT_EQ(deleteLockFile(item, true, bob), 0);
+    ASSERT_EQ(createLockFile(item, bob), 0);
+    unlocked->Control("<test_title>").text = "Alice again";
+    port.ScriptAnswers({false, false});
+    EXPECT_TRUE(unlocked->Save().has_value());
+    EXPECT_NE(port.questions.back().text.find("bob on PC-BOB unlocked it"), std::string::npos);
+    EXPECT_NE(ReadFile(item).find("Later"), std::string::npos);
 }
 
 TEST_F(ItemEditorsTest, NewItemsNeedAWritableFolderWithRoom) {

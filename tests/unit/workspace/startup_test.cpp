@@ -170,7 +170,7 @@ TEST_F(StartupTest, ClosingAndOldDatabases) {
     EXPECT_FALSE(shell.Database().IsOpen());
 }
 
-TEST_F(StartupTest, ADatabaseWhoseFolderWentAwayIsClosedWithAMessage) {
+TEST_F(StartupTest, ADatabaseWhoseFolderWentAwayOrWasReplacedIsClosedWithAMessage) {
     Shell shell(port, view, folders, identity);
     shell.Start({});
     EXPECT_FALSE(shell.DatabaseGone());
@@ -187,6 +187,15 @@ TEST_F(StartupTest, ADatabaseWhoseFolderWentAwayIsClosedWithAMessage) {
                           "has been closed.",
                       "Database no longer available", Icon::Warning}));
     EXPECT_EQ(view.captions.back(), "Vantorel V3.2 [No database selected]");
+
+    // Another folder put at its path (a restore, a sync tool) is not taken for it.
+    ASSERT_TRUE(shell.OpenDatabase(folders.data / "Moved"));
+    fs::rename(folders.data / "Moved", folders.data / "Old");
+    fs::copy(folders.data / "Old", folders.data / "Moved", fs::copy_options::recursive);
+    ASSERT_TRUE(shell.DatabaseGone());
+    shell.CloseGoneDatabase();
+    EXPECT_FALSE(shell.Database().IsOpen());
+    EXPECT_EQ(port.notices.back().caption, "Database replaced");
 }
 
 TEST_F(StartupTest, AReadOnlyDatabaseOpensForReadingSaysSoAndRefusesEdits) {
