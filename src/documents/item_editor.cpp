@@ -191,7 +191,9 @@ std::optional<std::string> ItemEditor::ChangedSinceRead() const {
     // One that can't be read now (removed, its folder moved) is left to the save, which says
     // what the disk says.
     std::string now;
-    if (ReadRegularFile(*m_path, now) != 0 || ContentDigest(now) == m_readDigest) {
+    if (ReadRegularFile(*m_path, now) != 0)
+        return std::nullopt;
+    if (ContentDigest(now) == m_readDigest) {
         // Unchanged, but someone may have taken the item over and be about to save it.
         const std::optional<std::string> lost = m_lock ? m_lock->Lost() : std::nullopt;
         if (!lost)

@@ -121,7 +121,14 @@ std::optional<std::string> EditLock::Lost() const {
     if (error == ENOENT)
         return "someone else removed its lock";
     // A lock that can't be read now is left to the save, which says what the disk says.
-    if (error != 0 || (m_lockFile && std::pair(holder.device, holder.inode) == *m_lockFile))
+    if (error != 0)
+        return std::nullopt;
+    // The file's place alone can't tell: a lock made after ours was removed may be given the
+    // same inode. It must also name this user, computer and run.
+    const bool ours = m_lockFile && std::pair(holder.device, holder.inode) == *m_lockFile &&
+                      holder.process == ThisProcess() && holder.computer == m_identity.computer &&
+                      strcasecmp(holder.user.c_str(), m_identity.user.c_str()) == 0;
+    if (ours)
         return std::nullopt;
     return holder.user + " on " + holder.computer + " unlocked it and holds it since " +
            TwentyFourCharacterTime(holder.since);

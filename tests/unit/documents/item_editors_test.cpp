@@ -150,6 +150,8 @@ TEST_F(ItemEditorsTest, ASaveNeverOverwritesWhatSomeoneElseSavedMeanwhile) {
     EXPECT_EQ(again->Save(), std::nullopt);
     EXPECT_EQ(port.questions.size(), asked);
 
+    again.reset();
+
     // Bob unlocked it and holds its lock, not saved yet: Alice is asked all the same, and told
     // who holds it.
     auto unlocked = TestCase::Edit(item, Context());
