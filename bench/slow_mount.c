@@ -5,9 +5,9 @@
 //   vantorel_slow_mount FOLDER MILLISECONDS MOUNTPOINT [FUSE OPTIONS...]
 //
 // It returns once the mount is in place and serves it in the background until
-// `fusermount -u MOUNTPOINT`. bench/desktop-latency mounts it with the kernel's attribute and
-// name caches off (attr_timeout=0, entry_timeout=0, negative_timeout=0), so that every look-up
-// reaches it, as it reaches a server that checks each file again when it is opened.
+// `fusermount -u MOUNTPOINT`. The kernel keeps what it learnt of a name or its attributes for a
+// second (FUSE's default), as an SMB client does; with -o attr_timeout=0,entry_timeout=0 every
+// look-up of every folder on a path reaches the server.
 
 #define FUSE_USE_VERSION 26
 
