@@ -294,15 +294,17 @@ bool PageLoaded(MainWindow& window, const fs::path& path, int patienceMs = kPati
     return ended;
 }
 
-// Hands every modal window that shows while it lives to answer, from the event loop that shows
-// it (a question or a dialog runs its own).
+// Hands each modal window that shows to answer, from the event loop that shows it (a question
+// or a dialog runs its own), until answer says it is done or this object goes. The poll spins the
+// window's event loop, so it stops as soon as it is no longer needed.
 class ModalAnswers {
 public:
-    explicit ModalAnswers(std::function<void(QWidget&)> answer) {
+    explicit ModalAnswers(std::function<bool(QWidget&)> answer) {
         m_poll.setInterval(0);
-        QObject::connect(&m_poll, &QTimer::timeout, [answer = std::move(answer)] {
-            if (QWidget* modal = QApplication::activeModalWidget())
-                answer(*modal);
+        QObject::connect(&m_poll, &QTimer::timeout, [this, answer = std::move(answer)] {
+            QWidget* modal = QApplication::activeModalWidget();
+            if (modal && answer(*modal))
+                m_poll.stop();
         });
         m_poll.start();
     }
@@ -328,10 +330,11 @@ double DialogShown(MainWindow& window, int command, const QElapsedTimer& timer) 
     double shownMs = -1;
     ModalAnswers cancel([&](QWidget& modal) {
         if (DismissedMessage(modal))
-            return;
+            return false;
         modal.repaint();
         shownMs = static_cast<double>(timer.nsecsElapsed()) / 1e6;
         qobject_cast<QDialog*>(&modal)->reject();
+        return true;
     });
     window.RunCommand(command);
     return shownMs;
@@ -511,14 +514,17 @@ void Latencies(MainWindow& window, const fs::path& database, const fs::path& sam
     });
     const std::optional<vantorel::TreeNode> copy = window.CurrentNode();
     if (copy && copy->path.parent_path() == cases && copy->path != big) {
-        ModalAnswers yes([](QWidget& modal) {
-            auto* box = qobject_cast<QMessageBox*>(&modal);
-            if (box && box->button(QMessageBox::Yes))
-                box->button(QMessageBox::Yes)->click();
-            else if (!DismissedMessage(modal))
-                qobject_cast<QDialog*>(&modal)->reject();
-        });
         Scenario("delete of the copy, answered Yes", [&](const QElapsedTimer& timer) {
+            ModalAnswers yes([](QWidget& modal) {
+                auto* box = qobject_cast<QMessageBox*>(&modal);
+                if (box && box->button(QMessageBox::Yes)) {
+                    box->button(QMessageBox::Yes)->click();
+                    return true;
+                }
+                if (!DismissedMessage(modal))
+                    qobject_cast<QDialog*>(&modal)->reject();
+                return false;
+            });
             window.RunCommand(vantorel::ID_DELETE_SUITE);
             return Ended(TransferEnded(window), timer);
         });
