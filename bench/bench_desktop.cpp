@@ -57,6 +57,7 @@
 #include "desktop/qt_port.h"
 #include "desktop/reports/report_wizard_dialog.h"
 #include "desktop/tree/tree_actions.h"
+#include "desktop/widgets/spelling.h"
 #include "render/charts.h"
 #include "reports/progress_report.h"
 #include "workspace/item_transfer.h"
@@ -592,6 +593,7 @@ int main(int argc, char** argv) {
     window.TheShell().Start({}, true);
     window.resize(1280, 800);
     window.show();
+    vantorel::PrepareSpellChecker(folders.data);
     window.TheShell().OpenDatabase(database);
     Paint(window);
     if (startupOnly) {

@@ -12,6 +12,7 @@
 #include "desktop/main_window.h"
 #include "desktop/pages/page_view.h"
 #include "desktop/qt_port.h"
+#include "desktop/widgets/spelling.h"
 #include "storage/thread_guard.h"
 
 namespace vantorel {
@@ -80,6 +81,7 @@ int RunDesktop(int& argc, char** argv, const std::filesystem::path& databaseMark
     Shell& shell = window.TheShell();
     shell.Start({argv + 1, argv + argc}, !databaseMarker.empty());
     window.show();
+    PrepareSpellChecker(shell.Folders().data);
     // The database opens once the window is on screen, so its dialogs and messages have a
     // window to belong to.
     QTimer::singleShot(0, &window, [&] {

@@ -106,12 +106,11 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, UserIdentity identi
     m_itemDialogs = new ItemDialogs(*this, port);
     m_filterDialogs = new FilterDialogs(*this, port);
     m_treeActions = std::make_unique<TreeActions>(*this, port);
-    // The shown item changed on disk: its page is made anew. One that went away leaves the
-    // tree, and the selection that follows shows its own page.
+    // The shown item changed on disk: its page is made anew. This comes once the tree shows
+    // the change, so one that went away has left the tree, and the selection that followed
+    // showed its own page.
     connect(m_treeActions.get(), &TreeActions::shownItemChanged, this, [this] {
-        const std::optional<TreeNode> current = CurrentNode();
-        std::error_code error;
-        if (!current || !fs::exists(current->path, error))
+        if (!CurrentNode())
             return;
         if (m_rightPane->currentWidget() == m_reportView)
             m_reportView->Reshow();

@@ -99,22 +99,25 @@ std::string FillMessage(std::string_view pattern, std::initializer_list<std::str
     return text;
 }
 
+std::optional<Notice> NewItemsRefusal(const std::filesystem::path& folder, int probeError) {
+    if (probeError != 0)
+        return Notice{
+            "Unable to create new file. Access is denied.\nPlease check read, write and "
+            "create permissions for database",
+            "Access Denied", Icon::Warning};
+    if (folder.string().size() >= kPathMax)
+        return Notice{
+            "The current path is longer than the Windows limit of 260 characters. No "
+            "new files can be created in this folder",
+            "Path length exceeds limit", Icon::Warning};
+    return std::nullopt;
+}
+
 bool CanCreateIn(const std::filesystem::path& folder, UserPort& port) {
-    if (TestWritePermissions(folder) != 0) {
-        port.tell(
-            {"Unable to create new file. Access is denied.\nPlease check read, write and "
-             "create permissions for database",
-             "Access Denied", Icon::Warning});
-        return false;
-    }
-    if (folder.string().size() >= kPathMax) {
-        port.tell(
-            {"The current path is longer than the Windows limit of 260 characters. No new "
-             "files can be created in this folder",
-             "Path length exceeds limit", Icon::Warning});
-        return false;
-    }
-    return true;
+    const std::optional<Notice> refusal = NewItemsRefusal(folder, TestWritePermissions(folder));
+    if (refusal)
+        port.tell(*refusal);
+    return !refusal;
 }
 
 Notice SaveFailure(const IoResult& result) {

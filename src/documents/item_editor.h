@@ -86,6 +86,9 @@ std::string DurationFormatMessage(std::string_view fieldName);
 // The checks made before a new item of any kind is started in folder: the folder must take
 // new files and leave room below the path limit. False after telling the user.
 bool CanCreateIn(const std::filesystem::path& folder, UserPort& port);
+// The same checks for a caller that made the write probe itself (probeError: its Error()),
+// so as not to wait for its end: what to tell the user, if the folder can't take new items.
+std::optional<Notice> NewItemsRefusal(const std::filesystem::path& folder, int probeError);
 
 // A message with its %s and %d markers replaced, in order, by values.
 std::string FillMessage(std::string_view pattern, std::initializer_list<std::string_view> values);

@@ -244,7 +244,7 @@ WriteProbe::~WriteProbe() {
     if (m_file.empty())
         return;
     // The probe file lives a quarter of a second before it goes, as it always has.
-    std::this_thread::sleep_until(m_made + std::chrono::milliseconds(250));
+    std::this_thread::sleep_until(m_made + kWriteProbeLife);
     ::unlink(m_file.c_str());
 }
 

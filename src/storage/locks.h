@@ -88,8 +88,11 @@ enum class ExclusiveCreate {
 ExclusiveCreate ProbeExclusiveCreate(const std::filesystem::path& directory,
                                      FileLayer& files = SystemFiles());
 
+// How long a write probe's file stays before it is removed.
+inline constexpr std::chrono::milliseconds kWriteProbeLife{250};
+
 // The same probe for a caller with more to do: the answer is known at once, and the probe
-// file is removed when the probe ends, no sooner than a quarter of a second after it was made.
+// file is removed when the probe ends, no sooner than kWriteProbeLife after it was made.
 class WriteProbe {
 public:
     explicit WriteProbe(const std::filesystem::path& directory);

@@ -9,6 +9,7 @@
 #include <QListWidget>
 #include <QMenuBar>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QStatusBar>
 #include <QTemporaryDir>
 #include <QTimer>
@@ -74,6 +75,25 @@ private slots:
         QCOMPARE(model.rowCount(suite), before + 1);
         QCOMPARE(model.IndexOf(added).row(), before);
         QCOMPARE(*model.NodeAt(model.index(0, 0, suite)), first);
+
+        // Changes made elsewhere are listed on the model's reader and shown as runs of rows:
+        // three neighbours gone, new rows before, between and after the kept ones. The rows
+        // are then the listing's, and a kept row is the same node.
+        const fs::path folder = model.NodeAt(suite)->path;
+        QVERIFY(model.rowCount(suite) >= 6);
+        for (int row : {1, 2, 3})
+            fs::remove(model.NodeAt(model.index(row, 0, suite))->path);
+        const TreeNode* kept = model.NodeAt(model.index(4, 0, suite));
+        for (const char* name : {"AAA-001.vtl", "AAA-002.vtl", "ZZZ-997.vtl", "ZZZ-998.vtl"})
+            fs::copy_file(first.path, folder / name);
+        fs::copy_file(first.path, folder / (kept->path.stem().string() + "0.vtl"));
+        QSignalSpy listed(&model, &NavigationModel::foldersListed);
+        model.RefreshFoldersLater({folder});
+        QVERIFY(listed.wait());
+        const std::vector<TreeNode> listing = gui_test::TestReads(
+            [&] { return ChildNodes(model.DatabaseDir(), *model.NodeAt(suite)); });
+        QCOMPARE(model.ChildrenOf(folder), listing);
+        QCOMPARE(model.NodeAt(model.IndexOf(kept->path)), kept);
     }
 
     void MenusComeFromTheCommandTable() {

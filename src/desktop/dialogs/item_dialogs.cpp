@@ -1,5 +1,6 @@
 #include "desktop/dialogs/item_dialogs.h"
 
+#include <QTimer>
 #include <algorithm>
 
 #include "desktop/dialogs/item_dialog.h"
@@ -8,6 +9,7 @@
 #include "documents/reference_items.h"
 #include "documents/test_case.h"
 #include "documents/test_group.h"
+#include "storage/locks.h"
 #include "storage/thread_guard.h"
 
 namespace vantorel {
@@ -49,8 +51,14 @@ EditorContext ItemDialogs::Context(const CustomCfg& custom) const {
 bool ItemDialogs::TakesNewItems(const fs::path& folder) {
     if (m_foldersTakingItems.contains(folder))
         return true;
-    if (!CanCreateIn(folder, m_port))
+    // The probe's answer comes at once; its file stays its quarter of a second on a timer
+    // instead of the window waiting for it.
+    auto probe = std::make_shared<const WriteProbe>(folder);
+    if (const std::optional<Notice> refusal = NewItemsRefusal(folder, probe->Error())) {
+        m_port.tell(*refusal);
         return false;
+    }
+    QTimer::singleShot(kWriteProbeLife, this, [probe] {});
     m_foldersTakingItems.insert(folder);
     return true;
 }

@@ -39,9 +39,8 @@ private:
     void RunDialog(QWidget* parent, std::unique_ptr<ItemEditor> editor, const CustomCfg& custom);
     EditorContext Context(const CustomCfg& custom) const;
     bool AutomaticIds() const;
-    // Whether new items can be made in folder, told when not. The check's write probe waits a
-    // quarter of a second, which the window's thread pays once per folder: the answer is kept
-    // (a folder that refuses a file later has the save say so).
+    // Whether new items can be made in folder, told when not. The answer is kept, so a folder
+    // is probed once (a folder that refuses a file later has the save say so).
     bool TakesNewItems(const std::filesystem::path& folder);
 
     MainWindow& m_window;

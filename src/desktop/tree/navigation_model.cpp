@@ -80,6 +80,8 @@ struct NavigationModel::Node {
     Node* parent = nullptr;
     std::vector<std::unique_ptr<Node>> children;
     bool populated = false;
+    // When its children were last listed on the window's thread (m_listings then).
+    int listedAt = 0;
     // The status icon's number once read (0 the plain document); kIconUnread, or kIconAsked
     // while a worker reads it.
     mutable int statusIcon = kIconUnread;
@@ -95,12 +97,12 @@ struct NavigationModel::Node {
 NavigationModel::NavigationModel(QObject* parent)
     : QAbstractItemModel(parent), m_root(std::make_unique<Node>()) {
     m_root->populated = true;
-    m_iconReader.setMaxThreadCount(1);
+    m_reader.setMaxThreadCount(1);
 }
 
 NavigationModel::~NavigationModel() {
-    m_iconReader.clear();
-    m_iconReader.waitForDone();
+    m_reader.clear();
+    m_reader.waitForDone();
 }
 
 void NavigationModel::SetDatabase(const fs::path& databaseDir, CustomSnapshot custom,
@@ -181,6 +183,7 @@ void NavigationModel::fetchMore(const QModelIndex& parent) {
 void NavigationModel::Populate(Node* folder, const QModelIndex& folderIndex) {
     // Marked first, so a view that asks again while the rows arrive reads nothing twice.
     folder->populated = true;
+    folder->listedAt = ++m_listings;
     WindowThreadMayRead listing(kTreeListing);
     std::vector<TreeNode> children = ChildNodes(m_databaseDir, folder->item);
     if (children.empty()) {
@@ -203,41 +206,98 @@ void NavigationModel::RefreshFolder(const fs::path& folder) {
     Node* node = FindNode(folder, false);
     if (!node || !node->populated)
         return;
-    const QModelIndex folderIndex = IndexOfNode(node);
+    node->listedAt = ++m_listings;
     WindowThreadMayRead listing(kTreeListing);
-    std::vector<TreeNode> now =
-        node == m_root.get() ? TopLevelNodes(m_databaseDir) : ChildNodes(m_databaseDir, node->item);
-    auto& children = node->children;
+    ShowListing(*node, node == m_root.get() ? TopLevelNodes(m_databaseDir)
+                                            : ChildNodes(m_databaseDir, node->item));
+}
+
+void NavigationModel::RefreshFoldersLater(const std::vector<fs::path>& folders) {
+    std::vector<TreeNode> read;
+    for (const fs::path& folder : folders) {
+        const Node* node = FindNode(folder, false);
+        // The six roots never change; a folder not read yet is read when it is expanded.
+        if (node && node->populated && node != m_root.get())
+            read.push_back(node->item);
+    }
+    m_reader.start(
+        [this, databaseDir = m_databaseDir, asked = ++m_listings, read = std::move(read)] {
+            std::vector<std::pair<fs::path, std::vector<TreeNode>>> listings;
+            listings.reserve(read.size());
+            for (const TreeNode& folder : read)
+                listings.emplace_back(folder.path, ChildNodes(databaseDir, folder));
+            QMetaObject::invokeMethod(
+                this,
+                [this, asked, listings = std::move(listings)] {
+                    // A folder listed on the window's thread since (after the user's own
+                    // rename, or in a database opened since) may be newer than this listing:
+                    // it stays, and a change after it comes with a listing of its own.
+                    for (const auto& [folder, now] : listings) {
+                        Node* node = FindNode(folder, false);
+                        if (node && node->populated && node->listedAt < asked)
+                            ShowListing(*node, now);
+                    }
+                    emit foldersListed();
+                },
+                Qt::QueuedConnection);
+        });
+}
+
+void NavigationModel::ShowListing(Node& node, const std::vector<TreeNode>& now) {
+    const QModelIndex folderIndex = IndexOfNode(&node);
+    auto& children = node.children;
     // A suite may hold thousands of test cases: each row is looked up by its path, not by a
     // search of the whole listing.
-    std::unordered_map<std::string_view, const TreeNode*> listed;
+    std::unordered_map<std::string_view, std::size_t> listed;
     listed.reserve(now.size());
-    for (const TreeNode& item : now)
-        listed.emplace(item.path.native(), &item);
-    // Rows that went away, from the last, so the rows before keep their numbers.
-    for (int row = static_cast<int>(children.size()) - 1; row >= 0; --row) {
-        const TreeNode& item = children[static_cast<std::size_t>(row)]->item;
+    for (std::size_t place = 0; place < now.size(); ++place)
+        listed.emplace(now[place].path.native(), place);
+    auto gone = [&](std::size_t row) {
+        const TreeNode& item = children[row]->item;
         const auto still = listed.find(item.path.native());
-        if (still == listed.end() || !(*still->second == item)) {
-            beginRemoveRows(folderIndex, row, row);
-            children.erase(children.begin() + row);
-            endRemoveRows();
-        }
-    }
-    // What remains is in the order of the listing, so new rows go in where the listing has
-    // them.
-    for (std::size_t place = 0; place < now.size(); ++place) {
-        if (place < children.size() && children[place]->item == now[place]) {
-            children[place]->statusIcon = kIconUnread;
+        return still == listed.end() || !(now[still->second] == item);
+    };
+    // Rows that went away, a run of neighbours at once and from the last, so the rows before
+    // keep their numbers and a view hears of a thousand rows gone as one change.
+    for (std::size_t end = children.size(); end > 0;) {
+        if (!gone(end - 1)) {
+            --end;
             continue;
         }
-        const int row = static_cast<int>(place);
-        beginInsertRows(folderIndex, row, row);
-        auto added = std::make_unique<Node>();
-        added->item = now[place];
-        added->parent = node;
-        children.insert(children.begin() + row, std::move(added));
+        std::size_t first = end - 1;
+        while (first > 0 && gone(first - 1))
+            --first;
+        beginRemoveRows(folderIndex, static_cast<int>(first), static_cast<int>(end - 1));
+        children.erase(children.begin() + static_cast<std::ptrdiff_t>(first),
+                       children.begin() + static_cast<std::ptrdiff_t>(end));
+        endRemoveRows();
+        end = first;
+    }
+    // What remains is in the order of the listing, so the new rows before each remaining one
+    // go in together where the listing has them.
+    for (std::size_t place = 0; place < now.size();) {
+        if (place < children.size() && children[place]->item == now[place]) {
+            children[place]->statusIcon = kIconUnread;
+            ++place;
+            continue;
+        }
+        const std::size_t end =
+            place < children.size()
+                ? std::max(place + 1, listed.at(children[place]->item.path.native()))
+                : now.size();
+        beginInsertRows(folderIndex, static_cast<int>(place), static_cast<int>(end - 1));
+        std::vector<std::unique_ptr<Node>> added;
+        added.reserve(end - place);
+        for (std::size_t next = place; next < end; ++next) {
+            added.push_back(std::make_unique<Node>());
+            added.back()->item = now[next];
+            added.back()->parent = &node;
+        }
+        children.insert(children.begin() + static_cast<std::ptrdiff_t>(place),
+                        std::make_move_iterator(added.begin()),
+                        std::make_move_iterator(added.end()));
         endInsertRows();
+        place = end;
     }
     if (!children.empty())
         emit dataChanged(index(0, 0, folderIndex),
@@ -278,31 +338,32 @@ void NavigationModel::ForgetStatusIcons() {
 NavigationModel::Node* NavigationModel::FindNode(const fs::path& path, bool readOnTheWay) {
     if (m_databaseDir.empty())
         return nullptr;
-    const fs::path wanted = path.lexically_normal();
-    if (wanted == m_databaseDir.lexically_normal())
-        return m_root.get();
+    const fs::path below =
+        path.lexically_normal().lexically_relative(m_databaseDir.lexically_normal());
+    if (below.empty() || *below.begin() == "..")
+        return nullptr;
     Node* node = m_root.get();
-    while (node) {
-        Node* next = nullptr;
-        for (const auto& child : node->children) {
-            const fs::path childPath = child->item.path.lexically_normal();
-            if (childPath == wanted)
-                return child.get();
-            auto [end, unused] =
-                std::mismatch(childPath.begin(), childPath.end(), wanted.begin(), wanted.end());
-            if (end == childPath.end()) {
-                next = child.get();
-                break;
-            }
-        }
-        if (next && !next->populated) {
+    // Each step matches a row by its last name alone: a suite of thousands of rows is searched
+    // without a path made or normalised per row.
+    for (const fs::path& step : below) {
+        if (step == ".")
+            continue;
+        if (!node->populated) {
             if (!readOnTheWay)
                 return nullptr;
-            Populate(next, IndexOfNode(next));
+            Populate(node, IndexOfNode(node));
         }
-        node = next;
+        const std::string_view name = step.native();
+        const auto found = std::ranges::find_if(node->children, [name](const auto& child) {
+            const std::string_view childPath = child->item.path.native();
+            return childPath.ends_with(name) && childPath.size() > name.size() &&
+                   childPath[childPath.size() - name.size() - 1] == '/';
+        });
+        if (found == node->children.end())
+            return nullptr;
+        node = found->get();
     }
-    return nullptr;
+    return node;
 }
 
 std::vector<TreeNode> NavigationModel::ChildrenOf(const fs::path& folder) {
@@ -343,8 +404,8 @@ QIcon NavigationModel::IconOf(const Node& node) const {
 
 void NavigationModel::ReadAskedIcons() {
     for (auto& asked : m_askedIcons) {
-        m_iconReader.start([this, folder = asked.first, documents = std::move(asked.second),
-                            custom = m_custom] {
+        m_reader.start([this, folder = asked.first, documents = std::move(asked.second),
+                        custom = m_custom] {
             std::vector<std::pair<fs::path, int>> icons;
             icons.reserve(documents.size());
             for (const fs::path& document : documents)

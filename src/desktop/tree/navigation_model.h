@@ -45,6 +45,9 @@ public:
     // (so their expansion and selection stay), and forgets the status icons below it. A folder
     // not read yet is left for its expansion: nothing on the way to it is read.
     void RefreshFolder(const std::filesystem::path& folder);
+    // The same for changes made elsewhere, which the window doesn't wait for: the folders are
+    // listed on the model's reader, and foldersListed follows once their rows are shown.
+    void RefreshFoldersLater(const std::vector<std::filesystem::path>& folders);
     // Shows project test cases with the icon of their status, or all alike; the rows read so
     // far are repainted, and a status is read again when its row is next painted.
     void SetStatusIcons(bool statusIcons);
@@ -73,6 +76,8 @@ public:
                       const QModelIndex& parent) override;
 
 signals:
+    // The listings RefreshFoldersLater asked for are shown.
+    void foldersListed();
     // The user typed a new name for node; the tree shows it once the rename is done.
     void renameRequested(const vantorel::TreeNode& node, const QString& newName);
     // The user dropped item on the folder target; copy when Ctrl was held.
@@ -86,6 +91,8 @@ private:
     // search ends at them.
     Node* FindNode(const std::filesystem::path& path, bool readOnTheWay = true);
     void Populate(Node* folder, const QModelIndex& folderIndex);
+    // Makes node's rows those of the listing now, keeping the nodes that remain.
+    void ShowListing(Node& node, const std::vector<TreeNode>& now);
     QIcon IconOf(const Node& node) const;
     // Reads the status icons asked for since the last time, one task per folder.
     void ReadAskedIcons();
@@ -100,8 +107,11 @@ private:
     // The project test cases whose status icon a paint asked for, by folder; a worker reads
     // their documents, so painting a large suite reads nothing on the window's thread.
     mutable std::map<std::filesystem::path, std::vector<std::filesystem::path>> m_askedIcons;
-    // Its tasks end before the model goes.
-    QThreadPool m_iconReader;
+    // Counts the listings asked for, so a folder's rows are never replaced by an older one.
+    int m_listings = 0;
+    // Reads status icons and lists changed folders, one task after the other; its tasks end
+    // before the model goes.
+    QThreadPool m_reader;
 };
 
 }  // namespace vantorel

@@ -74,16 +74,18 @@ TreeActions::TreeActions(MainWindow& window, UserPort& port)
                                                                    : node->path.parent_path());
             });
 
+    connect(&model, &NavigationModel::foldersListed, this, &TreeActions::ChangesListed);
     m_changeTimer.setSingleShot(true);
     m_changeTimer.setInterval(kChangeSettleMs);
     connect(&m_changeTimer, &QTimer::timeout, this, &TreeActions::ApplyChanges);
     m_inbox->receiver = this;
     window.TheShell().Database().SetChangeHandler([inbox = m_inbox](const std::string& path, int) {
+        const bool shown = ChangeShows(path);
         std::lock_guard lock(inbox->mutex);
         if (!inbox->receiver)
             return;
         const bool first = inbox->paths.empty();
-        inbox->paths.emplace_back(path);
+        inbox->paths.emplace_back(path, shown);
         if (first)
             QMetaObject::invokeMethod(
                 inbox->receiver, [receiver = inbox->receiver] { receiver->TakeChanges(); },
@@ -402,15 +404,15 @@ void TreeActions::SelectPaths(const std::vector<fs::path>& paths) {
 }
 
 void TreeActions::TakeChanges() {
-    std::vector<fs::path> paths;
+    std::vector<std::pair<fs::path, bool>> paths;
     {
         std::lock_guard lock(m_inbox->mutex);
         paths.swap(m_inbox->paths);
     }
     const std::optional<TreeNode> current = m_window.CurrentNode();
-    for (const fs::path& path : paths) {
+    for (const auto& [path, shown] : paths) {
         // A removed folder can't be told from a lock of its name but by the tree's own row.
-        if (!ChangeShows(path) && !m_window.Model().Shows(path))
+        if (!shown && !m_window.Model().Shows(path))
             continue;
         m_changedFolders.insert(path.parent_path());
         // The page shows the item, its description, or a folder's list of children.
@@ -432,8 +434,15 @@ void TreeActions::ApplyChanges() {
     }
     if (!shell.Database().IsOpen())
         return;
-    RefreshFolders(std::vector<fs::path>(folders.begin(), folders.end()));
-    if (shownChanged)
+    // Listed on the model's reader: a burst of changes in a large suite, or a slow file
+    // server, doesn't hold the window.
+    m_refreshShown = m_refreshShown || shownChanged;
+    m_window.Model().RefreshFoldersLater(std::vector<fs::path>(folders.begin(), folders.end()));
+}
+
+void TreeActions::ChangesListed() {
+    emit foldersRefreshed();
+    if (std::exchange(m_refreshShown, false))
         emit shownItemChanged();
 }
 

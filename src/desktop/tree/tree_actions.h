@@ -53,7 +53,9 @@ private:
     struct ChangeInbox {
         std::mutex mutex;
         TreeActions* receiver = nullptr;  // null once the tree actions are gone
-        std::vector<std::filesystem::path> paths;
+        // Each changed path, and whether it is of a kind the tree shows (told on the watcher's
+        // thread, which may ask the disk).
+        std::vector<std::pair<std::filesystem::path, bool>> paths;
     };
     struct PendingDrop {
         TreeNode item, target;
@@ -89,6 +91,9 @@ private:
 
     void TakeChanges();
     void ApplyChanges();
+    // The changed folders' rows are shown: the window follows, and the shown page when it
+    // changed.
+    void ChangesListed();
 
     MainWindow& m_window;
     UserPort& m_port;
@@ -104,6 +109,8 @@ private:
     QTimer m_changeTimer;
     std::set<std::filesystem::path> m_changedFolders;
     bool m_shownChanged = false;
+    // The shown item changed in a batch whose folders are still being listed.
+    bool m_refreshShown = false;
 };
 
 }  // namespace vantorel

@@ -6,7 +6,9 @@
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
+#include <QThreadPool>
 #include <memory>
+#include <mutex>
 
 namespace vantorel {
 namespace {
@@ -30,9 +32,12 @@ std::optional<WordSpan> WordAround(std::u16string_view text, std::size_t positio
 
 std::shared_ptr<SpellChecker> SharedSpellChecker(const std::filesystem::path& dataFolder) {
     // Opened again only when the data folder changes (each window test has its own); the
-    // dialogs still open keep the checker they were given.
+    // dialogs still open keep the checker they were given. A dialog that comes while
+    // PrepareSpellChecker's worker opens it waits for that.
+    static std::mutex opening;
     static std::shared_ptr<SpellChecker> checker;
     static std::optional<std::filesystem::path> openedFor;
+    std::lock_guard lock(opening);
     const std::filesystem::path list = dataFolder / kPersonalWordListName;
     if (openedFor != list) {
         openedFor = list;
@@ -40,6 +45,10 @@ std::shared_ptr<SpellChecker> SharedSpellChecker(const std::filesystem::path& da
         checker = dictionary ? SpellChecker::Open(*dictionary, list) : nullptr;
     }
     return checker;
+}
+
+void PrepareSpellChecker(const std::filesystem::path& dataFolder) {
+    QThreadPool::globalInstance()->start([dataFolder] { SharedSpellChecker(dataFolder); });
 }
 
 QTextCharFormat MisspeltFormat() {
