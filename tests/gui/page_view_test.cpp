@@ -3,8 +3,10 @@
 
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QTest>
 #include <QWebEnginePage>
 #include <QWebEngineScript>
+#include <optional>
 
 #include "documents/test_case.h"
 #include "gui_test.h"
@@ -70,6 +72,71 @@ private slots:
         // Closing the database leaves a blank pane.
         window.RunCommand(ID_FILE_CLOSE_DB);
         QTRY_COMPARE(page.url(), QUrl("about:blank"));
+    }
+
+    void ClickedLinksSelectTheirItems() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        PageView& page = window.Page();
+        const fs::path login = open->database / "Test Cases" / "Login";
+        // The middle of the first link whose text is text, once the shown page has one.
+        const auto linkCentre = [&page](const QString& text) {
+            std::optional<QPoint> centre;
+            const QString find =
+                "(function() { const link = Array.from(document.querySelectorAll('a')).find("
+                " a => a.textContent.trim() === '" +
+                text +
+                "');"
+                " if (!link) return null; link.scrollIntoView({block: 'center'});"
+                " const box = link.getBoundingClientRect();"
+                " return [box.left + box.width / 2, box.top + box.height / 2]; })()";
+            bool done = false;
+            page.page()->runJavaScript(find, QWebEngineScript::ApplicationWorld,
+                                       [&](const QVariant& result) {
+                                           const QVariantList xy = result.toList();
+                                           if (xy.size() == 2)
+                                               centre = QPoint(xy[0].toInt(), xy[1].toInt());
+                                           done = true;
+                                       });
+            return QTest::qWaitFor([&] { return done; }, 10000) ? centre : std::nullopt;
+        };
+        // Clicked as a user clicks: on the widget the engine draws into.
+        const auto click = [&](const QString& text) {
+            std::optional<QPoint> centre;
+            if (!QTest::qWaitFor([&] { return (centre = linkCentre(text)).has_value(); }, 20000))
+                return false;
+            QWindow* shown = page.window()->windowHandle();
+            const QPoint at = page.focusProxy()->mapTo(page.window(), *centre);
+            QTest::mouseMove(shown, at);
+            QTest::mouseClick(shown, Qt::LeftButton, {}, at);
+            return true;
+        };
+
+        // The engine takes clicks once it has drawn the page, which it doesn't tell: a link is
+        // clicked again until its item is selected.
+        const auto clickSelects = [&](const QString& text, const fs::path& item) {
+            for (int attempt = 0; attempt < 10; ++attempt)
+                if (click(text) &&
+                    QTest::qWaitFor([&] { return window.CurrentNode()->path == item; }, 1000))
+                    return true;
+            return false;
+        };
+
+        // A link in a rich-text value selects its item.
+        {
+            WindowThreadMayRead writing(gui_test::kTestReads);
+            auto editor =
+                TestCase::Edit(login / "LOG-001.vtl", {open->port, window.TheShell().Custom()});
+            QVERIFY(editor);
+            editor->Control("<test_description>").text =
+                "See also <a href=\"vantorel:///Test%20Cases/Login/LOG-003.vtl\">the lockout</a>.";
+            QVERIFY(!editor->Save());
+        }
+        window.SelectPath(login / "LOG-001.vtl");
+        QVERIFY(clickSelects("the lockout", login / "LOG-003.vtl"));
+        // A breadcrumb selects the suite.
+        QVERIFY(clickSelects("Login", login));
     }
 
     void RichTextStaysInsideItsBox() {

@@ -57,6 +57,16 @@ bool StaysInside(const fs::path& relative) {
     return true;
 }
 
+// Item links are caught as they are followed and never loaded: anything that gets as far as
+// a request is refused.
+class ItemLinkRefusal : public QWebEngineUrlSchemeHandler {
+public:
+    using QWebEngineUrlSchemeHandler::QWebEngineUrlSchemeHandler;
+    void requestStarted(QWebEngineUrlRequestJob* job) override {
+        job->fail(QWebEngineUrlRequestJob::RequestDenied);
+    }
+};
+
 }  // namespace
 
 void RegisterPageScheme() {
@@ -290,6 +300,9 @@ PageView::PageView(UserPort& port, QWidget* parent)
     // A profile of its own, kept in memory: pages leave nothing on disk, and no script,
     // plugin or remote request runs in them.
     m_profile->installUrlSchemeHandler(kPageScheme, m_handler);
+    // Without a handler of its own, a clicked item link is no navigation the page is asked
+    // about: the engine blanks the page instead.
+    m_profile->installUrlSchemeHandler(kItemScheme, new ItemLinkRefusal(this));
     QWebEngineSettings* settings = m_profile->settings();
     settings->setAttribute(QWebEngineSettings::JavascriptEnabled, false);
     settings->setAttribute(QWebEngineSettings::PluginsEnabled, false);
@@ -331,7 +344,7 @@ PageView::PageView(UserPort& port, QWidget* parent)
 PageView::~PageView() {
     // Deleting the profile runs the engine's pending tasks, which may still ask for a page:
     // with the handler gone first, such a request fails instead of being served.
-    m_profile->removeUrlSchemeHandler(m_handler);
+    m_profile->removeAllUrlSchemeHandlers();
     // The page goes before the profile it was made with.
     delete page();
 }
