@@ -339,11 +339,22 @@ private slots:
         AppendLine(w.search / "SRCH-001.vtl");
         QTRY_VERIFY(!shownChanged.isEmpty());
 
-        // The database's folder taken away: the database is closed, with a word why.
-        fs::rename(w.open->database, root.path().toStdString() + "/Moved");
+        // The database's folder taken away: the database is closed, with a word why; the same
+        // when another folder is put in its place, which the watcher of the old one never hears
+        // of.
+        const std::string moved = root.path().toStdString() + "/Moved";
+        fs::rename(w.open->database, moved);
         QTRY_VERIFY(!w.window.TheShell().Database().IsOpen());
         QCOMPARE(w.open->port.notices.back().caption, std::string("Database no longer available"));
         QCOMPARE(w.model.rowCount({}), 0);
+
+        QVERIFY(w.window.TheShell().OpenDatabase(moved));
+        const std::string replacement = root.path().toStdString() + "/Replacement";
+        fs::copy(moved, replacement, fs::copy_options::recursive);
+        fs::rename(moved, root.path().toStdString() + "/Old");
+        fs::rename(replacement, moved);
+        QTRY_VERIFY(!w.window.TheShell().Database().IsOpen());
+        QCOMPARE(w.open->port.notices.back().caption, std::string("Database replaced"));
     }
 
     void ChangesThroughAnotherMountShowByPolling() {
