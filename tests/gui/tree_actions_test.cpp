@@ -106,7 +106,11 @@ private slots:
     void F2RenamesTheItemAndSelectsItsNewName() {
         QTemporaryDir root;
         LibraryWindow w(root);
+        // The user renames what they see: a page asked for after the rename would find no
+        // document, and say so.
+        QSignalSpy loaded(&w.window.Page(), &QWebEngineView::loadFinished);
         w.MakeCurrent(w.login / "LOG-001.vtl");
+        QTRY_VERIFY_WITH_TIMEOUT(!loaded.isEmpty(), 20000);
         w.window.activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(&w.window));
         w.tree.setFocus();

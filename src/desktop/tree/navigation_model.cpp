@@ -346,7 +346,7 @@ NavigationModel::Node* NavigationModel::FindNode(const fs::path& path, bool read
     // Each step matches a row by its last name alone: a suite of thousands of rows is searched
     // without a path made or normalised per row.
     for (const fs::path& step : below) {
-        if (step == ".")
+        if (step.empty() || step == ".")  // a trailing separator, or the database itself
             continue;
         if (!node->populated) {
             if (!readOnTheWay)

@@ -442,7 +442,9 @@ void TreeActions::ApplyChanges() {
 
 void TreeActions::ChangesListed() {
     emit foldersRefreshed();
-    if (std::exchange(m_refreshShown, false))
+    // While the window's own job runs, the changes may be its steps (a rename rewrites the
+    // document, then moves it): the page waits for the job's end, which shows it anew.
+    if (std::exchange(m_refreshShown, false) && !TransferRunning())
         emit shownItemChanged();
 }
 
