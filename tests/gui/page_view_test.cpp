@@ -232,8 +232,11 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!loaded.isEmpty(), 20000);
         QTRY_VERIFY(!open->port.notices.empty());
         QCOMPARE(open->port.notices.back().caption, std::string("Error displaying test case"));
-        const QString text = gui_test::PageText(open->window->Page());
-        QVERIFY2(text.contains("Unable to open the test case"), qPrintable(text));
+        // The notice comes as the page is handed over; the view draws it a moment later.
+        QString text;
+        QTRY_VERIFY2((text = gui_test::PageText(open->window->Page()))
+                         .contains("Unable to open the test case"),
+                     qPrintable(text));
     }
 };
 
