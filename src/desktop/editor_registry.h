@@ -9,7 +9,6 @@
 #include <functional>
 #include <map>
 
-#include "storage/thread_guard.h"
 #include "workspace/navigation.h"
 
 namespace vantorel {
@@ -25,7 +24,6 @@ public:
         auto found = m_openers.find(node.kind);
         if (found == m_openers.end())
             return false;
-        WindowThreadMayRead editing(kDialogReads);
         found->second(parent, node);
         return true;
     }

@@ -108,6 +108,15 @@ std::vector<std::string> FieldChoices(std::string_view tag, const CustomCfg& cus
     return CustomChoices(tag, custom);
 }
 
+FieldChoiceLists ChoicesOfFields(std::span<const FieldDescriptor> rows, const CustomCfg& custom,
+                                 const std::filesystem::path& databaseDir) {
+    FieldChoiceLists lists;
+    for (const FieldDescriptor& row : rows)
+        if (!lists.contains(row.tag))
+            lists.emplace(row.tag, FieldChoices(row.tag, custom, databaseDir));
+    return lists;
+}
+
 bool ChoiceIsTyped(std::string_view tag) {
     return tag == "<version_tested>" || tag == "<build_tested>" || tag == "<testers>" ||
            tag == "<rec_test_configs>" || tag == "<test_resources>";

@@ -4,7 +4,9 @@
 // drop-down offers, and the refusal of typed text a document can't hold.
 
 #include <filesystem>
+#include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -40,6 +42,13 @@ std::vector<std::string> CustomChoices(std::string_view tag, const CustomCfg& cu
 // else ID), configurations and resources. Empty for a field typed freely.
 std::vector<std::string> FieldChoices(std::string_view tag, const CustomCfg& custom,
                                       const std::filesystem::path& databaseDir);
+
+// The entries of every drop-down of a dialog over rows, by tag. The testers, configurations
+// and resources are folders of the database, so a dialog's lists are read as it opens, away
+// from the window's thread, and never while it shows.
+using FieldChoiceLists = std::map<std::string, std::vector<std::string>, std::less<>>;
+FieldChoiceLists ChoicesOfFields(std::span<const FieldDescriptor> rows, const CustomCfg& custom,
+                                 const std::filesystem::path& databaseDir);
 
 // The drop-downs whose entry may also be typed (versions, builds, testers, configurations,
 // resources: a value the lists don't hold yet is still a value). The others take only an entry.

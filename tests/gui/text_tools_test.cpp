@@ -54,7 +54,7 @@ struct OpenDialog {
             std::ofstream(testCase, std::ios::binary | std::ios::trunc) << document;
         }
         dialog = std::make_unique<ItemDialog>(TestCase::Edit(testCase, {port, custom}), custom,
-                                              database, settings, folders, port);
+                                              FieldChoiceLists{}, settings, folders, port);
         dialog->show();
     }
     // The steps' field, its tab brought to the front.

@@ -15,6 +15,7 @@
 
 #include "desktop/dialogs/text_tools.h"
 #include "desktop/help/help_window.h"
+#include "desktop/off_window_thread.h"
 #include "desktop/widgets/field_widgets.h"
 #include "documents/custom_cfg.h"
 #include "documents/external_links.h"
@@ -24,7 +25,6 @@
 #include "documents/reference_items.h"
 #include "documents/spelling.h"
 #include "platform/programs.h"
-#include "storage/thread_guard.h"
 #include "workspace/config.h"
 #include "workspace/help.h"
 
@@ -48,14 +48,13 @@ std::vector<FieldDescriptor> RowsOf(std::span<const FieldDescriptor> table) {
 }  // namespace
 
 ItemDialog::ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& custom,
-                       const std::filesystem::path& databaseDir, const ConfigSettings& settings,
+                       const FieldChoiceLists& choices, const ConfigSettings& settings,
                        const ShellFolders& folders, UserPort& port, QWidget* parent)
     : QDialog(parent),
       m_editor(std::move(editor)),
       m_settings(settings),
       m_port(port),
       m_textTools(new DialogTextTools(*this, settings, folders, port)) {
-    WindowThreadMayRead mayRead(kDialogReads);
     setObjectName("itemDialog");
     setWindowTitle(Text(m_editor->WindowTitle(true)));
     m_prjTestCase = dynamic_cast<PrjTestCase*>(m_editor.get());
@@ -81,8 +80,7 @@ ItemDialog::ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& cust
         }
         m_pages = new QTabWidget;
         m_pages->setObjectName("pages");
-        QWidget* executionPage =
-            FieldPage({execution.begin(), execution.end()}, custom, databaseDir);
+        QWidget* executionPage = FieldPage({execution.begin(), execution.end()}, custom, choices);
         auto* reset = new QPushButton("Reset...");
         reset->setObjectName("resetButton");
         reset->setToolTip(
@@ -91,11 +89,11 @@ ItemDialog::ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& cust
         connect(reset, &QPushButton::clicked, this, [this] { ResetExecution(); });
         static_cast<QVBoxLayout*>(executionPage->layout())->addWidget(reset, 0, Qt::AlignLeft);
         m_pages->addTab(executionPage, "Test Execution Status");
-        m_pages->addTab(FieldPage(description, custom, databaseDir), "Test Description");
+        m_pages->addTab(FieldPage(description, custom, choices), "Test Description");
         m_pages->addTab(HistoryPage(), "Test History");
         layout->addWidget(m_pages);
     } else {
-        layout->addWidget(FieldPage(RowsOf(m_editor->Fields()), custom, databaseDir));
+        layout->addWidget(FieldPage(RowsOf(m_editor->Fields()), custom, choices));
     }
 
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
@@ -125,7 +123,7 @@ ItemDialog::ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& cust
 ItemDialog::~ItemDialog() = default;
 
 QWidget* ItemDialog::FieldPage(const std::vector<FieldDescriptor>& rows, const CustomCfg& custom,
-                               const std::filesystem::path& databaseDir) {
+                               const FieldChoiceLists& choices) {
     auto* page = new QWidget;
     auto* pageLayout = new QVBoxLayout(page);
     auto* columns = new QHBoxLayout;
@@ -134,8 +132,10 @@ QWidget* ItemDialog::FieldPage(const std::vector<FieldDescriptor>& rows, const C
     form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
     QTabWidget* richTexts = nullptr;
     for (const FieldDescriptor& row : rows) {
-        FieldWidget* widget = MakeFieldWidget(row, FieldChoices(row.tag, custom, databaseDir),
-                                              ChoiceIsTyped(row.tag), FieldWidth(row));
+        const auto listed = choices.find(row.tag);
+        FieldWidget* widget = MakeFieldWidget(
+            row, listed != choices.end() ? listed->second : std::vector<std::string>{},
+            ChoiceIsTyped(row.tag), FieldWidth(row));
         widget->setObjectName(NameOf(row.tag));
         const QString caption = Text(DialogCaption(row, custom));
         widget->FocusTarget()->setAccessibleName(caption);
@@ -348,7 +348,6 @@ void ItemDialog::FocusRow(std::size_t row) {
 }
 
 void ItemDialog::accept() {
-    WindowThreadMayRead mayRead(kDialogReads);
     if (!m_editor || !TypedTextFits())
         return;
     std::optional<CalendarDate> created;
@@ -368,7 +367,9 @@ void ItemDialog::accept() {
             }
         }
     }
-    if (const std::optional<SaveRefusal> refusal = m_editor->Save()) {
+    std::optional<SaveRefusal> refusal;
+    RunOffWindowThread([&] { refusal = m_editor->Save(); });
+    if (refusal) {
         if (refusal->field)
             FocusRow(*refusal->field);
         return;
@@ -392,7 +393,7 @@ void ItemDialog::reject() {
 void ItemDialog::done(int result) {
     QDialog::done(result);
     // The lock goes with the model, however the dialog was closed.
-    m_editor.reset();
+    RunOffWindowThread([&] { m_editor.reset(); });
 }
 
 }  // namespace vantorel

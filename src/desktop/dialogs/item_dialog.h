@@ -15,6 +15,7 @@
 #include <memory>
 #include <optional>
 
+#include "documents/field_dialog.h"
 #include "documents/item_editor.h"
 #include "workspace/linked_commands.h"
 
@@ -35,11 +36,12 @@ class PasswordField;
 class ItemDialog : public QDialog {
     Q_OBJECT
 public:
-    // settings holds the commands of the requirement and fault report buttons, the HTML
-    // editor's and the spelling options; folders the personal word list's and the HTML
-    // editor's working file's.
+    // choices holds the entries of the drop-downs, read with the editor; settings the commands
+    // of the requirement and fault report buttons, the HTML editor's and the spelling options;
+    // folders the personal word list's and the HTML editor's working file's. The dialog saves
+    // and lets its lock go away from the window's thread.
     ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& custom,
-               const std::filesystem::path& databaseDir, const ConfigSettings& settings,
+               const FieldChoiceLists& choices, const ConfigSettings& settings,
                const ShellFolders& folders, UserPort& port, QWidget* parent = nullptr);
     ~ItemDialog() override;
 
@@ -52,7 +54,7 @@ public:
 
 private:
     QWidget* FieldPage(const std::vector<FieldDescriptor>& rows, const CustomCfg& custom,
-                       const std::filesystem::path& databaseDir);
+                       const FieldChoiceLists& choices);
     QWidget* HistoryPage();
     void ShowControls();
     void TakeControls();

@@ -5,12 +5,14 @@
 
 #include "desktop/dialogs/item_dialog.h"
 #include "desktop/main_window.h"
+#include "desktop/off_window_thread.h"
+#include "documents/field_dialog.h"
+#include "documents/field_tables.h"
 #include "documents/prj_test_case.h"
 #include "documents/reference_items.h"
 #include "documents/test_case.h"
 #include "documents/test_group.h"
 #include "storage/locks.h"
-#include "storage/thread_guard.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
@@ -48,67 +50,57 @@ EditorContext ItemDialogs::Context(const CustomCfg& custom) const {
     return {m_port, custom, m_window.TheShell().Identity(), m_now};
 }
 
-bool ItemDialogs::TakesNewItems(const fs::path& folder) {
-    if (m_foldersTakingItems.contains(folder))
-        return true;
-    // The probe's answer comes at once; its file stays its quarter of a second on a timer
-    // instead of the window waiting for it.
-    auto probe = std::make_shared<const WriteProbe>(folder);
-    if (const std::optional<Notice> refusal = NewItemsRefusal(folder, probe->Error())) {
-        m_port.tell(*refusal);
-        return false;
-    }
-    QTimer::singleShot(kWriteProbeLife, this, [probe] {});
-    m_foldersTakingItems.insert(folder);
-    return true;
+namespace {
+
+// Opens the item at path in an editor of its kind.
+template <typename Editor>
+ItemDialogs::Opener Editing(const fs::path& path) {
+    return [path](const EditorContext& context) -> std::unique_ptr<ItemEditor> {
+        return Editor::Edit(path, context);
+    };
 }
 
-bool ItemDialogs::AutomaticIds() const {
-    return m_window.TheShell().Configuration().Settings().incrementalNew;
-}
+}  // namespace
 
 void ItemDialogs::Edit(QWidget* parent, const TreeNode& node) {
-    // The editor and its dialog read this snapshot to their end.
-    const CustomSnapshot custom = m_window.TheShell().SharedCustom();
-    std::unique_ptr<ItemEditor> editor;
+    Opener open;
     switch (node.kind) {
         case TV_TEST_TEST_DOC:
-            editor = TestCase::Edit(node.path, Context(*custom));
+            open = Editing<TestCase>(node.path);
             break;
         case TV_PRJ_TEST_DOC:
-            editor = PrjTestCase::Edit(node.path, Context(*custom));
+            open = Editing<PrjTestCase>(node.path);
             break;
         case TV_TEST_SUITE_FLD:
-            editor = TestGroup::Edit(node.path, Context(*custom));
+            open = Editing<TestGroup>(node.path);
             break;
         case TV_PRJ_SUITE_FLD:
-            editor = PrjTestGroup::Edit(node.path, Context(*custom));
+            open = Editing<PrjTestGroup>(node.path);
             break;
         case TV_PRJ_PRJ_FLD:
-            editor = Project::Edit(node.path, Context(*custom));
+            open = Editing<Project>(node.path);
             break;
         case TV_CFG_DOC:
-            editor = TestCfg::Edit(node.path, Context(*custom));
+            open = Editing<TestCfg>(node.path);
             break;
         case TV_RES_DOC:
-            editor = TestResource::Edit(node.path, Context(*custom));
+            open = Editing<TestResource>(node.path);
             break;
         case TV_TESTER_DOC: {
             const std::vector<TreeNode> selected = m_window.SelectedNodes();
             if (!Tester::CanEditSelection(
                     std::ranges::count(selected, TV_TESTER_DOC, &TreeNode::kind), m_port))
                 return;
-            editor = Tester::Edit(node.path, Context(*custom));
+            open = Editing<Tester>(node.path);
             break;
         }
         default:
             return;
     }
-    RunDialog(parent, std::move(editor), *custom);
+    OpenDialog(parent, open);
 }
 
 void ItemDialogs::New(Operation operation) {
-    WindowThreadMayRead editing(kDialogReads);
     Shell& shell = m_window.TheShell();
     if (!shell.Database().IsOpen())
         return;
@@ -137,58 +129,83 @@ void ItemDialogs::New(Operation operation) {
         default:
             return;
     }
-    if (!folder || !TakesNewItems(*folder))
+    if (!folder)
         return;
-    const bool automatic = AutomaticIds();
-    const CustomSnapshot custom = shell.SharedCustom();
-    EditorContext context = Context(*custom);
-    context.folderChecked = true;
+    const bool automatic = shell.Configuration().Settings().incrementalNew;
+    const bool probed = m_foldersTakingItems.contains(*folder);
     const NodeKind kind = NodeKindOf(database, *folder);
     const bool inProject = kind == TV_PRJ_TEST_FLD || kind == TV_PRJ_SUITE_FLD;
-    std::unique_ptr<ItemEditor> editor;
-    switch (operation) {
-        case Operation::NewTestCase:
-            if (kind == TV_PRJ_SUITE_FLD)
-                editor = PrjTestCase::New(*folder, context, automatic);
-            else
-                editor = TestCase::New(*folder, context, automatic);
-            break;
-        case Operation::NewTestSuite:
-            if (inProject)
-                editor = PrjTestGroup::New(*folder, context);
-            else
-                editor = TestGroup::New(*folder, context);
-            break;
-        case Operation::NewProject:
-            editor = Project::New(*folder, context);
-            break;
-        case Operation::NewTester:
-            editor = Tester::New(*folder, context, automatic);
-            break;
-        case Operation::NewTestResource:
-            editor = TestResource::New(*folder, context, automatic);
-            break;
-        default:
-            editor = TestCfg::New(*folder, context, automatic);
-            break;
-    }
-    RunDialog(&m_window, std::move(editor), *custom);
+    const bool opened =
+        OpenDialog(&m_window, [&](EditorContext context) -> std::unique_ptr<ItemEditor> {
+            if (!probed && !TakesNewItems(*folder))
+                return nullptr;
+            context.folderChecked = true;
+            switch (operation) {
+                case Operation::NewTestCase:
+                    if (kind == TV_PRJ_SUITE_FLD)
+                        return PrjTestCase::New(*folder, context, automatic);
+                    return TestCase::New(*folder, context, automatic);
+                case Operation::NewTestSuite:
+                    if (inProject)
+                        return PrjTestGroup::New(*folder, context);
+                    return TestGroup::New(*folder, context);
+                case Operation::NewProject:
+                    return Project::New(*folder, context);
+                case Operation::NewTester:
+                    return Tester::New(*folder, context, automatic);
+                case Operation::NewTestResource:
+                    return TestResource::New(*folder, context, automatic);
+                default:
+                    return TestCfg::New(*folder, context, automatic);
+            }
+        });
+    if (opened)
+        m_foldersTakingItems.insert(*folder);
 }
 
-void ItemDialogs::RunDialog(QWidget* parent, std::unique_ptr<ItemEditor> editor,
-                            const CustomCfg& custom) {
-    if (!editor)
-        return;  // the model told why
+bool ItemDialogs::TakesNewItems(const fs::path& folder) {
+    // The probe's answer comes at once; its file stays its quarter of a second on a timer
+    // instead of the window waiting for it.
+    auto probe = std::make_shared<const WriteProbe>(folder);
+    if (const std::optional<Notice> refusal = NewItemsRefusal(folder, probe->Error())) {
+        m_port.tell(*refusal);
+        return false;
+    }
+    QMetaObject::invokeMethod(
+        this, [this, probe] { QTimer::singleShot(kWriteProbeLife, this, [probe] {}); });
+    return true;
+}
+
+bool ItemDialogs::OpenDialog(QWidget* parent, const Opener& open) {
     Shell& shell = m_window.TheShell();
-    ItemDialog dialog(std::move(editor), custom, shell.Database().Directory(),
-                      shell.Configuration().Settings(), shell.Folders(), m_port, parent);
-    if (dialog.exec() != QDialog::Accepted || !dialog.SavedPath())
-        return;
-    const fs::path& saved = *dialog.SavedPath();
-    const fs::path item = saved.extension() == kGroupExtension ? GroupFolderOf(saved) : saved;
-    m_window.Model().RefreshFolder(item.parent_path());
-    m_window.SelectPath(item);
-    m_window.Page().Reshow();
+    // The editor and its dialog read this snapshot to their end.
+    const CustomSnapshot custom = shell.SharedCustom();
+    const fs::path database = shell.Database().Directory();
+    const EditorContext context = Context(*custom);
+    std::unique_ptr<ItemEditor> editor;
+    FieldChoiceLists choices;
+    // The document, its lock and the lists of the dialog's drop-downs are read while the
+    // window goes on painting.
+    RunOffWindowThread([&] {
+        editor = open(context);
+        if (!editor)
+            return;
+        choices = ChoicesOfFields(editor->Fields(), *custom, database);
+        if (&editor->Kind() == &PrjTestCaseKind())
+            choices.merge(ChoicesOfFields(PrjTestCaseDialogFields(), *custom, database));
+    });
+    if (!editor)
+        return false;  // the model told why
+    ItemDialog dialog(std::move(editor), *custom, choices, shell.Configuration().Settings(),
+                      shell.Folders(), m_port, parent);
+    if (dialog.exec() == QDialog::Accepted && dialog.SavedPath()) {
+        const fs::path& saved = *dialog.SavedPath();
+        const fs::path item = saved.extension() == kGroupExtension ? GroupFolderOf(saved) : saved;
+        m_window.Model().RefreshFolder(item.parent_path());
+        m_window.SelectPath(item);
+        m_window.Page().Reshow();
+    }
+    return true;
 }
 
 }  // namespace vantorel

@@ -32,15 +32,19 @@ public:
     // The clock the models stamp what they save with; tests fix it.
     void SetClock(std::function<LocalMoment()> now) { m_now = std::move(now); }
 
+    // Opens an item's editor model, or starts a new one: null after the model told why.
+    using Opener = std::function<std::unique_ptr<ItemEditor>(const EditorContext&)>;
+
 private:
     void Edit(QWidget* parent, const TreeNode& node);
     void New(Operation operation);
-    // Shows the dialog over editor, when the model could open; then shows what it saved.
-    void RunDialog(QWidget* parent, std::unique_ptr<ItemEditor> editor, const CustomCfg& custom);
+    // Opens the editor and reads the dialog's lists away from the window's thread, then shows
+    // the dialog and, after OK, what it saved. False when the model could not open.
+    bool OpenDialog(QWidget* parent, const Opener& open);
     EditorContext Context(const CustomCfg& custom) const;
-    bool AutomaticIds() const;
-    // Whether new items can be made in folder, told when not. The answer is kept, so a folder
-    // is probed once (a folder that refuses a file later has the save say so).
+    // Whether new items can be made in folder, told when not; called away from the window's
+    // thread. A folder whose dialog opened is not probed again (a folder that refuses a file
+    // later has the save say so).
     bool TakesNewItems(const std::filesystem::path& folder);
 
     MainWindow& m_window;
