@@ -7,6 +7,7 @@
 #include <QPointer>
 #include <QPrintDialog>
 #include <QPrinter>
+#include <QScreen>
 #include <QStatusBar>
 #include <QToolBar>
 
@@ -145,8 +146,15 @@ void MainWindow::showEvent(QShowEvent* event) {
         return;
     m_shown = true;
     const ConfigSettings& settings = m_shell.Configuration().Settings();
-    if (settings.width > 0 && settings.height > 0)
+    if (settings.width > 0 && settings.height > 0) {
         setGeometry(settings.xPos, settings.yPos, settings.width, settings.height);
+    } else if (!testAttribute(Qt::WA_Resized)) {
+        // A first start: two thirds of the screen, centred, rather than the layout's least.
+        const QRect available = screen()->availableGeometry();
+        QRect first(0, 0, available.width() * 2 / 3, available.height() * 2 / 3);
+        first.moveCenter(available.center());
+        setGeometry(first);
+    }
     const int treeWidth = settings.treeWidth > 0 ? settings.treeWidth : width() / 3;
     m_splitter->setSizes({treeWidth, std::max(1, width() - treeWidth)});
 }

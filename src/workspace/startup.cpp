@@ -199,6 +199,9 @@ bool Shell::OpenDatabase(const fs::path& databaseOrMarker) {
     DebugLog::Write(kStartup, "SetWindowText4\n");
     m_databaseFolder = FolderOnDisk(m_database.Directory());
     m_view.SetCaption(Title());
+    // The count of the opening is over: the counter is left for the next long operation.
+    m_progress.ResetProgress();
+    ShowProgress();
     return true;
 }
 
@@ -239,7 +242,15 @@ void Shell::EndOwnWriteProtection() {
 
 void Shell::RefreshCurrentUser() {
     m_currentUser = m_custom->CurrentUser(m_identity.computer);
-    m_view.ShowCurrentUser("Current user: " + m_currentUser);
+    ShowCurrentUser();
+}
+
+void Shell::ShowCurrentUser() {
+    // A database opened on this computer for the first time has no current user yet: the
+    // status bar says how to choose one rather than nothing.
+    m_view.ShowCurrentUser("Current user: " + (m_currentUser.empty()
+                                                   ? std::string("none (Settings, Set User...)")
+                                                   : m_currentUser));
 }
 
 bool Shell::OnNewDatabase() {
@@ -269,7 +280,7 @@ bool Shell::OnNewDatabase() {
              "Tester and select it before creating any new items.",
              "Vantorel", Icon::Information});
     }
-    m_view.ShowCurrentUser("Current user: " + m_currentUser);
+    ShowCurrentUser();
     return true;
 }
 

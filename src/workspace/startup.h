@@ -140,6 +140,8 @@ public:
 
 private:
     void ShowProgress();
+    // "Current user: %s" in the status bar, with how to choose one when there is none.
+    void ShowCurrentUser();
     void CopySampleDatabaseOnFirstStart();
     // The open database becomes the last one and heads the recent list; the file is written
     // when that changed anything, or always when asked.

@@ -402,6 +402,7 @@ private slots:
         window.TheShell().Configuration().Settings().incrementalNew = true;
         const fs::path suite = open->database / "Test Cases" / "Login";
         window.SelectPath(suite);
+        QTRY_VERIFY(gui_test::PageText(window.Page()).contains("Login"));
         QString id;
         bool idReadOnly = true;
         gui_test::WhenModalOpens([&](QDialog& dialog) {
@@ -417,6 +418,8 @@ private slots:
         QVERIFY(fs::exists(made));
         QVERIFY(!fs::exists(suite / "LOG-007.tmp"));
         QCOMPARE(window.CurrentNode()->path, made);
+        // The pane shows the new item, not the suite it was made from.
+        QTRY_VERIFY(gui_test::PageText(window.Page()).contains("Log out"));
 
         // A suite made from a project goes into its test cases.
         const fs::path project = open->database / "Projects" / "Release 2.0";

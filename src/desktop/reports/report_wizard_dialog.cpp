@@ -183,6 +183,8 @@ void ReportWizardDialog::BuildPages() {
     m_name = new QLineEdit;
     m_name->setObjectName("wizardReportName");
     m_name->setPlaceholderText("Empty: a new name of the day");
+    // Enter after the name generates, as the page's Next does.
+    connect(m_name, &QLineEdit::returnPressed, this, [this] { Generate(); });
     m_generateText = new QLabel;
     m_generateText->setObjectName("wizardGenerateText");
     m_generateText->setWordWrap(true);
