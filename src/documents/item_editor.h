@@ -68,6 +68,9 @@ struct EditorContext {
     bool folderChecked = false;
     // An import's automatic identifiers, so each folder is listed once for all its items.
     KnownIds* knownIds = nullptr;
+    // A result chosen in a project test case's dialog adds the current user to its testers
+    // without asking.
+    bool addUserWithoutAsking = false;
 
     // The name automatic "Update By" fields take: the current user of this computer, else the
     // login name.

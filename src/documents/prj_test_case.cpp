@@ -1,6 +1,8 @@
 #include "documents/prj_test_case.h"
 
 #include <strings.h>
+
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <thread>
@@ -48,6 +50,22 @@ std::string CreationValue(const FieldDescriptor& row, const CustomCfg& custom) {
     if (row.tag == "<build_tested>")
         return StoredFromValue(FT_TEXT, custom.Tables().defaults.build);
     return StoredFromValue(row.type, "");
+}
+
+// Whether the testers field, names separated by commas, holds user.
+bool NamesTester(std::string_view testers, std::string_view user) {
+    for (std::size_t start = 0; start <= testers.size();) {
+        const std::size_t comma = std::min(testers.find(',', start), testers.size());
+        std::string_view name = testers.substr(start, comma - start);
+        while (name.starts_with(' '))
+            name.remove_prefix(1);
+        while (name.ends_with(' '))
+            name.remove_suffix(1);
+        if (name == user)
+            return true;
+        start = comma + 1;
+    }
+    return false;
 }
 
 std::string StoredMoment(const LocalMoment& when, FieldType type) {
@@ -282,6 +300,57 @@ bool PrjTestCase::Reset() {
     if (m_history.size() > 1)
         m_history.resize(1);
     return true;
+}
+
+std::vector<std::size_t> PrjTestCase::StatusChosen() {
+    const std::optional<int> meaning = m_context.custom.MeaningOf(Control("<test_status>").text);
+    const bool result = meaning == SM_PASS || meaning == SM_FAIL || meaning == SM_OTHER;
+    std::vector<std::size_t> changed;
+    const auto& loaded = LoadedControls();
+    if (!result) {
+        for (const AttemptStamp& stamped : m_attemptStamp) {
+            FieldControl& control = controls[stamped.row];
+            if (control.text == stamped.after.text && control.date == stamped.after.date &&
+                control.time == stamped.after.time) {
+                control = stamped.before;
+                changed.push_back(stamped.row);
+            }
+        }
+        m_attemptStamp.clear();
+        return changed;
+    }
+    const bool firstChoice = m_attemptStamp.empty();
+    const LocalMoment now = m_context.now();
+    auto stamp = [&](std::string_view tag, auto set) {
+        const std::size_t row = Row(tag);
+        auto stamped = std::ranges::find(m_attemptStamp, row, &AttemptStamp::row);
+        if (stamped == m_attemptStamp.end())
+            stamped = m_attemptStamp.insert(stamped, {row, controls[row], {}});
+        set(controls[row]);
+        stamped->after = controls[row];
+        changed.push_back(row);
+    };
+    stamp("<last_attempt_date>", [&](FieldControl& control) { control.date = now.date; });
+    stamp("<last_attempt_time>", [&](FieldControl& control) { control.time = now.time; });
+    if (!firstChoice)
+        return changed;  // another result instead of the first: still the one attempt
+    // Attempts the user typed stay as typed.
+    const std::size_t attempts = Row("<test_attempts>");
+    if (controls[attempts].text == loaded[attempts].text)
+        stamp("<test_attempts>", [&](FieldControl& control) {
+            control.text = std::to_string(std::atoi(loaded[attempts].text.c_str()) + 1);
+        });
+    const std::string user = m_context.UserName();
+    if (user.empty() || NamesTester(Control("<testers>").text, user))
+        return changed;
+    if (!m_context.addUserWithoutAsking &&
+        !m_context.port.ask({"Add " + user + " to the testers of this test case?",
+                             "Vantorel - Testers", Icon::Question}))
+        return changed;
+    stamp("<testers>", [&](FieldControl& control) {
+        control.text += (control.text.empty() ? "" : ", ") + user;
+    });
+    return changed;
 }
 
 std::optional<SaveRefusal> PrjTestCase::ValidateFields() {

@@ -58,6 +58,13 @@ public:
     // The "Created" date may not pass the first history block after the creation.
     bool SetCreatedDate(const CalendarDate& date);
 
+    // The user chose another status. A result (a status meaning Pass, Fail or Other) is a new
+    // attempt: one more attempt than was loaded, the last attempt now, and the current user
+    // among the testers (asked first unless the options add the user without asking). A
+    // status that is no result puts back what the choice of a result had set, where the user
+    // left it so. Each stays editable. The rows whose controls changed.
+    std::vector<std::size_t> StatusChosen();
+
     // Asks, then puts the execution record back as it was created: the first status, no
     // attempts, no results, and the history cut back to its creation block.
     bool Reset();
@@ -74,6 +81,12 @@ private:
 
     std::vector<HistoryBlock> m_history;
     std::vector<HistoryBlock> m_written;  // the history as the save in progress writes it
+    // What the choice of a result set, to be put back when another choice undoes it.
+    struct AttemptStamp {
+        std::size_t row;
+        FieldControl before, after;
+    };
+    std::vector<AttemptStamp> m_attemptStamp;
 };
 
 }  // namespace vantorel

@@ -9,6 +9,7 @@
 #include <map>
 
 #include "documents/custom_cfg.h"
+#include "documents/history.h"
 #include "documents/prj_test_case.h"
 #include "exchange/junit_results.h"
 #include "storage/atomic_save.h"
@@ -171,7 +172,23 @@ std::string AsRichText(std::string_view text) {
     std::string html;
     for (const char c : text)
         html += c == '&' ? "&amp;" : c == '<' ? "&lt;" : c == '>' ? "&gt;" : std::string(1, c);
-    return html.substr(0, kFieldValueMax / 2);
+    return html;
+}
+
+// What a tester wrote in "Results Obtained" stays: each import adds a dated line naming the
+// result and its file, and the result's messages under it. Only the added text is cut when
+// the field would overflow.
+std::string WithImportedResult(const std::string& written, const LocalMoment& attempted,
+                               std::string_view status, std::string_view file,
+                               std::string_view message) {
+    std::string added = (written.empty() ? "" : "\n") + HistoryMomentText(attempted) + " - " +
+                        std::string(status) + " (" + std::string(file) + ")";
+    if (!message.empty())
+        added += "\n" + AsRichText(message);
+    const std::size_t room = kFieldValueMax / 2;
+    if (written.size() >= room)
+        return written;
+    return written + added.substr(0, room - written.size());
 }
 
 struct Execution {
@@ -206,7 +223,8 @@ ImportRecord ReadRecord(const fs::path& file, const std::string& digest) {
 }  // namespace
 
 std::string DurationOfSeconds(double seconds) {
-    const long minutes = std::lround(seconds / 60.0);
+    // A run that took any time at all took at least a minute of the tester's plan.
+    const long minutes = seconds > 0 ? std::max(1L, std::lround(seconds / 60.0)) : 0;
     if (minutes >= 1000 * 60)
         return "999:59";
     return StoredDuration({static_cast<int>(minutes / 60), static_cast<int>(minutes % 60)});
@@ -338,7 +356,10 @@ std::optional<JUnitImportReport> ImportJUnitResults(const JUnitImportRequest& re
             editor->Control("<version_tested>").text = Latin1FromName(request.version);
         if (!request.build.empty())
             editor->Control("<build_tested>").text = Latin1FromName(request.build);
-        editor->Control("<results_obtained>").text = AsRichText(Latin1FromName(message));
+        FieldControl& results = editor->Control("<results_obtained>");
+        results.text = WithImportedResult(results.text, attempted, change.newStatus,
+                                          Latin1FromName(request.resultsFile.filename().string()),
+                                          Latin1FromName(message));
         if (editor->Save()) {
             report.complete = false;
             break;

@@ -82,7 +82,8 @@ std::string JUnitReportText(const JUnitImportReport& report, bool dryRun);
 // matched none and the test cases open for editing (the first few of each).
 Notice JUnitImportDoneNotice(const JUnitImportReport& report);
 
-// The form an attribute's time takes as a duration: minutes rounded, at most 999:59.
+// The form an attribute's time takes as a duration: minutes rounded, a run of any length at
+// least one, at most 999:59.
 std::string DurationOfSeconds(double seconds);
 
 }  // namespace vantorel

@@ -5,6 +5,7 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDateEdit>
 #include <QDateTimeEdit>
 #include <QLineEdit>
 #include <QPushButton>
@@ -152,6 +153,9 @@ private slots:
         QStringList pages;
         int historyRows = -1;
         bool viewFaultGreyed = false;
+        QString attempts, testers;
+        QDate lastAttempt;
+        bool notApplicable = true;
         gui_test::WhenModalOpens([&](QDialog& dialog) {
             viewFaultGreyed = !dialog.findChild<QPushButton*>("viewFaultReport")->isEnabled();
             dialog.findChild<QPushButton*>("addFaultReport")->click();
@@ -159,11 +163,26 @@ private slots:
             for (int page = 0; sheet && page < sheet->count(); ++page)
                 pages << sheet->tabText(page);
             historyRows = dialog.findChild<QTableWidget*>("historyTable")->rowCount();
-            ChoiceOf(dialog, "test_status")->setCurrentText("Pass");
-            LineOf(dialog, "test_attempts")->setText("1");
+            // Choosing a result records the attempt: its count, its moment and its tester.
+            QComboBox* status = ChoiceOf(dialog, "test_status");
+            status->setCurrentText("Pass");
+            emit status->activated(status->currentIndex());
+            attempts = LineOf(dialog, "test_attempts")->text();
+            lastAttempt = FieldOf(dialog, "last_attempt_date")->findChild<QDateEdit*>()->date();
+            notApplicable =
+                FieldOf(dialog, "last_attempt_date")->findChild<QCheckBox*>()->isChecked();
+            testers = ChoiceOf(dialog, "testers")->currentText();
             dialog.accept();
         });
+        open->port.ScriptAnswers({true});
+        const std::string tester =
+            EditorContext{open->port, window.TheShell().Custom(), window.TheShell().Identity()}
+                .UserName();
         window.RunCommand(ID_EDIT_PROPERTIES);
+        QCOMPARE(attempts, QString("1"));
+        QCOMPARE(lastAttempt, QDate::currentDate());
+        QVERIFY(!notApplicable);
+        QVERIFY2(testers.endsWith(QString::fromStdString(tester)), qPrintable(testers));
         QCOMPARE(pages, QStringList({"Test Execution Status", "Test Description", "Test History"}));
         QVERIFY(viewFaultGreyed);
         QCOMPARE(open->port.notices.size(), std::size_t{1});

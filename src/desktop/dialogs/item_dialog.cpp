@@ -1,5 +1,6 @@
 #include "desktop/dialogs/item_dialog.h"
 
+#include <QComboBox>
 #include <QDateTimeEdit>
 #include <QDesktopServices>
 #include <QDialogButtonBox>
@@ -106,6 +107,9 @@ ItemDialog::ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& cust
     layout->addWidget(buttons);
 
     ShowControls();
+    if (m_prjTestCase)
+        if (auto* status = m_fields.at(RowOf("<test_status>"))->findChild<QComboBox*>())
+            connect(status, &QComboBox::activated, this, [this] { StatusChosen(); });
     if (FieldWidget* id = m_fields.at(ItemEditor::kIdRow))
         id->SetReadOnly(!m_editor->IdEditable());
     // Room for the rich texts beside the fields; a long table takes a larger dialog.
@@ -307,6 +311,19 @@ void ItemDialog::ResetExecution() {
         ShowControls();
 }
 
+std::size_t ItemDialog::RowOf(std::string_view tag) const {
+    return static_cast<std::size_t>(FindField(m_editor->Fields(), tag)->controlId);
+}
+
+void ItemDialog::StatusChosen() {
+    // The model reads the status and what the user typed in the fields it may stamp.
+    for (std::string_view tag : {"<test_status>", "<test_attempts>", "<last_attempt_date>",
+                                 "<last_attempt_time>", "<testers>"})
+        m_fields.at(RowOf(tag))->Take(m_editor->controls[RowOf(tag)]);
+    for (const std::size_t row : m_prjTestCase->StatusChosen())
+        m_fields.at(row)->Show(m_editor->controls[row]);
+}
+
 void ItemDialog::ShowControls() {
     for (auto& [row, widget] : m_fields)
         widget->Show(m_editor->controls[row]);
@@ -361,8 +378,7 @@ void ItemDialog::accept() {
         if (typed && typed != created) {
             control.date = created;
             if (!m_prjTestCase->SetCreatedDate(*typed)) {
-                FocusRow(static_cast<std::size_t>(
-                    FindField(m_editor->Fields(), "<create_date>")->controlId));
+                FocusRow(RowOf("<create_date>"));
                 return;
             }
         }

@@ -64,6 +64,10 @@ private:
     void FocusRow(std::size_t row);
     void ShowHistory();
     void ResetExecution();
+    // A status chosen in a project test case's list: the model stamps a result as an attempt.
+    void StatusChosen();
+    // The row of the field tag in the kind's table.
+    std::size_t RowOf(std::string_view tag) const;
     void SetHistoryDate();
     // The launch button of an external link: the core says what to open, the system opens it.
     void Launch(const QString& link);

@@ -47,7 +47,9 @@ bool ItemDialogs::Run(Operation operation) {
 }
 
 EditorContext ItemDialogs::Context(const CustomCfg& custom) const {
-    return {m_port, custom, m_window.TheShell().Identity(), m_now};
+    EditorContext context{m_port, custom, m_window.TheShell().Identity(), m_now};
+    context.addUserWithoutAsking = m_window.TheShell().Configuration().Settings().autoAddUser;
+    return context;
 }
 
 namespace {

@@ -10,6 +10,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScopedValueRollback>
 #include <QTimeEdit>
 
 #include "desktop/widgets/rich_text_edit.h"
@@ -184,9 +185,14 @@ public:
         layout->addWidget(m_edit);
         layout->addWidget(m_none);
         layout->addStretch();
-        connect(m_none, &QCheckBox::toggled, m_edit, &QWidget::setDisabled);
+        // Setting a value is enough to leave "N/A": the box clears itself.
+        connect(m_edit, &QDateTimeEdit::dateTimeChanged, this, [this] {
+            if (!m_showing)
+                m_none->setChecked(false);
+        });
     }
     void Show(const FieldControl& control) override {
+        const QScopedValueRollback showing(m_showing, true);
         if (m_isDate) {
             m_none->setChecked(!control.date);
             m_edit->setDate(control.date
@@ -198,7 +204,6 @@ public:
                 control.time ? QTime(control.time->hour, control.time->minute, control.time->second)
                              : QTime::currentTime());
         }
-        m_edit->setDisabled(m_none->isChecked());
         // A moment that always has a value offers no "N/A", unless a document lacks it: then
         // the box shows, so opening and saving never makes up a value.
         m_none->setVisible(m_mayBeUnset || m_none->isChecked());
@@ -229,6 +234,7 @@ private:
     QCheckBox* m_none;
     bool m_isDate;
     bool m_mayBeUnset;
+    bool m_showing = false;  // the model's value, not the user's
 };
 
 class YesNoField : public FieldWidget {

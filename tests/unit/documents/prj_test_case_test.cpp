@@ -292,6 +292,44 @@ TEST_F(PrjTestCaseTest, ResetReturnsToCreation) {
     EXPECT_FALSE(editor->Control("<last_attempt_date>").date);
 }
 
+TEST_F(PrjTestCaseTest, ChoosingAResultRecordsOneAttemptThatAnotherChoiceTakesBack) {
+    auto editor = Converted();
+    auto choose = [&](const char* status) {
+        editor->Control("<test_status>").text = status;
+        return editor->StatusChosen().size();
+    };
+    editor->Control("<testers>").text = "ana";
+    port.ScriptAnswers({true});
+    EXPECT_EQ(choose("Pass"), 4u);
+    EXPECT_EQ(editor->Control("<test_attempts>").text, "1");
+    EXPECT_EQ(editor->Control("<last_attempt_date>").date, clock.date);
+    EXPECT_EQ(editor->Control("<last_attempt_time>").time, clock.time);
+    EXPECT_EQ(editor->Control("<testers>").text, "ana, dana");
+    // Another result instead of the first is still the one attempt, and asks nothing more.
+    choose("Fail");
+    EXPECT_EQ(editor->Control("<test_attempts>").text, "1");
+    EXPECT_EQ(port.questions.size(), 1u);
+    // A status that is no result takes back what the choice set, but not what was typed.
+    editor->Control("<last_attempt_time>").time = ClockTime{8, 0, 0};
+    choose("Postponed");
+    EXPECT_EQ(editor->Control("<test_attempts>").text, "0");
+    EXPECT_FALSE(editor->Control("<last_attempt_date>").date);
+    EXPECT_EQ(editor->Control("<last_attempt_time>").time, (ClockTime{8, 0, 0}));
+    EXPECT_EQ(editor->Control("<testers>").text, "ana");
+    // Attempts typed by hand stay; a tester already named, or declined, is not added.
+    editor->Control("<test_attempts>").text = "3";
+    port.ScriptAnswers({false});
+    choose("Pass");
+    EXPECT_EQ(editor->Control("<test_attempts>").text, "3");
+    EXPECT_EQ(editor->Control("<testers>").text, "ana");
+    editor->Control("<testers>").text = " dana ,ana";
+    choose("Postponed");
+    choose("Other");
+    EXPECT_EQ(port.questions.size(), 2u);
+    ASSERT_EQ(editor->Save(), std::nullopt);
+    EXPECT_EQ(editor->History().back().tries, 3);
+}
+
 TEST_F(PrjTestCaseTest, RecordWithoutHistoryGetsItsCreationBlockFirst) {
     WriteFile(suite / "Old.vtl",
               "<project_test_case>\r\n<id>Old</id>\r\n<test_status>Fail</test_status>\r\n"

@@ -92,6 +92,7 @@ protected:
                      {"<test_phase>", "Functionality"},
                      {"<test_status>", "Not yet attempted"},
                      {"<test_attempts>", "0"},
+                     {"<results_obtained>", "Seen by Ana"},
                      {"<requirement>", std::string("REQ-") + id}},
                     Block("01-11-2026", false, "Not yet attempted", "Not yet attempted"));
         request.projectFolder = project;
@@ -132,7 +133,11 @@ TEST_F(JUnitImportTest, GoogleTestResultsAreRecordedAsTheDialogRecordsAnExecutio
     EXPECT_EQ(update.tries, 1);
     EXPECT_EQ(update.version, "2.0");
     EXPECT_EQ(update.build, "417");
-    EXPECT_EQ(Case("Cart/TC001.vtl")->Control("<test_status>").text, "Pass");
+    const auto passed = Case("Cart/TC001.vtl");
+    EXPECT_EQ(passed->Control("<test_status>").text, "Pass");
+    // A pass keeps what the tester wrote, the import's line under it.
+    EXPECT_EQ(passed->Control("<results_obtained>").text,
+              "Seen by Ana\n24-Nov-2026, 23:46:09 - Pass (gtest_results.xml)");
     EXPECT_EQ(Case("Checkout/TC003.vtl")->Control("<test_status>").text, "Postponed");
     EXPECT_EQ(Case("Checkout/TC004.vtl")->History().size(), 1u);  // no result, no change
 }
@@ -233,7 +238,9 @@ TEST_F(JUnitImportTest, RequirementAndTitleRulesMatchTheirFields) {
     ASSERT_TRUE(report);
     ASSERT_EQ(report->changes.size(), 1u);
     EXPECT_EQ(report->changes[0].id, "TC005");
-    EXPECT_EQ(Case("Checkout/TC005.vtl")->Control("<results_obtained>").text, "boom");
+    const std::string results = Case("Checkout/TC005.vtl")->Control("<results_obtained>").text;
+    EXPECT_TRUE(results.starts_with("Seen by Ana\n20-Nov-2026")) << results;
+    EXPECT_TRUE(results.ends_with(" - Fail (results.xml)\nboom")) << results;
 }
 
 TEST_F(JUnitImportTest, AnIdMatchesAsAWordWithHyphensWrittenAsUnderscores) {
