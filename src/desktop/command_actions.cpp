@@ -116,6 +116,12 @@ QAction* CommandActions::MakeAction(int command, const QString& label, const QSt
 
 void CommandActions::BuildMenus(QMenuBar* bar) {
     std::map<std::string, QMenu*> menus;
+    // The keyboard letters taken in each menu, the menu bar's under "".
+    std::map<std::string, std::string, std::less<>> taken;
+    auto marked = [&](std::string_view caption, std::string_view inMenu) {
+        const std::string text = WithMnemonic(caption, taken[std::string(inMenu)]);
+        return QString::fromStdString(text);
+    };
     auto menuOf = [&](std::string_view path) {
         const std::string key(path);
         if (auto found = menus.find(key); found != menus.end())
@@ -123,12 +129,10 @@ void CommandActions::BuildMenus(QMenuBar* bar) {
         const auto cut = path.rfind(" / ");
         QMenu* menu = nullptr;
         if (cut == std::string_view::npos) {
-            menu = bar->addMenu(QString::fromStdString(key));
+            menu = bar->addMenu(marked(path, ""));
         } else {
-            const std::string_view title = path.substr(cut + 3);
-            menu = menus.at(std::string(path.substr(0, cut)))
-                       ->addMenu(
-                           QString::fromUtf8(title.data(), static_cast<qsizetype>(title.size())));
+            const std::string_view parent = path.substr(0, cut);
+            menu = menus.at(std::string(parent))->addMenu(marked(path.substr(cut + 3), parent));
         }
         menus[key] = menu;
         return menu;
@@ -138,16 +142,21 @@ void CommandActions::BuildMenus(QMenuBar* bar) {
             continue;
         const std::string_view label = command.label.substr(0, command.label.find('\t'));
         QMenu* menu = menuOf(command.menu);
-        QAction* action = MakeAction(
-            command.id, QString::fromUtf8(label.data(), static_cast<qsizetype>(label.size())));
+        QAction* action = MakeAction(command.id, marked(label, command.menu));
         menu->addAction(action);
         if (command.id == ID_FILE_CLOSE_DB) {
-            m_recentMenu = menu->addMenu("Recent Databases");
+            m_recentMenu = menu->addMenu(marked("Recent Databases", command.menu));
             m_recentMenu->setEnabled(false);
         }
         if (command.id == ID_FILTER_NONE)
             m_filterMenu = menu;
     }
+    // F10 takes the keyboard to the menu bar, as on other desktops.
+    auto* menuKey = new QAction(this);
+    menuKey->setShortcut(Qt::Key_F10);
+    connect(menuKey, &QAction::triggered, bar,
+            [bar] { bar->setActiveAction(bar->actions().value(0)); });
+    m_window->addAction(menuKey);
     // The accelerators with no menu item: F5 refreshes, Ctrl+A selects the whole page.
     MakeAction(ID_REFRESH_KEY, "Refresh");
     MakeAction(ID_SELECT_ALL, "Select All");

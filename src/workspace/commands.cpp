@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 
 namespace vantorel {
 namespace {
@@ -161,6 +162,29 @@ constexpr SharedCommands kShared[] = {
 };
 
 }  // namespace
+
+std::string WithMnemonic(std::string_view caption, std::string& taken) {
+    auto isFree = [&](std::size_t at) {
+        const auto c = static_cast<unsigned char>(caption[at]);
+        return std::isalnum(c) &&
+               taken.find(static_cast<char>(std::tolower(c))) == std::string::npos;
+    };
+    for (const bool wordStartsOnly : {true, false}) {
+        for (std::size_t at = 0; at < caption.size(); ++at) {
+            if (caption[at] == '&') {
+                ++at;  // "&&" is a literal ampersand
+                continue;
+            }
+            if (wordStartsOnly && at > 0 && caption[at - 1] != ' ')
+                continue;
+            if (!isFree(at))
+                continue;
+            taken += static_cast<char>(std::tolower(static_cast<unsigned char>(caption[at])));
+            return std::string(caption.substr(0, at)) + "&" + std::string(caption.substr(at));
+        }
+    }
+    return std::string(caption);
+}
 
 std::span<const MenuCommand> MainMenu() {
     return kMainMenu;

@@ -183,6 +183,11 @@ struct MenuCommand {
 // The main menu in order; the recent databases are added at run time.
 std::span<const MenuCommand> MainMenu();
 
+// The caption with a keyboard letter marked ("&File", "F&ilter"), the letter kept in taken so
+// that no two captions of one menu share one: the first letter of a word not taken yet, else
+// any letter or digit not taken; none when every one is. "&&" stays a literal ampersand.
+std::string WithMnemonic(std::string_view caption, std::string& taken);
+
 struct Accelerator {
     std::string_view key;  // "Ctrl+J", "Del", "F5"
     int id;

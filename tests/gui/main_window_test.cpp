@@ -107,10 +107,23 @@ private slots:
         auto open = gui_test::OpenSampleWindow(root.path().toStdString());
         MainWindow& window = *open->window;
         QStringList titles;
-        for (QAction* menu : window.menuBar()->actions())
-            titles << menu->text();
+        window.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        for (QAction* menu : window.menuBar()->actions()) {
+            titles << QString(menu->text()).remove('&');
+            // Each menu opens from a letter of its own.
+            const QKeySequence letter = QKeySequence::mnemonic(menu->text());
+            QVERIFY2(!letter.isEmpty(), qPrintable(menu->text()));
+            QTest::keySequence(&window, letter);
+            QTRY_VERIFY2(menu->menu()->isVisible(), qPrintable(menu->text()));
+            menu->menu()->close();
+            QTRY_VERIFY(!menu->menu()->isVisible());
+        }
         QCOMPARE(titles,
                  (QStringList{"File", "Edit", "Create", "Report", "Filter", "Settings", "Help"}));
+        QTest::keyClick(&window, Qt::Key_F10);
+        QCOMPARE(window.menuBar()->activeAction(), window.menuBar()->actions().value(0));
+        QTest::keyClick(window.menuBar(), Qt::Key_Escape);
         for (const MenuCommand& command : MainMenu()) {
             QAction* action = window.Commands().Action(command.id);
             if (!ShownInMenus(command.id)) {

@@ -26,6 +26,7 @@
 #include "documents/reference_items.h"
 #include "documents/spelling.h"
 #include "platform/programs.h"
+#include "workspace/commands.h"
 #include "workspace/config.h"
 #include "workspace/help.h"
 
@@ -143,8 +144,10 @@ QWidget* ItemDialog::FieldPage(const std::vector<FieldDescriptor>& rows, const C
         widget->setObjectName(NameOf(row.tag));
         const QString caption = Text(DialogCaption(row, custom));
         widget->FocusTarget()->setAccessibleName(caption);
-        // Captions such as "Risks & Minimisation Actions" show their ampersand, not a shortcut.
-        const QString shown = QString(caption).replace("&", "&&");
+        // Captions such as "Risks & Minimisation Actions" show their ampersand, and each row
+        // takes a keyboard letter of its own.
+        const QString shown = QString::fromStdString(
+            WithMnemonic(QString(caption).replace("&", "&&").toStdString(), m_mnemonics));
         m_fields[static_cast<std::size_t>(row.controlId)] = widget;
         if (QWidget* text = widget->SpellingTarget(); text && IsProseField(row))
             m_textTools->Attach(
@@ -167,7 +170,11 @@ QWidget* ItemDialog::FieldPage(const std::vector<FieldDescriptor>& rows, const C
             m_richTabs[widget] = richTexts;
             continue;
         }
-        form->addRow(shown, WithCommandButtons(row, widget));
+        // The row's letter puts the focus in its field.
+        QWidget* field = WithCommandButtons(row, widget);
+        if (field != widget->FocusTarget())
+            field->setFocusProxy(widget->FocusTarget());
+        form->addRow(shown, field);
     }
     columns->addLayout(form, 1);
     if (richTexts)

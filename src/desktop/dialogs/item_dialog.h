@@ -87,6 +87,8 @@ private:
     QTableWidget* m_history = nullptr;
     QDateTimeEdit* m_historyDate = nullptr;
     std::optional<std::filesystem::path> m_savedPath;
+    // The keyboard letters the dialog's rows have taken; OK, Cancel and Check Spelling first.
+    std::string m_mnemonics = "ocs";
 };
 
 }  // namespace vantorel
