@@ -11,6 +11,13 @@ bool HasItemStem(std::string_view name, std::string_view extension) {
 
 }  // namespace
 
+std::string BinMarkName(std::string_view itemName) {
+    std::string mark(kBinMarkPrefix);
+    mark += itemName;
+    mark += kBinMarkSuffix;
+    return mark;
+}
+
 EntryRole RoleOf(std::string_view name, FolderEntry::Kind kind) {
     if (name.starts_with("."))
         return EntryRole::Other;
@@ -53,6 +60,11 @@ void SortEntries(std::vector<FolderEntry>& entries, ItemListing& listing) {
                 listing.reservations.push_back(std::move(entry.name));
                 break;
             case EntryRole::Other:
+                if (entry.name.size() > kBinMarkPrefix.size() + kBinMarkSuffix.size() &&
+                    entry.name.starts_with(kBinMarkPrefix) && entry.name.ends_with(kBinMarkSuffix))
+                    listing.binned.push_back(entry.name.substr(
+                        kBinMarkPrefix.size(),
+                        entry.name.size() - kBinMarkPrefix.size() - kBinMarkSuffix.size()));
                 break;
         }
     }

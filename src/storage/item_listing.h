@@ -19,6 +19,14 @@ namespace vantorel {
 inline constexpr std::string_view kDescriptionExtension = ".tgp";
 inline constexpr std::string_view kLockExtension = ".lck";
 inline constexpr std::string_view kReservationExtension = ".tmp";
+// An item moved into the database's bin leaves this mark in its folder, so its name stays
+// taken there until it is restored or deleted for good: a new item, rename, paste or import
+// can't take the place the item would need back. ".vtbin-<item's file name>.binned", hidden.
+inline constexpr std::string_view kBinMarkPrefix = ".vtbin-";
+inline constexpr std::string_view kBinMarkSuffix = ".binned";
+
+// The mark's name for the item named itemName ("TC001.vtl", or a folder's name).
+std::string BinMarkName(std::string_view itemName);
 
 enum class EntryRole { Document, Folder, Description, Lock, Reservation, Other };
 
@@ -35,6 +43,7 @@ struct ItemListing {
     std::vector<std::string> descriptions;
     std::vector<std::string> locks;
     std::vector<std::string> reservations;
+    std::vector<std::string> binned;  // names of items the bin holds for this folder
 };
 
 // Sorts the entries of a folder listing into listing.
