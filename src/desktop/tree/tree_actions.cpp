@@ -240,6 +240,14 @@ void TreeActions::Delete() {
          }});
 }
 
+bool TreeActions::RunJob(TransferWorker::Job job, std::vector<fs::path> refresh,
+                         std::function<void()> then) {
+    if (!ReadyForTransfer())
+        return false;
+    StartJob(std::move(job), {std::move(refresh), true, std::move(then)});
+    return true;
+}
+
 // A suite's rename looks for documents open in the whole of it, and unlocking a folder reads
 // every lock in it: both on the transfer worker too.
 void TreeActions::Rename(const TreeNode& node, const QString& newName) {
