@@ -18,6 +18,14 @@ std::string BinMarkName(std::string_view itemName) {
     return mark;
 }
 
+std::optional<std::string> BinnedItemName(std::string_view entryName) {
+    if (entryName.size() <= kBinMarkPrefix.size() + kBinMarkSuffix.size() ||
+        !entryName.starts_with(kBinMarkPrefix) || !entryName.ends_with(kBinMarkSuffix))
+        return std::nullopt;
+    return std::string(entryName.substr(
+        kBinMarkPrefix.size(), entryName.size() - kBinMarkPrefix.size() - kBinMarkSuffix.size()));
+}
+
 EntryRole RoleOf(std::string_view name, FolderEntry::Kind kind) {
     if (name.starts_with("."))
         return EntryRole::Other;
@@ -60,11 +68,8 @@ void SortEntries(std::vector<FolderEntry>& entries, ItemListing& listing) {
                 listing.reservations.push_back(std::move(entry.name));
                 break;
             case EntryRole::Other:
-                if (entry.name.size() > kBinMarkPrefix.size() + kBinMarkSuffix.size() &&
-                    entry.name.starts_with(kBinMarkPrefix) && entry.name.ends_with(kBinMarkSuffix))
-                    listing.binned.push_back(entry.name.substr(
-                        kBinMarkPrefix.size(),
-                        entry.name.size() - kBinMarkPrefix.size() - kBinMarkSuffix.size()));
+                if (std::optional<std::string> binned = BinnedItemName(entry.name))
+                    listing.binned.push_back(std::move(*binned));
                 break;
         }
     }

@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,8 +26,9 @@ inline constexpr std::string_view kReservationExtension = ".tmp";
 inline constexpr std::string_view kBinMarkPrefix = ".vtbin-";
 inline constexpr std::string_view kBinMarkSuffix = ".binned";
 
-// The mark's name for the item named itemName ("TC001.vtl", or a folder's name).
+// The mark's name for the item named itemName ("TC001.vtl", or a folder's name), and back.
 std::string BinMarkName(std::string_view itemName);
+std::optional<std::string> BinnedItemName(std::string_view entryName);
 
 enum class EntryRole { Document, Folder, Description, Lock, Reservation, Other };
 
