@@ -48,8 +48,10 @@ bool GroupNameTaken(const std::filesystem::path& parent, std::string_view id) {
     for (const auto& entry : std::filesystem::directory_iterator(parent, error)) {
         const std::string name = entry.path().filename().string();
         if (strcasecmp(name.c_str(), std::string(id).c_str()) == 0 ||
-            strcasecmp(name.c_str(), withExtension.c_str()) == 0 ||
-            strcasecmp(name.c_str(), binned.c_str()) == 0)
+            strcasecmp(name.c_str(), withExtension.c_str()) == 0)
+            return true;
+        if (strcasecmp(name.c_str(), binned.c_str()) == 0 &&
+            BinHolds(parent, *BinnedItemName(name)))
             return true;
     }
     return false;

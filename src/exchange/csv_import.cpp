@@ -321,7 +321,10 @@ std::vector<CsvRefusal> CsvImport::Check(const fs::path& folder) const {
             ListFolder(target, entries);
             // A test case in the bin keeps its identifier in the suite it was deleted from.
             for (const FolderEntry& item : entries) {
-                const std::string name = BinnedItemName(item.name).value_or(item.name);
+                const std::optional<std::string> binned = BinnedItemName(item.name);
+                if (binned && !BinHolds(target, *binned))
+                    continue;
+                const std::string name = binned.value_or(item.name);
                 if (name.ends_with(kItemExtension))
                     entry->second.insert(
                         SuiteKey(name.substr(0, name.size() - kItemExtension.size())));

@@ -96,10 +96,13 @@ bool IdentifierTaken(const std::filesystem::path& folder, std::string_view id,
     const std::string binned = BinMarkName(wanted);
     std::vector<FolderEntry> entries;
     ListFolder(folder, entries);
-    for (const FolderEntry& entry : entries)
-        if (strcasecmp(entry.name.c_str(), wanted.c_str()) == 0 ||
-            strcasecmp(entry.name.c_str(), binned.c_str()) == 0)
+    for (const FolderEntry& entry : entries) {
+        if (strcasecmp(entry.name.c_str(), wanted.c_str()) == 0)
             return true;
+        if (strcasecmp(entry.name.c_str(), binned.c_str()) == 0 &&
+            BinHolds(folder, *BinnedItemName(entry.name)))
+            return true;
+    }
     return false;
 }
 
@@ -107,8 +110,9 @@ bool HeldByBin(const std::filesystem::path& folder, std::string_view itemName) {
     const std::string mark = BinMarkName(itemName);
     std::vector<FolderEntry> entries;
     ListFolder(folder, entries);
-    return std::ranges::any_of(entries, [&mark](const FolderEntry& entry) {
-        return strcasecmp(entry.name.c_str(), mark.c_str()) == 0;
+    return std::ranges::any_of(entries, [&](const FolderEntry& entry) {
+        return strcasecmp(entry.name.c_str(), mark.c_str()) == 0 &&
+               BinHolds(folder, *BinnedItemName(entry.name));
     });
 }
 
@@ -148,7 +152,8 @@ std::unique_ptr<IdReservation> GetIncrementalID(const std::filesystem::path& fol
             consider(reservation, kReservationExtension);
         // A deleted item keeps its number until it is restored or deleted for good.
         for (const std::string& binned : items.binned)
-            if (RoleOf(binned, FolderEntry::Kind::File) == EntryRole::Document)
+            if (RoleOf(binned, FolderEntry::Kind::File) == EntryRole::Document &&
+                BinHolds(folder, binned))
                 consider(binned, kItemExtension);
     }
 

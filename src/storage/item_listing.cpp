@@ -26,6 +26,21 @@ std::optional<std::string> BinnedItemName(std::string_view entryName) {
         kBinMarkPrefix.size(), entryName.size() - kBinMarkPrefix.size() - kBinMarkSuffix.size()));
 }
 
+bool BinHolds(const std::filesystem::path& folder, std::string_view itemName) {
+    std::string entry;
+    if (ReadRegularFile(folder / BinMarkName(itemName), entry) != 0 || entry.empty() ||
+        entry.starts_with(".") || entry.find('/') != std::string::npos)
+        return false;
+    std::error_code missing;
+    for (std::filesystem::path at = folder;; at = at.parent_path()) {
+        if (std::filesystem::exists(
+                std::filesystem::symlink_status(at / kBinFolder / entry / itemName, missing)))
+            return true;
+        if (at == at.parent_path() || at.empty())
+            return false;
+    }
+}
+
 EntryRole RoleOf(std::string_view name, FolderEntry::Kind kind) {
     if (name.starts_with("."))
         return EntryRole::Other;

@@ -22,11 +22,10 @@
 
 #include "platform/user_port.h"
 #include "storage/file_layer.h"
+#include "storage/item_listing.h"
 #include "workspace/navigation.h"
 
 namespace vantorel {
-
-inline constexpr std::string_view kBinFolder = ".vantorel-bin";
 
 struct DeletedItem {
     std::string entry;               // its folder in the bin

@@ -131,6 +131,18 @@ TEST_F(DeletedItemsTest, AnItemWhoseFolderIsGoneGoesWhereTheUserSays) {
     EXPECT_EQ(ListBin(db).size(), 2u);
 }
 
+TEST_F(DeletedItemsTest, AMarkKeepsNoNameOnceItsItemLeftTheBin) {
+    ASSERT_TRUE(Delete(login / "TC002.vtl"));
+    // The mark goes along with its renamed folder, and holds while the item is in the bin.
+    ASSERT_TRUE(RenameItem(Node(login), "signin", "", port));
+    const fs::path signin = library / "signin";
+    EXPECT_TRUE(IdentifierTaken(signin, "TC002"));
+    ASSERT_EQ(RestoreDeletedItems(db, ListBin(db), port).needPlace.size(), 1u);
+    ASSERT_TRUE(RestoreDeletedItemInto(db, ListBin(db).front(), Suite(library / "third"), port));
+    EXPECT_FALSE(IdentifierTaken(signin, "TC002"));
+    EXPECT_EQ(GetIncrementalID(signin, "TC", port)->Id(), "TC002");
+}
+
 TEST_F(DeletedItemsTest, EmptyAsksThenDeletesEverythingForGood) {
     ASSERT_TRUE(Delete(login / "TC001.vtl"));
     ASSERT_TRUE(Delete(login));
