@@ -70,7 +70,10 @@ std::string NewEntryName() {
     char stamp[32];
     std::snprintf(stamp, sizeof stamp, "%04d%02d%02d-%02d%02d%02d", local.tm_year + 1900,
                   local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
-    return std::string(stamp) + "-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
+    // The count is padded, so that one process's deletes of one second sort in their order.
+    char count[16];
+    std::snprintf(count, sizeof count, "%06u", counter++ % 1000000);
+    return std::string(stamp) + "-" + std::to_string(::getpid()) + "-" + count;
 }
 
 // Makes the bin (when missing) and an entry of its own in it.

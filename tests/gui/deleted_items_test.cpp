@@ -1,8 +1,10 @@
 // Edit / "Deleted Items...": a suite deleted from the tree waits in the database's bin, out of
 // the reports' reach, and comes back from the dialog as it was.
 
+#include <QDialogButtonBox>
 #include <QPushButton>
 #include <QTemporaryDir>
+#include <QTreeView>
 #include <QTreeWidget>
 
 #include <fstream>
@@ -90,6 +92,41 @@ private slots:
 
         QVERIFY(gui_test::TestReads([&] { return FilesBelow(testCases); }) == before);
         QCOMPARE(counted(), all);
+        dialog->close();
+    }
+
+    void AnItemWhoseSuiteIsGoneGoesToTheFolderTheUserPicks() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        const fs::path library = open->database / "Test Cases";
+        for (const fs::path& item : {library / "Login" / "LOG-002.vtl", library / "Login"}) {
+            window.SelectPath(item);
+            open->port.ScriptAnswers({true});
+            window.RunCommand(ID_EDIT_DELETE);
+            QTRY_VERIFY(!window.Actions().TransferRunning());
+        }
+
+        window.RunCommand(ID_EDIT_DELETED_ITEMS);
+        auto* dialog = window.findChild<DeletedItemsDialog*>("deletedItemsDialog");
+        auto* list = dialog->findChild<QTreeWidget*>("deletedItems");
+        QCOMPARE(list->topLevelItemCount(), 2);
+        QVERIFY(list->topLevelItem(1)->text(0).startsWith("LOG-002"));
+        list->topLevelItem(1)->setSelected(true);
+        dialog->findChild<QPushButton*>("restoreDeleted")->click();
+        QDialog* chooser = nullptr;
+        QTRY_VERIFY((chooser = dialog->findChild<QDialog*>("restoreFolderChooser")));
+        auto* folders = chooser->findChild<QTreeView*>("restoreFolderTree");
+        auto* ok = chooser->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok);
+        folders->setCurrentIndex(window.Model().IndexOf(open->database / "Testers"));
+        QVERIFY(!ok->isEnabled());
+        folders->setCurrentIndex(window.Model().IndexOf(library / "Search"));
+        QVERIFY(ok->isEnabled());
+        ok->click();
+        QTRY_COMPARE(list->topLevelItemCount(), 1);
+        QTRY_VERIFY(!window.Actions().TransferRunning());
+        QVERIFY(
+            gui_test::TestReads([&] { return fs::exists(library / "Search" / "LOG-002.vtl"); }));
         dialog->close();
     }
 };
