@@ -138,22 +138,17 @@ std::optional<DeletedItem> ReadRecord(const fs::path& databaseDir, const fs::pat
     return item;
 }
 
+bool MarkIsEntrys(const fs::path& folder, const std::string& itemName, const std::string& entry) {
+    std::string text;
+    return ReadRegularFile(folder / BinMarkName(itemName), text) == 0 && text == entry;
+}
+
 // The mark in folder that keeps the name of the item of entry; removed only when it is that
 // entry's (a later delete of the same name rewrote it for its own).
 void RemoveMark(const fs::path& folder, const std::string& itemName, const std::string& entry,
                 FileLayer& files) {
-    const fs::path mark = folder / BinMarkName(itemName);
-    XMLParse text;
-    if (text.OpenFastRead(mark) != 0 || text.Load() != 0 || text.Text() != entry)
-        return;
-    text.Close();
-    (void)files.Remove(mark);
-}
-
-bool MarkIsEntrys(const fs::path& folder, const std::string& itemName, const std::string& entry) {
-    XMLParse text;
-    return text.OpenFastRead(folder / BinMarkName(itemName)) == 0 && text.Load() == 0 &&
-           text.Text() == entry;
+    if (MarkIsEntrys(folder, itemName, entry))
+        (void)files.Remove(folder / BinMarkName(itemName));
 }
 
 // Removes an entry whole: hidden under another name first, so it leaves the list at once.
