@@ -456,7 +456,7 @@ private:
         const std::size_t at = RandomItem();
         const fs::path item = m_items[at];
         Log('B', "delete", {item.string()});
-        if (!DeleteItem(NodeOf(item), m_identity.user, m_port).deleted) {
+        if (!DeleteItem(m_db, NodeOf(item), m_identity.user, m_port).deleted) {
             Log('F', "delete", {item.string()});
             return;
         }

@@ -54,6 +54,7 @@ bool CommandActions::Available(Operation operation) {
         case Operation::Rename:
         case Operation::Duplicate:
         case Operation::Delete:
+        case Operation::DeletedItems:
         case Operation::UnlockAllFiles:
         case Operation::ClearFilter:
         case Operation::SetUser:

@@ -14,6 +14,7 @@
 #include "desktop/dialogs/csv_export_dialog.h"
 #include "desktop/dialogs/csv_import_dialog.h"
 #include "desktop/dialogs/customize_sheet.h"
+#include "desktop/dialogs/deleted_items_dialog.h"
 #include "desktop/dialogs/filter_dialogs.h"
 #include "desktop/dialogs/item_dialogs.h"
 #include "desktop/dialogs/junit_import_dialog.h"
@@ -419,6 +420,9 @@ void MainWindow::RunCommand(int command) {
             break;
         case Operation::ImportJUnitResults:
             OpenJUnitImportDialog(*this, m_port);
+            break;
+        case Operation::DeletedItems:
+            OpenDeletedItemsDialog(*this, m_port);
             break;
         case Operation::ExportTestCasesCsv:
         case Operation::ExportProjectTestCasesCsv:

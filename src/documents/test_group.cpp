@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include "documents/field_tables.h"
+#include "storage/item_listing.h"
 #include "storage/tagged_document.h"
 
 namespace vantorel {
@@ -41,11 +42,16 @@ bool Before(const std::optional<CalendarDate>& end, const std::optional<Calendar
 
 bool GroupNameTaken(const std::filesystem::path& parent, std::string_view id) {
     const std::string withExtension = std::string(id) + std::string(kGroupExtension);
+    // A suite in the bin keeps its name in the folder it was deleted from.
+    const std::string binned = BinMarkName(id);
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(parent, error)) {
         const std::string name = entry.path().filename().string();
         if (strcasecmp(name.c_str(), std::string(id).c_str()) == 0 ||
             strcasecmp(name.c_str(), withExtension.c_str()) == 0)
+            return true;
+        if (strcasecmp(name.c_str(), binned.c_str()) == 0 &&
+            BinHolds(parent, *BinnedItemName(name)))
             return true;
     }
     return false;

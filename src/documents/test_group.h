@@ -26,7 +26,8 @@ inline constexpr std::string_view kReportFolders[] = {"Status Reports", "Progres
 // none yet, where it is to be written (beside).
 std::filesystem::path GroupDocumentPath(const std::filesystem::path& folder);
 
-// True when parent holds a folder or group document named id, ignoring letter case.
+// True when parent holds a folder or group document named id, or the bin holds a suite deleted
+// from parent under that name, ignoring letter case.
 bool GroupNameTaken(const std::filesystem::path& parent, std::string_view id);
 
 // The folder a ".tgp" document describes.

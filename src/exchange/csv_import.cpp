@@ -16,6 +16,7 @@
 #include "storage/atomic_save.h"
 #include "storage/file_reading.h"
 #include "storage/identifiers.h"
+#include "storage/item_listing.h"
 #include "storage/tagged_document.h"
 #include "storage/text_conversions.h"
 
@@ -318,10 +319,16 @@ std::vector<CsvRefusal> CsvImport::Check(const fs::path& folder) const {
         if (added) {
             std::vector<FolderEntry> entries;
             ListFolder(target, entries);
-            for (const FolderEntry& item : entries)
-                if (item.name.ends_with(kItemExtension))
+            // A test case in the bin keeps its identifier in the suite it was deleted from.
+            for (const FolderEntry& item : entries) {
+                const std::optional<std::string> binned = BinnedItemName(item.name);
+                if (binned && !BinHolds(target, *binned))
+                    continue;
+                const std::string name = binned.value_or(item.name);
+                if (name.ends_with(kItemExtension))
                     entry->second.insert(
-                        SuiteKey(item.name.substr(0, item.name.size() - kItemExtension.size())));
+                        SuiteKey(name.substr(0, name.size() - kItemExtension.size())));
+            }
         }
         return entry->second;
     };

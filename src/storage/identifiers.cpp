@@ -93,12 +93,27 @@ std::vector<std::string> ItemIdsIn(const std::filesystem::path& folder) {
 bool IdentifierTaken(const std::filesystem::path& folder, std::string_view id,
                      std::string_view extension) {
     const std::string wanted = std::string(id) + std::string(extension);
+    const std::string binned = BinMarkName(wanted);
     std::vector<FolderEntry> entries;
     ListFolder(folder, entries);
-    for (const FolderEntry& entry : entries)
+    for (const FolderEntry& entry : entries) {
         if (strcasecmp(entry.name.c_str(), wanted.c_str()) == 0)
             return true;
+        if (strcasecmp(entry.name.c_str(), binned.c_str()) == 0 &&
+            BinHolds(folder, *BinnedItemName(entry.name)))
+            return true;
+    }
     return false;
+}
+
+bool HeldByBin(const std::filesystem::path& folder, std::string_view itemName) {
+    const std::string mark = BinMarkName(itemName);
+    std::vector<FolderEntry> entries;
+    ListFolder(folder, entries);
+    return std::ranges::any_of(entries, [&](const FolderEntry& entry) {
+        return strcasecmp(entry.name.c_str(), mark.c_str()) == 0 &&
+               BinHolds(folder, *BinnedItemName(entry.name));
+    });
 }
 
 IdReservation::IdReservation(std::string id, std::filesystem::path reservation, FileLayer& files)
@@ -135,6 +150,11 @@ std::unique_ptr<IdReservation> GetIncrementalID(const std::filesystem::path& fol
             consider(document.name, kItemExtension);
         for (const std::string& reservation : items.reservations)
             consider(reservation, kReservationExtension);
+        // A deleted item keeps its number until it is restored or deleted for good.
+        for (const std::string& binned : items.binned)
+            if (RoleOf(binned, FolderEntry::Kind::File) == EntryRole::Document &&
+                BinHolds(folder, binned))
+                consider(binned, kItemExtension);
     }
 
     // Another user may reserve the same number between our scan and our reservation: the

@@ -48,9 +48,13 @@ std::size_t ItemPathLength(const std::filesystem::path& folder, std::string_view
 bool ItemPathFits(const std::filesystem::path& folder, std::string_view id,
                   std::string_view extension);
 
-// True when folder holds an item document named id (".vtl"), ignoring letter case.
+// True when folder holds an item document named id (".vtl"), or the bin holds one deleted
+// from folder under that name, ignoring letter case.
 bool IdentifierTaken(const std::filesystem::path& folder, std::string_view id,
                      std::string_view extension = ".vtl");
+// True when the bin holds an item deleted from folder under itemName ("TC001.vtl", a folder's
+// name), ignoring letter case: the name is kept for the item to come back to.
+bool HeldByBin(const std::filesystem::path& folder, std::string_view itemName);
 
 // The identifiers of the item documents (".vtl") in folder, in name order.
 std::vector<std::string> ItemIdsIn(const std::filesystem::path& folder);

@@ -11,6 +11,36 @@ bool HasItemStem(std::string_view name, std::string_view extension) {
 
 }  // namespace
 
+std::string BinMarkName(std::string_view itemName) {
+    std::string mark(kBinMarkPrefix);
+    mark += itemName;
+    mark += kBinMarkSuffix;
+    return mark;
+}
+
+std::optional<std::string> BinnedItemName(std::string_view entryName) {
+    if (entryName.size() <= kBinMarkPrefix.size() + kBinMarkSuffix.size() ||
+        !entryName.starts_with(kBinMarkPrefix) || !entryName.ends_with(kBinMarkSuffix))
+        return std::nullopt;
+    return std::string(entryName.substr(
+        kBinMarkPrefix.size(), entryName.size() - kBinMarkPrefix.size() - kBinMarkSuffix.size()));
+}
+
+bool BinHolds(const std::filesystem::path& folder, std::string_view itemName) {
+    std::string entry;
+    if (ReadRegularFile(folder / BinMarkName(itemName), entry) != 0 || entry.empty() ||
+        entry.starts_with(".") || entry.find('/') != std::string::npos)
+        return false;
+    std::error_code missing;
+    for (std::filesystem::path at = folder;; at = at.parent_path()) {
+        if (std::filesystem::exists(
+                std::filesystem::symlink_status(at / kBinFolder / entry / itemName, missing)))
+            return true;
+        if (at == at.parent_path() || at.empty())
+            return false;
+    }
+}
+
 EntryRole RoleOf(std::string_view name, FolderEntry::Kind kind) {
     if (name.starts_with("."))
         return EntryRole::Other;
@@ -53,6 +83,8 @@ void SortEntries(std::vector<FolderEntry>& entries, ItemListing& listing) {
                 listing.reservations.push_back(std::move(entry.name));
                 break;
             case EntryRole::Other:
+                if (std::optional<std::string> binned = BinnedItemName(entry.name))
+                    listing.binned.push_back(std::move(*binned));
                 break;
         }
     }

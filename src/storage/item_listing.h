@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,6 +20,23 @@ namespace vantorel {
 inline constexpr std::string_view kDescriptionExtension = ".tgp";
 inline constexpr std::string_view kLockExtension = ".lck";
 inline constexpr std::string_view kReservationExtension = ".tmp";
+// An item moved into the database's bin leaves this mark in its folder, so its name stays
+// taken there until it is restored or deleted for good: a new item, rename, paste or import
+// can't take the place the item would need back. ".vtbin-<item's file name>.binned", hidden.
+inline constexpr std::string_view kBinMarkPrefix = ".vtbin-";
+inline constexpr std::string_view kBinMarkSuffix = ".binned";
+// The bin itself, at the database's root (workspace/deleted_items.h); the mark holds the name
+// of the item's entry there.
+inline constexpr std::string_view kBinFolder = ".vantorel-bin";
+
+// The mark's name for the item named itemName ("TC001.vtl", or a folder's name), and back.
+std::string BinMarkName(std::string_view itemName);
+std::optional<std::string> BinnedItemName(std::string_view entryName);
+// Whether the mark of itemName (as the mark spells it) in folder stands for an item the bin
+// holds: the entry it names, in the bin of a folder above, holds the item. A mark that a crash
+// left before its item moved, or that went along with a renamed folder after its item came
+// back elsewhere, keeps no name.
+bool BinHolds(const std::filesystem::path& folder, std::string_view itemName);
 
 enum class EntryRole { Document, Folder, Description, Lock, Reservation, Other };
 
@@ -35,6 +53,7 @@ struct ItemListing {
     std::vector<std::string> descriptions;
     std::vector<std::string> locks;
     std::vector<std::string> reservations;
+    std::vector<std::string> binned;  // names of items the bin holds for this folder
 };
 
 // Sorts the entries of a folder listing into listing.

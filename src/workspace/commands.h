@@ -33,6 +33,7 @@ enum class Operation {
     Rename,
     Duplicate,
     Delete,
+    DeletedItems,
     Find,
     FindReplace,
     View,
@@ -171,7 +172,8 @@ enum CommandId : int {
     ID_BULK_UPDATE_FIRST = 40376,
     ID_BULK_UPDATE_LAST = 40385,
     ID_SETTINGS_KEY = 40391,
-    ID_REPORT_FIRST = 40401,  // "Status Report - All"; the eight run in pairs All/Filtered
+    ID_EDIT_DELETED_ITEMS = 40395,  // ours: the bin of the database
+    ID_REPORT_FIRST = 40401,        // "Status Report - All"; the eight run in pairs All/Filtered
     ID_REPORT_LAST = 40408,
 };
 

@@ -21,6 +21,7 @@
 #include "storage/item_listing.h"
 #include "storage/locks.h"
 #include "storage/tagged_document.h"
+#include "workspace/deleted_items.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
@@ -41,33 +42,6 @@ bool IsDocumentKind(NodeKind kind) {
 
 bool IsSuiteKind(NodeKind kind) {
     return kind == TV_TEST_SUITE_FLD || kind == TV_PRJ_SUITE_FLD;
-}
-
-// Whether target takes item as it is (a conversion is not a plain move).
-bool SameFamily(NodeKind item, NodeKind target) {
-    switch (item) {
-        case TV_TEST_TEST_DOC:
-            return target == TV_TEST_SUITE_FLD;
-        case TV_TEST_SUITE_FLD:
-            return target == TV_TEST_ROOT || target == TV_TEST_SUITE_FLD;
-        case TV_PRJ_TEST_DOC:
-        case TV_PRJ_SUITE_FLD:
-            return target == TV_PRJ_TEST_FLD || target == TV_PRJ_SUITE_FLD;
-        case TV_PRJ_PRJ_FLD:
-            return target == TV_PRJ_ROOT;
-        case TV_RPT_DOC:
-            return target == TV_RPT_FLD;
-        case TV_CFG_DOC:
-            return target == TV_CFG_ROOT;
-        case TV_RES_DOC:
-            return target == TV_RES_ROOT;
-        case TV_TESTER_DOC:
-            return target == TV_TESTER_ROOT;
-        case TV_FILTER_DOC:
-            return target == TV_FILTER_ROOT;
-        default:
-            return false;
-    }
 }
 
 // True when inner is folder or lies below it.
@@ -326,6 +300,32 @@ int countAllFilesDisk(const fs::path& folder) {
     return count;
 }
 
+bool SameFamily(NodeKind item, NodeKind target) {
+    switch (item) {
+        case TV_TEST_TEST_DOC:
+            return target == TV_TEST_SUITE_FLD;
+        case TV_TEST_SUITE_FLD:
+            return target == TV_TEST_ROOT || target == TV_TEST_SUITE_FLD;
+        case TV_PRJ_TEST_DOC:
+        case TV_PRJ_SUITE_FLD:
+            return target == TV_PRJ_TEST_FLD || target == TV_PRJ_SUITE_FLD;
+        case TV_PRJ_PRJ_FLD:
+            return target == TV_PRJ_ROOT;
+        case TV_RPT_DOC:
+            return target == TV_RPT_FLD;
+        case TV_CFG_DOC:
+            return target == TV_CFG_ROOT;
+        case TV_RES_DOC:
+            return target == TV_RES_ROOT;
+        case TV_TESTER_DOC:
+            return target == TV_TESTER_ROOT;
+        case TV_FILTER_DOC:
+            return target == TV_FILTER_ROOT;
+        default:
+            return false;
+    }
+}
+
 bool CanDrop(NodeKind item, NodeKind target) {
     return SameFamily(item, target) || IsConversionDrop(item, target);
 }
@@ -355,6 +355,11 @@ std::optional<TransferPlan> PlanPaste(const Clipboard& clipboard, const TreeNode
         }
         const std::string name = entry.path.filename().string();
         const fs::path destination = target.path / name;
+        if (HeldByBin(target.path, name)) {
+            port.tell(HeldByBinNotice(folder ? name : entry.path.stem().string(),
+                                      "Unable to paste file"));
+            continue;
+        }
         bool replace = false;
         if (ItemNameTaken(target.path, entry.path, folder)) {
             const std::string shown = folder ? name : entry.path.stem().string();
@@ -418,6 +423,10 @@ std::optional<TransferPlan> PlanMove(const TreeNode& item, const TreeNode& targe
     }
     if (WriteProbe probe(target.path); probe.Error() != 0) {
         port.tell({"Unable to drop file.\nAccess denied.", "Access denied", Icon::Warning});
+        return std::nullopt;
+    }
+    if (HeldByBin(target.path, name)) {
+        port.tell(HeldByBinNotice(item.label, "Unable to move"));
         return std::nullopt;
     }
     bool replace = false;
@@ -576,6 +585,10 @@ bool ConvertDroppedTestCases(const TreeNode& item, const TreeNode& target, Edito
     if (!IsConversionDrop(item.kind, target.kind))
         return false;
     const fs::path destination = target.path / item.path.filename();
+    if (HeldByBin(target.path, item.path.filename().string())) {
+        context.port.tell(HeldByBinNotice(item.label, "Unable to copy"));
+        return false;
+    }
     std::error_code error;
     if (item.kind == TV_TEST_TEST_DOC) {
         const bool converted =

@@ -62,6 +62,9 @@ std::optional<TransferPlan> PlanDropCopy(const TreeNode& item, const TreeNode& t
 // What a copy or move asked for while another still runs is answered with: the first one is
 // not queued behind, since its questions were answered against the tree as it was.
 Notice TransferBusyNotice();
+// True when a folder of kind target holds items of kind item (a test case a library suite, a
+// report its report folder, ...).
+bool SameFamily(NodeKind item, NodeKind target);
 // True when item may be dropped on target (a test case onto a project's tree is a conversion).
 bool CanDrop(NodeKind item, NodeKind target);
 bool IsConversionDrop(NodeKind item, NodeKind target);

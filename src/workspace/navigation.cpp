@@ -11,13 +11,14 @@
 #include "documents/test_group.h"
 #include "filters/filter.h"
 #include "platform/debug_log.h"
-#include "storage/atomic_save.h"
+#include "platform/identity.h"
 #include "storage/identifiers.h"
 #include "storage/item_listing.h"
 #include "storage/locks.h"
 #include "storage/tagged_document.h"
 #include "storage/text_conversions.h"
 #include "workspace/commands.h"
+#include "workspace/deleted_items.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
@@ -391,26 +392,6 @@ int RenameParts(const fs::path& from, const fs::path& to, const std::string& new
     return error;
 }
 
-// Removes a folder item and its description: the folder is renamed to a hidden name first, so
-// it disappears whole or stays whole; then the description goes, and the hidden folder last.
-int RemoveFolderItem(const fs::path& folder, FileLayer& files) {
-    const fs::path description = GroupDocumentPath(folder);
-    const bool beside = description.parent_path() != folder;
-    const fs::path hidden = folder.parent_path() /
-                            (std::string(kSaveTempPrefix) + "delete-" + folder.filename().string());
-    if (int error = files.RenameNoReplace(folder, hidden))
-        return error;
-    std::error_code missing;
-    if (beside && fs::exists(fs::symlink_status(description, missing))) {
-        if (int error = files.Remove(description)) {
-            (void)files.RenameNoReplace(hidden, folder);
-            return error;
-        }
-    }
-    (void)RemoveTree(files, hidden);
-    return 0;
-}
-
 // The longest test case path below folder once folder is called newFolder.
 bool TestCasesFitAfterRename(const fs::path& folder, const fs::path& newFolder) {
     const std::size_t oldLength = folder.string().size();
@@ -539,6 +520,10 @@ std::optional<RenameOutcome> RenameItem(const TreeNode& node, std::string newNam
         return RenameOutcome{newPath};
     // Another item of that name, ignoring letter case, would be replaced by the rename.
     const bool caseOnly = strcasecmp(newPath.filename().c_str(), node.path.filename().c_str()) == 0;
+    if (!caseOnly && HeldByBin(parent, newPath.filename().string())) {
+        port.tell(HeldByBinNotice(newName, "Rename Error"));
+        return std::nullopt;
+    }
     if (!caseOnly && (folder ? GroupNameTaken(parent, newName)
                              : IdentifierTaken(parent, newName, kItemExtension))) {
         port.tell({FillMessage("An item named %s already exists in this folder", {newName}),
@@ -562,11 +547,11 @@ std::optional<RenameOutcome> RenameItem(const TreeNode& node, std::string newNam
     return RenameOutcome{newPath, AskForNewCurrentUser(node, currentUser, "renamed", port)};
 }
 
-DeleteOutcome DeleteItem(const TreeNode& node, const std::string& currentUser, UserPort& port,
-                         FileLayer& files) {
+DeleteOutcome DeleteItem(const fs::path& databaseDir, const TreeNode& node,
+                         const std::string& currentUser, UserPort& port, FileLayer& files) {
     if (!ConfirmDelete(node, port))
         return {};
-    return DeleteConfirmed(node, currentUser, port, files);
+    return DeleteConfirmed(databaseDir, node, currentUser, port, files);
 }
 
 bool ConfirmDelete(const TreeNode& node, UserPort& port) {
@@ -577,31 +562,27 @@ bool ConfirmDelete(const TreeNode& node, UserPort& port) {
         : IsFolderKind(node.kind)
             ? "Are you sure you want to delete this folder and all it's sub folders?\n[%s]"
             : "Are you sure you want to delete this document?\n[%s]";
-    return port.ask({FillMessage(question, {node.label}), "Confirm delete", Icon::Question});
+    return port.ask(
+        {FillMessage(question, {DescribeDeletion(node)}), "Confirm delete", Icon::Question});
 }
 
-DeleteOutcome DeleteConfirmed(const TreeNode& node, const std::string& currentUser, UserPort& port,
-                              FileLayer& files) {
+DeleteOutcome DeleteConfirmed(const fs::path& databaseDir, const TreeNode& node,
+                              const std::string& currentUser, UserPort& port, FileLayer& files) {
     if (IsFixedKind(node.kind) || node.kind == TV_NONE)
         return {};
-    const bool folder = IsFolderKind(node.kind);
-    int error = 0;
-    if (folder) {
+    if (IsFolderKind(node.kind)) {
         if (HoldsOpenFiles(node.path)) {
             port.tell({"Unable to delete folder as files inside it are open for editing",
                        "Unable to delete folder", Icon::Warning});
             return {};
         }
-        error = RemoveFolderItem(node.path, files);
-    } else {
-        if (IsLocked(node.path)) {
-            port.tell({"This file cannot be deleted as it is open for editing", "Unable to delete",
-                       Icon::Warning});
-            return {};
-        }
-        error = files.Remove(node.path);
+    } else if (IsLocked(node.path)) {
+        port.tell({"This file cannot be deleted as it is open for editing", "Unable to delete",
+                   Icon::Warning});
+        return {};
     }
-    if (error != 0) {
+    const std::string deletedBy = currentUser.empty() ? CurrentIdentity().user : currentUser;
+    if (MoveToBin(databaseDir, node, deletedBy, files) != 0) {
         port.tell({FillMessage("Unable to delete file: %s", {node.path.string()}), "Error",
                    Icon::Warning});
         return {};

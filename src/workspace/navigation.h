@@ -105,15 +105,17 @@ struct DeleteOutcome {
     bool deleted = false;
     bool chooseNewUser = false;  // the current user's tester was removed and a new one wanted
 };
-// Asks, checks for files open for editing, then removes the item (a folder with its ".tgp"). A
-// folder is first renamed to a hidden name, so it is gone at once or not at all; what of it
-// can't be removed stays hidden until the sweep.
-DeleteOutcome DeleteItem(const TreeNode& node, const std::string& currentUser, UserPort& port,
+// Asks, checks for files open for editing, then moves the item (a folder with its ".tgp") into
+// the database's bin (workspace/deleted_items.h), from where it can be restored.
+DeleteOutcome DeleteItem(const std::filesystem::path& databaseDir, const TreeNode& node,
+                         const std::string& currentUser, UserPort& port,
                          FileLayer& files = SystemFiles());
-// The two halves of DeleteItem: the question, which reads nothing, and the checks and the
-// removal, which may read and remove thousands of files (the window runs them on a worker).
+// The two halves of DeleteItem: the question, which names what a folder takes with it (it
+// counts the folder's items, so the window asks it from a worker), and the checks and the
+// move into the bin.
 bool ConfirmDelete(const TreeNode& node, UserPort& port);
-DeleteOutcome DeleteConfirmed(const TreeNode& node, const std::string& currentUser, UserPort& port,
+DeleteOutcome DeleteConfirmed(const std::filesystem::path& databaseDir, const TreeNode& node,
+                              const std::string& currentUser, UserPort& port,
                               FileLayer& files = SystemFiles());
 
 // Where a new test case of the selected node goes: the suite itself, or a document's suite.

@@ -148,12 +148,15 @@ private slots:
         w.window.activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(&w.window));
         w.tree.setFocus();
-        // No keeps it; Yes deletes it and its row.
+        // No keeps it; Yes deletes it and its row. The question comes from the worker, which
+        // counts what a folder takes with it.
         w.open->port.ScriptAnswers({false});
         QTest::keyClick(&w.tree, Qt::Key_Delete);
+        QTRY_VERIFY(!w.window.Actions().TransferRunning());
         QCOMPARE(w.open->port.questions.size(), std::size_t{1});
         QCOMPARE(w.open->port.questions[0].caption, std::string("Confirm delete"));
         QVERIFY(fs::exists(doomed));
+        QCOMPARE(w.CurrentPath(), doomed);
         w.open->port.ScriptAnswers({true});
         QTest::keyClick(&w.tree, Qt::Key_Delete);
         QTRY_VERIFY(!fs::exists(doomed));

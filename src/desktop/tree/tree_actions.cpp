@@ -220,15 +220,17 @@ void TreeActions::Duplicate() {
 
 void TreeActions::Delete() {
     const std::optional<TreeNode> current = m_window.CurrentNode();
-    if (!current || !ReadyForTransfer() || !ConfirmDelete(*current, m_port))
+    if (!current || IsFixedKind(current->kind) || current->kind == TV_NONE || !ReadyForTransfer())
         return;
-    // The tree leaves the doomed item first, so no page of it is asked for while it goes.
+    // The question names what a folder takes with it, counted on the worker. The tree leaves
+    // the doomed item first, so no page of it is asked for while it goes.
     m_window.SelectPath(current->path.parent_path());
     auto chooseNewUser = std::make_shared<bool>(false);
     StartJob(
-        [port = &m_port, item = *current, user = m_window.TheShell().CurrentUser(),
-         chooseNewUser](std::stop_token) {
-            *chooseNewUser = DeleteConfirmed(item, user, *port).chooseNewUser;
+        [port = &m_port, item = *current, databaseDir = m_window.TheShell().Database().Directory(),
+         user = m_window.TheShell().CurrentUser(), chooseNewUser](std::stop_token) {
+            if (ConfirmDelete(item, *port))
+                *chooseNewUser = DeleteConfirmed(databaseDir, item, user, *port).chooseNewUser;
             return TransferResult{};
         },
         {{current->path.parent_path()}, false, [this, path = current->path, chooseNewUser] {
@@ -236,6 +238,14 @@ void TreeActions::Delete() {
              if (*chooseNewUser)
                  m_window.RunSetUserDialog();
          }});
+}
+
+bool TreeActions::RunJob(TransferWorker::Job job, std::vector<fs::path> refresh,
+                         std::function<void()> then) {
+    if (!ReadyForTransfer())
+        return false;
+    StartJob(std::move(job), {std::move(refresh), true, std::move(then)});
+    return true;
 }
 
 // A suite's rename looks for documents open in the whole of it, and unlocking a folder reads

@@ -41,6 +41,12 @@ public:
     // a closing database or window leaves no half-copied item.
     void StopTransfer();
     bool TransferRunning() const { return m_transfer.has_value(); }
+    // Runs job on the transfer worker like the tree's own copies (one at a time, with the
+    // status bar's count and Cancel): then the folders in refresh are read again, the items
+    // the job wrote are selected, and then runs on the window's thread. False, after telling
+    // the user, while another job runs.
+    bool RunJob(TransferWorker::Job job, std::vector<std::filesystem::path> refresh,
+                std::function<void()> then);
 
 signals:
     // The item whose page is shown changed on disk: its page should be shown again.

@@ -184,15 +184,15 @@ TEST_F(NavigationTest, DeleteAsksAndRefusesOpenFiles) {
     const fs::path doc = Doc(suite, "TC1");
 
     port.ScriptAnswers({false});
-    EXPECT_FALSE(DeleteItem(Node(doc), "", port).deleted);
+    EXPECT_FALSE(DeleteItem(db, Node(doc), "", port).deleted);
     EXPECT_EQ(port.questions.back(),
               (Notice{"Are you sure you want to delete this document?\n[TC1]", "Confirm delete",
                       Icon::Question}));
     ASSERT_EQ(createLockFile(doc), 0);
     port.ScriptAnswers({true, true});
-    EXPECT_FALSE(DeleteItem(Node(doc), "", port).deleted);
+    EXPECT_FALSE(DeleteItem(db, Node(doc), "", port).deleted);
     EXPECT_EQ(port.notices.back().caption, "Unable to delete");
-    EXPECT_FALSE(DeleteItem(Node(suite), "", port).deleted);
+    EXPECT_FALSE(DeleteItem(db, Node(suite), "", port).deleted);
     EXPECT_EQ(port.notices.back(),
               (Notice{"Unable to delete folder as files inside it are open for editing",
                       "Unable to delete folder", Icon::Warning}));
@@ -205,17 +205,20 @@ TEST_F(NavigationTest, DeleteAsksAndRefusesOpenFiles) {
     port.ScriptAnswers({true});
     EXPECT_EQ(UnlockAllFiles(db / "Test Cases", port), 1);
     port.ScriptAnswers({true});
-    EXPECT_TRUE(DeleteItem(Node(suite), "", port).deleted);
-    EXPECT_EQ(port.questions.back().text,
-              "Are you sure you want to delete this folder and all it's sub folders?\n[login]");
+    EXPECT_TRUE(DeleteItem(db, Node(suite), "", port).deleted);
+    EXPECT_EQ(
+        port.questions.back().text,
+        "Are you sure you want to delete this folder and all it's sub folders?\n[login: 1 test "
+        "case]");
     EXPECT_FALSE(fs::exists(suite));
     EXPECT_FALSE(fs::exists(db / "Test Cases" / "login.tgp"));
 
     fs::create_directories(project);
     port.ScriptAnswers({false});
-    DeleteItem(Node(project), "", port);
+    DeleteItem(db, Node(project), "", port);
     EXPECT_EQ(port.questions.back().text,
-              "Are you sure you want to delete this whole project?\n[Alpha]");
+              "Are you sure you want to delete this whole project?\n[Alpha: 0 test cases, 0 "
+              "suites, 0 reports]");
     EXPECT_TRUE(fs::exists(project));
 }
 

@@ -6,10 +6,12 @@
 #include <map>
 #include <thread>
 
+#include "storage/item_listing.h"
 #include "storage/locks.h"
 #include "storage/vantorel_database.h"
 #include "support/faulty_file_layer.h"
 #include "support/tree_fixture.h"
+#include "workspace/deleted_items.h"
 #include "workspace/item_transfer.h"
 
 namespace vantorel::testing {
@@ -32,16 +34,35 @@ protected:
         Suite(library / "target");
     }
 
-    // Everything below the database; hidden names (temporary files and folders) apart.
+    // Everything below the database; hidden names (temporary files and folders) apart. What
+    // a delete put in the bin, and the mark it left, count as items, with the entry's name and
+    // the texts that hold a time or that name left out.
     Snapshot Take(Snapshot* hidden = nullptr) const {
         Snapshot items;
         for (const auto& entry : fs::recursive_directory_iterator(db)) {
-            const std::string relative = entry.path().lexically_relative(db).generic_string();
+            std::string relative = entry.path().lexically_relative(db).generic_string();
+            std::string text = entry.is_directory() ? "<folder>" : ReadFile(entry.path());
+            const std::string bin = std::string(kBinFolder) + "/";
+            if (relative == kBinFolder)
+                continue;  // made once, kept
+            if (relative.starts_with(bin) && !relative.starts_with(bin + ".")) {
+                const std::size_t entryEnd = relative.find('/', bin.size());
+                relative = bin + "<entry>" +
+                           (entryEnd == std::string::npos ? "" : relative.substr(entryEnd));
+                if (relative.ends_with("/.deleted"))
+                    text = "<record>";
+            } else if (entry.path().filename().string().starts_with(kBinMarkPrefix)) {
+                text = "<mark>";
+            }
+            const std::string tail =
+                relative.starts_with(bin) ? relative.substr(bin.size()) : relative;
             const bool isHidden =
-                relative.starts_with(".") || relative.find("/.") != std::string::npos;
+                tail.starts_with(".") ||
+                (tail.find("/.") != std::string::npos && !tail.ends_with("/.deleted") &&
+                 tail.find("/" + std::string(kBinMarkPrefix)) == std::string::npos);
             Snapshot* into = isHidden ? hidden : &items;
             if (into)
-                (*into)[relative] = entry.is_directory() ? "<folder>" : ReadFile(entry.path());
+                (*into)[relative] = text;
         }
         return items;
     }
@@ -106,11 +127,11 @@ TEST_F(TreeFaultsTest, RenameAndDeleteOfAFolderAndADocument) {
     });
     HoldsAtEveryFailure([&](FileLayer& files) {
         port.ScriptAnswers({true});
-        DeleteItem(Node(library / "login"), "", port, files);
+        DeleteItem(db, Node(library / "login"), "", port, files);
     });
     HoldsAtEveryFailure([&](FileLayer& files) {
         port.ScriptAnswers({true});
-        DeleteItem(Node(library / "login" / "TC2.vtl"), "", port, files);
+        DeleteItem(db, Node(library / "login" / "TC2.vtl"), "", port, files);
     });
 }
 
