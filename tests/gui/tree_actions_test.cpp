@@ -236,7 +236,7 @@ private slots:
         QCOMPARE(NamesBelow(w.search), before);
     }
 
-    void ALibrarySuiteDroppedOnAProjectIsConvertedOnTheWorker() {
+    void ALibrarySuiteDroppedOrPastedOnAProjectIsConvertedOnTheWorker() {
         QTemporaryDir root;
         LibraryWindow w(root);
         const fs::path cases = w.open->database / "Projects" / "Release 2.0" / "Project Test Cases";
@@ -254,6 +254,19 @@ private slots:
         const auto& steps = w.open->port.progressSteps;
         QVERIFY(std::ranges::find(steps, std::make_pair(6, 6)) != steps.end());
         QCOMPARE(steps.back(), std::make_pair(0, 0));
+        QVERIFY(w.open->port.notices.empty());
+        // The pane shows what the tree selected.
+        QTRY_VERIFY(gui_test::PageText(w.window.Page()).contains("Login"));
+
+        // A paste converts as the drop does.
+        fs::remove(cases / "Login" / "LOG-002.vtl");
+        w.MakeCurrent(w.login / "LOG-002.vtl");
+        w.window.RunCommand(ID_EDIT_COPY);
+        w.MakeCurrent(cases / "Login");
+        w.window.RunCommand(ID_EDIT_PASTE);
+        QTRY_VERIFY(!w.window.Actions().TransferRunning());
+        QVERIFY(testing::ReadFile(cases / "Login" / "LOG-002.vtl").find("<project_test_case>") !=
+                std::string::npos);
         QVERIFY(w.open->port.notices.empty());
     }
 

@@ -190,9 +190,27 @@ void TreeActions::Paste() {
     const std::optional<TreeNode> target = CurrentFolder();
     if (!target || !ReadyForTransfer())
         return;
-    StartTransfer([clipboard = m_window.TheShell().ItemClipboard(),
-                   target = *target](UserPort& port) { return PlanPaste(clipboard, target, port); },
-                  {{target->path}, true, {}});
+    // Library test cases and suites pasted on a project's test cases become its project test
+    // cases, as a drop makes them; the rest is copied.
+    std::vector<ConversionDrop> conversions;
+    std::vector<TreeNode> copies;
+    for (const ClipboardEntry& entry : m_window.TheShell().ItemClipboard().Entries()) {
+        const std::string label =
+            (IsFolderKind(entry.kind) ? entry.path.filename() : entry.path.stem()).string();
+        const TreeNode item{entry.path, entry.kind, label};
+        if (IsConversionDrop(entry.kind, target->kind))
+            conversions.push_back({item, *target});
+        else
+            copies.push_back(item);
+    }
+    Clipboard clipboard;
+    clipboard.Copy(copies, m_port);
+    StartTransfer(
+        [clipboard = std::move(clipboard), target = *target](UserPort& port) {
+            return clipboard.Empty() ? std::optional(TransferPlan{})
+                                     : PlanPaste(clipboard, target, port);
+        },
+        {{target->path}, true, {}}, std::move(conversions));
 }
 
 // A duplicate or delete of a whole suite reads and writes thousands of files: both run on the
