@@ -26,11 +26,6 @@ QString Text(const std::string& latin1) {
     return QString::fromLatin1(latin1.data(), static_cast<qsizetype>(latin1.size()));
 }
 
-QString Number(double value) {
-    return std::fabs(value - std::round(value)) < 1e-9 ? QString::number(std::llround(value))
-                                                       : QString::number(value, 'f', 1);
-}
-
 double Total(const Chart& chart) {
     double total = 0;
     for (const ChartSeries& series : chart.series)
@@ -54,7 +49,7 @@ Legend LayOutLegend(const QFontMetrics& metrics, const Chart& chart, const QRect
     for (const ChartSeries& series : chart.series) {
         QString line = Text(series.name);
         if (withValues && !series.values.empty()) {
-            line += "  " + Number(series.values[0]);
+            line += "  " + Text(ValueText(chart, series.values[0]));
             if (chart.kind == ChartKind::Pie && total > 0)
                 line += QString(" (%1 %)").arg(100.0 * series.values[0] / total, 0, 'f', 1);
         }

@@ -66,8 +66,19 @@ Chart StatusPieChart(const StatusReportData& report) {
     return chart;
 }
 
+std::string ValueText(const Chart& chart, double value) {
+    if (chart.hours)
+        return HoursAndMinutes(std::llround(value * 60));
+    char text[32];
+    if (std::fabs(value - std::round(value)) < 1e-9)
+        std::snprintf(text, sizeof text, "%lld", std::llround(value));
+    else
+        std::snprintf(text, sizeof text, "%.1f", value);
+    return text;
+}
+
 Chart TimeFiguresChart(const StatusReportData& report, const CustomCfg& custom) {
-    Chart chart{ChartKind::Columns, "Time figures", "Hours", {}, {}, false};
+    Chart chart{ChartKind::Columns, "Time figures", "Hours", {}, {}, false, true};
     const std::pair<int, std::int64_t> figures[] = {
         {RS_TOTAL_PLAN_TIME, report.totalTestTime},
         {RS_EXTRAPOLATED_TIME, report.predictedTime},

@@ -35,7 +35,12 @@ struct Chart {
     std::vector<std::string> labels;  // the line chart's points, dates as "d-MMM-yyyy"
     std::vector<ChartSeries> series;
     bool countAxis = true;  // the values are counts: the axis has whole-number ticks
+    bool hours = false;     // the values are hours, shown as h:mm where they are written out
 };
+
+// A value as a legend or a table writes it: hours as "h:mm", as the report's tables do; a count
+// whole; anything else with one decimal.
+std::string ValueText(const Chart& chart, double value);
 
 // The ticks of a value axis: from 0 in equal round steps (1, 2 or 5 times a power of ten), at
 // most six of them past 0, the last at or above largest; a count axis steps by whole numbers.

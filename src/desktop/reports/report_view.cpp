@@ -1,5 +1,6 @@
 #include "desktop/reports/report_view.h"
 
+#include <QDir>
 #include <QFileDialog>
 #include <QGridLayout>
 #include <QHeaderView>
@@ -11,6 +12,7 @@
 #include <QSortFilterProxyModel>
 #include <QSplitter>
 #include <QStandardItemModel>
+#include <QStandardPaths>
 #include <QTableWidget>
 #include <QTextBrowser>
 #include <QToolBar>
@@ -434,7 +436,9 @@ void ReportView::PrintPreview() {
 }
 
 void ReportView::ExportPdf() {
-    const QString start = Latin1((m_report.parent_path() / m_report.stem()).string() + ".pdf");
+    // Offered in the user's documents, not inside the database among its reports.
+    const QString start = QDir(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation))
+                              .filePath(Latin1(m_report.stem().string()) + ".pdf");
     QString file = QFileDialog::getSaveFileName(this, "Export as PDF", start, "PDF (*.pdf)");
     if (file.isEmpty())
         return;
@@ -458,7 +462,8 @@ void ReportView::SaveChartAs(ChartView* chart) {
         return;
     QString filter = "PNG picture (*.png)";
     QString file = QFileDialog::getSaveFileName(
-        this, "Save chart as", {}, "PNG picture (*.png);;SVG drawing (*.svg)", &filter);
+        this, "Save chart as", QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation),
+        "PNG picture (*.png);;SVG drawing (*.svg)", &filter);
     if (file.isEmpty())
         return;
     const bool svg = filter.contains("svg");

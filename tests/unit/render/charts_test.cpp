@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "documents/custom_cfg.h"
+
 namespace vantorel {
 namespace {
 
@@ -42,6 +44,18 @@ TEST(AxisTicks, EveryLabelShowsItsValue) {
     EXPECT_EQ(labels, (std::vector<std::string>{"0.0", "0.5", "1.0", "1.5", "2.0"}));
     EXPECT_EQ(TickText(0.15, 0.05), "0.15");
     EXPECT_EQ(TickText(40, 20), "40");
+}
+
+TEST(ValueText, TheTimeFiguresLegendWritesWhatTheTablesWrite) {
+    StatusReportData report;
+    report.totalTestTime = 130;  // minutes
+    report.failedTime = 59;
+    CustomCfg custom;
+    const Chart chart = TimeFiguresChart(report, custom);
+    EXPECT_EQ(ValueText(chart, chart.series[0].values[0]), HoursAndMinutes(130));
+    EXPECT_EQ(ValueText(chart, chart.series[4].values[0]), HoursAndMinutes(59));
+    const Chart pie = StatusPieChart(report);
+    EXPECT_EQ(ValueText(pie, 4), "4");
 }
 
 TEST(LabelStride, DatesNeverTouchAndTheFirstIsAlwaysShown) {
