@@ -161,20 +161,20 @@ QWidget* ItemDialog::FieldPage(const std::vector<FieldDescriptor>& rows, const C
             if (!richTexts) {
                 richTexts = new QTabWidget;
                 richTexts->setObjectName("richTexts");
-                // Every section's tab stays in sight, its caption shortened when need be.
-                richTexts->setElideMode(Qt::ElideRight);
-                richTexts->setUsesScrollButtons(false);
+                // Each section's tab shows its whole caption; tabs that don't fit scroll.
+                richTexts->setElideMode(Qt::ElideNone);
+                richTexts->setUsesScrollButtons(true);
             }
             richTexts->addTab(widget, shown);
             richTexts->setTabToolTip(richTexts->count() - 1, caption);
             m_richTabs[widget] = richTexts;
             continue;
         }
-        // The row's letter puts the focus in its field.
         QWidget* field = WithCommandButtons(row, widget);
-        if (field != widget->FocusTarget())
-            field->setFocusProxy(widget->FocusTarget());
         form->addRow(shown, field);
+        // The row's letter puts the focus in its field.
+        if (auto* label = qobject_cast<QLabel*>(form->labelForField(field)))
+            label->setBuddy(widget->FocusTarget());
     }
     columns->addLayout(form, 1);
     if (richTexts)
