@@ -105,13 +105,13 @@ std::vector<ProjectCase> ListProjectCases(const fs::path& projectFolder) {
     return cases;
 }
 
-// The test case a result belongs to under rule, or none.
-const ProjectCase* Match(const JUnitResult& result, JUnitMatch rule,
-                         const std::vector<ProjectCase>& cases) {
+// The test cases a result belongs to under rule: one, none, or several when the rule can't
+// tell them apart (then none is recorded, and the report names them).
+std::vector<const ProjectCase*> Match(const JUnitResult& result, JUnitMatch rule,
+                                      const std::vector<ProjectCase>& cases) {
     const std::string name = Latin1FromName(result.name);
     const std::string full = Latin1FromName(FullName(result));
-    const ProjectCase* found = nullptr;
-    bool ambiguous = false;
+    std::vector<const ProjectCase*> found;
     if (rule == JUnitMatch::IdInName) {
         const std::string haystack = IdKey(full);
         for (const ProjectCase& testCase : cases) {
@@ -125,33 +125,29 @@ const ProjectCase* Match(const JUnitResult& result, JUnitMatch rule,
                     continue;
                 // The longest ID a name holds is the one meant: TC-12 in "TC-12-3" and in
                 // "TC-12-3b" are different cases' IDs only if both exist.
-                if (!found || id.size() > found->id.size()) {
-                    found = &testCase;
-                    ambiguous = false;
-                } else if (id.size() == found->id.size() && found != &testCase) {
-                    ambiguous = true;
-                }
+                if (found.empty() || id.size() > found.front()->id.size())
+                    found = {&testCase};
+                else if (id.size() == found.front()->id.size())
+                    found.push_back(&testCase);
                 break;
             }
         }
-    } else {
-        for (const ProjectCase& testCase : cases) {
-            bool fits = false;
-            if (rule == JUnitMatch::Requirement) {
-                const std::string requirement = Lower(testCase.requirement);
-                fits = !requirement.empty() &&
-                       (requirement == Lower(name) || requirement == Lower(full));
-            } else {
-                const std::string title = TitleKey(testCase.title);
-                fits = !title.empty() && title == TitleKey(name);
-            }
-            if (fits && found)
-                ambiguous = true;
-            if (fits && !found)
-                found = &testCase;
-        }
+        return found;
     }
-    return ambiguous ? nullptr : found;
+    for (const ProjectCase& testCase : cases) {
+        bool fits = false;
+        if (rule == JUnitMatch::Requirement) {
+            const std::string requirement = Lower(testCase.requirement);
+            fits =
+                !requirement.empty() && (requirement == Lower(name) || requirement == Lower(full));
+        } else {
+            const std::string title = TitleKey(testCase.title);
+            fits = !title.empty() && title == TitleKey(name);
+        }
+        if (fits)
+            found.push_back(&testCase);
+    }
+    return found;
 }
 
 std::optional<LocalMoment> ParseTimestamp(std::string_view stamp) {
@@ -282,12 +278,25 @@ std::optional<JUnitImportReport> ImportJUnitResults(const JUnitImportRequest& re
     std::vector<Execution> executions;
     std::map<const ProjectCase*, std::size_t> executionOf;
     for (const JUnitResult& result : results) {
-        const ProjectCase* testCase = Match(result, request.match, cases);
-        if (!testCase) {
-            report.unmatched.push_back(FullName(result) + " (line " + std::to_string(result.line) +
-                                       ")");
+        const std::vector<const ProjectCase*> matches = Match(result, request.match, cases);
+        const std::string where = FullName(result) + " (line " + std::to_string(result.line) + ")";
+        if (matches.size() != 1) {
+            if (matches.empty()) {
+                report.unmatched.push_back(where);
+                continue;
+            }
+            // Named by their suites, since the same ID may stand in two of them.
+            std::string several = where + ":";
+            for (const ProjectCase* match : matches)
+                several +=
+                    " " +
+                    match->path.lexically_relative(request.projectFolder / "Project Test Cases")
+                        .replace_extension()
+                        .string();
+            report.ambiguous.push_back(std::move(several));
             continue;
         }
+        const ProjectCase* testCase = matches.front();
         auto [entry, added] = executionOf.try_emplace(testCase, executions.size());
         if (added)
             executions.push_back({testCase, {}});
@@ -406,6 +415,7 @@ Notice JUnitImportDoneNotice(const JUnitImportReport& report) {
             text += "\nand " + std::to_string(names.size() - kListed) + " more";
     };
     list(report.unmatched, "Unmatched");
+    list(report.ambiguous, "Matching several test cases, not recorded");
     list(report.locked, "Open for editing, not recorded");
     return {text, std::string(kJUnitImportCaption),
             report.locked.empty() ? Icon::Information : Icon::Warning};
@@ -424,6 +434,8 @@ std::string JUnitReportText(const JUnitImportReport& report, bool dryRun) {
             Counted(report.locked.size(), "test case") + " open for editing\n";
     for (const std::string& unmatched : report.unmatched)
         text += "unmatched: " + unmatched + "\n";
+    for (const std::string& several : report.ambiguous)
+        text += "matches several test cases, skipped: " + several + "\n";
     for (const std::string& locked : report.locked)
         text += "open for editing, skipped: " + locked + "\n";
     if (report.importedBefore)

@@ -62,7 +62,10 @@ struct JUnitChange {
 struct JUnitImportReport {
     std::vector<JUnitChange> changes;
     std::vector<std::string> unmatched;  // "class.name (line 12)"
-    std::vector<std::string> locked;     // IDs of test cases open for editing
+    // Results the rule can't tell apart, with the test cases each matches:
+    // "class.name (line 12): TC-1 TC-2". None of them is recorded.
+    std::vector<std::string> ambiguous;
+    std::vector<std::string> locked;  // IDs of test cases open for editing
     // When the same file was imported into the project before: when ("20261124 at ..."), so
     // a dry run can warn that its attempts would count twice.
     std::optional<std::string> importedBefore;
@@ -75,7 +78,8 @@ struct JUnitImportReport {
 std::optional<JUnitImportReport> ImportJUnitResults(const JUnitImportRequest& request,
                                                     EditorContext context);
 
-// The report as lines for a person: one a change, then the unmatched and locked ones.
+// The report as lines for a person: one a change, then the unmatched, the ambiguous and the
+// locked ones.
 std::string JUnitReportText(const JUnitImportReport& report, bool dryRun);
 
 // Told when an import has ended: how many test cases were recorded, then the results that

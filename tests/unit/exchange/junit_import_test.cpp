@@ -256,6 +256,21 @@ TEST_F(JUnitImportTest, AnIdMatchesAsAWordWithHyphensWrittenAsUnderscores) {
     ASSERT_EQ(report->changes.size(), 1u);
     EXPECT_EQ(report->changes[0].id, "CART-009");
     EXPECT_EQ(report->unmatched, (std::vector<std::string>{"t.testTC0011 (line 1)"}));
+
+    // The same ID in another suite: the dry run names both and nothing would be recorded.
+    AddCase("Checkout/CART-009.vtl",
+            {{"<id>", "CART-009"}, {"<test_status>", "Not yet attempted"}});
+    fs::remove(project / "junit_imports.dat");
+    request.dryRun = true;
+    const auto dry = ImportJUnitResults(request, Context());
+    ASSERT_TRUE(dry);
+    EXPECT_TRUE(dry->changes.empty());
+    ASSERT_EQ(dry->ambiguous.size(), 1u);
+    for (const char* named :
+         {"tests.cart.test_cart_009_add (line 1): ", " Cart/CART-009", " Checkout/CART-009"})
+        EXPECT_NE(dry->ambiguous[0].find(named), std::string::npos) << named;
+    EXPECT_NE(JUnitReportText(*dry, true).find("matches several test cases, skipped: tests.cart"),
+              std::string::npos);
 }
 
 TEST_F(JUnitImportTest, AFileThatIsNotJUnitIsRefusedWithTheParsersLineAndColumn) {
