@@ -414,8 +414,40 @@ std::optional<SaveRefusal> ItemEditor::CheckFieldWidths() {
     return std::nullopt;
 }
 
+std::optional<SaveRefusal> ItemEditor::ConfirmIdentifierElsewhere() {
+    const std::string& id = controls[kIdRow].text;
+    if (!IsNew() && !m_loaded.empty() && id == m_loaded[kIdRow].text)
+        return std::nullopt;
+    const std::optional<std::filesystem::path> scope = IdentifierScope();
+    if (!scope)
+        return std::nullopt;
+    const std::string document = id + std::string(kItemExtension);
+    std::optional<std::filesystem::path> other;
+    WalkItems(*scope, [&](const std::filesystem::path& folder, ItemListing& listing) {
+        if (folder.lexically_normal() == m_folder.lexically_normal())
+            return true;
+        for (const FolderEntry& entry : listing.documents)
+            if (entry.name == document)
+                other = folder / id;
+        return !other;
+    });
+    if (!other)
+        return std::nullopt;
+    const std::string where = other->lexically_relative(scope->parent_path()).string();
+    if (m_context.port.ask({FillMessage("The ID %s is already used by another test case:\n%s\n"
+                                        "Two test cases with one ID are easily taken for each "
+                                        "other, in reports and in imported results. Keep this "
+                                        "ID?",
+                                        {id, where}),
+                            "ID used elsewhere", Icon::Question}))
+        return std::nullopt;
+    return SaveRefusal{{}, kIdRow};  // the user said No: the ID is to be changed
+}
+
 std::optional<SaveRefusal> ItemEditor::Save() {
     if (auto refusal = ValidateIdentifier())
+        return refusal;
+    if (auto refusal = ConfirmIdentifierElsewhere())
         return refusal;
     if (auto refusal = ValidateFields())
         return refusal;

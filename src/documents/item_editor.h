@@ -187,6 +187,10 @@ protected:
 
     // The checks after the identifier and path ones, in the kind's order; the first refusal.
     virtual std::optional<SaveRefusal> ValidateFields() { return std::nullopt; }
+    // Where the kind's identifiers are matched by people and imports (the library, a
+    // project's test cases): a new or changed identifier already used elsewhere there is
+    // kept only after the user agrees. None for kinds matched by their folder alone.
+    virtual std::optional<std::filesystem::path> IdentifierScope() const { return std::nullopt; }
     // A text field holding more than the field keeps is refused by name.
     std::optional<SaveRefusal> CheckFieldWidths();
     // What to say when the document on disk is no longer the one the editor read (another
@@ -224,6 +228,8 @@ private:
     bool ReadDocument(const std::filesystem::path& path);
     void LoadControls();
     std::optional<SaveRefusal> CheckPathRoom(const std::string& id);
+    // Asks before a new or changed identifier that IdentifierScope already holds elsewhere.
+    std::optional<SaveRefusal> ConfirmIdentifierElsewhere();
     std::optional<SaveRefusal> CheckIdentifierFree(const std::string& id);
 
     std::optional<std::filesystem::path> m_path;

@@ -429,4 +429,13 @@ void PrjTestCase::Saved() {
     m_history = std::move(m_written);
 }
 
+std::optional<std::filesystem::path> PrjTestCase::IdentifierScope() const {
+    for (std::filesystem::path folder = Folder(); folder.has_relative_path();
+         folder = folder.parent_path())
+        if (folder.filename() == "Project Test Cases" &&
+            folder.parent_path().parent_path().filename() == "Projects")
+            return folder;
+    return std::nullopt;
+}
+
 }  // namespace vantorel

@@ -75,6 +75,8 @@ private:
     void PrepareSave(const LocalMoment& now) override;
     void WriteTail(XMLParse& doc) override;
     void Saved() override;
+    // The project's "Project Test Cases" folder.
+    std::optional<std::filesystem::path> IdentifierScope() const override;
 
     HistoryBlock Candidate(const LocalMoment& now) const;
     std::optional<SaveRefusal> CheckCreatedDate(const CalendarDate& date);

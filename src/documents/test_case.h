@@ -23,6 +23,8 @@ private:
     using ItemEditor::ItemEditor;
     std::optional<SaveRefusal> ValidateFields() override;
     void PrepareSave(const LocalMoment& now) override;
+    // The whole library: its "Test Cases" folder.
+    std::optional<std::filesystem::path> IdentifierScope() const override;
 };
 
 }  // namespace vantorel

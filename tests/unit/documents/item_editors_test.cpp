@@ -109,6 +109,29 @@ TEST_F(ItemEditorsTest, LibraryTestCaseChecksAndSaves) {
     EXPECT_TRUE(opened->IdEditable());
 }
 
+TEST_F(ItemEditorsTest, AnIdUsedElsewhereInTheLibraryIsKeptOnlyAfterAsking) {
+    const auto login = db / "Test Cases" / "Login";
+    const auto search = db / "Test Cases" / "Search";
+    std::filesystem::create_directories(login);
+    std::filesystem::create_directories(search);
+    WriteFile(login / "TC-1.vtl", "<test_case><id>TC-1</id></test_case>");
+    auto editor = TestCase::New(search, Context(), false);
+    ASSERT_NE(editor, nullptr);
+    editor->Control("<id>").text = "TC-1";
+    port.ScriptAnswers({false, true});
+    const std::optional<SaveRefusal> refused = editor->Save();
+    ASSERT_TRUE(refused);
+    EXPECT_EQ(refused->field, ItemEditor::kIdRow);
+    ASSERT_EQ(port.questions.size(), 1u);
+    EXPECT_NE(port.questions[0].text.find("Test Cases/Login/TC-1"), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(search / "TC-1.vtl"));
+    ASSERT_EQ(editor->Save(), std::nullopt);
+    // Saved again under the same ID, it asks no more.
+    editor->Control("<test_title>").text = "Twin";
+    ASSERT_EQ(editor->Save(), std::nullopt);
+    EXPECT_EQ(port.questions.size(), 2u);
+}
+
 TEST_F(ItemEditorsTest, ASaveNeverOverwritesWhatSomeoneElseSavedMeanwhile) {
     // Alice has TC1 open; Bob (after unlocking it, or another tool) saves it first. Alice's
     // OK keeps both, replaces Bob's after a second question, or saves nothing: never silently.
