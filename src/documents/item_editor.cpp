@@ -414,32 +414,47 @@ std::optional<SaveRefusal> ItemEditor::CheckFieldWidths() {
     return std::nullopt;
 }
 
+std::optional<std::filesystem::path> TestCaseIdScope(const std::filesystem::path& folder,
+                                                     bool projectTestCase) {
+    // The highest library folder: a suite may be called "Test Cases" too.
+    std::optional<std::filesystem::path> scope;
+    for (std::filesystem::path at = folder; at.has_relative_path(); at = at.parent_path()) {
+        if (projectTestCase && at.filename() == "Project Test Cases" &&
+            at.parent_path().parent_path().filename() == "Projects")
+            return at;
+        if (!projectTestCase && at.filename() == "Test Cases")
+            scope = at;
+    }
+    return scope;
+}
+
+bool KeepIdUsedElsewhere(const std::filesystem::path& scope, const std::filesystem::path& folder,
+                         const std::string& id, UserPort& port) {
+    const std::string document = id + std::string(kItemExtension);
+    std::optional<std::filesystem::path> other;
+    WalkItems(scope, [&](const std::filesystem::path& listed, ItemListing& listing) {
+        if (listed.lexically_normal() == folder.lexically_normal())
+            return true;
+        for (const FolderEntry& entry : listing.documents)
+            if (entry.name == document)
+                other = listed / id;
+        return !other;
+    });
+    if (!other)
+        return true;
+    return port.ask({FillMessage("The ID %s is already used by another test case:\n%s\nTwo "
+                                 "test cases with one ID are easily taken for each other, in "
+                                 "reports and in imported results. Keep this ID?",
+                                 {id, other->lexically_relative(scope.parent_path()).string()}),
+                     "ID used elsewhere", Icon::Question});
+}
+
 std::optional<SaveRefusal> ItemEditor::ConfirmIdentifierElsewhere() {
     const std::string& id = controls[kIdRow].text;
     if (!IsNew() && !m_loaded.empty() && id == m_loaded[kIdRow].text)
         return std::nullopt;
     const std::optional<std::filesystem::path> scope = IdentifierScope();
-    if (!scope)
-        return std::nullopt;
-    const std::string document = id + std::string(kItemExtension);
-    std::optional<std::filesystem::path> other;
-    WalkItems(*scope, [&](const std::filesystem::path& folder, ItemListing& listing) {
-        if (folder.lexically_normal() == m_folder.lexically_normal())
-            return true;
-        for (const FolderEntry& entry : listing.documents)
-            if (entry.name == document)
-                other = folder / id;
-        return !other;
-    });
-    if (!other)
-        return std::nullopt;
-    const std::string where = other->lexically_relative(scope->parent_path()).string();
-    if (m_context.port.ask({FillMessage("The ID %s is already used by another test case:\n%s\n"
-                                        "Two test cases with one ID are easily taken for each "
-                                        "other, in reports and in imported results. Keep this "
-                                        "ID?",
-                                        {id, where}),
-                            "ID used elsewhere", Icon::Question}))
+    if (!scope || KeepIdUsedElsewhere(*scope, m_folder, id, m_context.port))
         return std::nullopt;
     return SaveRefusal{{}, kIdRow};  // the user said No: the ID is to be changed
 }

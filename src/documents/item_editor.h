@@ -93,6 +93,16 @@ bool CanCreateIn(const std::filesystem::path& folder, UserPort& port);
 // so as not to wait for its end: what to tell the user, if the folder can't take new items.
 std::optional<Notice> NewItemsRefusal(const std::filesystem::path& folder, int probeError);
 
+// Where test cases' IDs are matched by people and imports: for a test case in folder, the
+// library's "Test Cases" folder, or for a project test case its project's "Project Test
+// Cases"; none when folder lies in neither.
+std::optional<std::filesystem::path> TestCaseIdScope(const std::filesystem::path& folder,
+                                                     bool projectTestCase);
+// Whether a test case in folder may take id: true when scope holds it nowhere else, or when
+// the user, asked with the place of the other one, keeps it.
+bool KeepIdUsedElsewhere(const std::filesystem::path& scope, const std::filesystem::path& folder,
+                         const std::string& id, UserPort& port);
+
 // A message with its %s and %d markers replaced, in order, by values.
 std::string FillMessage(std::string_view pattern, std::initializer_list<std::string_view> values);
 

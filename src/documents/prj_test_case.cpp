@@ -430,12 +430,7 @@ void PrjTestCase::Saved() {
 }
 
 std::optional<std::filesystem::path> PrjTestCase::IdentifierScope() const {
-    for (std::filesystem::path folder = Folder(); folder.has_relative_path();
-         folder = folder.parent_path())
-        if (folder.filename() == "Project Test Cases" &&
-            folder.parent_path().parent_path().filename() == "Projects")
-            return folder;
-    return std::nullopt;
+    return TestCaseIdScope(Folder(), true);
 }
 
 }  // namespace vantorel

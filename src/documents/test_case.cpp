@@ -68,13 +68,7 @@ void TestCase::PrepareSave(const LocalMoment& now) {
 }
 
 std::optional<std::filesystem::path> TestCase::IdentifierScope() const {
-    // The highest folder of that name: a suite may be called "Test Cases" too.
-    std::optional<std::filesystem::path> library;
-    for (std::filesystem::path folder = Folder(); folder.has_relative_path();
-         folder = folder.parent_path())
-        if (folder.filename() == "Test Cases")
-            library = folder;
-    return library;
+    return TestCaseIdScope(Folder(), false);
 }
 
 }  // namespace vantorel

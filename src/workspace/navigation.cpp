@@ -530,6 +530,11 @@ std::optional<RenameOutcome> RenameItem(const TreeNode& node, std::string newNam
                    "Rename Error", Icon::Warning});
         return std::nullopt;
     }
+    // A test case's ID is matched across the library (or its project), not its folder alone.
+    if (!caseOnly && (node.kind == TV_TEST_TEST_DOC || node.kind == TV_PRJ_TEST_DOC))
+        if (const auto scope = TestCaseIdScope(parent, node.kind == TV_PRJ_TEST_DOC);
+            scope && !KeepIdUsedElsewhere(*scope, parent, newName, port))
+            return std::nullopt;
 
     // A change of letter case only is the one rename onto a name the system may call taken.
     const int error = RenameParts(node.path, newPath, newName, folder, caseOnly, files);

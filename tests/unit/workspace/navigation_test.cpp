@@ -177,6 +177,16 @@ TEST_F(NavigationTest, RenameTrimsMovesTheDescriptionAndTheIdFollows) {
     EXPECT_EQ(port.questions.back().text,
               "The currently logged in tester (dana) is being renamed.\nDo you want to select a "
               "new one?");
+
+    // An ID another suite of the library uses is taken only when the user keeps it.
+    const fs::path twin = Doc(Suite(db / "Test Cases" / "cart"), "CART-1");
+    const fs::path mine = Doc(db / "Test Cases" / "SignIn", "S-1");
+    port.ScriptAnswers({false, true});
+    EXPECT_FALSE(RenameItem(Node(mine), "CART-1", "", port));
+    EXPECT_TRUE(fs::exists(mine));
+    EXPECT_NE(port.questions.back().text.find("Test Cases/cart/CART-1"), std::string::npos);
+    EXPECT_TRUE(RenameItem(Node(mine), "CART-1", "", port));
+    EXPECT_TRUE(fs::exists(twin));
 }
 
 TEST_F(NavigationTest, DeleteAsksAndRefusesOpenFiles) {
