@@ -76,9 +76,9 @@ DeletedItemsDialog::DeletedItemsDialog(MainWindow& window, UserPort& port)
       m_port(port),
       m_databaseDir(window.TheShell().Database().Directory()),
       m_list(new QTreeWidget),
-      m_restore(new QPushButton("Restore")),
-      m_purge(new QPushButton("Delete Permanently")),
-      m_empty(new QPushButton("Empty Bin")) {
+      m_restore(new QPushButton("&Restore")),
+      m_purge(new QPushButton("&Delete Permanently")),
+      m_empty(new QPushButton("&Empty Bin")) {
     setObjectName("deletedItemsDialog");
     setWindowTitle("Deleted Items");
 
