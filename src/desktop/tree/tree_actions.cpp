@@ -240,9 +240,9 @@ void TreeActions::Delete() {
     const std::optional<TreeNode> current = m_window.CurrentNode();
     if (!current || IsFixedKind(current->kind) || current->kind == TV_NONE || !ReadyForTransfer())
         return;
-    // The question names what a folder takes with it, counted on the worker. The item stays
-    // selected while the user answers; its page is not asked for again while the transfer
-    // runs, and once it has gone the tree selects what is left in its place.
+    // The question names what a folder takes with it, counted on the worker. The tree leaves
+    // the doomed item first, so no page of it is asked for while it goes.
+    m_window.SelectPath(current->path.parent_path());
     auto chooseNewUser = std::make_shared<bool>(false);
     StartJob(
         [port = &m_port, item = *current, databaseDir = m_window.TheShell().Database().Directory(),
