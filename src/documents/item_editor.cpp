@@ -84,6 +84,10 @@ std::string StoredDuration(const Duration& duration) {
     return text;
 }
 
+std::string Counted(std::size_t count, std::string_view noun) {
+    return std::to_string(count) + " " + std::string(noun) + (count == 1 ? "" : "s");
+}
+
 std::string FillMessage(std::string_view pattern, std::initializer_list<std::string_view> values) {
     std::string text;
     auto value = values.begin();

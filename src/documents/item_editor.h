@@ -103,6 +103,10 @@ std::optional<std::filesystem::path> TestCaseIdScope(const std::filesystem::path
 bool KeepIdUsedElsewhere(const std::filesystem::path& scope, const std::filesystem::path& folder,
                          const std::string& id, UserPort& port);
 
+// A count and its noun, made plural by an "s" unless the count is one: "1 test case",
+// "2 test cases".
+std::string Counted(std::size_t count, std::string_view noun);
+
 // A message with its %s and %d markers replaced, in order, by values.
 std::string FillMessage(std::string_view pattern, std::initializer_list<std::string_view> values);
 

@@ -100,15 +100,24 @@ const ItemKind& ProjectKind() {
     return kind;
 }
 
-std::filesystem::path GroupDocumentPath(const std::filesystem::path& folder) {
+std::filesystem::path DescriptionPathBeside(const std::filesystem::path& folder) {
     std::filesystem::path beside = folder;
     beside += kGroupExtension;
+    return beside;
+}
+
+std::optional<std::filesystem::path> DescriptionBeside(const std::filesystem::path& folder) {
+    std::filesystem::path beside = DescriptionPathBeside(folder);
     std::error_code error;
-    if (std::filesystem::exists(beside, error))
-        return beside;
-    std::filesystem::path inside = folder / folder.filename();
-    inside += kGroupExtension;
-    return std::filesystem::exists(inside, error) ? inside : beside;
+    return std::filesystem::exists(beside, error) ? std::optional(std::move(beside)) : std::nullopt;
+}
+
+std::filesystem::path GroupDocumentPath(const std::filesystem::path& folder) {
+    if (std::optional<std::filesystem::path> beside = DescriptionBeside(folder))
+        return *beside;
+    std::error_code error;
+    const std::filesystem::path inside = DescriptionPathBeside(folder / folder.filename());
+    return std::filesystem::exists(inside, error) ? inside : DescriptionPathBeside(folder);
 }
 
 std::filesystem::path GroupFolderOf(const std::filesystem::path& document) {
@@ -216,9 +225,7 @@ std::optional<SaveRefusal> TestGroup::CreateGroup(const Notice& folderFailure,
             return refusal;
         }
     }
-    std::filesystem::path document = folder;
-    document += kGroupExtension;
-    std::optional<SaveRefusal> refusal = WriteDocument(document);
+    std::optional<SaveRefusal> refusal = WriteDocument(DescriptionPathBeside(folder));
     if (refusal)
         std::filesystem::remove_all(folder, error);
     return refusal;

@@ -22,6 +22,11 @@ inline constexpr std::string_view kProjectReportsFolder = "Project Reports";
 inline constexpr std::string_view kReportFolders[] = {"Status Reports", "Progress Reports",
                                                       "Test Case Reports", "Test List Reports"};
 
+// Where a folder's description stands beside it ("Login.tgp" next to "Login"), whether or
+// not it is there.
+std::filesystem::path DescriptionPathBeside(const std::filesystem::path& folder);
+// That description, when there is one.
+std::optional<std::filesystem::path> DescriptionBeside(const std::filesystem::path& folder);
 // The ".tgp" document of a suite or project folder: beside it, else inside it; when there is
 // none yet, where it is to be written (beside).
 std::filesystem::path GroupDocumentPath(const std::filesystem::path& folder);

@@ -66,11 +66,6 @@ std::string IdKey(std::string_view text) {
     return key;
 }
 
-// "1 test case", "2 test cases".
-std::string Counted(std::size_t count, const std::string& noun) {
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
-
 std::string FullName(const JUnitResult& result) {
     return result.className.empty() ? result.name : result.className + "." + result.name;
 }
@@ -426,8 +421,7 @@ std::string JUnitReportText(const JUnitImportReport& report, bool dryRun) {
     for (const JUnitChange& change : report.changes)
         text += change.id + ": " + change.oldStatus + " -> " + change.newStatus + ", attempt " +
                 std::to_string(change.attempts) + ", " + change.duration + " (" +
-                std::to_string(change.results) + (change.results == 1 ? " result" : " results") +
-                ")\n";
+                Counted(change.results, "result") + ")\n";
     text +=
         Counted(report.changes.size(), "test case") + (dryRun ? " would be recorded" : " recorded");
     text += ", " + Counted(report.unmatched.size(), "result") + " unmatched, " +

@@ -27,39 +27,19 @@ namespace {
 constexpr char kRecordName[] = ".deleted";
 constexpr char kRestoreCaption[] = "Unable to restore";
 
-std::string Counted(int count, std::string_view one, std::string_view many) {
-    return std::to_string(count) + " " + std::string(count == 1 ? one : many);
-}
-
 struct Counts {
-    int documents = 0;
-    int folders = 0;  // below the walked folder
+    std::size_t documents = 0;
+    std::size_t folders = 0;  // below the walked folder
 };
 
 Counts CountBelow(const fs::path& folder) {
     Counts counts;
     WalkItems(folder, [&](const fs::path& at, const ItemListing& items) {
-        counts.documents += static_cast<int>(items.documents.size());
+        counts.documents += items.documents.size();
         counts.folders += at == folder ? 0 : 1;
         return true;
     });
     return counts;
-}
-
-// The description kept beside a folder, when it is kept there and not inside.
-std::optional<fs::path> DescriptionBeside(const fs::path& folder) {
-    const fs::path description = GroupDocumentPath(folder);
-    std::error_code missing;
-    if (description.parent_path() == folder ||
-        !fs::exists(fs::symlink_status(description, missing)))
-        return std::nullopt;
-    return description;
-}
-
-fs::path WithDescriptionName(const fs::path& folder) {
-    fs::path description = folder;
-    description += kGroupExtension;
-    return description;
 }
 
 std::string NewEntryName() {
@@ -183,10 +163,40 @@ std::string PlaceText(const fs::path& place) {
     return place.generic_string();
 }
 
+// Moves item from the bin into folder, which was found to take it; its marks and entry go.
+std::optional<fs::path> MoveBack(const fs::path& databaseDir, const DeletedItem& item,
+                                 const fs::path& folder, UserPort& port, FileLayer& files) {
+    const fs::path bin = databaseDir / kBinFolder;
+    const std::string name = item.oldPlace.filename().string();
+    const fs::path target = folder / name;
+    const fs::path stored = bin / item.entry / name;
+    int error = files.RenameNoReplace(stored, target);
+    if (error == 0 && IsFolderKind(item.kind)) {
+        const fs::path description = DescriptionPathBeside(stored);
+        std::error_code missing;
+        if (fs::exists(fs::symlink_status(description, missing))) {
+            error = files.RenameNoReplace(description, DescriptionPathBeside(target));
+            if (error != 0)
+                (void)files.RenameNoReplace(target, stored);
+        }
+    }
+    if (error != 0) {
+        port.tell({FillMessage("Unable to restore %s to %s\n%s",
+                               {item.Name(), PlaceText(folder.lexically_relative(databaseDir)),
+                                std::generic_category().message(error)}),
+                   kRestoreCaption, Icon::Warning});
+        return std::nullopt;
+    }
+    RemoveMark(databaseDir / item.oldPlace.parent_path(), name, item.entry, files);
+    RemoveMark(folder, name, item.entry, files);
+    RemoveEntry(bin, item.entry, files);
+    return target;
+}
+
 }  // namespace
 
 std::string DeletedItem::Name() const {
-    return IsFolderKind(kind) ? oldPlace.filename().string() : oldPlace.stem().string();
+    return ItemLabel(oldPlace, kind);
 }
 
 std::string DeletionContents(const TreeNode& node) {
@@ -194,19 +204,17 @@ std::string DeletionContents(const TreeNode& node) {
         case TV_TEST_SUITE_FLD:
         case TV_PRJ_SUITE_FLD: {
             const Counts counts = CountBelow(node.path);
-            std::string text = counts.documents == 0
-                                   ? std::string("no test cases")
-                                   : Counted(counts.documents, "test case", "test cases");
+            std::string text = counts.documents == 0 ? std::string("no test cases")
+                                                     : Counted(counts.documents, "test case");
             if (counts.folders > 0)
-                text += ", " + Counted(counts.folders, "sub-suite", "sub-suites");
+                text += ", " + Counted(counts.folders, "sub-suite");
             return text;
         }
         case TV_PRJ_PRJ_FLD: {
             const Counts cases = CountBelow(node.path / kProjectTestCasesFolder);
             const Counts reports = CountBelow(node.path / kProjectReportsFolder);
-            return Counted(cases.documents, "test case", "test cases") + ", " +
-                   Counted(cases.folders, "suite", "suites") + ", " +
-                   Counted(reports.documents, "report", "reports");
+            return Counted(cases.documents, "test case") + ", " + Counted(cases.folders, "suite") +
+                   ", " + Counted(reports.documents, "report");
         }
         default:
             return {};
@@ -255,7 +263,7 @@ int MoveToBin(const fs::path& databaseDir, const TreeNode& node, std::string_vie
     // folder, which no view shows and the restore finds in its place.
     if (description) {
         if (int error =
-                files.RenameNoReplace(*description, WithDescriptionName(bin / entry / name))) {
+                files.RenameNoReplace(*description, DescriptionPathBeside(bin / entry / name))) {
             (void)files.RenameNoReplace(bin / entry / name, node.path);
             return unmark(error);
         }
@@ -358,8 +366,7 @@ RestoreResult RestoreDeletedItems(const fs::path& databaseDir,
             result.needPlace.push_back(item);
             continue;
         }
-        if (std::optional<fs::path> restored =
-                RestoreDeletedItemInto(databaseDir, item, folder, port, files))
+        if (std::optional<fs::path> restored = MoveBack(databaseDir, item, folder, port, files))
             result.restored.push_back(*restored);
     }
     return result;
@@ -368,9 +375,6 @@ RestoreResult RestoreDeletedItems(const fs::path& databaseDir,
 std::optional<fs::path> RestoreDeletedItemInto(const fs::path& databaseDir, const DeletedItem& item,
                                                const fs::path& folder, UserPort& port,
                                                FileLayer& files) {
-    const fs::path bin = databaseDir / kBinFolder;
-    const std::string name = item.oldPlace.filename().string();
-    const fs::path target = folder / name;
     const fs::path relativeFolder = folder.lexically_relative(databaseDir);
     if (!CanRestoreInto(item, NodeKindOf(databaseDir, folder))) {
         port.tell({FillMessage("%s can't be restored to %s: that folder holds no such item.",
@@ -384,37 +388,15 @@ std::optional<fs::path> RestoreDeletedItemInto(const fs::path& databaseDir, cons
                    kRestoreCaption, Icon::Warning});
         return std::nullopt;
     }
-    const fs::path stored = bin / item.entry / name;
-    int error = files.RenameNoReplace(stored, target);
-    if (error == 0 && IsFolderKind(item.kind)) {
-        const fs::path description = WithDescriptionName(stored);
-        std::error_code missing;
-        if (fs::exists(fs::symlink_status(description, missing))) {
-            error = files.RenameNoReplace(description, WithDescriptionName(target));
-            if (error != 0)
-                (void)files.RenameNoReplace(target, stored);
-        }
-    }
-    if (error != 0) {
-        port.tell({FillMessage("Unable to restore %s to %s\n%s",
-                               {item.Name(), PlaceText(relativeFolder),
-                                std::generic_category().message(error)}),
-                   kRestoreCaption, Icon::Warning});
-        return std::nullopt;
-    }
-    RemoveMark(databaseDir / item.oldPlace.parent_path(), name, item.entry, files);
-    RemoveMark(folder, name, item.entry, files);
-    RemoveEntry(bin, item.entry, files);
-    return target;
+    return MoveBack(databaseDir, item, folder, port, files);
 }
 
 bool PurgeDeletedItems(const fs::path& databaseDir, const std::vector<DeletedItem>& items,
                        UserPort& port, FileLayer& files) {
     if (items.empty())
         return false;
-    const std::string what = items.size() == 1
-                                 ? items.front().Name()
-                                 : Counted(static_cast<int>(items.size()), "item", "items");
+    const std::string what =
+        items.size() == 1 ? items.front().Name() : Counted(items.size(), "item");
     if (!port.ask({FillMessage("Delete %s for good? It can't be restored afterwards.", {what}),
                    "Confirm delete", Icon::Question}))
         return false;

@@ -195,20 +195,6 @@ private:
     TransferResult& m_result;
 };
 
-// The ".tgp" a folder keeps beside it, if any.
-std::optional<fs::path> DescriptionBeside(const fs::path& folder) {
-    fs::path beside = folder;
-    beside += kGroupExtension;
-    std::error_code error;
-    return fs::exists(beside, error) ? std::optional(beside) : std::nullopt;
-}
-
-fs::path WithExtension(const fs::path& path, std::string_view extension) {
-    fs::path result = path;
-    result += extension;
-    return result;
-}
-
 void CopyStep(const TransferStep& step, Copier& copier, TransferResult& result) {
     const CopyTexts& texts = step.folder ? kTreeTexts : kPasteTexts;
     const fs::path temporary = TemporaryBeside(step.target, "copy");
@@ -219,7 +205,7 @@ void CopyStep(const TransferStep& step, Copier& copier, TransferResult& result) 
     std::optional<fs::path> description;
     if (step.folder)
         description = DescriptionBeside(step.source);
-    const fs::path descriptionTarget = WithExtension(step.target, kGroupExtension);
+    const fs::path descriptionTarget = DescriptionPathBeside(step.target);
     const fs::path temporaryDescription = TemporaryBeside(descriptionTarget, "copy");
     if (description && !copier.CopyInto(*description, temporaryDescription, false, texts)) {
         (void)RemoveTree(files, temporary);
@@ -265,7 +251,7 @@ void MoveStep(const TransferStep& step, Copier& copier, TransferResult& result) 
         return;
     }
     if (description) {
-        const fs::path target = WithExtension(step.target, kGroupExtension);
+        const fs::path target = DescriptionPathBeside(step.target);
         if (int moveError = files.Rename(*description, target); moveError == EXDEV) {
             const fs::path temporary = TemporaryBeside(target, "move");
             if (CopyFile(files, *description, temporary) != 0 ||
@@ -567,7 +553,7 @@ std::optional<TreeNode> Duplicate(const fs::path& databaseDir, const TreeNode& i
     }
     if (folder) {
         if (auto description = DescriptionBeside(item.path)) {
-            const fs::path target = WithExtension(placed, kGroupExtension);
+            const fs::path target = DescriptionPathBeside(placed);
             if (CopyFile(SystemFiles(), *description, target) != 0)
                 copier.Fail(texts, target);
             else
@@ -610,7 +596,7 @@ bool ConvertDroppedTestCases(const TreeNode& item, const TreeNode& target, Edito
         return false;
     }
     if (auto description = DescriptionBeside(item.path))
-        fs::copy_file(*description, WithExtension(destination, kGroupExtension),
+        fs::copy_file(*description, DescriptionPathBeside(destination),
                       fs::copy_options::skip_existing, error);
     const TreeNode suite{destination, TV_PRJ_SUITE_FLD, item.label};
     bool allConverted = true;

@@ -87,6 +87,10 @@ bool IsFolderKind(NodeKind kind) {
     }
 }
 
+std::string ItemLabel(const fs::path& path, NodeKind kind) {
+    return (IsFolderKind(kind) ? path.filename() : path.stem()).string();
+}
+
 bool IsFixedKind(NodeKind kind) {
     switch (kind) {
         case TV_TEST_ROOT:

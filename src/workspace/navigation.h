@@ -43,6 +43,8 @@ enum NodeKind {
 inline constexpr std::size_t kRenamePathMax = 516;
 
 bool IsFolderKind(NodeKind kind);
+// The name the tree shows for the item at path: a folder's name, a document's without ".vtl".
+std::string ItemLabel(const std::filesystem::path& path, NodeKind kind);
 // Roots and the fixed folders of a project: their names are the database's, not the user's.
 bool IsFixedKind(NodeKind kind);
 

@@ -144,8 +144,7 @@ void PageSchemeHandler::requestStarted(QWebEngineUrlRequestJob* job) {
         const NodeKind kind = NodeKindOf(source.databaseDir, item);
         if (kind == TV_NONE)
             return Served{};
-        const TreeNode node{item, kind,
-                            IsFolderKind(kind) ? item.filename().string() : item.stem().string()};
+        const TreeNode node{item, kind, ItemLabel(item, kind)};
         NodePage page = DesktopPage({source.databaseDir, node, *source.custom, source.styleFolder,
                                      std::string(kPageScheme) + ":" + kStylePrefix + "images/",
                                      std::string(kPageScheme) + ":" + kChartPrefix});

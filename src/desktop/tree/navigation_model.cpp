@@ -517,8 +517,7 @@ std::vector<TreeNode> NavigationModel::DraggedNodes(const QMimeData* data) const
         const NodeKind kind = NodeKindOf(m_databaseDir, path);
         if (kind == TV_NONE)
             continue;
-        nodes.push_back(
-            {path, kind, IsFolderKind(kind) ? path.filename().string() : path.stem().string()});
+        nodes.push_back({path, kind, ItemLabel(path, kind)});
     }
     return nodes;
 }

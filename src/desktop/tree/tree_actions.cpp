@@ -195,9 +195,7 @@ void TreeActions::Paste() {
     std::vector<ConversionDrop> conversions;
     std::vector<TreeNode> copies;
     for (const ClipboardEntry& entry : m_window.TheShell().ItemClipboard().Entries()) {
-        const std::string label =
-            (IsFolderKind(entry.kind) ? entry.path.filename() : entry.path.stem()).string();
-        const TreeNode item{entry.path, entry.kind, label};
+        const TreeNode item{entry.path, entry.kind, ItemLabel(entry.path, entry.kind)};
         if (IsConversionDrop(entry.kind, target->kind))
             conversions.push_back({item, *target});
         else
