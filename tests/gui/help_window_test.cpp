@@ -25,13 +25,15 @@ HelpWindow* HelpOf(QWidget& window) {
 // The page the help window of window shows once it has loaded, by file name; empty when none
 // comes.
 QString ShownPage(QWidget& window) {
-    const bool loaded = QTest::qWaitFor([&] {
-        HelpWindow* help = HelpOf(window);
-        // Until the page's own title comes, the view names the file.
-        const QString title = help ? help->View().title() : QString();
-        return help && help->isVisible() && !title.isEmpty() && !title.endsWith(".htm") &&
-               !title.startsWith("file:");
-    });
+    const bool loaded = QTest::qWaitFor(
+        [&] {
+            HelpWindow* help = HelpOf(window);
+            // Until the page's own title comes, the view names the file.
+            const QString title = help ? help->View().title() : QString();
+            return help && help->isVisible() && !title.isEmpty() && !title.endsWith(".htm") &&
+                   !title.startsWith("file:");
+        },
+        15000);  // the web view's first page, beside other test programs, can take a while
     HelpWindow* help = HelpOf(window);
     return loaded ? help->View().url().fileName() : QString();
 }
