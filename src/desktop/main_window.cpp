@@ -25,7 +25,10 @@
 #include "desktop/help/help_window.h"
 #include "desktop/reports/report_wizard_dialog.h"
 #include "desktop/tree/tree_actions.h"
+#include "documents/customize_editor.h"
+#include "documents/test_group.h"
 #include "filters/filter.h"
+#include "reports/report_wizard.h"
 #include "storage/identifiers.h"
 #include "storage/item_listing.h"
 #include "storage/thread_guard.h"
@@ -42,6 +45,8 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, UserIdentity identi
       m_model(this),
       m_tree(new QTreeView),
       m_rightPane(new QStackedWidget),
+      m_pageArea(new QSplitter(Qt::Vertical)),
+      m_list(new ListPaneView),
       m_page(new PageView(port)),
       m_reportView(new ReportView(port)),
       m_splitter(new QSplitter(Qt::Horizontal)) {
@@ -69,8 +74,47 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, UserIdentity identi
     auto* blank = new QWidget;
     blank->setObjectName("blankPane");
     m_rightPane->addWidget(blank);
-    m_rightPane->addWidget(m_page);
+    m_pageArea->setObjectName("pageArea");
+    m_pageArea->addWidget(m_list);
+    m_pageArea->addWidget(m_page);
+    m_pageArea->setStretchFactor(0, 3);
+    m_pageArea->setStretchFactor(1, 2);
+    m_pageArea->setChildrenCollapsible(false);
+    m_list->hide();
+    m_rightPane->addWidget(m_pageArea);
     m_rightPane->addWidget(m_reportView);
+    connect(m_list, &ListPaneView::currentRowChanged, this,
+            [this](const std::optional<TreeNode>& row) {
+                if (row)
+                    m_page->Show(*row);
+                else if (const std::optional<TreeNode> folder = CurrentNode())
+                    m_page->Show(*folder);
+                m_commands->SetAvailable(ID_EDIT_PROPERTIES, CanRun(ID_EDIT_PROPERTIES));
+            });
+    // Enter or a double-click: an item's dialog, or into a folder.
+    connect(m_list, &ListPaneView::rowActivated, this, [this](const TreeNode& node) {
+        if (IsFolderKind(node.kind) || node.kind == TV_RPT_DOC)
+            SelectPath(node.path);
+        else if (m_editors.CanEdit(node.kind))
+            m_editors.Open(this, node);
+    });
+    connect(m_list, &ListPaneView::rowsReplaced, this, [this] {
+        if (!std::exchange(m_reshowAfterList, false))
+            return;
+        if (const std::optional<TreeNode> shown =
+                m_list->CurrentRowNode() ? m_list->CurrentRowNode() : CurrentNode()) {
+            m_page->Show(*shown);
+            m_page->Reshow();
+        }
+    });
+    connect(m_list, &ListPaneView::statusChanged, this,
+            [this](const QString& text) { m_statusText->setText(text); });
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) {
+        if (now == m_list)
+            m_listFocused = true;
+        else if (now == m_tree)
+            m_listFocused = false;
+    });
     connect(m_page, &PageView::itemRequested, this,
             [this](const fs::path& item) { SelectPath(item); });
     connect(m_reportView, &ReportView::itemRequested, this,
@@ -89,10 +133,17 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, UserIdentity identi
     toolbar->setMovable(false);
     toolbar->setIconSize({20, 20});
     m_commands->BuildToolbar(toolbar);
+    // The toolbar's filter hides the project test cases that fail it in the list.
+    connect(m_commands, &CommandActions::filterChosen, this, [this] {
+        if (const std::optional<TreeNode> current = CurrentNode();
+            current && m_list->isVisible() && m_list->Folder())
+            ShowList(*current);
+    });
 
     // Three parts: a quarter of the width for the state, the current user up to three fifths,
     // the progress counter the rest.
     m_statusText = new QLabel("Ready");
+    m_statusText->setObjectName("stateText");
     m_importFolder = m_shell.Folders().documents.empty() ? fs::path(QDir::homePath().toStdString())
                                                          : m_shell.Folders().documents;
     m_exportFolder = m_importFolder;
@@ -112,8 +163,16 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, UserIdentity identi
     // the change, so one that went away has left the tree, and the selection that followed
     // showed its own page.
     connect(m_treeActions.get(), &TreeActions::shownItemChanged, this, [this] {
-        if (!CurrentNode())
+        const std::optional<TreeNode> current = CurrentNode();
+        if (!current)
             return;
+        // A listed folder's items are read again in place, and its page (or the selected
+        // row's) is made anew once they are: a row that went may be the one shown.
+        if (m_list->isVisible() && m_list->Folder() && m_list->Folder()->path == current->path) {
+            m_reshowAfterList = true;
+            ShowList(*current);
+            return;
+        }
         if (m_rightPane->currentWidget() == m_reportView)
             m_reportView->Reshow();
         else
@@ -131,6 +190,7 @@ MainWindow::~MainWindow() {
     // whole.
     m_jobs.reset();
     m_treeActions.reset();
+    disconnect(qApp, &QApplication::focusChanged, this, nullptr);
     QList<QPointer<QWidget>> children;
     for (QWidget* child : findChildren<QWidget*>(Qt::FindDirectChildrenOnly))
         children.push_back(child);
@@ -171,6 +231,7 @@ void MainWindow::SaveWindowState() {
     settings.width = frame.width();
     settings.height = frame.height();
     settings.treeWidth = m_splitter->sizes().value(0);
+    KeepListLayout();
     m_shell.Configuration().Write();
 }
 
@@ -260,6 +321,15 @@ void MainWindow::RunSetUserDialog() {
     }
 }
 
+void MainWindow::SetCurrentUserTo(const TreeNode& tester) {
+    CustomCfg custom = m_shell.Custom();
+    if (ChooseCurrentUser(m_shell.Database().Directory(), custom, m_shell.Identity().computer,
+                          {tester.label}, 0, m_port)) {
+        m_shell.ReplaceCustom(std::move(custom));
+        m_shell.RefreshCurrentUser();
+    }
+}
+
 void MainWindow::RunCustomizeSheet() {
     VantorelDatabase& database = m_shell.Database();
     const fs::path* databaseDir = database.IsOpen() ? &database.Directory() : nullptr;
@@ -272,7 +342,7 @@ void MainWindow::RunCustomizeSheet() {
     if (m_rightPane->currentWidget() == m_reportView)
         m_reportView->Show(m_reportView->Report(), m_shell.SharedCustom(),
                            m_shell.Configuration().Settings().printFooter);
-    else if (m_rightPane->currentWidget() == m_page)
+    else if (m_rightPane->currentWidget() == m_pageArea)
         m_page->Reshow();
 }
 
@@ -292,6 +362,9 @@ std::optional<fs::path> MainWindow::AskNewDatabaseFolder() {
 }
 
 std::vector<TreeNode> MainWindow::SelectedNodes() const {
+    if (ListActive())
+        if (std::vector<TreeNode> rows = m_list->SelectedNodes(); !rows.empty())
+            return rows;
     std::vector<TreeNode> nodes;
     for (const QModelIndex& index : m_tree->selectionModel()->selectedIndexes())
         if (const TreeNode* node = m_model.NodeAt(index))
@@ -302,10 +375,24 @@ std::vector<TreeNode> MainWindow::SelectedNodes() const {
     return nodes;
 }
 
+std::optional<TreeNode> MainWindow::ActiveNode() const {
+    if (ListActive())
+        if (std::optional<TreeNode> row = m_list->CurrentRowNode())
+            return row;
+    return CurrentNode();
+}
+
 std::optional<TreeNode> MainWindow::CurrentNode() const {
     if (const TreeNode* node = m_model.NodeAt(m_tree->currentIndex()))
         return *node;
     return std::nullopt;
+}
+
+void MainWindow::LeaveRows(const std::vector<TreeNode>& doomed) {
+    const std::optional<TreeNode> row = m_list->CurrentRowNode();
+    if (!row || !m_list->isVisible() || std::ranges::find(doomed, *row) == doomed.end())
+        return;
+    m_list->selectionModel()->setCurrentIndex({}, QItemSelectionModel::NoUpdate);
 }
 
 void MainWindow::SelectPath(const fs::path& path) {
@@ -346,7 +433,7 @@ CommandState MainWindow::State() {
 bool MainWindow::CanRun(int command) const {
     const Operation operation = OperationOf(command);
     if (operation == Operation::Properties) {
-        const std::optional<TreeNode> current = CurrentNode();
+        const std::optional<TreeNode> current = ActiveNode();
         return current && m_editors.CanEdit(current->kind);
     }
     return CommandActions::Available(operation);
@@ -391,7 +478,7 @@ void MainWindow::RunCommand(int command) {
             ShowSelected();
             break;
         case Operation::Properties:
-            m_editors.Open(this, *CurrentNode());
+            m_editors.Open(this, *ActiveNode());
             break;
         case Operation::Back:
             m_page->back();
@@ -408,8 +495,10 @@ void MainWindow::RunCommand(int command) {
             Print();
             break;
         case Operation::ReportWizard:
+            StartReportWizard();
+            break;
         case Operation::Report:
-            StartReportWizard(command);
+            MakeReportNow(command);
             break;
         case Operation::ExportWeb:
             OpenWebExportDialog(*this, m_port);
@@ -433,8 +522,14 @@ void MainWindow::RunCommand(int command) {
             m_commands->ChooseFilter({});
             break;
         case Operation::SetUser:
-        case Operation::SetAsCurrentUser:
             RunSetUserDialog();
+            break;
+        case Operation::SetAsCurrentUser:
+            if (const std::optional<TreeNode> tester = ActiveNode();
+                tester && tester->kind == TV_TESTER_DOC)
+                SetCurrentUserTo(*tester);
+            else
+                RunSetUserDialog();
             break;
         case Operation::CustomizeFields:
             RunCustomizeSheet();
@@ -501,6 +596,13 @@ void MainWindow::RefreshBelow(const fs::path& folder) {
 
 void MainWindow::ShowSelected() {
     const std::optional<TreeNode> current = CurrentNode();
+    const bool listed = current && m_shell.Database().IsOpen() && PaneOfFolder(current->kind);
+    if (!listed) {
+        KeepListLayout();
+        m_list->Clear();
+        m_list->hide();
+        m_statusText->setText(QString::fromStdString(m_shell.StateText()));
+    }
     if (!current || !m_shell.Database().IsOpen()) {
         m_rightPane->setCurrentIndex(0);
         return;
@@ -511,15 +613,42 @@ void MainWindow::ShowSelected() {
         m_rightPane->setCurrentWidget(m_reportView);
         return;
     }
-    m_page->Show(*current);
-    m_rightPane->setCurrentWidget(m_page);
+    if (listed) {
+        ShowList(*current);
+        m_list->show();
+    }
+    const std::optional<TreeNode> row = listed ? m_list->CurrentRowNode() : std::nullopt;
+    m_page->Show(row ? *row : *current);
+    m_rightPane->setCurrentWidget(m_pageArea);
 }
 
-void MainWindow::StartReportWizard(int command) {
+void MainWindow::ShowList(const TreeNode& folder) {
+    const ListPane pane = *PaneOfFolder(folder.kind);
+    if (m_list->Folder() && m_list->Folder()->path != folder.path)
+        KeepListLayout();
+    const fs::path database = m_shell.Database().Directory();
+    const ConfigSettings& settings = m_shell.Configuration().Settings();
+    std::optional<fs::path> filterFile;
+    if (const std::string& filter = m_commands->ActiveFilter(); !filter.empty())
+        filterFile =
+            database / std::string(kFiltersFolder) / (filter + std::string(kItemExtension));
+    m_list->Show({database, folder, m_shell.SharedCustom(), {}, settings.showExtraTsInfo},
+                 std::move(filterFile), settings.columns[pane]);
+}
+
+void MainWindow::KeepListLayout() {
+    if (const std::optional<ListPane> pane = m_list->Model().Pane(); pane && m_list->Folder())
+        m_shell.Configuration().Settings().columns[*pane] = m_list->Layout();
+}
+
+bool MainWindow::ListActive() const {
+    return m_listFocused && m_list->isVisible() && m_list->Folder().has_value();
+}
+
+void MainWindow::StartReportWizard() {
     WindowThreadMayRead mayRead(kDialogReads);
     const fs::path database = m_shell.Database().Directory();
     ReportWizardDialog::Start start;
-    start.shortcut = ReportShortcutOf(command);
     start.filter = m_commands->ActiveFilter();
     // The project of the selected node, whatever lies below it.
     if (const std::optional<TreeNode> current = CurrentNode()) {
@@ -534,6 +663,32 @@ void MainWindow::StartReportWizard(int command) {
             ShowNewReport(*wizard->Report());
     });
     wizard->open();
+}
+
+void MainWindow::MakeReportNow(int command) {
+    const std::optional<ReportShortcut> shortcut = ReportShortcutOf(command);
+    const std::optional<TreeNode> current = CurrentNode();
+    const fs::path database = m_shell.Database().Directory();
+    const std::optional<fs::path> project =
+        current ? ProjectOf(database, current->path) : std::nullopt;
+    if (!shortcut || !project)
+        return;
+    // Made on the transfer worker with the status bar's count and Cancel; the written report
+    // is then selected, which shows it.
+    const fs::path folder = *project / std::string(kProjectReportsFolder) /
+                            std::string(KindInfo(shortcut->kind).folder);
+    m_treeActions->RunJob(
+        [port = &m_port, database, project = *project, shortcut = *shortcut,
+         filter = m_commands->ActiveFilter(),
+         custom = m_shell.SharedCustom()](std::stop_token stop) {
+            TransferResult result;
+            if (std::optional<fs::path> report =
+                    vantorel::MakeReportNow(database, project, shortcut.kind, shortcut.filtered,
+                                            filter, {*port, *custom}, std::move(stop)))
+                result.written.push_back(std::move(*report));
+            return result;
+        },
+        {folder}, {});
 }
 
 void MainWindow::ShowNewReport(const fs::path& report) {
@@ -551,7 +706,7 @@ void MainWindow::Print() {
         m_reportView->Print();
         return;
     }
-    if (m_rightPane->currentWidget() != m_page)
+    if (m_rightPane->currentWidget() != m_pageArea)
         return;
     auto printer = std::make_unique<QPrinter>(QPrinter::HighResolution);
     QPrintDialog dialog(printer.get(), this);

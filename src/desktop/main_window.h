@@ -14,6 +14,7 @@
 
 #include "desktop/command_actions.h"
 #include "desktop/editor_registry.h"
+#include "desktop/lists/list_pane_view.h"
 #include "desktop/pages/page_view.h"
 #include "desktop/reports/report_view.h"
 #include "desktop/tree/navigation_model.h"
@@ -39,6 +40,7 @@ public:
     QTreeView& Tree() { return *m_tree; }
     CommandActions& Commands() { return *m_commands; }
     PageView& Page() { return *m_page; }
+    ListPaneView& List() { return *m_list; }
     ReportView& Reports() { return *m_reportView; }
     EditorRegistry& Editors() { return m_editors; }
     ItemDialogs& Dialogs() { return *m_itemDialogs; }
@@ -58,9 +60,18 @@ public:
     // Runs a command of a menu, accelerator, toolbar button or context menu: its operation,
     // or the message that refuses it.
     void RunCommand(int command);
-    // The selected items, in the order they were selected; the current one when none is.
+    // The selected items: the list pane's rows when the list has the user's attention (it
+    // had the focus last and has rows selected), else the tree's, in the order they were
+    // selected; the current one when none is.
     std::vector<TreeNode> SelectedNodes() const;
+    // The tree's current node.
     std::optional<TreeNode> CurrentNode() const;
+    // The item commands on one item act on: the list's current row when the list has the
+    // user's attention, else the tree's current node.
+    std::optional<TreeNode> ActiveNode() const;
+    // The page leaves the list's row about to go, for the folder's page, so no page of it is
+    // asked for while it goes.
+    void LeaveRows(const std::vector<TreeNode>& doomed);
     // Selects and shows the item at path, or the nearest folder above it that still exists.
     void SelectPath(const std::filesystem::path& path);
     // Numbers a worker reported through the port.
@@ -88,10 +99,20 @@ protected:
 private:
     CommandState State();
     void ShowSelected();
+    // Shows folder's items in the list pane, through the toolbar's filter.
+    void ShowList(const TreeNode& folder);
+    // The list pane shown keeps its columns as the user left them, for the configuration.
+    void KeepListLayout();
+    // The list pane's rows as the user acts on them: the list had the focus last.
+    bool ListActive() const;
     void Print();
-    // The report wizard, on the selected project; a report command of the menus starts it on
-    // its kind. The new report is shown when the wizard finishes.
-    void StartReportWizard(int command);
+    // The report wizard, on the selected project. The new report is shown when the wizard
+    // finishes.
+    void StartReportWizard();
+    // "Status Report - All" and its siblings: the selected project's report at once.
+    void MakeReportNow(int command);
+    // "Set as current user" on a tester: that tester is the current user of this computer.
+    void SetCurrentUserTo(const TreeNode& tester);
     // The customisation sheet; after OK the window shows what the new customisation says.
     void RunCustomizeSheet();
     void ShowNewReport(const std::filesystem::path& report);
@@ -105,6 +126,9 @@ private:
     NavigationModel m_model;
     QTreeView* m_tree;
     QStackedWidget* m_rightPane;
+    // A folder's list above its page (or the selected row's); an item's page alone.
+    QSplitter* m_pageArea;
+    ListPaneView* m_list;
     PageView* m_page;
     ReportView* m_reportView;
     QSplitter* m_splitter;
@@ -114,6 +138,8 @@ private:
     QLabel* m_userText;
     QLabel* m_progressText;
     bool m_shown = false;
+    bool m_listFocused = false;      // the list, rather than the tree, had the focus last
+    bool m_reshowAfterList = false;  // the page is made anew once the list is read again
     std::filesystem::path m_importFolder, m_exportFolder;
     ItemDialogs* m_itemDialogs;
     FilterDialogs* m_filterDialogs;

@@ -446,6 +446,21 @@ std::vector<SuiteChoice> CoveringChoices(const std::vector<SuiteChoice>& chosen)
     return kept;
 }
 
+bool ReportBaseClass::Measure(const ReportRequest& request) {
+    m_request = &request;
+    m_candidates = m_passed = m_openForEditing = m_unreadable = 0;
+    m_created = m_context.now();
+    if (InitStats())
+        return false;
+    std::size_t unreadableFolders = 0;
+    std::optional<std::unique_ptr<DocumentTally>> tally =
+        WalkDocuments(request, true, unreadableFolders);
+    if (!tally || request.stop.stop_requested())
+        return false;
+    FinishStats(std::move(*tally));
+    return true;
+}
+
 std::optional<std::unique_ptr<DocumentTally>> ReportBaseClass::WalkDocuments(
     const ReportRequest& request, bool readDocuments, std::size_t& unreadableFolders) {
     m_request = &request;

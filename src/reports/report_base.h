@@ -121,6 +121,11 @@ public:
     // user was told why there is no report.
     std::optional<std::filesystem::path> create(const ReportRequest& request);
 
+    // The walk and the kind's statistics alone, for figures shown elsewhere (a list pane's
+    // suite totals): no report folder, file or message. False when the walk failed or was
+    // stopped.
+    bool Measure(const ReportRequest& request);
+
     ReportKind Kind() const { return m_kind; }
     std::size_t Candidates() const { return m_candidates; }
     std::size_t PassedFilter() const { return m_passed; }

@@ -1,6 +1,7 @@
 #include "reports/report_wizard.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <functional>
 #include <map>
 #include <new>
@@ -142,13 +143,6 @@ bool ReportWizard::CheckPage() {
             return true;
         case WizardPage::ReportType:
             return kind ? true : refuse("Please select a report type.", "No report selection");
-        case WizardPage::Filter:
-            if (needsFilter && filter.empty())
-                return refuse(
-                    "No filter is selected. Please select a filter before using this report "
-                    "shortcut.",
-                    "No Filter");
-            return true;
         case WizardPage::Suites:
             return suites.empty() ? refuse("Please select 1 or more suites to use for the report.",
                                            "No Suites Selected")
@@ -268,6 +262,50 @@ void ReportWizard::Generate() {
         m_pageText = m_report ? "Success! Report has been created. Click the \"Finish\" button to "
                                 "view report"
                               : "Error! Report has not been created.";
+}
+
+std::optional<std::filesystem::path> MakeReportNow(const std::filesystem::path& databaseDir,
+                                                   const std::filesystem::path& projectFolder,
+                                                   ReportKind kind, bool filtered,
+                                                   const std::string& filterName,
+                                                   ReportContext context, std::stop_token stop) {
+    const std::string title(KindInfo(kind).title);
+    ReportRequest request;
+    request.projectFolder = projectFolder;
+    request.stop = std::move(stop);
+    if (filtered) {
+        if (filterName.empty()) {
+            context.port.tell(
+                {"No filter is selected. Please select a filter before using this "
+                 "report shortcut.",
+                 "No Filter", Icon::Warning});
+            return std::nullopt;
+        }
+        request.filter =
+            Filter::Load(databaseDir / std::string(kFiltersFolder) / (filterName + ".vtl"));
+        if (!request.filter) {
+            context.port.tell({"The filter \"" + filterName + "\" could not be read.",
+                               "Cannot open file", Icon::Warning});
+            return std::nullopt;
+        }
+    }
+    // Two reports in the same second take a number after the time.
+    const LocalMoment now = context.now();
+    char stamp[32];
+    std::snprintf(stamp, sizeof stamp, "%04d-%02d-%02d %02d.%02d.%02d", now.date.year,
+                  now.date.month, now.date.day, now.time.hour, now.time.minute, now.time.second);
+    const std::filesystem::path folder =
+        projectFolder / std::string(kProjectReportsFolder) / std::string(KindInfo(kind).folder);
+    request.name = title + " " + stamp;
+    std::error_code error;
+    for (int number = 2; std::filesystem::exists(folder / (request.name + ".vtl"), error); ++number)
+        request.name = title + " " + stamp + " " + std::to_string(number);
+    try {
+        return MakeReport(kind, context)->create(request);
+    } catch (const std::bad_alloc&) {
+        context.port.tell({"Out of free memory.", "Memory error", Icon::Error});
+        return std::nullopt;
+    }
 }
 
 }  // namespace vantorel

@@ -47,8 +47,7 @@ public:
     // What the user chose.
     std::string project;
     std::optional<ReportKind> kind;
-    std::string filter;        // empty: no filter
-    bool needsFilter = false;  // started from a report shortcut that works through a filter
+    std::string filter;                                // empty: no filter
     std::vector<std::pair<std::string, bool>> suites;  // suite, with its sub-suites
     ListColumnFlags columns = kAllListColumns;
     std::string name;
@@ -83,5 +82,16 @@ private:
     std::optional<std::filesystem::path> m_report;
     std::stop_source m_stop;
 };
+
+// "Status Report - All" and its siblings: the report of the whole project at projectFolder,
+// made at once without the wizard. A filtered one goes through the filter named filterName
+// (the toolbar's), and is refused when none is chosen. The report is named by
+// the date and time ("Status Report 2026-11-26 09.41.05"), so it never replaces an earlier
+// one. The written file, or none after telling the user why not.
+std::optional<std::filesystem::path> MakeReportNow(const std::filesystem::path& databaseDir,
+                                                   const std::filesystem::path& projectFolder,
+                                                   ReportKind kind, bool filtered,
+                                                   const std::string& filterName,
+                                                   ReportContext context, std::stop_token stop);
 
 }  // namespace vantorel

@@ -142,6 +142,20 @@ const std::array<ListPaneTags, kListPaneCount>& ListPanes() {
     return kPanes;
 }
 
+bool LayoutFits(ListPane pane, const ColumnLayout& layout) {
+    const std::size_t slots = kPanes[pane].columns;
+    if (layout.order.size() != slots || layout.widths.size() != slots)
+        return false;
+    std::vector<bool> seen(slots, false);
+    for (int column : layout.order) {
+        if (column < 0 || static_cast<std::size_t>(column) >= slots || seen[column])
+            return false;
+        seen[column] = true;
+    }
+    return std::ranges::all_of(layout.widths,
+                               [](int width) { return width >= 10 && width <= 4000; });
+}
+
 ConfigSettings DefaultSettings(const std::filesystem::path& dataFolder) {
     ConfigSettings settings;
     settings.lastDbPath = (dataFolder / "SampleDB").string();
@@ -212,6 +226,10 @@ bool Config::Read() {
         const auto widths = read.List(tags.widthList, tags.widthElement, tags.columns);
         for (std::size_t i = 0; i < widths.size(); ++i)
             s.columns[pane].widths[i] = Number(widths[i]);
+        // A pane whose columns don't make sense (a column twice, one missing, a width of
+        // nothing) takes its defaults; the other panes and settings keep what was read.
+        if (!LayoutFits(static_cast<ListPane>(pane), s.columns[pane]))
+            s.columns[pane] = DefaultSettings(m_dataFolder).columns[pane];
     }
     read.Flag("<ShowExtraTSInfo>", s.showExtraTsInfo);
     read.Flag("<UseSpellChecker>", s.useSpellChecker);

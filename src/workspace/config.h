@@ -47,6 +47,10 @@ struct ColumnLayout {
     bool operator==(const ColumnLayout&) const = default;
 };
 
+// Whether layout fits the pane: a permutation of its slots and a width each between 10 and
+// 4000 pixels. Reading resets a pane whose layout doesn't.
+bool LayoutFits(ListPane pane, const ColumnLayout& layout);
+
 struct ConfigSettings {
     std::string lastDbPath;
     std::string lastDbFileName = "VantorelDatabase.vdb";

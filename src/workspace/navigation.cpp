@@ -326,6 +326,10 @@ int StatusIconOf(const fs::path& document, const CustomCfg& custom) {
         DebugLog::Write(kHeading, "Could not get status\n");
         return 0;
     }
+    return StatusIcon(status, custom);
+}
+
+int StatusIcon(std::string_view status, const CustomCfg& custom) {
     switch (custom.MeaningOf(status).value_or(-1)) {
         case SM_PASS:
             return 1;
@@ -575,28 +579,127 @@ bool ConfirmDelete(const TreeNode& node, UserPort& port) {
         {FillMessage(question, {DescribeDeletion(node)}), "Confirm delete", Icon::Question});
 }
 
+namespace {
+
+// Moves the item into the bin; the refusal to tell instead when it is open for editing or the
+// move fails.
+std::optional<Notice> BinItem(const fs::path& databaseDir, const TreeNode& node,
+                              const std::string& currentUser, FileLayer& files) {
+    if (IsFolderKind(node.kind)) {
+        if (HoldsOpenFiles(node.path))
+            return Notice{"Unable to delete folder as files inside it are open for editing",
+                          "Unable to delete folder", Icon::Warning};
+    } else if (IsLocked(node.path)) {
+        return Notice{"This file cannot be deleted as it is open for editing", "Unable to delete",
+                      Icon::Warning};
+    }
+    const std::string deletedBy = currentUser.empty() ? CurrentIdentity().user : currentUser;
+    if (MoveToBin(databaseDir, node, deletedBy, files) != 0)
+        return Notice{FillMessage("Unable to delete file: %s", {node.path.string()}), "Error",
+                      Icon::Warning};
+    return std::nullopt;
+}
+
+std::string_view NounOf(NodeKind kind) {
+    switch (kind) {
+        case TV_TEST_TEST_DOC:
+        case TV_PRJ_TEST_DOC:
+            return "test case";
+        case TV_TEST_SUITE_FLD:
+        case TV_PRJ_SUITE_FLD:
+            return "suite";
+        case TV_PRJ_PRJ_FLD:
+            return "project";
+        case TV_RPT_DOC:
+            return "report";
+        case TV_CFG_DOC:
+            return "test configuration";
+        case TV_RES_DOC:
+            return "resource";
+        case TV_TESTER_DOC:
+            return "tester";
+        case TV_FILTER_DOC:
+            return "filter";
+        default:
+            return "item";
+    }
+}
+
+}  // namespace
+
 DeleteOutcome DeleteConfirmed(const fs::path& databaseDir, const TreeNode& node,
                               const std::string& currentUser, UserPort& port, FileLayer& files) {
     if (IsFixedKind(node.kind) || node.kind == TV_NONE)
         return {};
-    if (IsFolderKind(node.kind)) {
-        if (HoldsOpenFiles(node.path)) {
-            port.tell({"Unable to delete folder as files inside it are open for editing",
-                       "Unable to delete folder", Icon::Warning});
-            return {};
-        }
-    } else if (IsLocked(node.path)) {
-        port.tell({"This file cannot be deleted as it is open for editing", "Unable to delete",
-                   Icon::Warning});
-        return {};
-    }
-    const std::string deletedBy = currentUser.empty() ? CurrentIdentity().user : currentUser;
-    if (MoveToBin(databaseDir, node, deletedBy, files) != 0) {
-        port.tell({FillMessage("Unable to delete file: %s", {node.path.string()}), "Error",
-                   Icon::Warning});
+    if (const std::optional<Notice> refusal = BinItem(databaseDir, node, currentUser, files)) {
+        port.tell(*refusal);
         return {};
     }
     return DeleteOutcome{true, AskForNewCurrentUser(node, currentUser, "removed", port)};
+}
+
+bool IsBelow(const fs::path& path, const fs::path& folder) {
+    const fs::path below = path.lexically_relative(folder);
+    return !below.empty() && below != "." && *below.begin() != "..";
+}
+
+std::string CountedItems(const std::vector<TreeNode>& nodes) {
+    std::vector<std::pair<std::string_view, std::size_t>> counts;
+    for (const TreeNode& node : nodes) {
+        const std::string_view noun = NounOf(node.kind);
+        auto found =
+            std::ranges::find(counts, noun, &std::pair<std::string_view, std::size_t>::first);
+        if (found == counts.end())
+            counts.emplace_back(noun, 1);
+        else
+            ++found->second;
+    }
+    std::string text;
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        if (i > 0)
+            text += i + 1 == counts.size() ? " and " : ", ";
+        text += Counted(counts[i].second, counts[i].first);
+    }
+    return text;
+}
+
+DeleteOutcome DeleteItems(const fs::path& databaseDir, const std::vector<TreeNode>& selected,
+                          const std::string& currentUser, UserPort& port, FileLayer& files) {
+    // An item inside a selected folder goes with it.
+    std::vector<TreeNode> items;
+    for (const TreeNode& node : selected) {
+        const bool inside = std::ranges::any_of(selected, [&](const TreeNode& other) {
+            return IsFolderKind(other.kind) && IsBelow(node.path, other.path);
+        });
+        if (!inside && !IsFixedKind(node.kind) && node.kind != TV_NONE &&
+            std::ranges::find(items, node) == items.end())
+            items.push_back(node);
+    }
+    if (items.size() <= 1)
+        return items.empty() ? DeleteOutcome{}
+                             : DeleteItem(databaseDir, items.front(), currentUser, port, files);
+    if (!port.ask({FillMessage("Are you sure you want to delete the %s selected items?\n[%s]",
+                               {std::to_string(items.size()), CountedItems(items)}),
+                   "Confirm delete", Icon::Question}))
+        return {};
+    DeleteOutcome outcome;
+    std::string stayed;
+    std::size_t deleted = 0;
+    for (const TreeNode& node : items) {
+        if (const std::optional<Notice> refusal = BinItem(databaseDir, node, currentUser, files)) {
+            stayed += "\n" + node.label + ": " + refusal->text;
+            continue;
+        }
+        ++deleted;
+        outcome.deleted = true;
+        outcome.chooseNewUser =
+            AskForNewCurrentUser(node, currentUser, "removed", port) || outcome.chooseNewUser;
+    }
+    if (!stayed.empty())
+        port.tell({FillMessage("%s of the %s were deleted. These stayed:%s",
+                               {std::to_string(deleted), CountedItems(items), stayed}),
+                   "Unable to delete", Icon::Warning});
+    return outcome;
 }
 
 std::optional<fs::path> NewTestCaseFolder(const TreeNode& selected, UserPort& port) {

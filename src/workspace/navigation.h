@@ -89,6 +89,8 @@ std::vector<ContextMenuItem> ContextMenu(NodeKind kind);
 // The icon of a project test case node when the status icons option is on: 0 the plain
 // document, 1-4 the status icons of Pass, Fail, Not yet attempted and Postponed.
 int StatusIconOf(const std::filesystem::path& document, const CustomCfg& custom);
+// The same for a status as its document stores it.
+int StatusIcon(std::string_view status, const CustomCfg& custom);
 
 struct RenameOutcome {
     std::filesystem::path newPath;
@@ -119,6 +121,18 @@ bool ConfirmDelete(const TreeNode& node, UserPort& port);
 DeleteOutcome DeleteConfirmed(const std::filesystem::path& databaseDir, const TreeNode& node,
                               const std::string& currentUser, UserPort& port,
                               FileLayer& files = SystemFiles());
+
+// Delete on several selected items (a list pane's rows, the tree's selection): one question
+// that says how many of what go ("3 test cases and 1 suite"), then each item checked and moved
+// into the bin; those open for editing stay, and one message names them and why. One item
+// takes DeleteItem's question; an item inside a selected folder goes with its folder.
+DeleteOutcome DeleteItems(const std::filesystem::path& databaseDir,
+                          const std::vector<TreeNode>& selected, const std::string& currentUser,
+                          UserPort& port, FileLayer& files = SystemFiles());
+// Whether path lies below folder (not folder itself).
+bool IsBelow(const std::filesystem::path& path, const std::filesystem::path& folder);
+// "2 suites and 3 test cases": the items counted by kind, in the order the kinds first come.
+std::string CountedItems(const std::vector<TreeNode>& nodes);
 
 // Where a new test case of the selected node goes: the suite itself, or a document's suite.
 // None, after telling the user, outside suites or in a folder at the path limit.

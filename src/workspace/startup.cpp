@@ -301,6 +301,8 @@ void Shell::OnCloseDatabase() {
     EndOwnWriteProtection();
     m_clipboard.Clear();
     m_currentUser.clear();
+    // No database, no current user to name.
+    m_view.ShowCurrentUser({});
     DebugLog::Write(kHeading, "Re-init right pane\n");
     DebugLog::Write(kHeading, "clear html window\n");
     m_view.ClearRightPane();

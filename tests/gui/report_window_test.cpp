@@ -32,9 +32,11 @@
 #include "desktop/reports/chart_view.h"
 #include "desktop/reports/report_printing.h"
 #include "desktop/reports/report_wizard_dialog.h"
+#include "desktop/tree/tree_actions.h"
 #include "gui_test.h"
 #include "render/report_pages.h"
 #include "reports/list_reports.h"
+#include "reports/status_report.h"
 #include "window_fixture.h"
 
 namespace vantorel {
@@ -90,6 +92,14 @@ ReportWizardDialog* OpenWizard(MainWindow& window, int command) {
 bool Next(ReportWizardDialog& wizard) {
     wizard.next();
     return QTest::qWaitFor([&wizard] { return !wizard.Busy(); }, 20000);
+}
+
+// From the introduction to the filter page, with kind chosen; false when a step never ends.
+bool ToFilterPage(ReportWizardDialog& wizard, ReportKind kind) {
+    if (!Next(wizard) || !Next(wizard))
+        return false;
+    wizard.findChild<QRadioButton*>(QString("wizardKind%1").arg(static_cast<int>(kind)))->click();
+    return Next(wizard) && wizard.currentId() == static_cast<int>(WizardPage::Filter);
 }
 
 // Clicks the last page's Next and waits for the generation to end; true when it wrote one.
@@ -264,26 +274,27 @@ private slots:
         QVERIFY(open->port.notices.empty());
     }
 
-    void AReportCommandStartsOnItsKind() {
+    void AReportCommandMakesItsReportAtOnceAndShowsIt() {
         QTemporaryDir root;
         auto open = gui_test::OpenSampleWindow(root.path().toStdString());
-        // "Progress Report - Filtered": the wizard opens on the filter page and wants a filter.
-        ReportWizardDialog* wizard = OpenWizard(*open->window, ID_REPORT_FIRST + 3);
-        QVERIFY(wizard);
-        QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Filter));
-        QCOMPARE(wizard->Model().kind, std::optional<ReportKind>(ReportKind::Progress));
-        QCOMPARE(wizard->Model().project, std::string(kProject));
-        QVERIFY(Next(*wizard));
-        QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Filter));
+        MainWindow& window = *open->window;
+        window.SelectPath(open->database / "Projects" / kProject);
+        // "Progress Report - Filtered" with no filter chosen is refused.
+        window.RunCommand(ID_REPORT_FIRST + 3);
+        QTRY_COMPARE(open->port.notices.size(), std::size_t{1});
         QCOMPARE(open->port.notices.back().caption, std::string("No Filter"));
-        auto* filters = wizard->findChild<QComboBox*>("wizardFilter");
-        filters->setCurrentIndex(1);
-        QVERIFY(Next(*wizard));
-        QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Suites));
-        // Back returns through the pages the model went, and its choices stay.
-        wizard->back();
-        QCOMPARE(wizard->Model().Page(), WizardPage::Filter);
-        wizard->reject();
+        QTRY_VERIFY(!window.Actions().TransferRunning());
+        // "Status Report - Filtered": through the toolbar's filter, then shown.
+        window.Commands().ChooseFilter("Failed");
+        window.RunCommand(ID_REPORT_FIRST + 1);
+        QTRY_COMPARE(window.findChild<QStackedWidget*>()->currentWidget(), &window.Reports());
+        const fs::path report = window.CurrentNode()->path;
+        QCOMPARE(report.parent_path(),
+                 open->database / "Projects" / kProject / "Project Reports" / "Status Reports");
+        QVERIFY(report.filename().string().starts_with("Status Report 20"));
+        QVERIFY(gui_test::TestReads([&] { return ReadStatusReport(report); })->totalTests == 1);
+        QCOMPARE(open->port.notices.size(), std::size_t{1});
+        window.SelectPath(open->database / "Projects" / kProject);
 
         // Without a project in the database every report command is refused.
         for (const fs::directory_entry& project :
@@ -302,9 +313,10 @@ private slots:
         window.TheShell().Start({}, true);
         window.show();
         window.TheShell().OpenDatabase(database);
-        // "Test Case Report - All", on to its last page.
-        ReportWizardDialog* wizard = OpenWizard(window, ID_REPORT_FIRST + 6);
+        // A test case report, on to its last page.
+        ReportWizardDialog* wizard = OpenWizard(window, ID_REPORT_WIZARD);
         QVERIFY(wizard);
+        QVERIFY(ToFilterPage(*wizard, ReportKind::Details));
         QVERIFY(Next(*wizard));
         // No suite ticked: the check that refuses runs off the window's thread, as every step
         // of the model does.
@@ -339,8 +351,9 @@ private slots:
     void AProjectRemovedMeanwhileGivesNoReport() {
         QTemporaryDir root;
         auto open = gui_test::OpenSampleWindow(root.path().toStdString());
-        ReportWizardDialog* wizard = OpenWizard(*open->window, ID_REPORT_FIRST);
+        ReportWizardDialog* wizard = OpenWizard(*open->window, ID_REPORT_WIZARD);
         QVERIFY(wizard);
+        QVERIFY(ToFilterPage(*wizard, ReportKind::Status));
         QVERIFY(Next(*wizard));
         QVERIFY(Next(*wizard));
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Generate));

@@ -81,23 +81,6 @@ ReportWizardDialog::ReportWizardDialog(const std::filesystem::path& databaseDir,
     if (const int filter = m_filters->findData(QString::fromStdString(start.filter));
         !start.filter.empty() && filter >= 0)
         m_filters->setCurrentIndex(filter);
-    if (start.shortcut) {
-        m_model.kind = start.shortcut->kind;
-        m_model.needsFilter = start.shortcut->filtered;
-        if (QAbstractButton* kind = m_kinds->button(static_cast<int>(start.shortcut->kind)))
-            kind->setChecked(true);
-        // The project's check reads its folders: on the worker, the wizard then starting
-        // again on the page the model reached.
-        OnWorker([this] { return m_model.Next() && m_model.Next() && m_model.Next(); },
-                 [this](bool) {
-                     if (std::exchange(m_rejectWhenDone, false)) {
-                         QWizard::reject();
-                         return;
-                     }
-                     setStartId(IdOf(m_model.Page()));
-                     restart();
-                 });
-    }
 }
 
 ReportWizardDialog::~ReportWizardDialog() {

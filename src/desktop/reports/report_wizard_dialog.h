@@ -31,11 +31,9 @@ namespace vantorel {
 class ReportWizardDialog : public QWizard {
     Q_OBJECT
 public:
-    // Where the wizard starts: a project chosen in the tree, and for a report command of the
-    // menus its kind (the wizard then opens on the filter page) and whether it needs a filter.
+    // Where the wizard starts: a project chosen in the tree and the filter chosen in the window.
     struct Start {
         std::string project;
-        std::optional<ReportShortcut> shortcut;
         std::string filter;  // the filter chosen in the window; empty for none
     };
 

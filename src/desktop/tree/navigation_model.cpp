@@ -394,12 +394,17 @@ QIcon NavigationModel::IconOf(const Node& node) const {
                                           &NavigationModel::ReadAskedIcons, Qt::QueuedConnection);
             asked.push_back(node.item.path);
         }
-        static constexpr const char* kStatusIcons[] = {"project-test-case", "status-pass",
-                                                       "status-fail", "status-not-run",
-                                                       "status-postponed"};
-        return CachedIcon(kStatusIcons[std::clamp(node.statusIcon, 0, 4)]);
+        return ItemIcon(TV_PRJ_TEST_DOC, node.statusIcon);
     }
-    return CachedIcon(IconName(node.item.kind));
+    return ItemIcon(node.item.kind);
+}
+
+const QIcon& ItemIcon(NodeKind kind, int statusIcon) {
+    static constexpr const char* kStatusIcons[] = {
+        "project-test-case", "status-pass", "status-fail", "status-not-run", "status-postponed"};
+    if (kind == TV_PRJ_TEST_DOC)
+        return CachedIcon(kStatusIcons[std::clamp(statusIcon, 0, 4)]);
+    return CachedIcon(IconName(kind));
 }
 
 void NavigationModel::ReadAskedIcons() {

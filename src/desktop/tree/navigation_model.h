@@ -17,6 +17,10 @@
 
 namespace vantorel {
 
+// The icon of an item of kind; a project test case's by its status icon (StatusIconOf),
+// 0 the plain one.
+const QIcon& ItemIcon(NodeKind kind, int statusIcon = 0);
+
 class NavigationModel : public QAbstractItemModel {
     Q_OBJECT
 public:

@@ -235,22 +235,36 @@ void TreeActions::Duplicate() {
 }
 
 void TreeActions::Delete() {
-    const std::optional<TreeNode> current = m_window.CurrentNode();
-    if (!current || IsFixedKind(current->kind) || current->kind == TV_NONE || !ReadyForTransfer())
+    std::vector<TreeNode> items = m_window.SelectedNodes();
+    std::erase_if(
+        items, [](const TreeNode& node) { return IsFixedKind(node.kind) || node.kind == TV_NONE; });
+    if (items.empty() || !ReadyForTransfer())
         return;
-    // The question names what a folder takes with it, counted on the worker. The tree leaves
-    // the doomed item first, so no page of it is asked for while it goes.
-    m_window.SelectPath(current->path.parent_path());
+    // The question names what goes (a folder's items are counted on the worker). The tree
+    // leaves a doomed item first, so no page of it is asked for while it goes.
+    const std::optional<TreeNode> current = m_window.CurrentNode();
+    const auto doomed = std::ranges::find_if(items, [&](const TreeNode& item) {
+        return current && (current->path == item.path ||
+                           (IsFolderKind(item.kind) && IsBelow(current->path, item.path)));
+    });
+    const fs::path reselect = doomed == items.end() ? fs::path() : doomed->path;
+    if (!reselect.empty())
+        m_window.SelectPath(reselect.parent_path());
+    m_window.LeaveRows(items);
+    std::vector<fs::path> refresh;
+    for (const TreeNode& item : items)
+        if (std::ranges::find(refresh, item.path.parent_path()) == refresh.end())
+            refresh.push_back(item.path.parent_path());
     auto chooseNewUser = std::make_shared<bool>(false);
     StartJob(
-        [port = &m_port, item = *current, databaseDir = m_window.TheShell().Database().Directory(),
+        [port = &m_port, items, databaseDir = m_window.TheShell().Database().Directory(),
          user = m_window.TheShell().CurrentUser(), chooseNewUser](std::stop_token) {
-            if (ConfirmDelete(item, *port))
-                *chooseNewUser = DeleteConfirmed(databaseDir, item, user, *port).chooseNewUser;
+            *chooseNewUser = DeleteItems(databaseDir, items, user, *port).chooseNewUser;
             return TransferResult{};
         },
-        {{current->path.parent_path()}, false, [this, path = current->path, chooseNewUser] {
-             m_window.SelectPath(path);
+        {std::move(refresh), false, [this, reselect, chooseNewUser] {
+             if (!reselect.empty())
+                 m_window.SelectPath(reselect);
              if (*chooseNewUser)
                  m_window.RunSetUserDialog();
          }});

@@ -30,10 +30,6 @@ TEST_F(ReportWizardTest, ChecksEachPageBeforeMovingOn) {
     wizard.kind = ReportKind::List;
     ASSERT_TRUE(wizard.Next());
 
-    wizard.needsFilter = true;
-    EXPECT_FALSE(wizard.Next());
-    EXPECT_EQ(LastCaption(), "No Filter");
-    wizard.needsFilter = false;
     ASSERT_TRUE(wizard.Next());
 
     EXPECT_EQ(wizard.Suites(), (std::vector<std::string>{"Login", "Login/Deep"}));
@@ -138,6 +134,20 @@ TEST_F(ReportWizardTest, AGenerationCancelledHalfWayWritesNoReport) {
     ASSERT_TRUE(generating.Next());
     EXPECT_EQ(generating.Report()->parent_path(),
               project / "Project Reports" / "Test Case Reports");
+}
+
+TEST_F(ReportWizardTest, AReportMadeAtOnceNeverReplacesAnEarlierOneAndNeedsItsFilter) {
+    AddCase("Login/TC1.vtl", {{"<test_status>", "Pass"}});
+    const auto first = MakeReportNow(db, project, ReportKind::Status, false, "", Reporting(), {});
+    const auto second = MakeReportNow(db, project, ReportKind::Status, false, "", Reporting(), {});
+    ASSERT_TRUE(first && second);
+    EXPECT_EQ(first->filename(), "Status Report 2026-11-21 10.30.00.vtl");
+    EXPECT_EQ(second->filename(), "Status Report 2026-11-21 10.30.00 2.vtl");
+    EXPECT_TRUE(port.questions.empty());
+
+    EXPECT_EQ(MakeReportNow(db, project, ReportKind::Progress, true, "", Reporting(), {}),
+              std::nullopt);
+    EXPECT_EQ(LastCaption(), "No Filter");
 }
 
 }  // namespace

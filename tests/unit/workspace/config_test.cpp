@@ -90,6 +90,26 @@ TEST_F(ConfigTest, EverySettingSurvivesAWriteAndARead) {
               std::string::npos);
 }
 
+TEST_F(ConfigTest, APaneWithSenselessColumnsTakesItsDefaultsAndNothingElseIsLost) {
+    Config config(folder, data, port);
+    ConfigSettings& s = config.Settings();
+    s.templatePath = "dark";
+    s.columns[LP_TESTERS].order[1] = 0;     // a column twice, another missing
+    s.columns[LP_FILTERS].order[2] = 12;    // past the pane's slots
+    s.columns[LP_RESOURCES].widths[4] = 0;  // a column no one can see or grab
+    s.columns[LP_PROJECT_ROOT].order = {1, 0, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
+    s.columns[LP_PROJECT_ROOT].widths[0] = 333;
+    ASSERT_TRUE(config.Write());
+
+    Config again(folder, data, port);
+    const ConfigSettings defaults = DefaultSettings(data);
+    for (ListPane pane : {LP_TESTERS, LP_FILTERS, LP_RESOURCES})
+        EXPECT_EQ(again.Settings().columns[pane], defaults.columns[pane]) << pane;
+    EXPECT_EQ(again.Settings().columns[LP_PROJECT_ROOT], s.columns[LP_PROJECT_ROOT]);
+    EXPECT_EQ(again.Settings().templatePath, "dark");
+    EXPECT_TRUE(port.notices.empty());
+}
+
 TEST_F(ConfigTest, ReadsByFirstOccurrenceWithWidthsAndDefaults) {
     Config first(folder, data, port);
     std::string text = FileText();
@@ -102,7 +122,7 @@ TEST_F(ConfigTest, ReadsByFirstOccurrenceWithWidthsAndDefaults) {
     for (int i = 0; i < 7; ++i)
         recent += "<RecentDB>/db" + std::to_string(i) + "</RecentDB>";
     replace("<RecentDatabases>", recent);
-    replace("<FiltersWidths>", "<FiltersWidths><FiltersWidth>7</FiltersWidth>");
+    replace("<FiltersWidths>", "<FiltersWidths><FiltersWidth>70</FiltersWidth>");
     replace("<TemplatePath>default</TemplatePath>\r\n", "");
     replace("<LastDBFileName>VantorelDatabase.vdb", "<LastDBFileName>" + std::string(300, 'f'));
     replace("<XPos>0</XPos>", "<XPos>left</XPos><XPos>9</XPos>");
@@ -113,7 +133,7 @@ TEST_F(ConfigTest, ReadsByFirstOccurrenceWithWidthsAndDefaults) {
     const ConfigSettings& s = config.Settings();
     EXPECT_EQ(s.recentDatabases[4], "/db4");
     EXPECT_EQ(s.columns[LP_FILTERS].widths.size(), 12u);
-    EXPECT_EQ(s.columns[LP_FILTERS].widths[0], 7);
+    EXPECT_EQ(s.columns[LP_FILTERS].widths[0], 70);
     EXPECT_EQ(s.columns[LP_FILTERS].widths[1], DefaultSettings(data).columns[LP_FILTERS].widths[1]);
     EXPECT_EQ(s.templatePath, "default");
     EXPECT_EQ(s.lastDbFileName.size(), 256u);

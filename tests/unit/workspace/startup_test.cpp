@@ -154,6 +154,7 @@ TEST_F(StartupTest, ClosingAndOldDatabases) {
     EXPECT_TRUE(shell.ItemClipboard().Empty());
     EXPECT_EQ(view.paneClears, 1);
     EXPECT_EQ(view.captions.back(), "Vantorel V3.2 [No database selected]");
+    EXPECT_EQ(view.currentUser, "");
 
     // An older database is converted when the user agrees, else closed again.
     const fs::path marker = folders.data / "SampleDB" / "VantorelDatabase.vdb";

@@ -1,0 +1,129 @@
+// The list pane: a folder's items as a table, its columns kept across a restart, sorted,
+// filtered by the toolbar's filter, following the disk, and the selection commands on its rows.
+
+#include <QHeaderView>
+#include <QLabel>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include "gui_test.h"
+#include "storage/locks.h"
+#include "window_fixture.h"
+
+namespace vantorel {
+namespace fs = std::filesystem;
+
+class ListPaneTest : public QObject {
+    Q_OBJECT
+
+    // Selects the folder below the database and waits for its rows and totals.
+    static ListPaneView& ShowFolder(gui_test::OpenWindow& open, const fs::path& relative) {
+        MainWindow& window = *open.window;
+        window.SelectPath(open.database / relative);
+        ListPaneView& list = window.List();
+        [&] {
+            QVERIFY(list.isVisible());
+            QTRY_VERIFY(!list.Reading());
+        }();
+        return list;
+    }
+
+    static QStringList Column(ListPaneView& list, int column) {
+        QStringList cells;
+        for (int row = 0; row < list.Model().rowCount(); ++row)
+            cells << list.Model().index(row, column).data().toString();
+        return cells;
+    }
+
+    static QString StatusText(MainWindow& window) {
+        return window.findChild<QLabel*>("stateText")->text();
+    }
+
+private slots:
+    void ColumnOrderAndWidthsSurviveARestart() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        ListPaneView& list = ShowFolder(*open, "Projects/Release 2.0/Project Test Cases/Cart");
+        QCOMPARE(list.Model().rowCount(), 3);
+        QHeaderView* header = list.horizontalHeader();
+        header->moveSection(header->visualIndex(2), 0);  // Status first
+        header->resizeSection(1, 321);
+        open->window->close();
+        open->window.reset();
+
+        MainWindow again(open->port, gui_test::FoldersBelow(root.path().toStdString()));
+        again.TheShell().Start({}, true);
+        again.show();
+        again.TheShell().OpenDatabase(open->database);
+        again.SelectPath(open->database / "Projects/Release 2.0/Project Test Cases/Cart");
+        QTRY_COMPARE(again.List().Model().rowCount(), 3);
+        QCOMPARE(again.List().horizontalHeader()->logicalIndex(0), 2);
+        QCOMPARE(again.List().horizontalHeader()->sectionSize(1), 321);
+    }
+
+    void SortsByAColumnAndTheFilterHidesWhatFailsIt() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        MainWindow& window = *open->window;
+        ListPaneView& list = ShowFolder(*open, "Projects/Release 2.0/Project Test Cases/Checkout");
+        QCOMPARE(StatusText(window),
+                 QString("3 displayed (0 filtered out) - 0 suites - 3 test cases"));
+        list.sortByColumn(0, Qt::DescendingOrder);
+        QCOMPARE(Column(list, 0), (QStringList{"CHK-006", "CHK-002", "CHK-001"}));
+
+        window.Commands().ChooseFilter("Failed");
+        QTRY_COMPARE(StatusText(window),
+                     QString("1 displayed (2 filtered out) - 0 suites - 1 test cases"));
+        QCOMPARE(Column(list, 2), QStringList{"Fail"});
+        // Suites stay, and their totals count only what passes the filter.
+        ShowFolder(*open, "Projects/Release 2.0/Project Test Cases");
+        QTRY_COMPARE(Column(list, 3), (QStringList{"0", "1", "0", "0"}));
+        QVERIFY(open->port.notices.empty());
+    }
+
+    void FollowsTheDiskAndKeepsTheSelection() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        const fs::path suite = open->database / "Projects/Release 2.0/Project Test Cases/Login";
+        ListPaneView& list = ShowFolder(*open, suite.lexically_relative(open->database));
+        list.selectRow(1);
+        const TreeNode selected = *list.CurrentRowNode();
+        // Another tester adds a test case.
+        fs::copy_file(suite / "LOG-001.vtl", suite / "LOG-000.vtl");
+        QTRY_COMPARE(list.Model().rowCount(), 4);
+        QTRY_VERIFY(!list.Reading());
+        QCOMPARE(list.CurrentRowNode()->path, selected.path);
+        QCOMPARE(list.SelectedNodes().size(), std::size_t{1});
+    }
+
+    void DeleteActsOnEverySelectedRowAndNamesTheOneThatStayed() {
+        QTemporaryDir root;
+        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        const fs::path suite = open->database / "Projects/Release 2.0/Project Test Cases/Cart";
+        ListPaneView& list = ShowFolder(*open, suite.lexically_relative(open->database));
+        QVERIFY(gui_test::TestReads([&] { return createLockFile(suite / "CART-002.vtl"); }) == 0);
+        list.setFocus();
+        list.selectAll();
+        QCOMPARE(open->window->SelectedNodes().size(), std::size_t{3});
+        open->port.ScriptAnswers({true});
+        open->window->RunCommand(ID_EDIT_DELETE);
+        QTRY_COMPARE(list.Model().rowCount(), 1);
+        QCOMPARE(
+            open->port.questions.front().text,
+            std::string("Are you sure you want to delete the 3 selected items?\n[3 test cases]"));
+        QTRY_VERIFY(!open->port.notices.empty());
+        QString told;
+        for (const Notice& notice : open->port.notices)
+            told += QString::fromStdString(notice.caption + ": " + notice.text + "\n");
+        QVERIFY2(open->port.notices.size() == 1, qPrintable(told));
+        QVERIFY(open->port.notices[0].text.starts_with("2 of the 3 test cases were deleted"));
+        QCOMPARE(list.Model().RowAt(0)->node.label, std::string("CART-002"));
+        // The tree stays on the suite.
+        QCOMPARE(open->window->CurrentNode()->path, suite);
+    }
+};
+
+}  // namespace vantorel
+
+VANTOREL_GUI_TEST(vantorel::ListPaneTest);
+#include "list_pane_test.moc"
