@@ -12,6 +12,9 @@
 //   vantorel_bench_desktop --startup DATABASE  opens the window and ends once it has painted the
 //                                              open database's tree, telling how long after the
 //                                              process started
+//   vantorel_bench_desktop --list DATABASE     a list pane of 10,000 project test cases: first
+//                                              and all rows, the suites' totals beside rg, and
+//                                              how late the window's thread came meanwhile
 //   vantorel_bench_desktop --latency DATABASE  how late the window's thread comes while a user
 //                                              duplicates and deletes a big suite, opens pages,
 //                                              dialogs and a huge field, and while another
@@ -567,6 +570,50 @@ void Latencies(MainWindow& window, const fs::path& database, const fs::path& sam
     fs::remove(BurstEnd(big));
 }
 
+// Seconds of "rg -c '<test_status>'" over folder, a floor for any walk that reads every
+// document; -1 without rg.
+double GrepSeconds(const fs::path& folder) {
+    QElapsedTimer timer;
+    timer.start();
+    QProcess rg;
+    rg.start("rg", {"-c", "<test_status>", QString::fromStdString(folder.string())});
+    if (!rg.waitForFinished(120000) || rg.exitStatus() != QProcess::NormalExit)
+        return -1;
+    return timer.nsecsElapsed() / 1e9;
+}
+
+// A list pane of a suite of 10,000 project test cases: its first rows and all of them; then
+// the project's "Project Test Cases", whose suite rows fill in their totals, beside rg over
+// the same folder; and how late the window's thread came meanwhile.
+void ListPaneFigures(MainWindow& window, const fs::path& database) {
+    const fs::path cases = database / "Projects" / "Bench" / "Project Test Cases";
+    const fs::path ten = SuiteOfCopies(cases, "Ten", 10000);
+    PageLoaded(window, cases.parent_path(), 20000);
+    for (int run = 0; run < 3; ++run) {
+        vantorel::ListPaneView& list = window.List();
+        LatencyProbe probe(50);
+        QElapsedTimer timer;
+        timer.start();
+        window.SelectPath(ten);
+        WaitFor([&] { return list.Model().rowCount() > 0; });
+        const double first = timer.nsecsElapsed() / 1e6;
+        WaitFor([&] { return list.Folder() && !list.Reading(); });
+        const double all = timer.nsecsElapsed() / 1e6;
+        std::printf("list of %d: first rows %6.1f ms, all %6.1f ms\n", list.Model().rowCount(),
+                    first, all);
+        timer.restart();
+        window.SelectPath(cases);
+        WaitFor([&] { return list.Folder() && list.Folder()->path == cases && !list.Reading(); },
+                120000);
+        const double totals = timer.nsecsElapsed() / 1e9;
+        std::printf("suite totals of %d suites %6.2f s, rg -c over them %6.2f s\n",
+                    list.Model().rowCount(), totals, GrepSeconds(cases));
+        std::printf("window thread late meanwhile   %s\n", probe.Figures().c_str());
+        window.SelectPath(cases.parent_path());
+    }
+    fs::remove_all(ten);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -575,9 +622,11 @@ int main(int argc, char** argv) {
     const bool startupOnly = argc == 3 && std::strcmp(argv[1], "--startup") == 0;
     const bool wizardOnly = argc == 3 && std::strcmp(argv[1], "--wizard") == 0;
     const bool latencyOnly = argc == 3 && std::strcmp(argv[1], "--latency") == 0;
-    if (argc != 2 && !startupOnly && !wizardOnly && !latencyOnly) {
+    const bool listOnly = argc == 3 && std::strcmp(argv[1], "--list") == 0;
+    if (argc != 2 && !startupOnly && !wizardOnly && !latencyOnly && !listOnly) {
         std::fprintf(stderr,
-                     "usage: vantorel_bench_desktop [--startup | --wizard | --latency] DATABASE\n");
+                     "usage: vantorel_bench_desktop [--startup | --wizard | --latency | "
+                     "--list] DATABASE\n");
         return 2;
     }
     const fs::path database = argv[argc - 1];
@@ -602,6 +651,10 @@ int main(int argc, char** argv) {
     }
     if (latencyOnly) {
         Latencies(window, database, folders.ShippedSampleDatabase());
+        return 0;
+    }
+    if (listOnly) {
+        ListPaneFigures(window, database);
         return 0;
     }
     if (wizardOnly) {

@@ -12,8 +12,8 @@
 namespace vantorel {
 namespace {
 
-// The commands whose shortcut belongs to the selection in the tree: Delete in a dialog or
-// Ctrl+C in the page must not act on the tree.
+// The commands whose shortcut belongs to the selection in the tree or the list: Delete in a
+// dialog or Ctrl+C in the page must not act on them.
 bool SelectionCommand(int command) {
     switch (command) {
         case ID_EDIT_COPY:
@@ -32,8 +32,11 @@ constexpr char kNoFilter[] = "--No Filter--";
 
 }  // namespace
 
-CommandActions::CommandActions(QWidget* window, QWidget* treeView, Runner run)
-    : QObject(window), m_window(window), m_treeView(treeView), m_run(std::move(run)) {}
+CommandActions::CommandActions(QWidget* window, std::vector<QWidget*> selectionViews, Runner run)
+    : QObject(window),
+      m_window(window),
+      m_selectionViews(std::move(selectionViews)),
+      m_run(std::move(run)) {}
 
 bool CommandActions::Available(Operation operation) {
     switch (operation) {
@@ -106,7 +109,8 @@ QAction* CommandActions::MakeAction(int command, const QString& label, const QSt
     action->setShortcuts(keys);
     if (SelectionCommand(command)) {
         action->setShortcutContext(Qt::WidgetShortcut);
-        m_treeView->addAction(action);
+        for (QWidget* view : m_selectionViews)
+            view->addAction(action);
     } else {
         action->setShortcutContext(Qt::WindowShortcut);
         m_window->addAction(action);

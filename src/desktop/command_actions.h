@@ -25,9 +25,10 @@ class CommandActions : public QObject {
     Q_OBJECT
 public:
     using Runner = std::function<void(int command)>;
-    // widget: where the window-wide shortcuts live; treeView: where the shortcuts of the
-    // selection live (Delete, F2, Enter, Ctrl+C...), so they fire nowhere else.
-    CommandActions(QWidget* window, QWidget* treeView, Runner run);
+    // window: where the window-wide shortcuts live; selectionViews (the tree, the list pane):
+    // where the shortcuts of the selection live (Delete, F2, Enter, Ctrl+C...), so they fire
+    // nowhere else.
+    CommandActions(QWidget* window, std::vector<QWidget*> selectionViews, Runner run);
 
     void BuildMenus(QMenuBar* bar);
     void BuildToolbar(QToolBar* toolbar);
@@ -52,7 +53,7 @@ private:
     QAction* MakeAction(int command, const QString& label, const QString& icon = {});
 
     QWidget* m_window;
-    QWidget* m_treeView;
+    std::vector<QWidget*> m_selectionViews;
     Runner m_run;
     std::map<int, QAction*> m_actions;
     QMenu* m_recentMenu = nullptr;

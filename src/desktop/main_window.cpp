@@ -126,7 +126,8 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, UserIdentity identi
     m_splitter->setChildrenCollapsible(false);
     setCentralWidget(m_splitter);
 
-    m_commands = new CommandActions(this, m_tree, [this](int command) { RunCommand(command); });
+    m_commands =
+        new CommandActions(this, {m_tree, m_list}, [this](int command) { RunCommand(command); });
     m_commands->BuildMenus(menuBar());
     auto* toolbar = addToolBar("Toolbar");
     toolbar->setObjectName("toolbar");

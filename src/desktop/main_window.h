@@ -66,6 +66,8 @@ public:
     std::vector<TreeNode> SelectedNodes() const;
     // The tree's current node.
     std::optional<TreeNode> CurrentNode() const;
+    // The list pane's rows are what the user acts on: the list had the focus last.
+    bool ListActive() const;
     // The item commands on one item act on: the list's current row when the list has the
     // user's attention, else the tree's current node.
     std::optional<TreeNode> ActiveNode() const;
@@ -103,8 +105,6 @@ private:
     void ShowList(const TreeNode& folder);
     // The list pane shown keeps its columns as the user left them, for the configuration.
     void KeepListLayout();
-    // The list pane's rows as the user acts on them: the list had the focus last.
-    bool ListActive() const;
     void Print();
     // The report wizard, on the selected project. The new report is shown when the wizard
     // finishes.

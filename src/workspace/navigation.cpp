@@ -638,6 +638,13 @@ DeleteOutcome DeleteConfirmed(const fs::path& databaseDir, const TreeNode& node,
     return DeleteOutcome{true, AskForNewCurrentUser(node, currentUser, "removed", port)};
 }
 
+bool ConfirmDuplicates(const std::vector<TreeNode>& items, UserPort& port) {
+    return items.size() <= 1 ||
+           port.ask({FillMessage("Duplicate the %s selected items?\n[%s]",
+                                 {std::to_string(items.size()), CountedItems(items)}),
+                     "Confirm duplicate", Icon::Question});
+}
+
 bool IsBelow(const fs::path& path, const fs::path& folder) {
     const fs::path below = path.lexically_relative(folder);
     return !below.empty() && below != "." && *below.begin() != "..";

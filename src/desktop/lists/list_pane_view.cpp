@@ -1,7 +1,6 @@
 #include "desktop/lists/list_pane_view.h"
 
 #include <QHeaderView>
-#include <QKeyEvent>
 #include <QScrollBar>
 #include <algorithm>
 
@@ -361,17 +360,6 @@ std::optional<TreeNode> ListPaneView::CurrentRowNode() const {
     if (const ListRow* row = m_model.RowAt(currentIndex().row()))
         return row->node;
     return std::nullopt;
-}
-
-void ListPaneView::keyPressEvent(QKeyEvent* event) {
-    if ((event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) &&
-        event->modifiers() == Qt::NoModifier) {
-        if (std::optional<TreeNode> current = CurrentRowNode()) {
-            emit rowActivated(*current);
-            return;
-        }
-    }
-    QTableView::keyPressEvent(event);
 }
 
 }  // namespace vantorel

@@ -85,7 +85,7 @@ public:
     bool Reading() const { return m_reading; }
 
 signals:
-    // Enter or a double-click on a row.
+    // A double-click on a row (Enter is the window's Properties, as in the tree).
     void rowActivated(const vantorel::TreeNode& node);
     // The current row changed; none when the table has no current row.
     void currentRowChanged(const std::optional<vantorel::TreeNode>& node);
@@ -95,9 +95,6 @@ signals:
     void rowsReplaced();
     // The rows and totals of the last Show are read.
     void readingDone();
-
-protected:
-    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     void ApplyLayout(const ColumnLayout& layout);

@@ -117,6 +117,11 @@ bool TreeActions::Run(Operation operation) {
             Delete();
             return true;
         case Operation::Rename:
+            // A list's row is renamed where names are edited: in the tree.
+            if (m_window.ListActive())
+                if (const std::optional<TreeNode> row = m_window.ActiveNode())
+                    m_window.SelectPath(row->path);
+            tree.setFocus();
             tree.edit(tree.currentIndex());
             return true;
         case Operation::UnlockAllFiles:
@@ -214,24 +219,39 @@ void TreeActions::Paste() {
 // A duplicate or delete of a whole suite reads and writes thousands of files: both run on the
 // transfer worker, as a paste does.
 void TreeActions::Duplicate() {
-    const std::optional<TreeNode> current = m_window.CurrentNode();
-    if (!current || !ReadyForTransfer())
+    std::vector<TreeNode> items = m_window.SelectedNodes();
+    std::erase_if(
+        items, [](const TreeNode& node) { return IsFixedKind(node.kind) || node.kind == TV_NONE; });
+    if (items.empty() || !ReadyForTransfer())
         return;
     Shell& shell = m_window.TheShell();
+    std::vector<fs::path> refresh;
+    for (const TreeNode& item : items)
+        if (std::ranges::find(refresh, item.path.parent_path()) == refresh.end())
+            refresh.push_back(item.path.parent_path());
+    // The tree goes to a copy made from it; copies of a list's rows stay in the list.
+    const bool selectCopies = !m_window.ListActive();
     StartJob(
-        [port = &m_port, item = *current, databaseDir = shell.Database().Directory(),
+        [port = &m_port, items, databaseDir = shell.Database().Directory(),
          automaticIds = shell.Configuration().Settings().incrementalDup](std::stop_token stop) {
-            const int total = FilesToDuplicate(item);
-            int processed = 0;
             TransferResult result;
-            const std::optional<TreeNode> copy = vantorel::Duplicate(
-                databaseDir, item, automaticIds, *port, [&] { port->progress(++processed, total); },
-                stop);
-            if (copy && copy->path != item.path)
-                result.written.push_back(copy->path);
+            if (!ConfirmDuplicates(items, *port))
+                return result;
+            int total = 0, processed = 0;
+            for (const TreeNode& item : items)
+                total += FilesToDuplicate(item);
+            for (const TreeNode& item : items) {
+                if (stop.stop_requested())
+                    break;
+                const std::optional<TreeNode> copy = vantorel::Duplicate(
+                    databaseDir, item, automaticIds, *port,
+                    [&] { port->progress(++processed, total); }, stop);
+                if (copy && copy->path != item.path)
+                    result.written.push_back(copy->path);
+            }
             return result;
         },
-        {{current->path.parent_path()}, true, {}});
+        {std::move(refresh), selectCopies, {}});
 }
 
 void TreeActions::Delete() {
