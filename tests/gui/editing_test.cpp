@@ -5,7 +5,6 @@
 #include <QCheckBox>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QTemporaryDir>
 #include <fstream>
 
 #include "desktop/qt_port.h"
@@ -17,20 +16,15 @@
 namespace vantorel {
 namespace fs = std::filesystem;
 
-class EditingTest : public QObject {
+class EditingTest : public gui_test::WindowTest {
     Q_OBJECT
 private slots:
     void EditOpensTheDialogOfItsKindAndUnlockFileTakesAHeldLockOver() {
         WindowThreadMayRead checking(gui_test::kTestReads);
-        QTemporaryDir root;
-        const fs::path rootPath = root.path().toStdString();
-        const fs::path database = gui_test::CopySampleDatabase(rootPath);
-        QtPort port;
-        MainWindow window(port, gui_test::FoldersBelow(rootPath));
-        port.SetWindow(&window);
-        window.TheShell().Start({}, true);
-        window.show();
-        window.TheShell().OpenDatabase(database);
+        auto open = Open<QtPort>();
+        MainWindow& window = *open->window;
+        QtPort& port = open->port;
+        const fs::path& database = open->database;
 
         // The testers' folder has no dialog: its Edit stays greyed; a test case has one.
         window.SelectPath(database / "Testers");
@@ -50,10 +44,10 @@ private slots:
 
         QCOMPARE(createLockFile(testCase, {"PC-BOB", "bob"}), 0);
         QString lockText;
-        gui_test::WhenModalOpens([&](QDialog& dialog) {
+        WhenModalOpens([&](QDialog& dialog) {
             auto& box = static_cast<QMessageBox&>(dialog);
             lockText = box.text();
-            gui_test::WhenModalOpens([](QDialog& confirm) {
+            WhenModalOpens([](QDialog& confirm) {
                 static_cast<QMessageBox&>(confirm).button(QMessageBox::Yes)->click();
             });
             box.checkBox()->setChecked(true);
@@ -69,8 +63,7 @@ private slots:
     }
 
     void EnterAndADoubleClickOpenTheSelectedItemsEditor() {
-        QTemporaryDir root;
-        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        auto open = Open();
         MainWindow& window = *open->window;
         std::vector<fs::path> opened;
         window.Editors().Register(

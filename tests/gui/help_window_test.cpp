@@ -3,9 +3,7 @@
 // the dialog's, usable while the dialog waits. The Help menu has no items that need a network.
 
 #include <QDialogButtonBox>
-#include <QMenuBar>
 #include <QPushButton>
-#include <QTemporaryDir>
 #include <QWebEngineView>
 #include <QWizard>
 
@@ -46,23 +44,12 @@ void PressF1(QWidget& window) {
 
 }  // namespace
 
-class HelpWindowTest : public QObject {
+class HelpWindowTest : public gui_test::WindowTest {
     Q_OBJECT
 private slots:
     void HelpOverviewAndF1OpenTheOverview() {
-        QTemporaryDir root;
-        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        auto open = Open();
         MainWindow& window = *open->window;
-        QMenu* help = nullptr;
-        for (QAction* menu : window.menuBar()->actions())
-            if (menu->text().remove('&') == "Help")
-                help = menu->menu();
-        QVERIFY(help);
-        QStringList items;
-        for (QAction* item : help->actions())
-            items << item->text().remove('&');
-        QCOMPARE(items, QStringList({"Help - Overview", "About"}));
-
         window.Commands().Action(ID_HELP_OVERVIEW)->trigger();
         QCOMPARE(ShownPage(window), QString("overview.htm"));
         HelpWindow& shown = *HelpOf(window);
@@ -80,12 +67,11 @@ private slots:
     }
 
     void F1AndTheHelpButtonOpenTheDialogsPage() {
-        QTemporaryDir root;
-        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        auto open = Open();
         MainWindow& window = *open->window;
 
         QString sheetPage;
-        gui_test::WhenModalOpens([&](QDialog& sheet) {
+        WhenModalOpens([&](QDialog& sheet) {
             PressF1(sheet);
             sheetPage = ShownPage(sheet);
             sheet.reject();
@@ -96,7 +82,7 @@ private slots:
         QString itemPage;
         bool modalWhileHelpShows = false;
         window.SelectPath(open->database / "Test Cases" / "Login" / "LOG-001.vtl");
-        gui_test::WhenModalOpens([&](QDialog& dialog) {
+        WhenModalOpens([&](QDialog& dialog) {
             QPushButton* button =
                 dialog.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Help);
             button->click();

@@ -1,10 +1,9 @@
-// The list pane: a folder's items as a table, its columns kept across a restart, sorted,
-// filtered by the toolbar's filter, following the disk, and the selection commands on its rows.
+// The list pane: a folder's items as a table, sorted, filtered by the toolbar's filter,
+// following the disk, and the selection commands on its rows.
 
 #include <QHeaderView>
 #include <QLabel>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 
 #include "gui_test.h"
 #include "storage/locks.h"
@@ -13,11 +12,12 @@
 namespace vantorel {
 namespace fs = std::filesystem;
 
-class ListPaneTest : public QObject {
+class ListPaneTest : public gui_test::WindowTest {
     Q_OBJECT
 
     // Selects the folder below the database and waits for its rows and totals.
-    static ListPaneView& ShowFolder(gui_test::OpenWindow& open, const fs::path& relative) {
+    static ListPaneView& ShowFolder(gui_test::OpenWindow<RecordingPort>& open,
+                                    const fs::path& relative) {
         MainWindow& window = *open.window;
         window.SelectPath(open.database / relative);
         ListPaneView& list = window.List();
@@ -40,30 +40,8 @@ class ListPaneTest : public QObject {
     }
 
 private slots:
-    void ColumnOrderAndWidthsSurviveARestart() {
-        QTemporaryDir root;
-        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
-        ListPaneView& list = ShowFolder(*open, "Projects/Release 2.0/Project Test Cases/Cart");
-        QCOMPARE(list.Model().rowCount(), 3);
-        QHeaderView* header = list.horizontalHeader();
-        header->moveSection(header->visualIndex(2), 0);  // Status first
-        header->resizeSection(1, 321);
-        open->window->close();
-        open->window.reset();
-
-        MainWindow again(open->port, gui_test::FoldersBelow(root.path().toStdString()));
-        again.TheShell().Start({}, true);
-        again.show();
-        again.TheShell().OpenDatabase(open->database);
-        again.SelectPath(open->database / "Projects/Release 2.0/Project Test Cases/Cart");
-        QTRY_COMPARE(again.List().Model().rowCount(), 3);
-        QCOMPARE(again.List().horizontalHeader()->logicalIndex(0), 2);
-        QCOMPARE(again.List().horizontalHeader()->sectionSize(1), 321);
-    }
-
     void SortsByAColumnAndTheFilterHidesWhatFailsIt() {
-        QTemporaryDir root;
-        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        auto open = Open();
         MainWindow& window = *open->window;
         ListPaneView& list = ShowFolder(*open, "Projects/Release 2.0/Project Test Cases/Checkout");
         QCOMPARE(StatusText(window),
@@ -82,8 +60,7 @@ private slots:
     }
 
     void FollowsTheDiskAndKeepsTheSelection() {
-        QTemporaryDir root;
-        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        auto open = Open();
         const fs::path suite = open->database / "Projects/Release 2.0/Project Test Cases/Login";
         ListPaneView& list = ShowFolder(*open, suite.lexically_relative(open->database));
         list.selectRow(1);
@@ -97,8 +74,7 @@ private slots:
     }
 
     void DeleteActsOnEverySelectedRowAndNamesTheOneThatStayed() {
-        QTemporaryDir root;
-        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        auto open = Open();
         const fs::path suite = open->database / "Projects/Release 2.0/Project Test Cases/Cart";
         ListPaneView& list = ShowFolder(*open, suite.lexically_relative(open->database));
         QVERIFY(gui_test::TestReads([&] { return createLockFile(suite / "CART-002.vtl"); }) == 0);

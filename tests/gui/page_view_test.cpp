@@ -2,7 +2,6 @@
 // between items that select them in the tree, and nothing followed that a page shouldn't.
 
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QWebEnginePage>
 #include <QWebEngineScript>
@@ -15,7 +14,7 @@
 namespace vantorel {
 namespace fs = std::filesystem;
 
-class PageViewTest : public QObject {
+class PageViewTest : public gui_test::WindowTest {
     Q_OBJECT
 private slots:
     void LinksAreFollowedOnlyWhereTheyBelong() {
@@ -39,8 +38,7 @@ private slots:
     }
 
     void SelectingAnItemShowsItsPageAndBackReturnsToIt() {
-        QTemporaryDir root;
-        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        auto open = Open();
         MainWindow& window = *open->window;
         PageView& page = window.Page();
         const fs::path testCase = open->database / "Test Cases" / "Login" / "LOG-001.vtl";
@@ -75,8 +73,7 @@ private slots:
     }
 
     void ClickedLinksSelectTheirItems() {
-        QTemporaryDir root;
-        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        auto open = Open();
         MainWindow& window = *open->window;
         PageView& page = window.Page();
         const fs::path login = open->database / "Test Cases" / "Login";
@@ -142,8 +139,7 @@ private slots:
     void RichTextStaysInsideItsBox() {
         WindowThreadMayRead checking(gui_test::kTestReads);
         // A value styled to cover the whole page stays in its own box, below the breadcrumbs.
-        QTemporaryDir root;
-        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        auto open = Open();
         const fs::path testCase = open->database / "Test Cases" / "Login" / "LOG-001.vtl";
         {
             auto editor = TestCase::Edit(testCase, {open->port, open->window->TheShell().Custom()});
@@ -176,8 +172,7 @@ private slots:
     }
 
     void ATreeThatMovesOnWhileAPageLoadsStaysWhereItWent() {
-        QTemporaryDir root;
-        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        auto open = Open();
         MainWindow& window = *open->window;
         PageView& page = window.Page();
         const fs::path login = open->database / "Test Cases" / "Login";
@@ -199,10 +194,8 @@ private slots:
         // Deleting the page view's engine serves the requests still pending: a project test
         // case's page, whose first read is the customisation's status list, must find it
         // whole as the window goes (AddressSanitizer ends the run at a read of freed memory).
-        QTemporaryDir root;
         for (int round = 0; round < 5; ++round) {
-            auto open =
-                gui_test::OpenSampleWindow(root.filePath(QString::number(round)).toStdString());
+            auto open = Open(std::to_string(round));
             PageView& page = open->window->Page();
             const fs::path testCase = open->database / "Projects" / "Release 2.0" /
                                       "Project Test Cases" / "Login" / "LOG-001.vtl";
@@ -219,12 +212,11 @@ private slots:
     }
 
     void ADocumentThatCantBeReadStillGetsAPageThatSaysSo() {
-        QTemporaryDir root;
-        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        auto open = Open();
         // A link to nothing under a document's name: the tree lists it, nothing reads it.
         const fs::path testCase = open->database / "Test Cases" / "Login" / "LOG-002.vtl";
         fs::remove(testCase);
-        fs::create_symlink(root.path().toStdString() + "/nothing.vtl", testCase);
+        fs::create_symlink(Root() / "nothing.vtl", testCase);
         QSignalSpy loaded(&open->window->Page(), &QWebEngineView::loadFinished);
         const QModelIndex index = open->window->Model().IndexOf(testCase);
         QVERIFY(index.isValid());

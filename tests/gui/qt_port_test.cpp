@@ -16,7 +16,7 @@
 
 namespace vantorel {
 
-class QtPortTest : public QObject {
+class QtPortTest : public gui_test::WindowTest {
     Q_OBJECT
 private slots:
     void WorkerMessageIsShownOnTheWindowThreadWithItsWords() {
@@ -24,7 +24,7 @@ private slots:
         QString caption, text;
         QMessageBox::Icon icon = QMessageBox::NoIcon;
         bool onWindowThread = false;
-        gui_test::WhenModalOpens([&](QDialog& dialog) {
+        WhenModalOpens([&](QDialog& dialog) {
             auto& box = static_cast<QMessageBox&>(dialog);
             caption = box.windowTitle();
             text = box.text();
@@ -79,25 +79,25 @@ private slots:
 
     void QuestionsAnswerYesOrNoAndATickNeedsTickAndOk() {
         QtPort port;
-        gui_test::WhenModalOpens([](QDialog& dialog) {
+        WhenModalOpens([](QDialog& dialog) {
             static_cast<QMessageBox&>(dialog).button(QMessageBox::Yes)->click();
         });
         QVERIFY(port.ask({"Really delete all lock files?", "Delete confirmation", Icon::Question}));
 
         const Notice unlock{"Unable to open file for editing.", "File locked", Icon::Warning,
                             "Unlock File"};
-        gui_test::WhenModalOpens([](QDialog& dialog) {
+        WhenModalOpens([](QDialog& dialog) {
             static_cast<QMessageBox&>(dialog).button(QMessageBox::Ok)->click();
         });
         QVERIFY(!port.ask(unlock));
-        gui_test::WhenModalOpens([](QDialog& dialog) {
+        WhenModalOpens([](QDialog& dialog) {
             auto& box = static_cast<QMessageBox&>(dialog);
             QCOMPARE(box.checkBox()->text(), QString("Unlock File"));
             box.checkBox()->setChecked(true);
             box.button(QMessageBox::Ok)->click();
         });
         QVERIFY(port.ask(unlock));
-        gui_test::WhenModalOpens([](QDialog& dialog) {
+        WhenModalOpens([](QDialog& dialog) {
             auto& box = static_cast<QMessageBox&>(dialog);
             box.checkBox()->setChecked(true);
             box.button(QMessageBox::Cancel)->click();
@@ -126,8 +126,8 @@ private slots:
         port.SetWindow(&window);
         QDialog dialog(&window);
         QWidget* boxParent = nullptr;
-        gui_test::WhenModalOpens([&](QDialog& open) {
-            gui_test::WhenModalOpens([&](QDialog& box) {
+        WhenModalOpens([&](QDialog& open) {
+            WhenModalOpens([&](QDialog& box) {
                 boxParent = box.parentWidget();
                 static_cast<QMessageBox&>(box).button(QMessageBox::Ok)->click();
             });

@@ -9,10 +9,11 @@
 
 #include "desktop/widgets/rich_text_edit.h"
 #include "gui_test.h"
+#include "window_fixture.h"
 
 namespace vantorel {
 
-class RichTextEditTest : public QObject {
+class RichTextEditTest : public gui_test::WindowTest {
     Q_OBJECT
 private slots:
     void FormattingComesBackInThePagesSubset() {

@@ -8,13 +8,11 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QWebEnginePage>
-#include <fstream>
-#include <iterator>
 
 #include "exchange/about.h"
 #include "gui_test.h"
+#include "support/temp_dir.h"
 #include "window_fixture.h"
 #include "workspace/options.h"
 
@@ -44,20 +42,14 @@ void Press(QDialog& dialog, QDialogButtonBox::StandardButton button) {
     dialog.findChild<QDialogButtonBox*>()->button(button)->click();
 }
 
-std::string FileBytes(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 }  // namespace
 
-class SettingsDialogsTest : public QObject {
+class SettingsDialogsTest : public gui_test::WindowTest {
     Q_OBJECT
 private slots:
     void OptionsShowTheCurrentValuesAndOkWritesThem() {
         WindowThreadMayRead checking(gui_test::kTestReads);
-        QTemporaryDir root;
-        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        auto open = Open();
         ConfigSettings& settings = open->window->TheShell().Configuration().Settings();
         settings.incrementalNew = true;
         settings.printFooter = false;
@@ -66,7 +58,7 @@ private slots:
         // comparison inside would leave it open.
         QString title, bugPath;
         bool incrementalNew = false, printFooter = true, statusIcons = false;
-        gui_test::WhenModalOpens([&](QDialog& dialog) {
+        WhenModalOpens([&](QDialog& dialog) {
             title = dialog.windowTitle();
             incrementalNew = FlagBox(dialog, &ConfigSettings::incrementalNew)->isChecked();
             printFooter = FlagBox(dialog, &ConfigSettings::printFooter)->isChecked();
@@ -83,8 +75,8 @@ private slots:
         QVERIFY(statusIcons);
         QCOMPARE(bugPath, QString("https://bugs.example/%VT_PROJECT%"));
 
-        const Config written(root.filePath("config").toStdString(),
-                             root.filePath("data").toStdString(), open->port);
+        const Config written(RootFile("config").toStdString(), RootFile("data").toStdString(),
+                             open->port);
         QVERIFY(written.Settings().incrementalNew);
         QVERIFY(written.Settings().printFooter);
         QCOMPARE(written.Settings().viewBugPath, std::string("https://bugs.example/%VT_PROJECT%"));
@@ -93,20 +85,19 @@ private slots:
     }
 
     void CancelOrARefusedLinkWritesNothing() {
-        QTemporaryDir root;
-        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        auto open = Open();
         Config& config = open->window->TheShell().Configuration();
         const ConfigSettings before = config.Settings();
-        const std::string fileBefore = FileBytes(config.File());
+        const std::string fileBefore = testing::ReadFile(config.File());
 
-        gui_test::WhenModalOpens([](QDialog& dialog) {
+        WhenModalOpens([](QDialog& dialog) {
             FlagBox(dialog, &ConfigSettings::showStartupDialog)->click();
             Press(dialog, QDialogButtonBox::Cancel);
         });
         open->window->RunCommand(ID_SETTINGS_OPTIONS);
 
         bool stayedOpen = false;
-        gui_test::WhenModalOpens([&](QDialog& dialog) {
+        WhenModalOpens([&](QDialog& dialog) {
             FlagBox(dialog, &ConfigSettings::showStartupDialog)->click();
             LinkField(dialog, &ConfigSettings::viewReqPath)->setText(QString(600, 'r'));
             Press(dialog, QDialogButtonBox::Ok);
@@ -119,12 +110,11 @@ private slots:
         QCOMPARE(open->port.notices.size(), std::size_t{1});
         QCOMPARE(open->port.notices[0].caption, std::string("Options"));
         QVERIFY(config.Settings() == before);
-        QCOMPARE(FileBytes(config.File()), fileBefore);
+        QCOMPARE(testing::ReadFile(config.File()), fileBefore);
     }
 
     void TheStatusIconsOptionChangesTheTreeAtOnce() {
-        QTemporaryDir root;
-        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        auto open = Open();
         MainWindow& window = *open->window;
         fs::path document;
         for (const auto& entry : fs::recursive_directory_iterator(open->database / "Projects"))
@@ -144,8 +134,8 @@ private slots:
         const qint64 statusIcon = iconKey();
 
         QSignalSpy repainted(&window.Model(), &QAbstractItemModel::dataChanged);
-        auto setStatusIcons = [](bool on) {
-            gui_test::WhenModalOpens([on](QDialog& dialog) {
+        auto setStatusIcons = [this](bool on) {
+            WhenModalOpens([on](QDialog& dialog) {
                 QCheckBox* box = FlagBox(dialog, &ConfigSettings::changeIconsInTreeview);
                 box->setChecked(on);
                 Press(dialog, QDialogButtonBox::Ok);
@@ -162,8 +152,7 @@ private slots:
     }
 
     void DisplayStyleOffersTheProgramsStylesAndShowsThePageInTheChosenOne() {
-        QTemporaryDir root;
-        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        auto open = Open();
         MainWindow& window = *open->window;
         QSignalSpy loaded(&window.Page(), &QWebEngineView::loadFinished);
         window.SelectPath(open->database / "Test Cases" / "Login" / "LOG-001.vtl");
@@ -174,7 +163,7 @@ private slots:
 
         QStringList offered;
         QString title, selected;
-        gui_test::WhenModalOpens([&](QDialog& dialog) {
+        WhenModalOpens([&](QDialog& dialog) {
             title = dialog.windowTitle();
             auto* styles = dialog.findChild<QListWidget*>("styles");
             for (int row = 0; row < styles->count(); ++row)
@@ -189,33 +178,32 @@ private slots:
         QVERIFY(offered.contains("default"));
         QVERIFY(offered.contains("night"));
         QCOMPARE(selected, QString("default"));
-        const Config written(root.filePath("config").toStdString(),
-                             root.filePath("data").toStdString(), open->port);
+        const Config written(RootFile("config").toStdString(), RootFile("data").toStdString(),
+                             open->port);
         QCOMPARE(written.Settings().templatePath, std::string("night"));
         QTRY_VERIFY_WITH_TIMEOUT(!loaded.isEmpty(), 20000);
         QVERIFY(gui_test::PageHtml(window.Page()).contains(nightCanvas));
 
         // The style in use is selected next time; keeping it, or cancelling, changes nothing.
-        const std::string fileBefore = FileBytes(written.File());
+        const std::string fileBefore = testing::ReadFile(written.File());
         for (auto button : {QDialogButtonBox::Ok, QDialogButtonBox::Cancel}) {
-            gui_test::WhenModalOpens([&selected, button](QDialog& dialog) {
+            WhenModalOpens([&selected, button](QDialog& dialog) {
                 selected = dialog.findChild<QListWidget*>("styles")->currentItem()->text();
                 Press(dialog, button);
             });
             window.RunCommand(ID_EDIT_DISPLAY_STYLE);
             QCOMPARE(selected, QString("night"));
         }
-        QCOMPARE(FileBytes(written.File()), fileBefore);
+        QCOMPARE(testing::ReadFile(written.File()), fileBefore);
         QVERIFY(open->port.notices.empty());
     }
 
     void AboutTellsTheVersionAndTheLibraries() {
-        QTemporaryDir root;
         RecordingPort port;
-        MainWindow window(port, gui_test::FoldersBelow(root.path().toStdString()));
+        MainWindow window(port, gui_test::FoldersBelow(Root()));
         window.TheShell().Start({}, true);
         QString caption, text;
-        gui_test::WhenModalOpens([&](QDialog& dialog) {
+        WhenModalOpens([&](QDialog& dialog) {
             auto& box = static_cast<QMessageBox&>(dialog);
             caption = box.windowTitle();
             text = box.text();
@@ -224,8 +212,6 @@ private slots:
         window.RunCommand(ID_HELP_ABOUT);
         QCOMPARE(caption, QString("About Vantorel"));
         QCOMPARE(text, QString::fromStdString(AboutText(qVersion())));
-        QVERIFY(text.startsWith("Vantorel V3.2 (build 1000)\n"));
-        QVERIFY(text.contains(QString("Qt ") + qVersion()));
     }
 };
 

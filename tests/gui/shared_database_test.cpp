@@ -7,7 +7,6 @@
 #include <sys/mount.h>
 #include <unistd.h>
 #include <QLineEdit>
-#include <QTemporaryDir>
 
 #include <cstdlib>
 
@@ -82,15 +81,14 @@ QLineEdit* LineOf(QDialog& dialog, const char* name) {
 
 }  // namespace
 
-class SharedDatabaseTest : public QObject {
+class SharedDatabaseTest : public gui_test::WindowTest {
     Q_OBJECT
 private slots:
     void TwoTestersOneThroughAFuseMountSeeEachOthersWork() {
         if (const QString missing = FuseMissing(); !missing.isEmpty())
             QSKIP(qPrintable(missing));
-        QTemporaryDir root;
-        const fs::path rootPath = root.path().toStdString();
-        const fs::path database = gui_test::CopySampleDatabase(rootPath / "server");
+        const fs::path rootPath = Root();
+        const fs::path database = CopyDatabase(rootPath / "server");
         const FuseMount mount(database, rootPath / "mount");
         if (!mount.Mounted())
             QSKIP("bindfs can't mount here");
@@ -112,7 +110,7 @@ private slots:
 
         // A test case Alice makes appears in Bob's tree.
         alice.window.SelectPath(database / login);
-        gui_test::WhenModalOpens([](QDialog& dialog) {
+        WhenModalOpens([](QDialog& dialog) {
             LineOf(dialog, "id")->setText("LOG-100");
             LineOf(dialog, "test_title")->setText("Sign in with a passkey");
             dialog.accept();
@@ -138,7 +136,7 @@ private slots:
 
         // And what Bob makes through the mount reaches Alice.
         bob.window.SelectPath(mounted / login);
-        gui_test::WhenModalOpens([](QDialog& dialog) {
+        WhenModalOpens([](QDialog& dialog) {
             LineOf(dialog, "id")->setText("LOG-101");
             LineOf(dialog, "test_title")->setText("Sign in from a second device");
             dialog.accept();
@@ -152,13 +150,14 @@ private slots:
             fs::path("Projects") / "Mobile launch" / "Project Test Cases" / "Checkout";
         const fs::path item = checkout / "CHK-001.vtl";
         bob.window.SelectPath(mounted / item);
-        QTRY_VERIFY(gui_test::PageText(bob.window.Page()).contains("CHK-001"));
+        // The web view's first page, beside other test programs, can take a while.
+        QTRY_VERIFY_WITH_TIMEOUT(gui_test::PageText(bob.window.Page()).contains("CHK-001"), 20000);
         QVERIFY(!gui_test::PageText(bob.window.Page()).contains("Declined by the bank"));
         alice.window.SelectPath(database / item);
 
         std::string refusal;
         bool bobsDialogOpened = false;
-        gui_test::WhenModalOpens([&](QDialog& dialog) {
+        WhenModalOpens([&](QDialog& dialog) {
             bob.port.ScriptAnswers({false});  // no forced unlock
             const std::size_t asked = bob.port.questions.size();
             bob.window.RunCommand(ID_EDIT_PROPERTIES);
@@ -180,7 +179,7 @@ private slots:
 
         // Alice closed her editor: Bob may edit now, under his own lock.
         std::string bobsLock;
-        gui_test::WhenModalOpens([&](QDialog& dialog) {
+        WhenModalOpens([&](QDialog& dialog) {
             bobsLock = testing::ReadFile(database / (item.string() + ".lck")).substr(0, 10);
             dialog.reject();
         });

@@ -6,7 +6,6 @@
 #include <QLabel>
 #include <QSignalSpy>
 #include <QTableWidget>
-#include <QTemporaryDir>
 #include <QTreeWidget>
 
 #include "charts/chart_painter.h"
@@ -32,14 +31,13 @@ std::optional<QPoint> PointInSlice(const ChartView& view, std::size_t series) {
 
 }  // namespace
 
-class StatusCasesTest : public QObject {
+class StatusCasesTest : public gui_test::WindowTest {
     Q_OBJECT
 
 private slots:
     void AClickedStatusListsItsTestCasesAndOneOpensItsPage() {
         WindowThreadMayRead checking(gui_test::kTestReads);
-        QTemporaryDir root;
-        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        auto open = Open();
         MainWindow& window = *open->window;
         ReportRequest request;
         request.projectFolder = open->database / "Projects" / kProject;

@@ -7,7 +7,6 @@
 #include <QMenu>
 #include <QPushButton>
 #include <QTabWidget>
-#include <QTemporaryDir>
 #include <QTextBlock>
 #include <QTextLayout>
 #include <algorithm>
@@ -39,10 +38,10 @@ struct OpenDialog {
     WindowThreadMayRead checking{gui_test::kTestReads};
     // edits, each a text of the document and its replacement, are made before the dialog opens.
     using Edits = std::vector<std::pair<std::string, std::string>>;
-    explicit OpenDialog(const fs::path& root, ConfigSettings options = {}, const Edits& edits = {})
+    OpenDialog(const fs::path& root, const fs::path& database, ConfigSettings options = {},
+               const Edits& edits = {})
         : settings(std::move(options)), folders(gui_test::FoldersBelow(root)) {
         fs::create_directories(folders.temp);
-        const fs::path database = gui_test::CopySampleDatabase(root);
         (void)custom.Read(database, port, CurrentIdentity().computer);
         port.notices.clear();
         port.questions.clear();
@@ -100,14 +99,13 @@ QAction* ActionNamed(QMenu& menu, const QString& text) {
 
 }  // namespace
 
-class TextToolsTest : public QObject {
+class TextToolsTest : public gui_test::WindowTest {
     Q_OBJECT
     RecordingPort port;
 
 private slots:
     void AMisspeltWordIsUnderlinedAndASuggestionReplacesIt() {
-        QTemporaryDir root;
-        OpenDialog open(root.path().toStdString());
+        OpenDialog open(Root(), CopyDatabase(Root()));
         QVERIFY(SharedSpellChecker(open.folders.data));
         RichTextEdit& steps = *open.Steps();
         steps.clear();
@@ -147,8 +145,7 @@ private slots:
     }
 
     void EditsOfALongParagraphUnderlineWhatACheckOfTheWholeDoes() {
-        QTemporaryDir data;
-        const std::shared_ptr<SpellChecker> checker = SharedSpellChecker(data.path().toStdString());
+        const std::shared_ptr<SpellChecker> checker = SharedSpellChecker(Root());
         QVERIFY(checker);
         RichTextEdit edit;
         new FieldSpelling(&edit, *checker, true, port);
@@ -194,10 +191,9 @@ private slots:
     }
 
     void WithTheCheckerOffNothingIsUnderlined() {
-        QTemporaryDir root;
         ConfigSettings off;
         off.useSpellChecker = false;
-        OpenDialog open(root.path().toStdString(), off);
+        OpenDialog open(Root(), CopyDatabase(Root()), off);
         RichTextEdit& steps = *open.Steps();
         steps.clear();
         QTest::keyClicks(&steps, "The tester recieved an error");
@@ -208,13 +204,12 @@ private slots:
     }
 
     void CheckSpellingWalksTheFieldsAndSaysWhenDone() {
-        QTemporaryDir root;
-        OpenDialog open(root.path().toStdString());
+        OpenDialog open(Root(), CopyDatabase(Root()));
         open.Title()->setText("Log in with a pasword");
         open.Steps()->setPlainText("Open the page\nThe tester recieved it");
         // Each word found, and what the dialog offers for it, until the dialog closes.
         QStringList seen;
-        gui_test::WhenModalOpens([&](QDialog& spelling) {
+        WhenModalOpens([&](QDialog& spelling) {
             for (int word = 0; word < 10 && spelling.isVisible(); ++word) {
                 seen << spelling.findChild<QLabel*>("notFound")->text() + " " +
                             spelling.findChild<QLineEdit*>("changeTo")->text();
@@ -233,15 +228,14 @@ private slots:
     }
 
     void CheckOnLoadFindsAWordOfTheOpenedItem() {
-        QTemporaryDir root;
         ConfigSettings onLoad;
         onLoad.autoSpellOnLoad = true;
         QString found;
-        gui_test::WhenModalOpens([&](QDialog& spelling) {
+        WhenModalOpens([&](QDialog& spelling) {
             found = spelling.findChild<QLabel*>("notFound")->text();
             spelling.reject();
         });
-        OpenDialog open(root.path().toStdString(), onLoad,
+        OpenDialog open(Root(), CopyDatabase(Root()), onLoad,
                         {{"Lock the account after five failures", "Lock the acount"}});
         QTRY_COMPARE(found, QString("<b>acount</b>"));
         QVERIFY(open.port.notices.empty());
@@ -249,7 +243,7 @@ private slots:
 
         // Right words say nothing as the dialog opens (the sample's British spelling is not
         // American).
-        OpenDialog clean(fs::path(root.path().toStdString()) / "clean", onLoad,
+        OpenDialog clean(Root() / "clean", CopyDatabase(Root() / "clean"), onLoad,
                          {{"catalogue", "catalog"}});
         QTest::qWait(0);
         QVERIFY(!QApplication::activeModalWidget());
@@ -258,8 +252,7 @@ private slots:
     }
 
     void TheHtmlEditorsTextComesBackWhenTheUserAgrees() {
-        QTemporaryDir root;
-        const fs::path editor = fs::path(root.path().toStdString()) / "fake editor.sh";
+        const fs::path editor = Root() / "fake editor.sh";
         {
             // Saves by writing a new file over the old, as many editors do.
             std::ofstream script(editor);
@@ -269,7 +262,7 @@ private slots:
         fs::permissions(editor, fs::perms::owner_all);
         ConfigSettings options;
         options.htmlEditorPath = "\"" + editor.string() + "\"";
-        OpenDialog open(root.path().toStdString(), options);
+        OpenDialog open(Root(), CopyDatabase(Root()), options);
         open.port.ScriptAnswers({true});
         RichTextEdit& steps = *open.Steps();
         steps.ShowStored("Open the page\nLog in");
@@ -291,9 +284,8 @@ private slots:
     }
 
     void AnUnsetOrMissingEditorIsToldAndTheTextStays() {
-        QTemporaryDir root;
         {
-            OpenDialog open(root.path().toStdString());
+            OpenDialog open(Root(), CopyDatabase(Root()));
             std::unique_ptr<QMenu> menu(open.Tools().ContextMenu(open.Steps(), {5, 5}));
             QAction* edit = ActionNamed(*menu, "editInHtmlEditor");
             QVERIFY(edit && !edit->isEnabled());
@@ -302,8 +294,8 @@ private slots:
             open.dialog->reject();
         }
         ConfigSettings options;
-        options.htmlEditorPath = (fs::path(root.path().toStdString()) / "no-editor").string();
-        OpenDialog open(fs::path(root.path().toStdString()) / "second", options);
+        options.htmlEditorPath = (Root() / "no-editor").string();
+        OpenDialog open(Root() / "second", CopyDatabase(Root() / "second"), options);
         open.Steps()->ShowStored("Kept");
         std::unique_ptr<QMenu> menu(open.Tools().ContextMenu(open.Steps(), {5, 5}));
         ActionNamed(*menu, "editInHtmlEditor")->trigger();

@@ -10,11 +10,8 @@
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QStandardPaths>
-#include <QTemporaryDir>
 #include <QUrl>
-#include <condition_variable>
 #include <fstream>
-#include <mutex>
 #include <regex>
 #include <sstream>
 
@@ -27,39 +24,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr char kProject[] = "Release 2.0";
-
-// Holds the export's overwrite question until the test lets it go, so that the test's Cancel
-// comes while the export runs.
-class GatedPort : public RecordingPort {
-public:
-    bool ask(const Notice& question) override {
-        const bool answer = RecordingPort::ask(question);
-        if (question.caption != "Overwrite Contents")
-            return answer;
-        asked = true;
-        std::unique_lock lock(m_mutex);
-        m_opened.wait(lock, [this] { return m_open; });
-        return answer;
-    }
-    // The next overwrite question waits until Open.
-    void Hold() {
-        std::lock_guard lock(m_mutex);
-        m_open = false;
-    }
-    void Open() {
-        {
-            std::lock_guard lock(m_mutex);
-            m_open = true;
-        }
-        m_opened.notify_all();
-    }
-    std::atomic<bool> asked{false};
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable m_opened;
-    bool m_open = true;
-};
 
 // Takes the URLs the program hands to the browser.
 class BrowserStandIn : public QObject {
@@ -120,16 +84,14 @@ bool ExportTo(WebExportDialog& dialog, const fs::path& destination) {
 
 }  // namespace
 
-class WebExportDialogTest : public QObject {
+class WebExportDialogTest : public gui_test::WindowTest {
     Q_OBJECT
 
 private slots:
     void ExportsTheSampleProjectWithNoBrokenLink() {
-        QTemporaryDir root;
-        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        auto open = Open();
         WebExportDialog* dialog = OpenDialog(*open->window);
         QVERIFY(dialog);
-        QCOMPARE(dialog->windowTitle(), QString("Export Project to Web"));
         QCOMPARE(dialog->findChild<QLabel*>("exportProject")->text(), QString(kProject));
         auto* styles = dialog->findChild<QComboBox*>("exportStyles");
         QVERIFY(styles->count() >= 2);
@@ -170,15 +132,13 @@ private slots:
     }
 
     void RefusesAnEmptyDestinationAndTellsABrowserThatFails() {
-        QTemporaryDir root;
-        auto open = gui_test::OpenSampleWindow(root.path().toStdString());
+        auto open = Open();
         WebExportDialog* dialog = OpenDialog(*open->window);
         QVERIFY(dialog);
         dialog->findChild<QLineEdit*>("exportDestination")->setText("  ");
         dialog->findChild<QPushButton*>("exportStart")->click();
         QVERIFY(!dialog->Running());
-        QCOMPARE(open->port.notices.back().text,
-                 std::string("You must enter the export destination."));
+        QCOMPARE(open->port.notices.back().caption, std::string("Error"));
 
         // No browser on the offscreen platform: the user is told.
         open->port.ScriptAnswers({true});
@@ -187,14 +147,10 @@ private slots:
     }
 
     void CancellingARunningExportKeepsTheEarlierSite() {
-        QTemporaryDir root;
-        GatedPort port;
-        const fs::path database = gui_test::CopySampleDatabase(root.path().toStdString());
-        MainWindow window(port, gui_test::FoldersBelow(root.path().toStdString()));
-        window.TheShell().Start({}, true);
-        window.show();
-        window.TheShell().OpenDatabase(database);
-        const fs::path destination = fs::path(root.path().toStdString()) / "web";
+        auto open = Open<gui_test::GatedPort>();
+        MainWindow& window = *open->window;
+        gui_test::GatedPort& port = open->port;
+        const fs::path destination = Root() / "web";
         const fs::path page = destination / kProject / (std::string(kProject) + ".html");
 
         WebExportDialog* first = OpenDialog(window);
@@ -212,7 +168,7 @@ private slots:
         dialog->findChild<QLineEdit*>("exportDestination")
             ->setText(QString::fromStdString(destination.string()));
         dialog->findChild<QPushButton*>("exportStart")->click();
-        QTRY_VERIFY(port.asked);
+        QTRY_VERIFY(port.held);
         QVERIFY(dialog->Running());
         dialog->findChild<QPushButton*>("exportCancel")->click();
         QVERIFY(dialog->isVisible());  // it stays to say it was cancelled

@@ -6,13 +6,6 @@
 namespace vantorel::gui_test {
 namespace fs = std::filesystem;
 
-fs::path CopySampleDatabase(const fs::path& into) {
-    const fs::path copy = into / "SampleCopy";
-    fs::create_directories(into);
-    fs::copy(VANTOREL_SAMPLE_DB, copy, fs::copy_options::recursive);
-    return copy;
-}
-
 ShellFolders FoldersBelow(const fs::path& root) {
     ShellFolders folders;
     folders.program = VANTOREL_PROGRAM_DIR;
@@ -25,18 +18,49 @@ ShellFolders FoldersBelow(const fs::path& root) {
     return folders;
 }
 
-void WhenModalOpens(std::function<void(QDialog&)> handle) {
-    auto* timer = new QTimer;
-    timer->setInterval(10);
-    QObject::connect(timer, &QTimer::timeout, [timer, handle] {
-        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-        if (!dialog)
-            return;
-        timer->stop();
-        timer->deleteLater();
-        handle(*dialog);
-    });
-    timer->start();
+void GatedPort::tell(const Notice& notice) {
+    RecordingPort::tell(notice);
+    std::lock_guard lock(m_mutex);
+    toldOn.push_back(std::this_thread::get_id());
+}
+
+bool GatedPort::ask(const Notice& question) {
+    const bool answer = RecordingPort::ask(question);
+    WaitWhileHeld();
+    return answer;
+}
+
+void GatedPort::progress(int processed, int total) {
+    RecordingPort::progress(processed, total);
+    if (total != 0)
+        WaitWhileHeld();
+}
+
+void GatedPort::WaitWhileHeld() {
+    std::unique_lock lock(m_mutex);
+    if (!m_armed)
+        return;
+    held = true;
+    m_opened.wait(lock, [this] { return m_open; });
+}
+
+void GatedPort::SetWorkersReleased(bool released) {
+    if (released)
+        Open();
+}
+
+void GatedPort::Hold() {
+    std::lock_guard lock(m_mutex);
+    m_open = false;
+    m_armed = true;
+}
+
+void GatedPort::Open() {
+    {
+        std::lock_guard lock(m_mutex);
+        m_open = true;
+    }
+    m_opened.notify_all();
 }
 
 namespace {
@@ -62,18 +86,56 @@ QString PageHtml(PageView& view) {
     return PageAnswer([&](auto receive) { view.page()->toHtml(receive); });
 }
 
-std::unique_ptr<OpenWindow> OpenSampleWindow(const fs::path& root) {
-    auto open = std::make_unique<OpenWindow>();
-    open->root = root;
-    open->database = CopySampleDatabase(root);
-    open->window = std::make_unique<MainWindow>(open->port, FoldersBelow(root));
-    Shell& shell = open->window->TheShell();
+fs::path WindowTest::Root() const {
+    return m_test->path().toStdString();
+}
+
+QString WindowTest::RootFile(const QString& name) const {
+    return m_test->filePath(name);
+}
+
+fs::path WindowTest::CopyDatabase(const fs::path& into) const {
+    const fs::path copy = into / "SampleCopy";
+    fs::create_directories(into);
+    fs::copy(fs::path(m_class.path().toStdString()) / "SampleDB", copy,
+             fs::copy_options::recursive);
+    return copy;
+}
+
+void WindowTest::WhenModalOpens(std::function<void(QDialog&)> handle, const QString& name) {
+    QTimer* timer = m_answers.emplace_back(std::make_unique<QTimer>()).get();
+    timer->setInterval(10);
+    QObject::connect(timer, &QTimer::timeout, [timer, handle = std::move(handle), name] {
+        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        if (!dialog || (!name.isEmpty() && dialog->objectName() != name))
+            return;
+        timer->stop();
+        handle(*dialog);
+    });
+    timer->start();
+}
+
+void WindowTest::StartShown(MainWindow& window, const fs::path& database) {
+    Shell& shell = window.TheShell();
     shell.Start({}, true);
     shell.Configuration().Settings().showStartupDialog = false;
-    open->window->resize(1000, 700);
-    open->window->show();
-    shell.OpenDatabase(open->database);
-    return open;
+    window.resize(1000, 700);
+    window.show();
+    shell.OpenDatabase(database);
+}
+
+void WindowTest::initTestCase() {
+    fs::copy(VANTOREL_SAMPLE_DB, fs::path(m_class.path().toStdString()) / "SampleDB",
+             fs::copy_options::recursive);
+}
+
+void WindowTest::init() {
+    m_test.emplace();
+}
+
+void WindowTest::cleanup() {
+    m_answers.clear();
+    m_test.reset();
 }
 
 }  // namespace vantorel::gui_test

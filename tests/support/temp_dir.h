@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <string_view>
 
 namespace vantorel::testing {
 
@@ -34,6 +35,14 @@ private:
 inline std::string ReadFile(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+// How many times part stands in text.
+inline int Count(std::string_view text, std::string_view part) {
+    int count = 0;
+    for (auto at = text.find(part); at != std::string_view::npos; at = text.find(part, at + 1))
+        ++count;
+    return count;
 }
 
 inline void WriteFile(const std::filesystem::path& path, const std::string& content) {

@@ -45,13 +45,7 @@ TEST_F(FieldDialogTest, CaptionsAndWidthsFollowTheDatabase) {
     };
     EXPECT_EQ(caption(TestCaseFields(), "<notes2>"), "Platform");
     EXPECT_EQ(caption(PrjTestCaseFields(), "<result_notes>"), "Observations");
-    EXPECT_EQ(caption(TestCaseFields(), "<prerequisites>"), "Prerequisites and Initial Condition");
-    EXPECT_EQ(caption(ProjectFields(), "<refereces>"), "References to Other Documents");
-    EXPECT_EQ(caption(PrjTestCaseFields(), "<id>"), "ID");
-    EXPECT_EQ(caption(TesterFields(), "<passwd_hash>"), "Password");
-    EXPECT_EQ(caption(TestCaseFields(), "<test_title>"), "Test Title");
 
-    EXPECT_EQ(FieldWidth(*FindField(PrjTestCaseFields(), "<build_tested>")), 25u);
     EXPECT_TRUE(IsDurationField(*FindField(PrjTestCaseFields(), "<actual_duration>")));
     EXPECT_FALSE(IsDurationField(*FindField(PrjTestCaseFields(), "<test_attempts>")));
     EXPECT_TRUE(MomentMayBeUnset(*FindField(PrjTestCaseFields(), "<last_attempt_time>")));

@@ -166,67 +166,26 @@ TEST_F(PrjTestCaseTest, RefusalsComeInOrderAndWriteNothing) {
     const std::string before = ReadFile(item);
     WriteFile(suite / "TC13.vtl", "<project_test_case/>");
 
+    // Each row breaks one rule; the refusal is the one of that rule.
     struct Case {
-        std::string id, expected, actual, version;
-        Notice notice;
+        std::string id, expected, actual, version, caption;
     };
     const Case cases[] = {
-        {"",
-         "1:0",
-         "",
-         "",
-         {"Error: 'Test ID' field is mandatory.\nID must be between 1 and 64 "
-          "characters in length.\n",
-          "Invalid Test ID"}},
-        {std::string(65, 'x'),
-         "1:0",
-         "",
-         "",
-         {"Error: 'Test ID' field is too long. \nID must be "
-          "between 1 and 64 characters in length.\n",
-          "Invalid Test ID"}},
-        {"TC|1",
-         "1:0",
-         "",
-         "",
-         {"Error: 'Test ID' contains invalid characters.\nThe following "
-          "characters are not allowed \\ / : * ? \" < > |\n",
-          "Invalid Test ID"}},
-        {"tc13",
-         "1:0",
-         "",
-         "",
-         {"Error: The Test ID you are trying to use already exists.\nTry "
-          "again with a unique Test ID\n",
-          "ID already exists"}},
-        {"TC12",
-         "1:60",
-         "",
-         "",
-         {"Invalid data in the 'Expected Duration' field.\nPlease ensure "
-          "a valid number, 0-59, is entered in the minutes (Mins) field\n"
-          "and that a valid number, 0-999, is entered in the hours (Hrs) "
-          "field\n\n",
-          "Invalid Expected Duration"}},
-        {"TC12", "1:0", "1000:00", "", {"", "Invalid Actual Duration"}},
-        {"TC12",
-         "1:0",
-         "",
-         std::string(26, '1'),
-         {"Version entered in the version tested field "
-          "is too long, please limit to 25 characters.",
-          "Version too long"}},
+        {"", "1:0", "", "", "Invalid Test ID"},
+        {std::string(65, 'x'), "1:0", "", "", "Invalid Test ID"},
+        {"TC|1", "1:0", "", "", "Invalid Test ID"},
+        {"tc13", "1:0", "", "", "ID already exists"},
+        {"TC12", "1:60", "", "", "Invalid Expected Duration"},
+        {"TC12", "1:0", "1000:00", "", "Invalid Actual Duration"},
+        {"TC12", "1:0", "", std::string(26, '1'), "Version too long"},
     };
     for (const Case& c : cases) {
         editor->Control("<id>").text = c.id;
         editor->Control("<test_duration>").text = c.expected;
         editor->Control("<actual_duration>").text = c.actual;
         editor->Control("<version_tested>").text = c.version;
-        EXPECT_NE(editor->Save(), std::nullopt) << c.notice.caption;
-        EXPECT_EQ(port.notices.back().caption, c.notice.caption);
-        if (!c.notice.text.empty()) {
-            EXPECT_EQ(port.notices.back().text, c.notice.text);
-        }
+        EXPECT_NE(editor->Save(), std::nullopt) << c.caption;
+        EXPECT_EQ(port.notices.back().caption, c.caption);
     }
     EXPECT_EQ(ReadFile(item), before);
 
@@ -258,9 +217,6 @@ TEST_F(PrjTestCaseTest, HistoryDatesKeepTheirOrder) {
     ASSERT_EQ(editor->Save(), std::nullopt);
 
     EXPECT_FALSE(editor->SetHistoryDate(1, {{2026, 11, 20}, {0, 0, 0}}));
-    EXPECT_EQ(port.notices.back().text,
-              "You cannot set the date for this history item to an earlier date than the "
-              "previous item");
     EXPECT_FALSE(editor->SetHistoryDate(0, {{2026, 11, 26}, {0, 0, 0}}));
     EXPECT_EQ(port.notices.back().caption, "Unable to change date");
     EXPECT_TRUE(editor->SetHistoryDate(0, {{2026, 11, 22}, {8, 0, 0}}));

@@ -16,63 +16,47 @@ using testing::ReadFile;
 using testing::TempDir;
 using testing::WriteFile;
 
-TEST(GetTag, ReturnsTheFirstOccurrence) {
-    XMLParse doc;
-    doc.LoadText("<a>one</a><b>two</b><a>three</a>");
+// Each row: a document, the tag asked for (and the longest value taken), the code and value
+// GetTag gives; named after the fault it catches.
+constexpr std::size_t kAll = kFieldValueMax;
+struct GetTagCase {
+    const char* fault;
+    std::string text, tag;
+    std::size_t length;
+    int code;
     std::string value;
-    EXPECT_EQ(doc.GetTag("<a>", value), 0);
-    EXPECT_EQ(value, "one");
-    EXPECT_EQ(doc.GetTag("<b>", value), 0);
-    EXPECT_EQ(value, "two");
-}
+};
+class GetTag : public ::testing::TestWithParam<GetTagCase> {};
 
-TEST(GetTag, ReportsEachFailureWithItsCodeAndAnEmptyValue) {
-    XMLParse empty;
+TEST_P(GetTag, GivesTheCodeAndValue) {
+    const GetTagCase& c = GetParam();
+    XMLParse doc;
+    if (!c.text.empty())
+        doc.LoadText(c.text);
     std::string value = "stale";
-    EXPECT_EQ(empty.GetTag("<id>", value), 1);
-    EXPECT_EQ(value, "");
-
-    XMLParse doc;
-    doc.LoadText("<id>TC1</id><open>no close<empty></empty>");
-    value = "stale";
-    EXPECT_EQ(doc.GetTag("id", value), 2);
-    EXPECT_EQ(value, "");
-    EXPECT_EQ(doc.GetTag("<id", value), 2);
-    EXPECT_EQ(doc.GetTag("<missing>", value), 3);
-    EXPECT_EQ(doc.GetTag("<open>", value), 4);
-    EXPECT_EQ(doc.GetTag("<empty>", value), 6);
+    EXPECT_EQ(doc.GetTag(c.tag, value, c.length), c.code);
+    EXPECT_EQ(value, c.value);
 }
 
-TEST(GetTag, ClosingTagBeforeOpeningTagIsAnEmptyValue) {
-    XMLParse doc;
-    doc.LoadText("</id><id>late</id>");
-    std::string value;
-    EXPECT_EQ(doc.GetTag("<id>", value), 6);
-}
-
-TEST(GetTag, ValueHoldingItsOwnClosingTagIsCutThere) {
-    XMLParse doc;
-    doc.LoadText("<title>a</title>b</title>");
-    std::string value;
-    ASSERT_EQ(doc.GetTag("<title>", value), 0);
-    EXPECT_EQ(value, "a");
-}
-
-TEST(GetTag, PrefixTagsDoNotMatchEachOther) {
-    XMLParse doc;
-    doc.LoadText("<test_status>Pass</test_status><test>x</test>");
-    std::string value;
-    ASSERT_EQ(doc.GetTag("<test>", value), 0);
-    EXPECT_EQ(value, "x");
-}
-
-TEST(GetTag, CutsTheValueAtTheGivenLength) {
-    XMLParse doc;
-    doc.LoadText("<v>abcdef</v>");
-    std::string value;
-    ASSERT_EQ(doc.GetTag("<v>", value, 4), 0);
-    EXPECT_EQ(value, "abc");
-}
+INSTANTIATE_TEST_SUITE_P(
+    Tags, GetTag,
+    ::testing::Values(
+        GetTagCase{"TakesALaterOccurrence", "<a>one</a><b>two</b><a>three</a>", "<a>", kAll, 0,
+                   "one"},
+        GetTagCase{"ReadsAnUnloadedDocument", "", "<id>", kAll, 1, ""},
+        GetTagCase{"AcceptsATagWithoutBrackets", "<id>TC1</id>", "id", kAll, 2, ""},
+        GetTagCase{"AcceptsAnUnclosedTagName", "<id>TC1</id>", "<id", kAll, 2, ""},
+        GetTagCase{"InventsAMissingTag", "<id>TC1</id>", "<missing>", kAll, 3, ""},
+        GetTagCase{"ReadsPastAMissingClosingTag", "<open>no close", "<open>", kAll, 4, ""},
+        GetTagCase{"TakesAnEmptyValueForAValue", "<empty></empty>", "<empty>", kAll, 6, ""},
+        GetTagCase{"ReadsFromAClosingTagBeforeTheOpeningOne", "</id><id>late</id>", "<id>", kAll, 6,
+                   ""},
+        GetTagCase{"ReadsPastTheFirstClosingTag", "<title>a</title>b</title>", "<title>", kAll, 0,
+                   "a"},
+        GetTagCase{"MatchesALongerTagByItsPrefix", "<test_status>Pass</test_status><test>x</test>",
+                   "<test>", kAll, 0, "x"},
+        GetTagCase{"IgnoresTheLength", "<v>abcdef</v>", "<v>", 4, 0, "abc"}),
+    [](const ::testing::TestParamInfo<GetTagCase>& info) { return info.param.fault; });
 
 TEST(FindTag, AllowsAnEmptyValueAndRaisesOnFailure) {
     XMLParse doc;

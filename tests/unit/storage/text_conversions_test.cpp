@@ -11,23 +11,39 @@ std::string Apply(void (*convert)(std::string&, std::size_t), std::string text,
     return text;
 }
 
-TEST(Escape, ReplacesTheSixCharactersAndKeepsLineEnds) {
-    EXPECT_EQ(Apply(Escape, "\t&><'\"\r\nx"), "&#x09;&amp;&gt;&lt;&apos;&quot;\r\nx");
+// Each row: a conversion, its text and room, and what it gives; named after the fault it catches.
+struct ConversionCase {
+    const char* fault;
+    void (*convert)(std::string&, std::size_t);
+    std::string text;
+    std::size_t size;
+    std::string expected;
+};
+class Conversion : public ::testing::TestWithParam<ConversionCase> {};
+
+TEST_P(Conversion, GivesTheExpectedText) {
+    const ConversionCase& c = GetParam();
+    EXPECT_EQ(Apply(c.convert, c.text, c.size), c.expected);
 }
 
-TEST(Escape, StopsBeforeAnEntityThatWouldPassTheLimit) {
-    EXPECT_EQ(Apply(Escape, "ab&cd", 6), "ab");
-}
+INSTANTIATE_TEST_SUITE_P(
+    Texts, Conversion,
+    ::testing::Values(ConversionCase{"EscapeMissesACharacterOrTouchesLineEnds", Escape,
+                                     "\t&><'\"\r\nx", kFieldValueMax,
+                                     "&#x09;&amp;&gt;&lt;&apos;&quot;\r\nx"},
+                      ConversionCase{"EscapeCutsAnEntityAtTheLimit", Escape, "ab&cd", 6, "ab"},
+                      ConversionCase{"UnescapeReadsTheLineFeedEntityAsLf", Unescape, "a&#x0A;b",
+                                     kFieldValueMax, "a\r\nb"},
+                      ConversionCase{"UnescapeKeepsALoneAmpersand", Unescape, "R&D &AMP; &amp",
+                                     kFieldValueMax, "RD AMP; amp"},
+                      ConversionCase{"UnescapePassesTheLimit", Unescape, "abcdef", 4, "abc"},
+                      ConversionCase{"ALoneCrOrLfStaysANewline", NewlinesToBreaks, "a\rb\nc",
+                                     kFieldValueMax, "a<br>b<br>c"}),
+    [](const ::testing::TestParamInfo<ConversionCase>& info) { return info.param.fault; });
 
-TEST(Unescape, ReversesEscapeAndReadsLineFeedEntityAsCrLf) {
+TEST(Unescape, ReversesEscape) {
     std::string original = "tab\there & <there> 'q' \"d\"";
     EXPECT_EQ(Apply(Unescape, Apply(Escape, original)), original);
-    EXPECT_EQ(Apply(Unescape, "a&#x0A;b"), "a\r\nb");
-}
-
-TEST(Unescape, DropsALoneAmpersandAndKeepsWhatFollows) {
-    EXPECT_EQ(Apply(Unescape, "R&D &AMP; &amp"), "RD AMP; amp");
-    EXPECT_EQ(Apply(Unescape, "abcdef", 4), "abc");
 }
 
 TEST(CData, WrapAndStrip) {
@@ -57,10 +73,6 @@ TEST(LineBreaks, TwoLinesWithAnEmptyLineRoundTripThroughBreaks) {
     EXPECT_EQ(text, "line one<br><br>line two");
     BreaksToNewlines(text);
     EXPECT_EQ(text, "line one\n\nline two");
-}
-
-TEST(LineBreaks, LoneCrAndLfBecomeBreaks) {
-    EXPECT_EQ(Apply(NewlinesToBreaks, "a\rb\nc"), "a<br>b<br>c");
 }
 
 TEST(LineBreaks, OnlyTheKnownBreakTagsAreConverted) {

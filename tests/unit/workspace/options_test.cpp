@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
-
 #include "support/recording_port.h"
 #include "support/temp_dir.h"
 
@@ -13,11 +10,6 @@ namespace {
 
 class OptionsTest : public ::testing::Test {
 protected:
-    std::string FileBytes() const {
-        std::ifstream in(config.File(), std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    }
-
     TempDir dir;
     RecordingPort port;
     Config config{dir.path() / "config", dir.path() / "data", port};
@@ -66,7 +58,7 @@ TEST_F(OptionsTest, ALinkLongerThanTheFileKeepsIsRefusedAndNothingIsWritten) {
         chosen.viewReqPath.replace(i, 2, "\xC3\xA9");
     chosen.addBugPath = std::string(513, 'x');
     chosen.printFooter = !chosen.printFooter;
-    const std::string before = FileBytes();
+    const std::string before = ReadFile(config.File());
 
     const std::optional<SaveRefusal> refusal = SaveOptions(chosen, config, port);
     ASSERT_TRUE(refusal);
@@ -77,7 +69,7 @@ TEST_F(OptionsTest, ALinkLongerThanTheFileKeepsIsRefusedAndNothingIsWritten) {
                       "Options", Icon::Warning}));
     EXPECT_EQ(port.notices, std::vector<Notice>{refusal->notice});
     EXPECT_EQ(config.Settings(), DefaultSettings(dir.path() / "data"));
-    EXPECT_EQ(FileBytes(), before);
+    EXPECT_EQ(ReadFile(config.File()), before);
 
     chosen.addBugPath.pop_back();
     EXPECT_EQ(SaveOptions(chosen, config, port), std::nullopt);
