@@ -282,6 +282,14 @@ void ListPaneView::TakeBatch(int generation, ListBatch batch) {
     }
     m_filteredOut += batch.filteredOut;
     m_model.Append(std::move(batch.rows));
+    // Columns nobody sized yet fit their caption and the first rows, within reason.
+    if (std::exchange(m_fitColumns, false) && m_model.rowCount() > 0) {
+        constexpr int kWidest = 320;
+        resizeColumnsToContents();
+        for (int column = 0; column < m_model.columnCount(); ++column)
+            horizontalHeader()->resizeSection(
+                column, std::min(horizontalHeader()->sectionSize(column), kWidest));
+    }
     ShowStatus();
 }
 
@@ -325,6 +333,7 @@ void ListPaneView::ApplyLayout(const ColumnLayout& layout) {
     QHeaderView* header = horizontalHeader();
     const std::vector<int> shown = ShownColumns(pane, layout);
     const bool fits = LayoutFits(pane, layout);
+    m_fitColumns = !fits || layout.widths == DefaultSettings({}).columns[pane].widths;
     for (int visual = 0; visual < static_cast<int>(shown.size()); ++visual) {
         header->moveSection(header->visualIndex(shown[visual]), visual);
         header->resizeSection(shown[visual], fits ? layout.widths[shown[visual]] : 100);
