@@ -21,16 +21,15 @@ namespace {
 
 using enum SuiteFigure;
 constexpr CellOrder kNumber = CellOrder::Number;
-constexpr CellOrder kText = CellOrder::Text;
 
 constexpr PaneColumn kName{"ID"};
-constexpr PaneColumn kFigure(std::string_view caption, SuiteFigure figure) {
+constexpr PaneColumn FigureColumn(std::string_view caption, SuiteFigure figure) {
     return {caption, {}, {}, FT_TEXT, kNumber, figure};
 }
-constexpr PaneColumn kDate(std::string_view caption, std::string_view tag) {
+constexpr PaneColumn DateColumn(std::string_view caption, std::string_view tag) {
     return {caption, tag, {}, FT_DATE, kNumber};
 }
-constexpr PaneColumn kList(std::string_view caption, std::string_view tag) {
+constexpr PaneColumn ChoiceColumn(std::string_view caption, std::string_view tag) {
     return {caption, tag, {}, FT_LIST_TEXT};
 }
 
@@ -39,24 +38,24 @@ constexpr PaneColumn kLibrarySuite[] = {
     kName,
     {"Title", "<test_title>", "<suite_title>"},
     {"Expected Duration", "<test_duration>", {}, FT_PLAIN_TEXT, kNumber, ExpectedMinutes, true},
-    kList("Type", "<test_type>"),
-    kList("Phase", "<test_phase>"),
-    kList("Priority", "<priority>"),
+    ChoiceColumn("Type", "<test_type>"),
+    ChoiceColumn("Phase", "<test_phase>"),
+    ChoiceColumn("Priority", "<priority>"),
     {"Author", "<create_user_id>"},
-    kDate("Created Date", "<create_date>"),
+    DateColumn("Created Date", "<create_date>"),
     {"Update By", "<update_user_id>"},
-    kDate("Updated Date", "<update_date>"),
+    DateColumn("Updated Date", "<update_date>"),
     {"Requirements", "<requirement>"},
     {"Configurations", "<rec_test_configs>"},
     {"Resources", "<test_resources>"},
-    kFigure("Test Cases", TestCases),
+    FigureColumn("Test Cases", TestCases),
 };
 
 // The library's top: its suites.
 constexpr PaneColumn kLibrary[] = {
     kName,
     {"Title", {}, "<suite_title>"},
-    kFigure("Test Cases", TestCases),
+    FigureColumn("Test Cases", TestCases),
     {"Expected Duration", {}, {}, FT_TEXT, kNumber, ExpectedMinutes, true},
 };
 
@@ -65,36 +64,36 @@ constexpr PaneColumn kLibrary[] = {
 constexpr PaneColumn kProjectSuite[] = {
     kName,
     {"Title", "<test_title>", "<suite_title>"},
-    kList("Status", "<test_status>"),
-    kList("Priority", "<priority>"),
+    ChoiceColumn("Status", "<test_status>"),
+    ChoiceColumn("Priority", "<priority>"),
     {"Testers", "<testers>"},
     {"Attempts", "<test_attempts>", {}, FT_PLAIN_TEXT, kNumber},
-    kDate("Last Attempt Date", "<last_attempt_date>"),
+    DateColumn("Last Attempt Date", "<last_attempt_date>"),
     {"Hours Expected", "<test_duration>", {}, FT_PLAIN_TEXT, kNumber, ExpectedMinutes, true},
     {"Actual Hours", "<actual_duration>", {}, FT_PLAIN_TEXT, kNumber, ActualMinutes, true},
     {"Version", "<version_tested>"},
     {"Build", "<build_tested>"},
-    kFigure("Test Cases", TestCases),
-    kFigure("Pass", Pass),
-    kFigure("Fail", Fail),
-    kFigure("Not Yet Attempted", NotYetAttempted),
-    kList("Type", "<test_type>"),
-    kList("Phase", "<test_phase>"),
+    FigureColumn("Test Cases", TestCases),
+    FigureColumn("Pass", Pass),
+    FigureColumn("Fail", Fail),
+    FigureColumn("Not Yet Attempted", NotYetAttempted),
+    ChoiceColumn("Type", "<test_type>"),
+    ChoiceColumn("Phase", "<test_phase>"),
     {"Faults", "<fault_report_id>"},
     {"Requirements", "<requirement>"},
-    kDate("Updated Date", "<update_date>"),
+    DateColumn("Updated Date", "<update_date>"),
 };
 
 constexpr PaneColumn kProjectTestCases[] = {
     kName,
     {"Title", "<test_title>", "<suite_title>"},
-    kList("Status", "<test_status>"),
-    kFigure("Test Cases", TestCases),
-    kFigure("Pass", Pass),
-    kFigure("Fail", Fail),
-    kFigure("Not Yet Attempted", NotYetAttempted),
-    kFigure("Postponed", Postponed),
-    kFigure("Other", Other),
+    ChoiceColumn("Status", "<test_status>"),
+    FigureColumn("Test Cases", TestCases),
+    FigureColumn("Pass", Pass),
+    FigureColumn("Fail", Fail),
+    FigureColumn("Not Yet Attempted", NotYetAttempted),
+    FigureColumn("Postponed", Postponed),
+    FigureColumn("Other", Other),
     {"Hours Expected", "<test_duration>", {}, FT_PLAIN_TEXT, kNumber, ExpectedMinutes, true},
     {"Actual Hours", "<actual_duration>", {}, FT_PLAIN_TEXT, kNumber, ActualMinutes, true},
     {"Testers", "<testers>"},
@@ -104,10 +103,10 @@ constexpr PaneColumn kProjects[] = {
     kName,
     {"Title", {}, "<project_title>"},
     {"Manager", {}, "<manager>"},
-    kFigure("Test Cases", TestCases),
-    kFigure("Pass", Pass),
-    kFigure("Fail", Fail),
-    kFigure("Not Yet Attempted", NotYetAttempted),
+    FigureColumn("Test Cases", TestCases),
+    FigureColumn("Pass", Pass),
+    FigureColumn("Fail", Fail),
+    FigureColumn("Not Yet Attempted", NotYetAttempted),
     {"Hours Expected", {}, {}, FT_TEXT, kNumber, ExpectedMinutes, true},
     {"Actual Hours", {}, {}, FT_TEXT, kNumber, ActualMinutes, true},
     {"Planned Start", {}, "<planned_start_date>", FT_DATE, kNumber},
@@ -115,12 +114,12 @@ constexpr PaneColumn kProjects[] = {
     {"Actual End", {}, "<actual_end_date>", FT_DATE, kNumber},
 };
 
-constexpr PaneColumn kReportFolderColumns[] = {{"Name"}, kFigure("Reports", Reports)};
+constexpr PaneColumn kReportFolderColumns[] = {{"Name"}, FigureColumn("Reports", Reports)};
 
 constexpr PaneColumn kReportColumns[] = {
     {"Name"},
     {"Type", "<report_type>"},
-    kDate("Created Date", "<create_date>"),
+    DateColumn("Created Date", "<create_date>"),
     {"Created Time", "<create_time>", {}, FT_TIME},
     {"Filter", "<filter_name>"},
 };
