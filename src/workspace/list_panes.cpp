@@ -32,6 +32,8 @@ constexpr PaneColumn DateColumn(std::string_view caption, std::string_view tag) 
 constexpr PaneColumn ChoiceColumn(std::string_view caption, std::string_view tag) {
     return {caption, tag, {}, FT_LIST_TEXT};
 }
+constexpr PaneColumn kPriority{"Priority", "<priority>", {},    FT_LIST_TEXT,
+                               kNumber,    None,         false, true};
 
 // The library's suites and test cases: a suite row sums its test cases' expected durations.
 constexpr PaneColumn kLibrarySuite[] = {
@@ -40,7 +42,7 @@ constexpr PaneColumn kLibrarySuite[] = {
     {"Expected Duration", "<test_duration>", {}, FT_PLAIN_TEXT, kNumber, ExpectedMinutes, true},
     ChoiceColumn("Type", "<test_type>"),
     ChoiceColumn("Phase", "<test_phase>"),
-    ChoiceColumn("Priority", "<priority>"),
+    kPriority,
     {"Author", "<create_user_id>"},
     DateColumn("Created Date", "<create_date>"),
     {"Update By", "<update_user_id>"},
@@ -65,7 +67,7 @@ constexpr PaneColumn kProjectSuite[] = {
     kName,
     {"Title", "<test_title>", "<suite_title>"},
     ChoiceColumn("Status", "<test_status>"),
-    ChoiceColumn("Priority", "<priority>"),
+    kPriority,
     {"Testers", "<testers>"},
     {"Attempts", "<test_attempts>", {}, FT_PLAIN_TEXT, kNumber},
     DateColumn("Last Attempt Date", "<last_attempt_date>"),
@@ -195,6 +197,13 @@ ListCell StoredCell(const PaneColumn& column, std::string_view stored) {
             cell.number = date->year * 10000 + date->month * 100 + date->day;
     } else if (column.duration) {
         cell.number = DurationMinutes(stored);
+    } else if (column.priority) {
+        // An unknown priority after the five.
+        const auto rank = std::ranges::find_if(kPriorities, [&](std::string_view name) {
+            return strncasecmp(name.data(), stored.data(), name.size()) == 0 &&
+                   name.size() == stored.size();
+        });
+        cell.number = rank - std::begin(kPriorities);
     } else {
         std::from_chars(stored.data(), stored.data() + stored.size(), cell.number);
     }

@@ -51,6 +51,7 @@ struct PaneColumn {
     CellOrder order = CellOrder::Text;
     SuiteFigure figure = SuiteFigure::None;
     bool duration = false;  // an "H:MM" value, sorted by minutes
+    bool priority = false;  // "Highest" to "Lowest", sorted by rank
 };
 
 // The pane a folder of that kind shows its items in; none for documents.

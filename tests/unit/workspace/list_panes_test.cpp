@@ -16,15 +16,18 @@ class ListPanesTest : public ProjectTest {
 protected:
     ListPanesTest() {
         AddCase("Login/TC2.vtl", {{"<test_title>", "Second"},
+                                  {"<priority>", "Low"},
                                   {"<test_status>", "Pass"},
                                   {"<test_duration>", "0:50"},
                                   {"<actual_duration>", "0:45"},
                                   {"<last_attempt_date>", "20261103"}});
         AddCase("Login/TC10.vtl", {{"<test_title>", "Tenth"},
+                                   {"<priority>", "High"},
                                    {"<test_status>", "Fail"},
                                    {"<test_duration>", "2:05"},
                                    {"<last_attempt_date>", "20250930"}});
         AddCase("Login/TC3.vtl", {{"<test_title>", "Third"},
+                                  {"<priority>", "Highest"},
                                   {"<test_status>", "Pass"},
                                   {"<test_duration>", "10:00"},
                                   {"<last_attempt_date>", "20261101"}});
@@ -88,6 +91,9 @@ TEST_F(ListPanesTest, SortsDurationsByMinutesDatesByDateAndNamesByTheirNumbers) 
               (std::vector<std::string>{"Deep", "Empty", "TC10", "TC3", "TC2"}));
     EXPECT_EQ(SortedBy(rows, pane, "ID"),
               (std::vector<std::string>{"Deep", "Empty", "TC2", "TC3", "TC10"}));
+    // By rank: as text "High" would come before "Highest".
+    EXPECT_EQ(SortedBy(rows, pane, "Priority"),
+              (std::vector<std::string>{"Deep", "Empty", "TC3", "TC10", "TC2"}));
     EXPECT_EQ(rows[3].statusIcon, 1);  // TC2 passed
     EXPECT_EQ(rows[2].statusIcon, 2);  // TC10 failed
 }
