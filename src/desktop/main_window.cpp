@@ -91,7 +91,7 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, UserIdentity identi
                     m_page->Show(*folder);
                 m_commands->SetAvailable(ID_EDIT_PROPERTIES, CanRun(ID_EDIT_PROPERTIES));
             });
-    // Enter or a double-click: an item's dialog, or into a folder.
+    // A double-click: an item's dialog, or into a folder or report.
     connect(m_list, &ListPaneView::rowActivated, this, [this](const TreeNode& node) {
         if (IsFolderKind(node.kind) || node.kind == TV_RPT_DOC)
             SelectPath(node.path);
@@ -101,8 +101,10 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, UserIdentity identi
     connect(m_list, &ListPaneView::rowsReplaced, this, [this] {
         if (!std::exchange(m_reshowAfterList, false))
             return;
-        if (const std::optional<TreeNode> shown =
-                m_list->CurrentRowNode() ? m_list->CurrentRowNode() : CurrentNode()) {
+        std::optional<TreeNode> shown = m_list->CurrentRowNode();
+        if (!shown)
+            shown = CurrentNode();
+        if (shown) {
             m_page->Show(*shown);
             m_page->Reshow();
         }

@@ -13,6 +13,22 @@ namespace vantorel {
 namespace fs = std::filesystem;
 namespace {
 
+// The selected items a duplicate or delete can take: no root or fixed folder.
+std::vector<TreeNode> MovableItems(std::vector<TreeNode> nodes) {
+    std::erase_if(
+        nodes, [](const TreeNode& node) { return IsFixedKind(node.kind) || node.kind == TV_NONE; });
+    return nodes;
+}
+
+// The folders the items lie in, each once: what is read again after they changed.
+std::vector<fs::path> FoldersHolding(const std::vector<TreeNode>& items) {
+    std::vector<fs::path> folders;
+    for (const TreeNode& item : items)
+        if (std::ranges::find(folders, item.path.parent_path()) == folders.end())
+            folders.push_back(item.path.parent_path());
+    return folders;
+}
+
 // Bursts of changes (a paste of a suite, a save's temporary file and rename) are read in one go.
 constexpr int kChangeSettleMs = 150;
 
@@ -219,16 +235,10 @@ void TreeActions::Paste() {
 // A duplicate or delete of a whole suite reads and writes thousands of files: both run on the
 // transfer worker, as a paste does.
 void TreeActions::Duplicate() {
-    std::vector<TreeNode> items = m_window.SelectedNodes();
-    std::erase_if(
-        items, [](const TreeNode& node) { return IsFixedKind(node.kind) || node.kind == TV_NONE; });
+    const std::vector<TreeNode> items = MovableItems(m_window.SelectedNodes());
     if (items.empty() || !ReadyForTransfer())
         return;
     Shell& shell = m_window.TheShell();
-    std::vector<fs::path> refresh;
-    for (const TreeNode& item : items)
-        if (std::ranges::find(refresh, item.path.parent_path()) == refresh.end())
-            refresh.push_back(item.path.parent_path());
     // The tree goes to a copy made from it; copies of a list's rows stay in the list.
     const bool selectCopies = !m_window.ListActive();
     StartJob(
@@ -251,13 +261,11 @@ void TreeActions::Duplicate() {
             }
             return result;
         },
-        {std::move(refresh), selectCopies, {}});
+        {FoldersHolding(items), selectCopies, {}});
 }
 
 void TreeActions::Delete() {
-    std::vector<TreeNode> items = m_window.SelectedNodes();
-    std::erase_if(
-        items, [](const TreeNode& node) { return IsFixedKind(node.kind) || node.kind == TV_NONE; });
+    const std::vector<TreeNode> items = MovableItems(m_window.SelectedNodes());
     if (items.empty() || !ReadyForTransfer())
         return;
     // The question names what goes (a folder's items are counted on the worker). The tree
@@ -271,10 +279,6 @@ void TreeActions::Delete() {
     if (!reselect.empty())
         m_window.SelectPath(reselect.parent_path());
     m_window.LeaveRows(items);
-    std::vector<fs::path> refresh;
-    for (const TreeNode& item : items)
-        if (std::ranges::find(refresh, item.path.parent_path()) == refresh.end())
-            refresh.push_back(item.path.parent_path());
     auto chooseNewUser = std::make_shared<bool>(false);
     StartJob(
         [port = &m_port, items, databaseDir = m_window.TheShell().Database().Directory(),
@@ -282,7 +286,7 @@ void TreeActions::Delete() {
             *chooseNewUser = DeleteItems(databaseDir, items, user, *port).chooseNewUser;
             return TransferResult{};
         },
-        {std::move(refresh), false, [this, reselect, chooseNewUser] {
+        {FoldersHolding(items), false, [this, reselect, chooseNewUser] {
              if (!reselect.empty())
                  m_window.SelectPath(reselect);
              if (*chooseNewUser)
