@@ -109,7 +109,7 @@ private:
     int m_generation = 0;
     bool m_reading = false;
     bool m_inPlace = false;
-    bool m_fitColumns = false;  // the layout's widths are the defaults: fit the first rows
+    bool m_fitColumns = false;      // the layout's widths are the defaults: fit the first rows
     std::vector<ListRow> m_staged;  // the rows of a read in place, shown when all are read
     std::size_t m_filteredOut = 0, m_stagedFilteredOut = 0;
     std::stop_source m_stop;
