@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdio>
 #include <ctime>
+#include <map>
 
 #include "documents/custom_cfg.h"
 #include "documents/field_dialog.h"
@@ -432,25 +433,65 @@ std::optional<std::filesystem::path> TestCaseIdScope(const std::filesystem::path
     return scope;
 }
 
+bool KeepIdsUsedElsewhere(const std::filesystem::path& scope, const std::vector<PlacedId>& ids,
+                          UserPort& port) {
+    if (ids.empty())
+        return true;
+    // One walk of the scope finds, for each ID, another folder that holds it.
+    std::map<std::string, std::vector<const PlacedId*>> wanted;
+    for (const PlacedId& placed : ids)
+        wanted[placed.id + std::string(kItemExtension)].push_back(&placed);
+    std::map<const PlacedId*, std::filesystem::path> others;
+    // Folders compared whole, with or without a separator or "." at their end.
+    auto normal = [](const std::filesystem::path& folder) {
+        return (folder / "").lexically_normal();
+    };
+    WalkItems(scope, [&](const std::filesystem::path& listed, ItemListing& listing) {
+        const std::filesystem::path folder = normal(listed);
+        for (const FolderEntry& entry : listing.documents) {
+            const auto found = wanted.find(entry.name);
+            if (found == wanted.end())
+                continue;
+            for (const PlacedId* placed : found->second)
+                if (normal(placed->folder) != folder)
+                    others.try_emplace(placed, listed / placed->id);
+        }
+        return others.size() < ids.size();
+    });
+    if (others.empty())
+        return true;
+    auto place = [&scope](const std::filesystem::path& other) {
+        return other.lexically_relative(scope.parent_path()).string();
+    };
+    constexpr std::string_view kWhy =
+        "Two test cases with one ID are easily taken for each other, in reports and in "
+        "imported results.";
+    if (others.size() == 1) {
+        const auto& [placed, other] = *others.begin();
+        return port.ask({FillMessage("The ID %s is already used by another test case:\n%s\n%s "
+                                     "Keep this ID?",
+                                     {placed->id, place(other), kWhy}),
+                         "ID used elsewhere", Icon::Question});
+    }
+    constexpr std::size_t kListed = 10;
+    std::string list;
+    std::size_t listed = 0;
+    for (const PlacedId& placed : ids) {
+        const auto other = others.find(&placed);
+        if (other != others.end() && listed++ < kListed)
+            list += "\n" + placed.id + ": " + place(other->second);
+    }
+    if (others.size() > kListed)
+        list += "\nand " + std::to_string(others.size() - kListed) + " more";
+    return port.ask({FillMessage("%s IDs are already used by other test cases:%s\n%s Keep these "
+                                 "IDs?",
+                                 {std::to_string(others.size()), list, kWhy}),
+                     "IDs used elsewhere", Icon::Question});
+}
+
 bool KeepIdUsedElsewhere(const std::filesystem::path& scope, const std::filesystem::path& folder,
                          const std::string& id, UserPort& port) {
-    const std::string document = id + std::string(kItemExtension);
-    std::optional<std::filesystem::path> other;
-    WalkItems(scope, [&](const std::filesystem::path& listed, ItemListing& listing) {
-        if (listed.lexically_normal() == folder.lexically_normal())
-            return true;
-        for (const FolderEntry& entry : listing.documents)
-            if (entry.name == document)
-                other = listed / id;
-        return !other;
-    });
-    if (!other)
-        return true;
-    return port.ask({FillMessage("The ID %s is already used by another test case:\n%s\nTwo "
-                                 "test cases with one ID are easily taken for each other, in "
-                                 "reports and in imported results. Keep this ID?",
-                                 {id, other->lexically_relative(scope.parent_path()).string()}),
-                     "ID used elsewhere", Icon::Question});
+    return KeepIdsUsedElsewhere(scope, {{id, folder}}, port);
 }
 
 std::optional<SaveRefusal> ItemEditor::ConfirmIdentifierElsewhere() {

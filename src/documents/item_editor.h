@@ -98,8 +98,15 @@ std::optional<Notice> NewItemsRefusal(const std::filesystem::path& folder, int p
 // Cases"; none when folder lies in neither.
 std::optional<std::filesystem::path> TestCaseIdScope(const std::filesystem::path& folder,
                                                      bool projectTestCase);
-// Whether a test case in folder may take id: true when scope holds it nowhere else, or when
-// the user, asked with the place of the other one, keeps it.
+// A test case's ID in the folder it is to go to.
+struct PlacedId {
+    std::string id;
+    std::filesystem::path folder;
+};
+// Whether test cases may take their IDs: true when scope holds none of them in a folder other
+// than its own, or when the user, asked once with the places of the others, keeps them.
+bool KeepIdsUsedElsewhere(const std::filesystem::path& scope, const std::vector<PlacedId>& ids,
+                          UserPort& port);
 bool KeepIdUsedElsewhere(const std::filesystem::path& scope, const std::filesystem::path& folder,
                          const std::string& id, UserPort& port);
 

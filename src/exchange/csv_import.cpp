@@ -465,6 +465,25 @@ std::optional<CsvImportOutcome> CsvImport::Import(const CsvImportRequest& reques
     std::set<std::size_t> leftOut;
     for (const CsvRefusal& refusal : outcome.refusals)
         leftOut.insert(refusal.line);
+    // IDs the file gives that other suites of the scope already hold: asked once, before any
+    // row is written.
+    if (const std::optional<fs::path> scope =
+            TestCaseIdScope(request.folder, m_source == CsvSource::ProjectTestCases);
+        scope && idColumn) {
+        std::vector<PlacedId> ids;
+        for (const CsvRecord& record : m_table.rows) {
+            if (leftOut.contains(record.line) || record.cells[*idColumn].empty())
+                continue;
+            fs::path target = request.folder;
+            if (suiteColumn)
+                for (const std::string& level :
+                     SuiteLevels(record.cells[*suiteColumn]).value_or(std::vector<std::string>{}))
+                    target /= level;
+            ids.push_back({Latin1FromName(record.cells[*idColumn]), target});
+        }
+        if (!KeepIdsUsedElsewhere(*scope, ids, port))
+            return std::nullopt;
+    }
 
     const int total = static_cast<int>(m_table.rows.size() - leftOut.size());
     std::set<fs::path> checkedFolders;

@@ -321,6 +321,35 @@ bool IsConversionDrop(NodeKind item, NodeKind target) {
            (target == TV_PRJ_TEST_FLD || target == TV_PRJ_SUITE_FLD);
 }
 
+namespace {
+
+// Pasted test cases keep their IDs: one question when some of them are used in another
+// folder of their scope (the copied originals among them).
+bool KeepPastedIds(const TransferPlan& plan, const TreeNode& target, UserPort& port) {
+    const bool project = target.kind == TV_PRJ_TEST_FLD || target.kind == TV_PRJ_SUITE_FLD;
+    if (!project && target.kind != TV_TEST_ROOT && target.kind != TV_TEST_SUITE_FLD)
+        return true;
+    const std::optional<fs::path> scope = TestCaseIdScope(target.path, project);
+    if (!scope)
+        return true;
+    std::vector<PlacedId> ids;
+    for (const TransferStep& step : plan.steps) {
+        if (!step.folder) {
+            ids.push_back({step.source.stem().string(), step.target.parent_path()});
+            continue;
+        }
+        WalkItems(step.source, [&](const fs::path& listed, ItemListing& listing) {
+            const fs::path folder = step.target / listed.lexically_relative(step.source);
+            for (const FolderEntry& entry : listing.documents)
+                ids.push_back({fs::path(entry.name).stem().string(), folder});
+            return true;
+        });
+    }
+    return KeepIdsUsedElsewhere(*scope, ids, port);
+}
+
+}  // namespace
+
 std::optional<TransferPlan> PlanPaste(const Clipboard& clipboard, const TreeNode& target,
                                       UserPort& port) {
     TransferPlan plan;
@@ -361,7 +390,7 @@ std::optional<TransferPlan> PlanPaste(const Clipboard& clipboard, const TreeNode
             {TransferStep::Action::Copy, entry.path, destination, folder, replace});
         plan.files += FilesOf(entry.path, folder);
     }
-    if (plan.steps.empty())
+    if (plan.steps.empty() || !KeepPastedIds(plan, target, port))
         return std::nullopt;
     return plan;
 }

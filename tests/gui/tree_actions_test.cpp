@@ -81,6 +81,7 @@ struct LibraryWindow {
         MakeCurrent(library / "Bulk");
         window.RunCommand(ID_EDIT_COPY);
         MakeCurrent(search);
+        open->port.ScriptAnswers({true});  // the copies keep their originals' IDs
         window.RunCommand(ID_EDIT_PASTE);
     }
 
@@ -169,10 +170,12 @@ private slots:
         QVERIFY(!w.model.IndexOf(w.login / "LOG-002.vtl").isValid());
         QCOMPARE(w.CurrentPath(), w.search / "LOG-002.vtl");
 
-        // Ctrl held: a copy, the original stays.
+        // Ctrl held: a copy, the original stays, after the question about the ID they share.
+        w.open->port.ScriptAnswers({true});
         QVERIFY(w.Drop(w.login / "LOG-003.vtl", w.search, Qt::CopyAction));
         QTRY_VERIFY(!w.window.Actions().TransferRunning() &&
                     w.model.IndexOf(w.search / "LOG-003.vtl").isValid());
+        QCOMPARE(w.open->port.questions.back().caption, std::string("ID used elsewhere"));
         QVERIFY(fs::exists(w.login / "LOG-003.vtl"));
         QVERIFY(w.model.IndexOf(w.login / "LOG-003.vtl").isValid());
         QVERIFY(w.open->port.notices.empty());
@@ -198,8 +201,10 @@ private slots:
         w.MakeCurrent(w.login);
         w.window.RunCommand(ID_EDIT_COPY);
         QCOMPARE(w.window.TheShell().ItemClipboard().Entries().size(), std::size_t{1});
-        // Pasted with a document current: into the document's suite.
+        // Pasted with a document current: into the document's suite, after one question
+        // about the IDs the copies share with their originals.
         w.MakeCurrent(w.search / "SRCH-001.vtl");
+        w.open->port.ScriptAnswers({true});
         w.window.RunCommand(ID_EDIT_PASTE);
         auto* cancel = w.window.findChild<QPushButton*>("cancelTransfer");
         QVERIFY(cancel->isVisible());
@@ -221,8 +226,9 @@ private slots:
         w.open->port.ScriptAnswers({false});
         w.window.RunCommand(ID_EDIT_PASTE);
         QTRY_VERIFY(!w.window.Actions().TransferRunning());
-        QCOMPARE(w.open->port.questions.size(), std::size_t{1});
-        QCOMPARE(w.open->port.questions[0].caption, std::string("Overwrite existing item"));
+        QCOMPARE(w.open->port.questions.size(), std::size_t{2});
+        QVERIFY(w.open->port.questions[0].text.starts_with("6 IDs are already used"));
+        QCOMPARE(w.open->port.questions[1].caption, std::string("Overwrite existing item"));
         QCOMPARE(NamesBelow(w.search), before);
     }
 

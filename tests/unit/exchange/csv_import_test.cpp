@@ -203,6 +203,15 @@ TEST_F(CsvImportTest, ExportThenImportIntoAnEmptySuiteGivesTheSameDocuments) {
     fs::create_directories(target);
     auto import = CsvImport::Open(csv, CsvSource::LibraryTestCases, db, custom, port);
     ASSERT_TRUE(import);
+    // The IDs are the source's too: No to the one question imports nothing.
+    EXPECT_FALSE(import->Import({.folder = target}, Context()));
+    EXPECT_TRUE(fs::is_empty(target));
+    ASSERT_EQ(port.questions.size(), 1u);
+    EXPECT_NE(port.questions[0].text.find("2 IDs are already used by other test cases:\nTC001: "
+                                          "Test Cases/Source/TC001\nTC002: Test "
+                                          "Cases/Source/Deep/TC002\n"),
+              std::string::npos);
+    port.ScriptAnswers({true});
     const auto outcome = import->Import({.folder = target}, Context());
     ASSERT_TRUE(outcome);
     EXPECT_EQ(outcome->written, 2u);
@@ -237,6 +246,7 @@ TEST_F(CsvImportTest, RichTextKeepsItsMarkupThroughHtmlCells) {
     ASSERT_TRUE(import);
     EXPECT_EQ(import->Encoding(), CsvTextEncoding::Utf8);  // plain ASCII reads as either
     import->richText = CsvRichText::Html;
+    port.ScriptAnswers({true});  // M1 is the source's ID too
     ASSERT_TRUE(import->Import({.folder = target}, Context()));
     EXPECT_EQ(ReadFile(target / "M1.vtl"), ReadFile(source / "M1.vtl"));
 }

@@ -70,11 +70,18 @@ TEST_F(TransferTest, PasteCopiesWholeItemsAndAsksBeforeReplacing) {
 
     Clipboard clipboard;
     clipboard.Copy({Node(doc), Node(sub)}, port);
-    port.ScriptAnswers({false});
-    auto plan = PlanPaste(clipboard, Node(to), port);
-    ASSERT_TRUE(plan);
+    // The sub-suite's TC2 keeps an ID its original holds: No to that question pastes nothing.
+    port.ScriptAnswers({false, false});
+    EXPECT_FALSE(PlanPaste(clipboard, Node(to), port));
     EXPECT_EQ(port.questions[0], (Notice{"The item TC1 already exists.\nDo you want to replace it?",
                                          "Overwrite existing item", Icon::Question}));
+    EXPECT_EQ(port.questions[1].caption, "ID used elsewhere");
+    EXPECT_NE(port.questions[1].text.find("TC2 is already used by another test case:\nTest "
+                                          "Cases/login/Sub/TC2\n"),
+              std::string::npos);
+    port.ScriptAnswers({false, true});
+    auto plan = PlanPaste(clipboard, Node(to), port);
+    ASSERT_TRUE(plan);
     EXPECT_EQ(plan->files, 2);  // the sub-suite's test case and its description
     int steps = 0;
     auto written = RunTransferNow(*plan, port, [&] { ++steps; });
@@ -85,9 +92,16 @@ TEST_F(TransferTest, PasteCopiesWholeItemsAndAsksBeforeReplacing) {
     EXPECT_TRUE(fs::exists(to / "Sub.tgp"));
     EXPECT_FALSE(fs::exists(to / "Sub" / "TC2.vtl.lck"));  // a copy is not being edited
 
-    port.ScriptAnswers({true, true});
+    // Both IDs are held in login too (not counting the target's own TC1): one question.
+    port.ScriptAnswers({true, true, true});
     plan = PlanPaste(clipboard, Node(to), port);
     ASSERT_TRUE(plan);
+    EXPECT_EQ(port.questions.back().caption, "IDs used elsewhere");
+    EXPECT_NE(port.questions.back().text.find("2 IDs are already used by other test cases:\nTC1: "
+                                              "Test Cases/login/TC1\nTC2: Test "
+                                              "Cases/login/Sub/TC2\n"),
+              std::string::npos)
+        << port.questions.back().text;
     RunTransferNow(*plan, port);
     EXPECT_NE(ReadFile(to / "TC1.vtl").find("new text"), std::string::npos);
     EXPECT_TRUE(fs::exists(to / "Sub" / "TC2.vtl"));
@@ -162,6 +176,7 @@ TEST_F(TransferTest, DropCopyLeavesTheSourceAndRefusesItsOwnSubFolders) {
     EXPECT_FALSE(PlanDropCopy(Node(doc), Node(db / "Testers"), port));
     EXPECT_EQ(port.notices.size(), 1u);
 
+    port.ScriptAnswers({true});  // the copy keeps its original's IDs
     auto plan = PlanDropCopy(Node(suite), Node(other), port);
     ASSERT_TRUE(plan);
     EXPECT_EQ(plan->files, 3);  // TC1 and the two descriptions
@@ -200,6 +215,7 @@ TEST_F(TransferTest, WorkerRunsOneTransferAndStopsWithoutHalfCopies) {
     const fs::path target = Suite(library / "target");
     Clipboard clipboard;
     clipboard.Copy({Node(suite)}, port);
+    port.ScriptAnswers({true});  // the copies keep their originals' IDs
     auto plan = PlanPaste(clipboard, Node(target), port);
     ASSERT_TRUE(plan);
 
