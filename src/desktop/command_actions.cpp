@@ -205,7 +205,7 @@ void CommandActions::BuildToolbar(QToolBar* toolbar) {
     m_filterSelector->setToolTip("The filter of filtered reports");
     toolbar->addWidget(m_filterSelector);
     connect(m_filterSelector, &QComboBox::activated, this, [this](int index) {
-        ChooseFilter(index <= 0 ? std::string() : m_filterSelector->itemText(index).toStdString());
+        ChooseFilter(m_filterSelector->itemData(index).toString().toStdString());
     });
     SetFilters({});
 }
@@ -223,39 +223,64 @@ void CommandActions::SetRecentDatabases(const std::vector<MenuEntry>& entries) {
     m_recentMenu->setEnabled(!entries.empty());
 }
 
-void CommandActions::SetFilters(const std::vector<std::string>& filters) {
-    if (std::ranges::find(filters, m_activeFilter) == filters.end())
+void CommandActions::SetFilters(const std::vector<std::string>& ids,
+                                const std::filesystem::path& filtersFolder) {
+    std::vector<FilterChoice> filters;
+    for (const std::string& id : ids)
+        filters.push_back({id, id});
+    ShowFilters(filters);
+    const int generation = ++m_filterGeneration;
+    if (filtersFolder.empty() || ids.empty())
+        return;
+    m_filterReader.start([this, ids, filtersFolder, generation] {
+        QMetaObject::invokeMethod(
+            this,
+            [this, generation, filters = FilterChoices(filtersFolder, ids)] {
+                if (generation == m_filterGeneration)
+                    ShowFilters(filters);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void CommandActions::ShowFilters(const std::vector<FilterChoice>& filters) {
+    if (std::ranges::find(filters, m_activeFilter, &FilterChoice::id) == filters.end())
         m_activeFilter.clear();
     for (QAction* action : m_filterActions)
         delete action;
     m_filterActions.clear();
     if (m_filterMenu) {
-        for (const std::string& filter : filters) {
-            QAction* action = m_filterMenu->addAction(QString::fromStdString(filter));
+        for (const FilterChoice& filter : filters) {
+            // An ampersand of the name is shown, not taken for a keyboard letter.
+            QAction* action =
+                m_filterMenu->addAction(QString::fromStdString(filter.caption).replace('&', "&&"));
+            action->setData(QString::fromStdString(filter.id));
             action->setCheckable(true);
-            action->setChecked(filter == m_activeFilter);
-            connect(action, &QAction::triggered, this, [this, filter] { ChooseFilter(filter); });
+            action->setChecked(filter.id == m_activeFilter);
+            connect(action, &QAction::triggered, this,
+                    [this, id = filter.id] { ChooseFilter(id); });
             m_filterActions.push_back(action);
         }
     }
     if (m_filterSelector) {
         m_filterSelector->clear();
-        m_filterSelector->addItem(kNoFilter);
-        for (const std::string& filter : filters)
-            m_filterSelector->addItem(QString::fromStdString(filter));
-        m_filterSelector->setCurrentText(
-            m_activeFilter.empty() ? QString(kNoFilter) : QString::fromStdString(m_activeFilter));
+        m_filterSelector->addItem(kNoFilter, QString());
+        for (const FilterChoice& filter : filters)
+            m_filterSelector->addItem(QString::fromStdString(filter.caption),
+                                      QString::fromStdString(filter.id));
+        m_filterSelector->setCurrentIndex(
+            std::max(0, m_filterSelector->findData(QString::fromStdString(m_activeFilter))));
     }
 }
 
 void CommandActions::ChooseFilter(const std::string& filter) {
     m_activeFilter = filter;
+    const QString id = QString::fromStdString(filter);
     for (QAction* action : m_filterActions)
-        action->setChecked(action->text().toStdString() == filter);
+        action->setChecked(action->data().toString() == id);
     if (m_filterSelector)
-        m_filterSelector->setCurrentText(filter.empty() ? QString(kNoFilter)
-                                                        : QString::fromStdString(filter));
-    emit filterChosen(QString::fromStdString(filter));
+        m_filterSelector->setCurrentIndex(std::max(0, m_filterSelector->findData(id)));
+    emit filterChosen(id);
 }
 
 void CommandActions::SetAvailable(int command, bool available) {

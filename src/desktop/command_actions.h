@@ -7,13 +7,16 @@
 #include <QAction>
 #include <QMenuBar>
 #include <QObject>
+#include <QThreadPool>
 #include <QToolBar>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "filters/filter.h"
 #include "workspace/commands.h"
 #include "workspace/shell.h"
 
@@ -34,9 +37,12 @@ public:
     void BuildToolbar(QToolBar* toolbar);
     // The File menu's recent databases, in slot order.
     void SetRecentDatabases(const std::vector<MenuEntry>& entries);
-    // The Filter menu's and the toolbar selector's filters; the first entry is no filter.
-    void SetFilters(const std::vector<std::string>& filters);
-    // The filter chosen in the menu or the selector; empty for none.
+    // The Filter menu's and the toolbar selector's filters, by ID; the first entry is no
+    // filter. Their names are read from filtersFolder on a thread of their own and shown
+    // beside the IDs when they come.
+    void SetFilters(const std::vector<std::string>& ids,
+                    const std::filesystem::path& filtersFolder = {});
+    // The ID of the filter chosen in the menu or the selector; empty for none.
     const std::string& ActiveFilter() const { return m_activeFilter; }
     void ChooseFilter(const std::string& filter);
     // Greys or enables a command everywhere it is shown.
@@ -51,6 +57,7 @@ signals:
 
 private:
     QAction* MakeAction(int command, const QString& label, const QString& icon = {});
+    void ShowFilters(const std::vector<FilterChoice>& filters);
 
     QWidget* m_window;
     std::vector<QWidget*> m_selectionViews;
@@ -61,6 +68,9 @@ private:
     QComboBox* m_filterSelector = nullptr;
     std::vector<QAction*> m_filterActions;
     std::string m_activeFilter;
+    // Reads the filters' names; its answer is dropped when the filters changed meanwhile.
+    QThreadPool m_filterReader;
+    int m_filterGeneration = 0;
 };
 
 }  // namespace vantorel

@@ -275,13 +275,13 @@ void MainWindow::AfterDatabaseChange() {
     m_commands->SetRecentDatabases(RecentDatabaseMenu(m_shell.Configuration().Settings()));
     // The filters the tree lists: read once, then kept by the watcher's refreshes.
     std::vector<std::string> filters;
+    const fs::path filtersFolder = database.Directory() / std::string(kFiltersFolder);
     if (database.IsOpen())
-        for (const TreeNode& node :
-             m_model.ChildrenOf(database.Directory() / std::string(kFiltersFolder)))
+        for (const TreeNode& node : m_model.ChildrenOf(filtersFolder))
             if (node.kind == TV_FILTER_DOC)
                 filters.push_back(node.label);
     std::ranges::sort(filters);
-    m_commands->SetFilters(filters);
+    m_commands->SetFilters(filters, database.IsOpen() ? filtersFolder : fs::path());
     m_statusText->setText(QString::fromStdString(m_shell.StateText()));
 }
 

@@ -11,6 +11,7 @@
 #include "platform/clock_text.h"
 #include "platform/debug_log.h"
 #include "storage/atomic_save.h"
+#include "storage/identifiers.h"
 #include "storage/tagged_document.h"
 
 namespace vantorel {
@@ -345,6 +346,19 @@ bool Filter::Passes(const XMLParse& document, int documentKind) const {
 
 std::string Filter::Caption() const {
     return m_document.id + " - " + m_document.name;
+}
+
+std::vector<FilterChoice> FilterChoices(const std::filesystem::path& filtersFolder,
+                                        const std::vector<std::string>& ids) {
+    std::vector<FilterChoice> choices;
+    for (const std::string& id : ids) {
+        const std::optional<Filter> filter =
+            Filter::Load(filtersFolder / (id + std::string(kItemExtension)));
+        choices.push_back({id, filter && !filter->Document().name.empty()
+                                   ? id + " - " + filter->Document().name
+                                   : id});
+    }
+    return choices;
 }
 
 }  // namespace vantorel

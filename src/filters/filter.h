@@ -110,4 +110,15 @@ private:
     FilterDocument m_document;
 };
 
+// A filter as the toolbar's selector and the Filter menu offer it: chosen by its ID, shown as
+// "ID - name" (the ID alone when it has no name or can't be read).
+struct FilterChoice {
+    std::string id;
+    std::string caption;
+    bool operator==(const FilterChoice&) const = default;
+};
+// Reads the filters named by ids in filtersFolder, in the order given.
+std::vector<FilterChoice> FilterChoices(const std::filesystem::path& filtersFolder,
+                                        const std::vector<std::string>& ids);
+
 }  // namespace vantorel

@@ -208,15 +208,20 @@ std::optional<StatusReportData> ReadShownStatusReport(const std::filesystem::pat
 PrintHeading PrintHeadingOf(const std::filesystem::path& path, const ReportHeader& header) {
     // <project>/Project Reports/<kind's folder>/<name>.vtl
     PrintHeading heading{path.parent_path().parent_path().parent_path().filename().string(),
-                         path.stem().string(), DisplayValue(FT_DATE, header.createDate)};
+                         path.stem().string(), DisplayValue(FT_DATE, header.createDate),
+                         header.filterName};
     if (!header.createTime.empty())
         heading.created += " " + header.createTime;
     return heading;
 }
 
 std::string PrintHeadingHtml(const PrintHeading& heading) {
-    return "<h1>" + HtmlEscaped(heading.project) + "</h1>\n<p><b>" + HtmlEscaped(heading.report) +
-           "</b> &middot; created " + HtmlEscaped(heading.created) + "</p>\n";
+    std::string html = "<h1>" + HtmlEscaped(heading.project) + "</h1>\n<p><b>" +
+                       HtmlEscaped(heading.report) + "</b> &middot; created " +
+                       HtmlEscaped(heading.created);
+    if (!heading.filter.empty())
+        html += " &middot; filter " + HtmlEscaped(heading.filter);
+    return html + "</p>\n";
 }
 
 std::string PrintFooterText(const PrintHeading& heading, int page, int pages) {

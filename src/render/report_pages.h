@@ -58,6 +58,7 @@ struct PrintHeading {
     std::string project;
     std::string report;
     std::string created;  // "d-MMM-yyyy hh:mm:ss"
+    std::string filter;   // "ID - name" of the filter the report went through; empty without
 };
 PrintHeading PrintHeadingOf(const std::filesystem::path& path, const ReportHeader& header);
 // The heading as HTML, above the report's body.

@@ -3,6 +3,7 @@
 // chart on the clipboard and in files; a cancelled generation and an unreadable report.
 
 #include <QAbstractButton>
+#include <QAbstractTextDocumentLayout>
 #include <QApplication>
 #include <QCheckBox>
 #include <QClipboard>
@@ -20,7 +21,10 @@
 #include <QStackedWidget>
 #include <QTableView>
 #include <QTableWidget>
+#include <QTextBlock>
 #include <QTextBrowser>
+#include <QTextDocument>
+#include <QTextTable>
 #include <QTreeWidget>
 #include <fstream>
 #include <thread>
@@ -253,6 +257,11 @@ private slots:
                  open->database / "Projects" / kProject / "Project Reports" / "Status Reports");
         QVERIFY(report.filename().string().starts_with("Status Report 20"));
         QVERIFY(gui_test::TestReads([&] { return ReadStatusReport(report); })->totalTests == 1);
+        // The report names the filter it went through.
+        QTRY_VERIFY(window.Reports()
+                        .findChild<QLabel*>("reportHeading")
+                        ->text()
+                        .contains("filter Failed - "));
         QCOMPARE(open->port.notices.size(), std::size_t{1});
         window.SelectPath(open->database / "Projects" / kProject);
 
@@ -448,6 +457,35 @@ private slots:
         printer.setOutputFormat(QPrinter::PdfFormat);
         printer.setOutputFileName(RootFile("broken.pdf"));
         QVERIFY(!view.PrintTo(printer));
+    }
+
+    void APrintedHeadingNeverEndsAPage() {
+        // Whatever amount of text comes before it, a heading lands on the page of the table
+        // it heads, and a table running onto another page repeats its heading row there.
+        QString rows;
+        for (int row = 0; row < 30; ++row)
+            rows += QString("<tr><td>row %1</td></tr>").arg(row);
+        int moved = 0;
+        for (int lines = 0; lines < 40; ++lines) {
+            QTextDocument document;
+            document.setPageSize(QSizeF(300, 240));
+            document.setHtml(QString("<p>text</p>").repeated(lines + 1) +
+                             "<h2>Heading</h2><table><tr><td>Status</td></tr>" + rows + "</table>");
+            QTextBlock heading = document.begin();
+            while (heading.blockFormat().headingLevel() == 0)
+                heading = heading.next();
+            QAbstractTextDocumentLayout* layout = document.documentLayout();
+            auto pageOf = [&](const QTextBlock& block) {
+                return static_cast<int>(layout->blockBoundingRect(block).top() / 240);
+            };
+            const bool alone = pageOf(heading) != pageOf(heading.next());
+            KeepHeadingsWithNext(document);
+            QCOMPARE(pageOf(heading), pageOf(heading.next()));
+            moved += alone;
+            auto* table = qobject_cast<QTextTable*>(document.rootFrame()->childFrames().value(0));
+            QCOMPARE(table->format().headerRowCount(), 1);
+        }
+        QVERIFY(moved > 0);  // some amounts of text did leave the heading alone
     }
 };
 

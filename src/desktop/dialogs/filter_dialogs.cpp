@@ -59,7 +59,7 @@ void FilterDialogs::RunDialog(QWidget* parent, std::unique_ptr<FilterEditor> edi
 
     CommandActions& commands = m_window.Commands();
     const bool wasActive = before && commands.ActiveFilter() == before->stem().string();
-    commands.SetFilters(ItemIdsIn(folder));
+    commands.SetFilters(ItemIdsIn(folder), folder);
     // A filter in use that was renamed stays in use under its new name.
     if (wasActive && commands.ActiveFilter().empty())
         commands.ChooseFilter(saved.stem().string());

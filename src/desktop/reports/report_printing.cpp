@@ -3,7 +3,10 @@
 #include <QAbstractTextDocumentLayout>
 #include <QImage>
 #include <QPainter>
+#include <QTextBlock>
+#include <QTextCursor>
 #include <QTextDocument>
+#include <QTextTable>
 #include <QUrl>
 
 #include "charts/chart_painter.h"
@@ -41,6 +44,33 @@ QImage PrintedChart(const ChartFile& chart) {
 }
 
 }  // namespace
+
+void KeepHeadingsWithNext(QTextDocument& document) {
+    // A table's heading row is repeated on every page it runs onto, so no page of rows goes
+    // without it and the row is never left alone at a page's foot.
+    for (QTextFrame* frame : document.rootFrame()->childFrames())
+        if (auto* table = qobject_cast<QTextTable*>(frame)) {
+            QTextTableFormat format = table->format();
+            format.setHeaderRowCount(1);
+            table->setFormat(format);
+        }
+    const double pageHeight = document.pageSize().height();
+    QAbstractTextDocumentLayout* layout = document.documentLayout();
+    auto pageOf = [&](const QTextBlock& block) {
+        return static_cast<int>(layout->blockBoundingRect(block).top() / pageHeight);
+    };
+    // In document order: a heading moved down moves what follows it, which is looked at after.
+    for (QTextBlock block = document.begin(); block.isValid(); block = block.next()) {
+        const QTextBlock next = block.next(), previous = block.previous();
+        // A heading that already starts its page has nowhere better to go.
+        if (block.blockFormat().headingLevel() == 0 || !next.isValid() || !previous.isValid() ||
+            pageOf(next) == pageOf(block) || pageOf(previous) != pageOf(block))
+            continue;
+        QTextBlockFormat format;
+        format.setPageBreakPolicy(QTextFormat::PageBreak_AlwaysBefore);
+        QTextCursor(block).mergeBlockFormat(format);
+    }
+}
 
 QString ReportStyleSheet() {
     return kReportStyle;
@@ -83,6 +113,7 @@ bool PrintReport(QPrinter& printer, const std::filesystem::path& report, const C
     const double footerHeight = withFooter ? 28 : 0;
     const QSizeF body(area.width(), area.height() - footerHeight);
     document.setPageSize(body);
+    KeepHeadingsWithNext(document);
     const int pages = document.pageCount();
 
     QPainter painter;

@@ -6,6 +6,7 @@
 
 #include <QPrinter>
 #include <QString>
+#include <QTextDocument>
 #include <filesystem>
 
 namespace vantorel {
@@ -15,6 +16,11 @@ class CustomCfg;
 // The look of a report page laid out by Qt's rich text (printing, the details view): the
 // classes the report pages use.
 QString ReportStyleSheet();
+
+// Moves each heading that would end a page onto the next one, with the table or chart it
+// heads, and repeats each table's heading row on the pages it runs onto. The document's page
+// size is set.
+void KeepHeadingsWithNext(QTextDocument& document);
 
 // Lays the report out on printer's pages and prints them. False when the report can't be
 // read or the printer refuses to start.
