@@ -644,6 +644,11 @@ void MainWindow::KeepListLayout() {
         m_shell.Configuration().Settings().columns[*pane] = m_list->Layout();
 }
 
+void MainWindow::FocusList() {
+    m_list->setFocus();
+    m_listFocused = true;
+}
+
 bool MainWindow::ListActive() const {
     return m_listFocused && m_list->isVisible() && m_list->Folder().has_value();
 }

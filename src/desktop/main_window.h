@@ -68,6 +68,9 @@ public:
     std::optional<TreeNode> CurrentNode() const;
     // The list pane's rows are what the user acts on: the list had the focus last.
     bool ListActive() const;
+    // Gives the list pane the focus, and the user's attention even while the window is not
+    // the active one (a context menu of its rows).
+    void FocusList();
     // The item commands on one item act on: the list's current row when the list has the
     // user's attention, else the tree's current node.
     std::optional<TreeNode> ActiveNode() const;

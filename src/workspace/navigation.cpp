@@ -638,11 +638,24 @@ DeleteOutcome DeleteConfirmed(const fs::path& databaseDir, const TreeNode& node,
     return DeleteOutcome{true, AskForNewCurrentUser(node, currentUser, "removed", port)};
 }
 
-bool ConfirmDuplicates(const std::vector<TreeNode>& items, UserPort& port) {
+namespace {
+
+bool ConfirmOnMany(const std::vector<TreeNode>& items, std::string_view question,
+                   const std::string& caption, UserPort& port) {
     return items.size() <= 1 ||
-           port.ask({FillMessage("Duplicate the %s selected items?\n[%s]",
-                                 {std::to_string(items.size()), CountedItems(items)}),
-                     "Confirm duplicate", Icon::Question});
+           port.ask({FillMessage(question, {std::to_string(items.size()), CountedItems(items)}),
+                     caption, Icon::Question});
+}
+
+}  // namespace
+
+bool ConfirmDuplicates(const std::vector<TreeNode>& items, UserPort& port) {
+    return ConfirmOnMany(items, "Duplicate the %s selected items?\n[%s]", "Confirm duplicate",
+                         port);
+}
+
+bool ConfirmPrints(const std::vector<TreeNode>& items, UserPort& port) {
+    return ConfirmOnMany(items, "Print the %s selected items?\n[%s]", "Confirm print", port);
 }
 
 bool IsBelow(const fs::path& path, const fs::path& folder) {
@@ -672,6 +685,11 @@ std::string CountedItems(const std::vector<TreeNode>& nodes) {
 
 DeleteOutcome DeleteItems(const fs::path& databaseDir, const std::vector<TreeNode>& selected,
                           const std::string& currentUser, UserPort& port, FileLayer& files) {
+    return DeleteConfirmedItems(databaseDir, ConfirmDeleteItems(selected, port), currentUser, port,
+                                files);
+}
+
+std::vector<TreeNode> ConfirmDeleteItems(const std::vector<TreeNode>& selected, UserPort& port) {
     // An item inside a selected folder goes with it.
     std::vector<TreeNode> items;
     for (const TreeNode& node : selected) {
@@ -682,13 +700,24 @@ DeleteOutcome DeleteItems(const fs::path& databaseDir, const std::vector<TreeNod
             std::ranges::find(items, node) == items.end())
             items.push_back(node);
     }
+    const bool agreed =
+        items.size() == 1
+            ? ConfirmDelete(items.front(), port)
+            : items.empty() ||
+                  port.ask({FillMessage("Are you sure you want to delete the %s selected "
+                                        "items?\n[%s]",
+                                        {std::to_string(items.size()), CountedItems(items)}),
+                            "Confirm delete", Icon::Question});
+    return agreed ? items : std::vector<TreeNode>{};
+}
+
+DeleteOutcome DeleteConfirmedItems(const fs::path& databaseDir, const std::vector<TreeNode>& items,
+                                   const std::string& currentUser, UserPort& port,
+                                   FileLayer& files) {
     if (items.size() <= 1)
-        return items.empty() ? DeleteOutcome{}
-                             : DeleteItem(databaseDir, items.front(), currentUser, port, files);
-    if (!port.ask({FillMessage("Are you sure you want to delete the %s selected items?\n[%s]",
-                               {std::to_string(items.size()), CountedItems(items)}),
-                   "Confirm delete", Icon::Question}))
-        return {};
+        return items.empty()
+                   ? DeleteOutcome{}
+                   : DeleteConfirmed(databaseDir, items.front(), currentUser, port, files);
     DeleteOutcome outcome;
     std::string stayed;
     std::size_t deleted = 0;

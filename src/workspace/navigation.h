@@ -129,9 +129,19 @@ DeleteOutcome DeleteConfirmed(const std::filesystem::path& databaseDir, const Tr
 DeleteOutcome DeleteItems(const std::filesystem::path& databaseDir,
                           const std::vector<TreeNode>& selected, const std::string& currentUser,
                           UserPort& port, FileLayer& files = SystemFiles());
+// The two halves of DeleteItems: the question, which gives the items that go (none when the
+// user says No), and their checks and moves into the bin.
+std::vector<TreeNode> ConfirmDeleteItems(const std::vector<TreeNode>& selected, UserPort& port);
+DeleteOutcome DeleteConfirmedItems(const std::filesystem::path& databaseDir,
+                                   const std::vector<TreeNode>& items,
+                                   const std::string& currentUser, UserPort& port,
+                                   FileLayer& files = SystemFiles());
 // Duplicate on several selected items asks once, counting them; one item is duplicated
 // without a question.
 bool ConfirmDuplicates(const std::vector<TreeNode>& items, UserPort& port);
+// Print on several selected items asks once in the same way, then prints their pages one
+// after the other.
+bool ConfirmPrints(const std::vector<TreeNode>& items, UserPort& port);
 // Whether path lies below folder (not folder itself).
 bool IsBelow(const std::filesystem::path& path, const std::filesystem::path& folder);
 // "2 suites and 3 test cases": the items counted by kind, in the order the kinds first come.

@@ -36,7 +36,7 @@ class DeletedItemsTest : public gui_test::WindowTest {
 
 private slots:
     void DeleteThenRestoreOfASuiteGivesItBackAndTheReportsCountItAgain() {
-        auto open = Open();
+        auto open = Open<gui_test::GatedPort>();
         MainWindow& window = *open->window;
         const fs::path project = open->database / "Projects" / "Release 2.0";
         const fs::path testCases = project / "Project Test Cases";
@@ -59,10 +59,16 @@ private slots:
         const std::int64_t all = counted();
         QVERIFY(all > 3);
 
+        // While the question is shown, the suite stays selected; once agreed, the tree leaves it.
         window.SelectPath(cart);
         open->port.ScriptAnswers({true});
+        open->port.Hold();
         window.RunCommand(ID_EDIT_DELETE);
+        QTRY_VERIFY(open->port.held);
+        QCOMPARE(window.CurrentNode()->path, cart);
+        open->port.Open();
         QTRY_VERIFY(!window.Actions().TransferRunning());
+        QCOMPARE(window.CurrentNode()->path, testCases);
         QVERIFY(open->port.questions.back().text.ends_with("[Cart: 3 test cases]"));
         QVERIFY(gui_test::TestReads([&] { return !fs::exists(cart); }));
         QTRY_VERIFY(!window.Model().IndexOf(cart).isValid());

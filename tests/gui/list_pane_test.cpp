@@ -3,8 +3,10 @@
 
 #include <QHeaderView>
 #include <QLabel>
+#include <QMenu>
 #include <QSignalSpy>
 
+#include "desktop/tree/tree_actions.h"
 #include "gui_test.h"
 #include "storage/locks.h"
 #include "window_fixture.h"
@@ -98,6 +100,30 @@ private slots:
         QCOMPARE(list.Model().RowAt(0)->node.label, std::string("CART-002"));
         // The tree stays on the suite.
         QCOMPARE(open->window->CurrentNode()->path, suite);
+    }
+
+    void ARowsContextMenuActsOnTheListsSelection() {
+        auto open = Open();
+        ListPaneView& list = ShowFolder(*open, "Projects/Release 2.0/Project Test Cases/Checkout");
+        list.selectRow(0);
+        list.selectionModel()->select(list.Model().index(1, 0),
+                                      QItemSelectionModel::Select | QItemSelectionModel::Rows);
+        // A right click inside the selection keeps it; the row's own menu opens.
+        emit list.customContextMenuRequested(list.visualRect(list.Model().index(1, 0)).center());
+        auto* menu = list.findChild<QMenu*>("itemContextMenu");
+        QVERIFY(menu);
+        QCOMPARE(list.SelectedNodes().size(), std::size_t{2});
+        QAction* duplicate = nullptr;
+        for (QAction* action : menu->actions())
+            if (action->text() == "Duplicate")
+                duplicate = action;
+        QVERIFY(duplicate && duplicate->isEnabled());
+        open->port.ScriptAnswers({false});
+        duplicate->trigger();
+        QTRY_VERIFY(!open->window->Actions().TransferRunning());
+        QCOMPARE(open->port.questions.back().text,
+                 std::string("Duplicate the 2 selected items?\n[2 test cases]"));
+        menu->close();
     }
 };
 

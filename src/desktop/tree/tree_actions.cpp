@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "desktop/command_actions.h"
+#include "desktop/lists/list_pane_view.h"
 #include "desktop/main_window.h"
 
 namespace vantorel {
@@ -56,6 +57,10 @@ TreeActions::TreeActions(MainWindow& window, UserPort& port)
 
     tree.setContextMenuPolicy(Qt::CustomContextMenu);
     connect(&tree, &QTreeView::customContextMenuRequested, this, &TreeActions::ShowContextMenu);
+    ListPaneView& list = window.List();
+    list.setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(&list, &QTableView::customContextMenuRequested, this,
+            &TreeActions::ShowListContextMenu);
 
     // Queued: the label editor is still committing, and a message box must not open inside it.
     connect(&model, &NavigationModel::renameRequested, this,
@@ -151,13 +156,11 @@ bool TreeActions::Run(Operation operation) {
     }
 }
 
-QMenu* TreeActions::ContextMenuFor(const QModelIndex& index, QWidget* parent) {
-    const TreeNode* node = m_window.Model().NodeAt(index);
-    if (!node)
-        return nullptr;
+QMenu* TreeActions::ContextMenuFor(const TreeNode& node, QWidget* parent) {
     auto* menu = new QMenu(parent);
-    menu->setObjectName("treeContextMenu");
-    for (const ContextMenuItem& item : ContextMenu(node->kind)) {
+    menu->setObjectName("itemContextMenu");
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    for (const ContextMenuItem& item : ContextMenu(node.kind)) {
         const QString label =
             QString::fromUtf8(item.label.data(), static_cast<qsizetype>(item.label.size()));
         if (item.command == 0 && item.label.empty()) {
@@ -186,9 +189,24 @@ void TreeActions::ShowContextMenu(const QPoint& position) {
         tree.selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
     else
         tree.setCurrentIndex(index);
-    QMenu* menu = ContextMenuFor(index, &tree);
-    menu->setAttribute(Qt::WA_DeleteOnClose);
-    menu->popup(tree.viewport()->mapToGlobal(position));
+    ContextMenuFor(*m_window.Model().NodeAt(index), &tree)
+        ->popup(tree.viewport()->mapToGlobal(position));
+}
+
+void TreeActions::ShowListContextMenu(const QPoint& position) {
+    ListPaneView& list = m_window.List();
+    const QModelIndex index = list.indexAt(position);
+    if (!index.isValid())
+        return;
+    // As in the tree: the clicked row becomes current, a click inside the selection keeps it;
+    // the menu's commands act on the list's selection.
+    if (list.selectionModel()->isSelected(index))
+        list.selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
+    else
+        list.setCurrentIndex(index);
+    m_window.FocusList();
+    if (const std::optional<TreeNode> row = list.CurrentRowNode())
+        ContextMenuFor(*row, &list)->popup(list.viewport()->mapToGlobal(position));
 }
 
 std::optional<TreeNode> TreeActions::CurrentFolder() const {
@@ -265,11 +283,26 @@ void TreeActions::Duplicate() {
 }
 
 void TreeActions::Delete() {
-    const std::vector<TreeNode> items = MovableItems(m_window.SelectedNodes());
-    if (items.empty() || !ReadyForTransfer())
+    const std::vector<TreeNode> selected = MovableItems(m_window.SelectedNodes());
+    if (selected.empty() || !ReadyForTransfer())
         return;
-    // The question names what goes (a folder's items are counted on the worker). The tree
-    // leaves a doomed item first, so no page of it is asked for while it goes.
+    // The question names what goes (a folder's items are counted on the worker) while the
+    // items stay selected; they go in a second job once the user agreed.
+    auto confirmed = std::make_shared<std::vector<TreeNode>>();
+    StartJob(
+        [port = &m_port, selected, confirmed](std::stop_token) {
+            *confirmed = ConfirmDeleteItems(selected, *port);
+            return TransferResult{};
+        },
+        {{}, false, [this, confirmed] {
+             if (!confirmed->empty())
+                 DeleteAgreed(*confirmed);
+         }});
+}
+
+void TreeActions::DeleteAgreed(const std::vector<TreeNode>& items) {
+    // The tree and the list leave the doomed items first, so no page of them is asked for
+    // while they go; an item that stayed (open for editing) is selected again.
     const std::optional<TreeNode> current = m_window.CurrentNode();
     const auto doomed = std::ranges::find_if(items, [&](const TreeNode& item) {
         return current && (current->path == item.path ||
@@ -283,7 +316,7 @@ void TreeActions::Delete() {
     StartJob(
         [port = &m_port, items, databaseDir = m_window.TheShell().Database().Directory(),
          user = m_window.TheShell().CurrentUser(), chooseNewUser](std::stop_token) {
-            *chooseNewUser = DeleteItems(databaseDir, items, user, *port).chooseNewUser;
+            *chooseNewUser = DeleteConfirmedItems(databaseDir, items, user, *port).chooseNewUser;
             return TransferResult{};
         },
         {FoldersHolding(items), false, [this, reselect, chooseNewUser] {

@@ -27,16 +27,16 @@ class MainWindow;
 class TreeActions : public QObject {
     Q_OBJECT
 public:
-    // Takes over the window's tree: its context menu, its renames and drops, and the change
-    // handler of the databases the window's shell opens from now on.
+    // Takes over the window's tree: its and the list pane's context menus, its renames and drops,
+    // and the change handler of the databases the window's shell opens from now on.
     TreeActions(MainWindow& window, UserPort& port);
     ~TreeActions() override;
 
     // Runs operation on the tree's selection; false when it is not one of the tree's.
     bool Run(Operation operation);
-    // The context menu of the node at index; its commands run through the window with that
-    // node current.
-    QMenu* ContextMenuFor(const QModelIndex& index, QWidget* parent);
+    // The context menu of a tree node or a list row, deleted once closed; its commands run
+    // through the window on the selection the node is current in.
+    QMenu* ContextMenuFor(const TreeNode& node, QWidget* parent);
     // Ends a running copy or move between two files, waits for it and tells how it ended, so
     // a closing database or window leaves no half-copied item.
     void StopTransfer();
@@ -74,12 +74,15 @@ private:
     };
 
     void ShowContextMenu(const QPoint& position);
+    void ShowListContextMenu(const QPoint& position);
     std::optional<TreeNode> CurrentFolder() const;
     void Paste();
     void Duplicate();
     void Delete();
     void Rename(const TreeNode& node, const QString& newName);
     void UnlockAll();
+    // Delete's second job, once the user agreed to the items going.
+    void DeleteAgreed(const std::vector<TreeNode>& items);
     // The items of one drop: conversions now, the moves or copies as one transfer.
     void RunDrops();
     // False, after telling the user, while another copy or move runs.
