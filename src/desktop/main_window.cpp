@@ -716,9 +716,17 @@ void MainWindow::Print() {
     }
     if (m_rightPane->currentWidget() != m_pageArea)
         return;
+    // Several selected items print their pages one after the other, after one question.
+    const std::vector<TreeNode> items = SelectedNodes();
+    if (!ConfirmPrints(items, m_port))
+        return;
     auto printer = std::make_unique<QPrinter>(QPrinter::HighResolution);
     QPrintDialog dialog(printer.get(), this);
-    if (dialog.exec() == QDialog::Accepted)
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    if (items.size() > 1)
+        m_page->PrintPages(items, std::move(printer));
+    else
         m_page->PrintWith(std::move(printer));
 }
 

@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <cctype>
 #include <memory>
 
 #include "documents/test_group.h"
@@ -386,6 +387,34 @@ NodePage DesktopPage(const NodePageRequest& request) {
             // The roots and "Project Test Cases": their items.
             return FolderPage(request);
     }
+}
+
+std::string PagesToPrint(const std::vector<std::string>& pages) {
+    auto find = [](const std::string& page, std::string_view tag, std::size_t from) {
+        const auto found = std::search(page.begin() + static_cast<std::ptrdiff_t>(from), page.end(),
+                                       tag.begin(), tag.end(), [](char a, char b) {
+                                           return std::tolower(static_cast<unsigned char>(a)) ==
+                                                  std::tolower(static_cast<unsigned char>(b));
+                                       });
+        return found == page.end() ? std::string::npos
+                                   : static_cast<std::size_t>(found - page.begin());
+    };
+    std::string printed;
+    for (const std::string& page : pages) {
+        // What lies between the body's tags; a page without them is all body.
+        std::size_t begin = 0;
+        if (const std::size_t tag = find(page, "<body", 0); tag != std::string::npos) {
+            const std::size_t close = page.find('>', tag);
+            begin = close == std::string::npos ? page.size() : close + 1;
+        }
+        const std::size_t end = std::min(find(page, "</body", begin), page.size());
+        if (printed.empty())
+            printed = page.substr(0, begin);
+        else
+            printed += "<div style=\"break-before: page\"></div>\n";
+        printed.append(page, begin, end - begin);
+    }
+    return printed + "</body></html>\n";
 }
 
 std::string ItemLink(const fs::path& databaseDir, const fs::path& item) {

@@ -60,6 +60,10 @@ struct NodePage {
 // the fixed page that says so.
 NodePage DesktopPage(const NodePageRequest& request);
 
+// The pages of several items as one document for the printer: the first page's head, then
+// each page's body, every one after the first on a sheet of its own.
+std::string PagesToPrint(const std::vector<std::string>& pages);
+
 // The link a desktop page writes for the item at path (a document or a folder of the database
 // at databaseDir): "vantorel:///" and the path below the database, percent-encoded.
 std::string ItemLink(const std::filesystem::path& databaseDir, const std::filesystem::path& item);

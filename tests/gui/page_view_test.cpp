@@ -1,6 +1,8 @@
 // The right pane's pages: an item's page made by the core and served to the web view, links
 // between items that select them in the tree, and nothing followed that a page shouldn't.
 
+#include <QPrinter>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
 #include <QWebEnginePage>
@@ -229,6 +231,31 @@ private slots:
         QTRY_VERIFY2((text = gui_test::PageText(open->window->Page()))
                          .contains("Unable to open the test case"),
                      qPrintable(text));
+    }
+
+    void SeveralItemsPrintTheirPagesInOneJobAndThePageComesBack() {
+        auto open = Open();
+        MainWindow& window = *open->window;
+        PageView& page = window.Page();
+        const fs::path login = open->database / "Test Cases" / "Login";
+        window.SelectPath(login / "LOG-003.vtl");
+        QTRY_COMPARE(page.url(), page.UrlOf(login / "LOG-003.vtl"));
+        const QString pdf = QString::fromStdString((Root() / "pages.pdf").string());
+        auto printer = std::make_unique<QPrinter>();
+        printer->setOutputFormat(QPrinter::PdfFormat);
+        printer->setOutputFileName(pdf);
+        QSignalSpy printed(&page, &QWebEngineView::printFinished);
+        page.PrintPages({{login / "LOG-001.vtl", TV_TEST_TEST_DOC, "LOG-001"},
+                         {login / "LOG-002.vtl", TV_TEST_TEST_DOC, "LOG-002"}},
+                        std::move(printer));
+        QTRY_VERIFY_WITH_TIMEOUT(!printed.isEmpty(), 30000);
+        QVERIFY(printed.first().at(0).toBool());
+        QTRY_COMPARE(page.url(), page.UrlOf(login / "LOG-003.vtl"));
+        // The engine prints pictures of the pages: two short pages, each on a sheet of its own.
+        QProcess text;
+        text.start("pdftotext", {pdf, "-"});
+        QVERIFY(text.waitForFinished(20000));
+        QCOMPARE(text.readAllStandardOutput().count('\f'), 2);
     }
 };
 

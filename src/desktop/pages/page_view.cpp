@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <iterator>
 
 #include "charts/chart_painter.h"
 #include "documents/external_links.h"
@@ -26,6 +27,9 @@ namespace {
 
 constexpr char kStylePrefix[] = "/.style/";
 constexpr char kChartPrefix[] = "/.charts/";
+// The pages of several items in one, to be printed: "?item=<path>&item=...", each path below
+// the database percent-encoded.
+constexpr char kPrintPath[] = "/.print";
 constexpr char kItemScheme[] = "vantorel";
 
 QByteArray MimeOf(const QString& file) {
@@ -140,18 +144,50 @@ void PageSchemeHandler::requestStarted(QWebEngineUrlRequestJob* job) {
         job->fail(QWebEngineUrlRequestJob::UrlNotFound);
         return;
     }
+    if (path == kPrintPath) {
+        std::vector<fs::path> items;
+        for (const QString& pair : job->requestUrl().query(QUrl::FullyEncoded).split('&')) {
+            const fs::path relative =
+                QUrl::fromPercentEncoding(pair.section('=', 1).toLatin1()).toStdString();
+            if (pair.startsWith("item=") && StaysInside(relative))
+                items.push_back(m_source.databaseDir / relative);
+        }
+        ServeOnWorker(job, [source = m_source, items] {
+            std::vector<std::string> pages;
+            std::vector<ChartFile> charts;
+            for (const fs::path& item : items)
+                if (std::optional<NodePage> page = PageOf(source, item)) {
+                    pages.push_back(std::move(page->html));
+                    std::ranges::move(page->charts, std::back_inserter(charts));
+                }
+            return Html(PagesToPrint(pages), std::move(charts), std::nullopt);
+        });
+        return;
+    }
     ServeOnWorker(job, [source = m_source, item = m_source.databaseDir / path.substr(1)] {
-        const NodeKind kind = NodeKindOf(source.databaseDir, item);
-        if (kind == TV_NONE)
+        std::optional<NodePage> page = PageOf(source, item);
+        if (!page)
             return Served{};
-        const TreeNode node{item, kind, ItemLabel(item, kind)};
-        NodePage page = DesktopPage({source.databaseDir, node, *source.custom, source.styleFolder,
-                                     std::string(kPageScheme) + ":" + kStylePrefix + "images/",
-                                     std::string(kPageScheme) + ":" + kChartPrefix});
-        return Served{"text/html;charset=ISO-8859-1",
-                      QByteArray(page.html.data(), static_cast<qsizetype>(page.html.size())), true,
-                      std::move(page.charts), std::move(page.failure)};
+        return Html(page->html, std::move(page->charts), std::move(page->failure));
     });
+}
+
+std::optional<NodePage> PageSchemeHandler::PageOf(const PageSource& source, const fs::path& item) {
+    const NodeKind kind = NodeKindOf(source.databaseDir, item);
+    if (kind == TV_NONE)
+        return std::nullopt;
+    const TreeNode node{item, kind, ItemLabel(item, kind)};
+    return DesktopPage({source.databaseDir, node, *source.custom, source.styleFolder,
+                        std::string(kPageScheme) + ":" + kStylePrefix + "images/",
+                        std::string(kPageScheme) + ":" + kChartPrefix});
+}
+
+PageSchemeHandler::Served PageSchemeHandler::Html(const std::string& html,
+                                                  std::vector<ChartFile> charts,
+                                                  std::optional<Notice> failure) {
+    return {"text/html;charset=ISO-8859-1",
+            QByteArray(html.data(), static_cast<qsizetype>(html.size())), true, std::move(charts),
+            std::move(failure)};
 }
 
 void PageSchemeHandler::ServeOnWorker(QWebEngineUrlRequestJob* job, std::function<Served()> make) {
@@ -317,11 +353,30 @@ PageView::PageView(UserPort& port, QWidget* parent)
         }
         if (url.scheme() == kPageScheme && !m_source.databaseDir.empty()) {
             const std::string path = url.path().toStdString();
-            if (path.size() > 1 && StaysInside(fs::path(path.substr(1))))
+            if (path.size() > 1 && path != kPrintPath && StaysInside(fs::path(path.substr(1))))
                 emit itemRequested(m_source.databaseDir / path.substr(1));
         }
     });
-    connect(this, &QWebEngineView::printFinished, this, [this] { m_printer.reset(); });
+    connect(this, &QWebEngineView::printFinished, this, [this] {
+        m_printer.reset();
+        // After the items' pages, the page that was shown comes back.
+        if (std::exchange(m_printingPages, false) && m_shownBeforePrint.isValid()) {
+            m_requested.push_back(m_shownBeforePrint);
+            load(m_shownBeforePrint);
+        }
+    });
+    connect(this, &QWebEngineView::loadFinished, this, [this](bool loaded) {
+        if (!m_printingPages || m_printerBusy)
+            return;
+        // The pages are printed once they are in; the user moving on meanwhile prints nothing.
+        if (loaded && url().path() == kPrintPath) {
+            m_printerBusy = true;
+            print(m_printer.get());
+        } else {
+            m_printingPages = false;
+            m_printer.reset();
+        }
+    });
 
     // Zoom as in a browser, while the page has the focus: larger, smaller, back to 100 %.
     struct Zoom {
@@ -391,6 +446,26 @@ void PageView::PrintWith(std::unique_ptr<QPrinter> printer) {
         return;
     m_printer = std::move(printer);
     print(m_printer.get());
+}
+
+void PageView::PrintPages(const std::vector<TreeNode>& items, std::unique_ptr<QPrinter> printer) {
+    if (m_printer)
+        return;
+    m_printer = std::move(printer);
+    m_printingPages = true;
+    m_printerBusy = false;
+    m_shownBeforePrint = url();
+    QStringList query;
+    for (const TreeNode& item : items)
+        query << "item=" +
+                     QString::fromLatin1(QUrl::toPercentEncoding(QString::fromStdString(
+                         item.path.lexically_relative(m_source.databaseDir).generic_string())));
+    QUrl pages;
+    pages.setScheme(kPageScheme);
+    pages.setPath(kPrintPath);
+    pages.setQuery(query.join('&'), QUrl::StrictMode);
+    m_requested.push_back(pages);
+    load(pages);
 }
 
 }  // namespace vantorel

@@ -20,6 +20,7 @@
 #include "platform/user_port.h"
 #include "render/report_pages.h"
 #include "workspace/navigation.h"
+#include "workspace/node_pages.h"
 
 class QPrinter;
 class QWebEngineProfile;
@@ -65,6 +66,11 @@ private:
         std::vector<ChartFile> charts;  // a page's charts, served when its pictures ask
         std::optional<Notice> failure;  // told once the page is shown
     };
+    // The page of the item at path, as the worker makes it; none for no item of the database.
+    static std::optional<NodePage> PageOf(const PageSource& source,
+                                          const std::filesystem::path& item);
+    static Served Html(const std::string& html, std::vector<ChartFile> charts,
+                       std::optional<Notice> failure);
     // Makes the answer to job on the worker, then replies on the window's thread.
     void ServeOnWorker(QWebEngineUrlRequestJob* job, std::function<Served()> make);
     void ServeChart(QWebEngineUrlRequestJob* job, const std::string& name);
@@ -93,6 +99,9 @@ public:
     QUrl UrlOf(const std::filesystem::path& path) const;
     // Prints the page; the printer stays alive until the page is printed.
     void PrintWith(std::unique_ptr<QPrinter> printer);
+    // Prints the pages of items one after the other, each on sheets of its own, then shows
+    // again the page that was shown.
+    void PrintPages(const std::vector<TreeNode>& items, std::unique_ptr<QPrinter> printer);
 
 signals:
     // A "vantorel://" link was clicked, or Back or Forward reached another item's page.
@@ -112,6 +121,10 @@ private:
     // page can come after the tree has moved on: it is no Back or Forward.
     std::deque<QUrl> m_requested;
     std::unique_ptr<QPrinter> m_printer;
+    // While several items' pages are loaded and printed: the page to show again after.
+    bool m_printingPages = false;
+    bool m_printerBusy = false;
+    QUrl m_shownBeforePrint;
 };
 
 }  // namespace vantorel

@@ -268,5 +268,15 @@ TEST_F(NodePageTest, EveryLinkAPageMakesLeadsBackToItsItem) {
         EXPECT_TRUE(reached.contains(item)) << item;
 }
 
+TEST(PagesToPrint, KeepsTheFirstHeadAndPutsEachBodyOnASheetOfItsOwn) {
+    const std::string printed =
+        PagesToPrint({"<html><head><style>a</style></head><BODY class=x>one</Body></html>",
+                      "<html><head><style>b</style></head><body>two</body></html>", "three"});
+    EXPECT_EQ(printed,
+              "<html><head><style>a</style></head><BODY class=x>one"
+              "<div style=\"break-before: page\"></div>\ntwo"
+              "<div style=\"break-before: page\"></div>\nthree</body></html>\n");
+}
+
 }  // namespace
 }  // namespace vantorel::testing
