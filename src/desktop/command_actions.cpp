@@ -76,6 +76,7 @@ bool CommandActions::Available(Operation operation) {
         case Operation::ExportTestCasesCsv:
         case Operation::ExportProjectTestCasesCsv:
         case Operation::ExportTestListReportCsv:
+        case Operation::BulkUpdate:
             return true;
         default:
             return ItemDialogs::Handles(operation) || FilterDialogs::Handles(operation);

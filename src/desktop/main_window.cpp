@@ -18,6 +18,7 @@
 #include "desktop/dialogs/filter_dialogs.h"
 #include "desktop/dialogs/item_dialogs.h"
 #include "desktop/dialogs/junit_import_dialog.h"
+#include "desktop/dialogs/multi_edit_dialog.h"
 #include "desktop/dialogs/settings_dialogs.h"
 #include "desktop/dialogs/shell_dialogs.h"
 #include "desktop/dialogs/web_export_dialog.h"
@@ -480,8 +481,20 @@ void MainWindow::RunCommand(int command) {
         case Operation::View:
             ShowSelected();
             break;
-        case Operation::Properties:
-            m_editors.Open(this, *ActiveNode());
+        case Operation::Properties: {
+            // Several test cases selected: one dialog for all of them.
+            const std::vector<TreeNode> selected = SelectedNodes();
+            if (selected.size() > 1 && std::ranges::any_of(selected, [](const TreeNode& node) {
+                    return node.kind == TV_TEST_TEST_DOC || node.kind == TV_PRJ_TEST_DOC;
+                }))
+                RunMultiEdit(*this, m_port, selected);
+            else
+                m_editors.Open(this, *ActiveNode());
+            break;
+        }
+        case Operation::BulkUpdate:
+            if (const std::optional<TreeNode> suite = ActiveNode())
+                RunBulkUpdate(*this, m_port, *suite, command);
             break;
         case Operation::Back:
             m_page->back();
@@ -490,9 +503,11 @@ void MainWindow::RunCommand(int command) {
             m_page->forward();
             break;
         case Operation::SelectAll:
-            // Only the page has a whole to select; elsewhere the key does nothing.
+            // The page selects its text, the list all its rows; elsewhere the key does nothing.
             if (m_page->hasFocus() || m_page->isAncestorOf(QApplication::focusWidget()))
                 m_page->triggerPageAction(QWebEnginePage::SelectAll);
+            else if (ListActive())
+                m_list->selectAll();
             break;
         case Operation::Print:
             Print();

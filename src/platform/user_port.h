@@ -15,6 +15,7 @@
 // was there before, and tells the user it was cancelled.
 
 #include <string>
+#include <vector>
 
 namespace vantorel {
 
@@ -44,6 +45,20 @@ public:
     // Set while the caller waits for a worker to end: a port where workers wait for the user
     // lets them go on as if told, or answered No, so the two never wait for each other.
     virtual void SetWorkersReleased(bool /*released*/) {}
+};
+
+// A port for work that speaks to nobody: questions are answered No, and what would have been
+// told or asked is kept for the caller to report or drop.
+class KeepingPort : public UserPort {
+public:
+    void tell(const Notice& notice) override { told.push_back(notice); }
+    bool ask(const Notice& question) override {
+        told.push_back(question);
+        return false;
+    }
+    void progress(int, int) override {}
+
+    std::vector<Notice> told;
 };
 
 // Runs wait (the join of workers that may be telling or asking the user something) with every

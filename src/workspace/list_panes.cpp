@@ -300,22 +300,14 @@ private:
     int m_folderFd = -1;
 };
 
-// Quiet: a list's totals never speak to the user; an unreadable document is simply not
-// counted.
-class QuietPort : public UserPort {
-public:
-    void tell(const Notice&) override {}
-    bool ask(const Notice&) override { return false; }
-    void progress(int, int) override {}
-};
-
 struct Totals {
     std::int64_t testCases = 0, expected = 0, actual = 0, reports = 0;
     std::array<std::int64_t, kMeaningCount> perMeaning{};
 };
 
 std::optional<Totals> ProjectTotals(const ListRequest& request, const TreeNode& folder) {
-    QuietPort quiet;
+    // A list's totals never speak to the user; an unreadable document is simply not counted.
+    KeepingPort quiet;
     StatusReport report({quiet, *request.custom});
     ReportRequest walk;
     walk.filter = request.filter;

@@ -1,14 +1,17 @@
 // The list pane: a folder's items as a table, sorted, filtered by the toolbar's filter,
 // following the disk, and the selection commands on its rows.
 
+#include <QCheckBox>
 #include <QHeaderView>
 #include <QLabel>
 #include <QMenu>
 #include <QSignalSpy>
 
 #include "desktop/tree/tree_actions.h"
+#include "desktop/widgets/field_widgets.h"
 #include "gui_test.h"
 #include "storage/locks.h"
+#include "support/temp_dir.h"
 #include "window_fixture.h"
 
 namespace vantorel {
@@ -100,6 +103,44 @@ private slots:
         QCOMPARE(list.Model().RowAt(0)->node.label, std::string("CART-002"));
         // The tree stays on the suite.
         QCOMPARE(open->window->CurrentNode()->path, suite);
+    }
+
+    void SelectedRowsAreEditedAtOnceAndASuiteUpdatesAllItsTestCases() {
+        auto open = Open();
+        MainWindow& window = *open->window;
+        const fs::path suite = open->database / "Projects/Release 2.0/Project Test Cases/Checkout";
+        ListPaneView& list = ShowFolder(*open, suite.lexically_relative(open->database));
+        list.selectAll();
+        window.FocusList();
+        // The build is set on the three; the untouched fields keep each item's own value.
+        WhenModalOpens([](QDialog& dialog) {
+            FieldControl build;
+            build.text = "7.1";
+            dialog.findChild<FieldWidget*>("build_tested")->Show(build);
+            dialog.findChild<QCheckBox*>("tick_build_tested")->setChecked(true);
+            dialog.accept();
+        });
+        window.RunCommand(ID_EDIT_PROPERTIES);
+        QTRY_VERIFY(!window.Actions().TransferRunning());
+        QVERIFY(open->port.notices.back().text.starts_with("3 test cases changed."));
+        const std::string chk6 = testing::ReadFile(suite / "CHK-006.vtl");
+        QVERIFY(chk6.find("<build_tested>7.1</build_tested>") != std::string::npos);
+        QVERIFY(chk6.find("<test_status>Fail</test_status>") != std::string::npos);
+
+        // "Update all test cases" of a library suite: its one field on every test case.
+        const fs::path login = open->database / "Test Cases" / "Login";
+        window.SelectPath(login);
+        WhenModalOpens([](QDialog& dialog) {
+            FieldControl priority;
+            priority.text = "Lowest";
+            dialog.findChild<FieldWidget*>("priority")->Show(priority);
+            dialog.accept();
+        });
+        window.RunCommand(ID_BULK_UPDATE_FIRST + 2);
+        QTRY_VERIFY(!window.Actions().TransferRunning());
+        QVERIFY(open->port.notices.back().text.starts_with("6 test cases changed."));
+        QVERIFY(testing::ReadFile(login / "LOG-004.vtl").find("<priority>Lowest</priority>") !=
+                std::string::npos);
     }
 
     void ARowsContextMenuActsOnTheListsSelection() {

@@ -9,6 +9,8 @@
 #include "desktop/command_actions.h"
 #include "desktop/lists/list_pane_view.h"
 #include "desktop/main_window.h"
+#include "documents/field_dialog.h"
+#include "workspace/multi_edit.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
@@ -166,8 +168,18 @@ QMenu* TreeActions::ContextMenuFor(const TreeNode& node, QWidget* parent) {
         if (item.command == 0 && item.label.empty()) {
             menu->addSeparator();
         } else if (item.command == 0) {
-            // Filled at run time by the bulk updates, which this program doesn't offer yet.
-            menu->addMenu(label)->setEnabled(false);
+            // "Update all test cases": one command per field the bulk updates set.
+            QMenu* updates = menu->addMenu(label);
+            for (int command = ID_BULK_UPDATE_FIRST; command <= ID_BULK_UPDATE_LAST; ++command)
+                if (const std::optional<FieldDescriptor> field = BulkUpdateField(command)) {
+                    QAction* action = updates->addAction(
+                        QString::fromStdString(DialogCaption(*field, m_window.TheShell().Custom()) +
+                                               "...")
+                            .replace('&', "&&"));
+                    action->setData(command);
+                    connect(action, &QAction::triggered, this,
+                            [this, command] { m_window.RunCommand(command); });
+                }
         } else {
             QAction* action = menu->addAction(label);
             action->setData(item.command);
