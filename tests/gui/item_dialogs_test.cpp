@@ -398,7 +398,7 @@ private slots:
         window.TheShell().Configuration().Settings().incrementalNew = true;
         const fs::path suite = open->database / "Test Cases" / "Login";
         window.SelectPath(suite);
-        QTRY_VERIFY(gui_test::PageText(window.Page()).contains("Login"));
+        QTRY_VERIFY_WITH_TIMEOUT(gui_test::PageText(window.Page()).contains("Login"), 20000);
         QString id;
         bool idReadOnly = true;
         WhenModalOpens([&](QDialog& dialog) {
@@ -415,7 +415,7 @@ private slots:
         QVERIFY(!fs::exists(suite / "LOG-007.tmp"));
         QCOMPARE(window.CurrentNode()->path, made);
         // The pane shows the new item, not the suite it was made from.
-        QTRY_VERIFY(gui_test::PageText(window.Page()).contains("Log out"));
+        QTRY_VERIFY_WITH_TIMEOUT(gui_test::PageText(window.Page()).contains("Log out"), 20000);
 
         // A suite made from a project goes into its test cases.
         const fs::path project = open->database / "Projects" / "Release 2.0";

@@ -251,7 +251,7 @@ private slots:
         QCOMPARE(steps.back(), std::make_pair(0, 0));
         QVERIFY(w.open->port.notices.empty());
         // The pane shows what the tree selected.
-        QTRY_VERIFY(gui_test::PageText(w.window.Page()).contains("Login"));
+        QTRY_VERIFY_WITH_TIMEOUT(gui_test::PageText(w.window.Page()).contains("Login"), 20000);
 
         // A paste converts as the drop does.
         fs::remove(cases / "Login" / "LOG-002.vtl");

@@ -67,13 +67,18 @@ namespace {
 
 template <typename Ask>
 QString PageAnswer(Ask ask) {
-    QString answer;
-    bool done = false;
-    ask([&](const QString& result) {
-        answer = result;
-        done = true;
+    // Shared with the callback: an answer that comes after the wait gave up (a loaded machine)
+    // must not write into this frame, gone by then.
+    struct Answer {
+        QString text;
+        bool done = false;
+    };
+    auto answer = std::make_shared<Answer>();
+    ask([answer](const QString& result) {
+        answer->text = result;
+        answer->done = true;
     });
-    return QTest::qWaitFor([&] { return done; }, 10000) ? answer : QString();
+    return QTest::qWaitFor([&] { return answer->done; }, 10000) ? answer->text : QString();
 }
 
 }  // namespace
