@@ -77,6 +77,7 @@ bool CommandActions::Available(Operation operation) {
         case Operation::ExportProjectTestCasesCsv:
         case Operation::ExportTestListReportCsv:
         case Operation::BulkUpdate:
+        case Operation::SetTotalExpectedDuration:
             return true;
         default:
             return ItemDialogs::Handles(operation) || FilterDialogs::Handles(operation);

@@ -496,6 +496,10 @@ void MainWindow::RunCommand(int command) {
             if (const std::optional<TreeNode> suite = ActiveNode())
                 RunBulkUpdate(*this, m_port, *suite, command);
             break;
+        case Operation::SetTotalExpectedDuration:
+            if (const std::optional<TreeNode> suite = ActiveNode())
+                RunSetTotalDuration(*this, m_port, *suite);
+            break;
         case Operation::Back:
             m_page->back();
             break;

@@ -83,9 +83,9 @@ std::optional<MultiEditSet> MultiEditSelection(const std::vector<TreeNode>& sele
     return set;
 }
 
-MultiEditSet SuiteTestCases(const fs::path& suite) {
-    MultiEditSet set{TV_TEST_TEST_DOC, {}};
-    WalkItems(suite, [&](const fs::path& folder, ItemListing& listing) {
+MultiEditSet SuiteTestCases(const TreeNode& suite) {
+    MultiEditSet set{suite.kind == TV_PRJ_SUITE_FLD ? TV_PRJ_TEST_DOC : TV_TEST_TEST_DOC, {}};
+    WalkItems(suite.path, [&](const fs::path& folder, ItemListing& listing) {
         for (const FolderEntry& entry : listing.documents)
             set.items.push_back(folder / entry.name);
         return true;
@@ -96,8 +96,16 @@ MultiEditSet SuiteTestCases(const fs::path& suite) {
 MultiEditOutcome ApplyMultiEdit(const MultiEditSet& set, const std::vector<FieldChange>& changes,
                                 const EditorContext& context, std::stop_token stop,
                                 const std::function<void()>& step) {
+    return ApplyMultiEdit(
+        set, [&changes](std::size_t) { return changes; }, context, stop, step);
+}
+
+MultiEditOutcome ApplyMultiEdit(const MultiEditSet& set, const ChangesOf& changesOf,
+                                const EditorContext& context, std::stop_token stop,
+                                const std::function<void()>& step) {
     MultiEditOutcome outcome;
-    for (const fs::path& item : set.items) {
+    for (std::size_t index = 0; index < set.items.size(); ++index) {
+        const fs::path& item = set.items[index];
         if (stop.stop_requested()) {
             outcome.stopped = true;
             break;
@@ -128,7 +136,7 @@ MultiEditOutcome ApplyMultiEdit(const MultiEditSet& set, const std::vector<Field
                      ? "could not be opened"
                      : quiet.told.front().text.substr(0, quiet.told.front().text.find('\n')));
         } else {
-            for (const FieldChange& change : changes) {
+            for (const FieldChange& change : changesOf(index)) {
                 FieldControl& control = editor->Control(change.tag);
                 control.text = change.value.text;
                 control.date = change.value.date;
@@ -149,6 +157,22 @@ MultiEditOutcome ApplyMultiEdit(const MultiEditSet& set, const std::vector<Field
             step();
     }
     return outcome;
+}
+
+std::vector<std::string> ExpectedDurations(int totalMinutes, std::size_t count, bool spread) {
+    std::vector<std::string> durations;
+    const int items = static_cast<int>(count);
+    for (int item = 0; item < items; ++item) {
+        const int minutes =
+            spread ? totalMinutes / items + (item < totalMinutes % items ? 1 : 0) : totalMinutes;
+        durations.push_back(StoredDuration({minutes / 60, minutes % 60}));
+    }
+    return durations;
+}
+
+Notice EmptySuiteNotice(const std::string& suite) {
+    return {"The suite " + suite + " holds no test cases, in itself or in its sub-suites.",
+            "No test cases", Icon::Information};
 }
 
 Notice MultiEditSummary(const MultiEditOutcome& outcome) {

@@ -41,8 +41,9 @@ struct MultiEditSet {
 std::optional<MultiEditSet> MultiEditSelection(const std::vector<TreeNode>& selected,
                                                UserPort& port);
 
-// Every test case of a library suite and its sub-suites, for a bulk update.
-MultiEditSet SuiteTestCases(const std::filesystem::path& suite);
+// Every test case of a suite and its sub-suites (library test cases for a library suite,
+// project test cases for a project's), for a bulk update.
+MultiEditSet SuiteTestCases(const TreeNode& suite);
 
 struct FieldChange {
     std::string tag;
@@ -62,6 +63,18 @@ struct MultiEditOutcome {
 MultiEditOutcome ApplyMultiEdit(const MultiEditSet& set, const std::vector<FieldChange>& changes,
                                 const EditorContext& context, std::stop_token stop,
                                 const std::function<void()>& step);
+// The same with changes of their own for each item, by its place in set.
+using ChangesOf = std::function<std::vector<FieldChange>(std::size_t item)>;
+MultiEditOutcome ApplyMultiEdit(const MultiEditSet& set, const ChangesOf& changesOf,
+                                const EditorContext& context, std::stop_token stop,
+                                const std::function<void()>& step);
+
+// "Set total expected duration...": count expected durations ("HH:MM") that add up to
+// totalMinutes, shared out evenly with the first ones a minute longer where it doesn't divide;
+// or, not spread, each the whole total.
+std::vector<std::string> ExpectedDurations(int totalMinutes, std::size_t count, bool spread);
+// Told instead of the dialog when the suite holds no test case.
+Notice EmptySuiteNotice(const std::string& suite);
 
 // What the user is told once it has run.
 Notice MultiEditSummary(const MultiEditOutcome& outcome);

@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QMenu>
 #include <QSignalSpy>
+#include <QSpinBox>
 
 #include "desktop/tree/tree_actions.h"
 #include "desktop/widgets/field_widgets.h"
@@ -140,6 +141,19 @@ private slots:
         QTRY_VERIFY(!window.Actions().TransferRunning());
         QVERIFY(open->port.notices.back().text.starts_with("6 test cases changed."));
         QVERIFY(testing::ReadFile(login / "LOG-004.vtl").find("<priority>Lowest</priority>") !=
+                std::string::npos);
+
+        // An hour shared out among the suite's six test cases, two of which took ten minutes
+        // already.
+        WhenModalOpens([](QDialog& dialog) {
+            dialog.findChild<QSpinBox*>("totalHours")->setValue(1);
+            dialog.accept();
+        });
+        window.RunCommand(ID_SET_TOTAL_DURATION);
+        QTRY_VERIFY(!window.Actions().TransferRunning());
+        QCOMPARE(open->port.notices.back().text,
+                 std::string("4 test cases changed, 2 already held the values."));
+        QVERIFY(testing::ReadFile(login / "LOG-006.vtl").find("<test_duration>00:10<") !=
                 std::string::npos);
     }
 

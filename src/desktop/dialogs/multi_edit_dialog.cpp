@@ -3,7 +3,11 @@
 #include <QCheckBox>
 #include <QDialogButtonBox>
 #include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QRadioButton>
 #include <QScrollArea>
+#include <QSpinBox>
 #include <QVBoxLayout>
 #include <set>
 
@@ -22,13 +26,14 @@ QString Text(const std::string& text) {
     return QString::fromStdString(text);
 }
 
-// Runs the engine over the items make gives (read on the worker) with the changes, then reads
-// the folders again and shows the page anew.
+// Runs the engine over the items make gives (read on the worker) with the changes changesFor
+// gives them, then reads the folders again and shows the page anew.
+using ChangesFor = std::function<ChangesOf(const MultiEditSet& set)>;
 void StartMultiEdit(MainWindow& window, UserPort& port, std::function<MultiEditSet()> make,
-                    std::vector<FieldChange> changes, std::vector<fs::path> refresh) {
+                    ChangesFor changesFor, std::vector<fs::path> refresh) {
     Shell& shell = window.TheShell();
     window.Actions().RunJob(
-        [port = &port, make = std::move(make), changes = std::move(changes),
+        [port = &port, make = std::move(make), changesFor = std::move(changesFor),
          custom = shell.SharedCustom(), identity = shell.Identity(),
          autoAddUser = shell.Configuration().Settings().autoAddUser](std::stop_token stop) {
             const MultiEditSet set = make();
@@ -39,10 +44,16 @@ void StartMultiEdit(MainWindow& window, UserPort& port, std::function<MultiEditS
             port->progress(0, total);
             TransferResult result;
             result.failures.push_back(MultiEditSummary(ApplyMultiEdit(
-                set, changes, context, stop, [&] { port->progress(++done, total); })));
+                set, changesFor(set), context, stop, [&] { port->progress(++done, total); })));
             return result;
         },
         std::move(refresh), [&window] { window.Page().Reshow(); });
+}
+
+ChangesFor Same(std::vector<FieldChange> changes) {
+    return [changes = std::move(changes)](const MultiEditSet&) -> ChangesOf {
+        return [changes](std::size_t) { return changes; };
+    };
 }
 
 }  // namespace
@@ -134,7 +145,7 @@ void RunMultiEdit(MainWindow& window, UserPort& port, const std::vector<TreeNode
     std::set<fs::path> folders;
     for (const fs::path& item : set->items)
         folders.insert(item.parent_path());
-    StartMultiEdit(window, port, [set = *set] { return set; }, dialog.Changes(),
+    StartMultiEdit(window, port, [set = *set] { return set; }, Same(dialog.Changes()),
                    {folders.begin(), folders.end()});
 }
 
@@ -153,8 +164,64 @@ void RunBulkUpdate(MainWindow& window, UserPort& port, const TreeNode& suite, in
                            &window, 1);
     if (dialog.exec() != QDialog::Accepted)
         return;
-    StartMultiEdit(window, port, [path = suite.path] { return SuiteTestCases(path); },
-                   dialog.Changes(), {suite.path});
+    StartMultiEdit(window, port, [suite] { return SuiteTestCases(suite); }, Same(dialog.Changes()),
+                   {suite.path});
+}
+
+void RunSetTotalDuration(MainWindow& window, UserPort& port, const TreeNode& suite) {
+    if (suite.kind != TV_TEST_SUITE_FLD && suite.kind != TV_PRJ_SUITE_FLD)
+        return;
+    std::size_t count = 0;
+    RunOffWindowThread([&] { count = SuiteTestCases(suite).items.size(); });
+    if (count == 0) {
+        port.tell(EmptySuiteNotice(suite.label));
+        return;
+    }
+    QDialog dialog(&window);
+    dialog.setObjectName("totalDurationDialog");
+    dialog.setWindowTitle(Text("Vantorel - Set total expected duration [" + suite.label + "]"));
+    auto* hours = new QSpinBox;
+    hours->setObjectName("totalHours");
+    hours->setRange(0, 999);
+    auto* minutes = new QSpinBox;
+    minutes->setObjectName("totalMinutes");
+    minutes->setRange(0, 59);
+    auto* spread =
+        new QRadioButton(QString("&Share it out evenly among the %1 test cases").arg(count));
+    spread->setObjectName("shareTotal");
+    spread->setChecked(true);
+    auto* each = new QRadioButton("&Give each test case this duration");
+    auto* time = new QHBoxLayout;
+    time->addWidget(new QLabel("&Hours"));
+    time->addWidget(hours);
+    time->addWidget(new QLabel("&Minutes"));
+    time->addWidget(minutes);
+    time->addStretch();
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
+    QObject::connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
+    QObject::connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
+    auto* layout = new QVBoxLayout(&dialog);
+    layout->addWidget(new QLabel(QString("Expected duration of the suite and its sub-suites "
+                                         "(%1 test cases):")
+                                     .arg(count)));
+    layout->addLayout(time);
+    layout->addWidget(spread);
+    layout->addWidget(each);
+    layout->addWidget(buttons);
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    const int total = hours->value() * 60 + minutes->value();
+    StartMultiEdit(
+        window, port, [suite] { return SuiteTestCases(suite); },
+        [total, share = spread->isChecked()](const MultiEditSet& set) -> ChangesOf {
+            return
+                [durations = ExpectedDurations(total, set.items.size(), share)](std::size_t item) {
+                    FieldChange change{"<test_duration>", {}};
+                    change.value.text = durations[item];
+                    return std::vector{change};
+                };
+        },
+        {suite.path});
 }
 
 }  // namespace vantorel

@@ -48,5 +48,8 @@ void RunMultiEdit(MainWindow& window, UserPort& port, const std::vector<TreeNode
 // A command of a library suite's "Update all test cases": its one field on every test case
 // of the suite and its sub-suites.
 void RunBulkUpdate(MainWindow& window, UserPort& port, const TreeNode& suite, int command);
+// "Set total expected duration...": a total shared out among the test cases of the suite and
+// its sub-suites, or given to each.
+void RunSetTotalDuration(MainWindow& window, UserPort& port, const TreeNode& suite);
 
 }  // namespace vantorel

@@ -92,7 +92,7 @@ TEST_F(MultiEditTest, ABulkUpdateReachesEveryTestCaseOfTheSuiteAndAStopEndsBetwe
         }
     const std::optional<FieldDescriptor> priority = BulkUpdateField(ID_BULK_UPDATE_FIRST + 2);
     ASSERT_TRUE(priority && !BulkUpdateField(ID_BULK_UPDATE_LAST + 1));
-    const MultiEditSet set = SuiteTestCases(suite);
+    const MultiEditSet set = SuiteTestCases({suite, TV_TEST_SUITE_FLD, "Login"});
     ASSERT_EQ(set.items.size(), 4u);
     const MultiEditOutcome outcome =
         ApplyMultiEdit(set, {Set(priority->tag, "Highest")}, Context(), {}, {});
@@ -105,6 +105,17 @@ TEST_F(MultiEditTest, ABulkUpdateReachesEveryTestCaseOfTheSuiteAndAStopEndsBetwe
                                                     stop.get_token(), [&] { stop.request_stop(); });
     EXPECT_TRUE(stopped.stopped);
     EXPECT_EQ(stopped.changed, 1u);
+
+    // A total of 2:05 over the four: 32 minutes for the first, 31 for the others.
+    const std::vector<std::string> durations = ExpectedDurations(125, set.items.size(), true);
+    EXPECT_EQ(durations, (std::vector<std::string>{"00:32", "00:31", "00:31", "00:31"}));
+    EXPECT_EQ(ExpectedDurations(125, 2, false), (std::vector<std::string>{"02:05", "02:05"}));
+    const MultiEditOutcome spread = ApplyMultiEdit(
+        set, [&](std::size_t item) { return std::vector{Set("<test_duration>", durations[item])}; },
+        Context(), {}, {});
+    EXPECT_EQ(spread.changed, 4u);
+    EXPECT_NE(ReadFile(set.items[0]).find("<test_duration>00:32</test_duration>"),
+              std::string::npos);
 }
 
 }  // namespace
