@@ -318,7 +318,13 @@ bool CanDrop(NodeKind item, NodeKind target) {
 
 bool IsConversionDrop(NodeKind item, NodeKind target) {
     return (item == TV_TEST_TEST_DOC || item == TV_TEST_SUITE_FLD) &&
-           (target == TV_PRJ_TEST_FLD || target == TV_PRJ_SUITE_FLD);
+           (target == TV_PRJ_TEST_FLD || target == TV_PRJ_SUITE_FLD || target == TV_PRJ_PRJ_FLD);
+}
+
+TreeNode ConversionTarget(const TreeNode& target) {
+    if (target.kind != TV_PRJ_PRJ_FLD)
+        return target;
+    return {target.path / "Project Test Cases", TV_PRJ_TEST_FLD, "Project Test Cases"};
 }
 
 namespace {
@@ -595,10 +601,12 @@ std::optional<TreeNode> Duplicate(const fs::path& databaseDir, const TreeNode& i
     return TreeNode{placed, NodeKindOf(databaseDir, placed), name};
 }
 
-bool ConvertDroppedTestCases(const TreeNode& item, const TreeNode& target, EditorContext context,
-                             const std::function<void()>& step, std::stop_token stop) {
-    if (!IsConversionDrop(item.kind, target.kind))
+bool ConvertDroppedTestCases(const TreeNode& item, const TreeNode& dropTarget,
+                             EditorContext context, const std::function<void()>& step,
+                             std::stop_token stop) {
+    if (!IsConversionDrop(item.kind, dropTarget.kind))
         return false;
+    const TreeNode target = ConversionTarget(dropTarget);
     const fs::path destination = target.path / item.path.filename();
     if (HeldByBin(target.path, item.path.filename().string())) {
         context.port.tell(HeldByBinNotice(item.label, "Unable to copy"));
@@ -667,7 +675,7 @@ TransferResult RunConversions(const std::vector<ConversionDrop>& drops, EditorCo
         if (stop.stop_requested())
             break;
         ConvertDroppedTestCases(drop.item, drop.target, context, step, stop);
-        result.written.push_back(drop.target.path / drop.item.path.filename());
+        result.written.push_back(ConversionTarget(drop.target).path / drop.item.path.filename());
     }
     if (stop.stop_requested()) {
         result.stopped = true;

@@ -68,6 +68,9 @@ bool SameFamily(NodeKind item, NodeKind target);
 // True when item may be dropped on target (a test case onto a project's tree is a conversion).
 bool CanDrop(NodeKind item, NodeKind target);
 bool IsConversionDrop(NodeKind item, NodeKind target);
+// Where a conversion drop on target writes: a project's "Project Test Cases" for the project
+// itself, else target.
+TreeNode ConversionTarget(const TreeNode& target);
 
 // Runs a plan; step is called once per file written. Stops between files when asked.
 TransferResult RunTransfer(const TransferPlan& plan, const std::function<void()>& step,

@@ -149,9 +149,15 @@ private slots:
         const fs::path checkout =
             fs::path("Projects") / "Mobile launch" / "Project Test Cases" / "Checkout";
         const fs::path item = checkout / "CHK-001.vtl";
-        bob.window.SelectPath(mounted / item);
+        // His tree may not have read that folder through the mount yet: selected once it has.
+        QTRY_VERIFY_WITH_TIMEOUT((bob.window.SelectPath(mounted / item),
+                                  bob.window.CurrentNode()->path == mounted / item),
+                                 20000);
         // The web view's first page, beside other test programs, can take a while.
-        QTRY_VERIFY_WITH_TIMEOUT(gui_test::PageText(bob.window.Page()).contains("CHK-001"), 20000);
+        QString shown;
+        QTRY_VERIFY2_WITH_TIMEOUT(
+            (shown = gui_test::PageText(bob.window.Page())).contains("CHK-001"),
+            qPrintable(bob.window.Page().url().toString() + "\n" + shown), 20000);
         QVERIFY(!gui_test::PageText(bob.window.Page()).contains("Declined by the bank"));
         alice.window.SelectPath(database / item);
 

@@ -263,6 +263,13 @@ private slots:
         QVERIFY(testing::ReadFile(cases / "Login" / "LOG-002.vtl").find("<project_test_case>") !=
                 std::string::npos);
         QVERIFY(w.open->port.notices.empty());
+
+        // Dropped on the project's own node: into its "Project Test Cases".
+        QVERIFY(w.Drop(w.login / "LOG-003.vtl", cases.parent_path(), Qt::CopyAction));
+        QTRY_VERIFY(!w.window.Actions().TransferRunning() &&
+                    w.model.IndexOf(cases / "LOG-003.vtl").isValid());
+        QVERIFY(testing::ReadFile(cases / "LOG-003.vtl").find("<project_test_case>") !=
+                std::string::npos);
     }
 
     void CancellingALongPasteLeavesNoHalfCopy() {

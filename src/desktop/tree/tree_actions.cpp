@@ -259,7 +259,7 @@ void TreeActions::Paste() {
             return clipboard.Empty() ? std::optional(TransferPlan{})
                                      : PlanPaste(clipboard, target, port);
         },
-        {{target->path}, true, {}}, std::move(conversions));
+        {{target->path, ConversionTarget(*target).path}, true, {}}, std::move(conversions));
 }
 
 // A duplicate or delete of a whole suite reads and writes thousands of files: both run on the
@@ -394,7 +394,7 @@ void TreeActions::RunDrops() {
         // the project test case's editor on the worker, which may ask.
         if (IsConversionDrop(drop.item.kind, drop.target.kind)) {
             conversions.push_back({drop.item, drop.target});
-            transfer.refresh.push_back(drop.target.path);
+            transfer.refresh.push_back(ConversionTarget(drop.target).path);
         } else {
             transfers.push_back(drop);
             transfer.refresh.push_back(drop.item.path.parent_path());
