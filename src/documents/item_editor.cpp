@@ -161,6 +161,10 @@ std::string ItemEditor::WindowTitle(bool editing) const {
     return text;
 }
 
+std::string ItemEditor::SheetTitle() const {
+    return m_kind.sheetCaption.empty() ? WindowTitle(true) : std::string(m_kind.sheetCaption);
+}
+
 bool ItemEditor::OpenExisting(const std::filesystem::path& path) {
     m_lock = EditLock::Acquire(path, m_context.port, m_context.identity);
     if (!m_lock)

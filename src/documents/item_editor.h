@@ -55,6 +55,9 @@ struct ItemKind {
     std::string_view idPrefix;    // automatic identifiers of a folder without any
     ItemTexts texts;
     std::string_view helpPage;  // the dialog's page of the help, "Test_Cases.htm"
+    // A dialog that is a property sheet of its own caption ("Vantorel - Project Test Case
+    // Properties"); empty for those captioned by WindowTitle.
+    std::string_view sheetCaption = {};
 };
 
 // What every editor needs from its surroundings; tests replace the clock and the identity.
@@ -147,6 +150,8 @@ public:
 
     // "Vantorel - <noun> - Edit [title]", the title cut at 75 characters.
     std::string WindowTitle(bool editing) const;
+    // The caption of the item's dialog: its kind's sheet caption, else WindowTitle.
+    std::string SheetTitle() const;
 
     // True when any control differs from what was loaded.
     bool UpdateRequired() const;

@@ -97,9 +97,14 @@ static ItemTexts ProjectTestCaseTexts() {
 }
 
 const ItemKind& PrjTestCaseKind() {
-    static const ItemKind kind{
-        "<project_test_case>",  PrjTestCaseFields(),     "Project Test Case", 1, "TC",
-        ProjectTestCaseTexts(), "Project_Test_Cases.htm"};
+    static const ItemKind kind{"<project_test_case>",
+                               PrjTestCaseFields(),
+                               "Project Test Case",
+                               1,
+                               "TC",
+                               ProjectTestCaseTexts(),
+                               "Project_Test_Cases.htm",
+                               "Vantorel - Project Test Case Properties"};
     return kind;
 }
 

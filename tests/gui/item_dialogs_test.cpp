@@ -142,7 +142,9 @@ private slots:
         QString attempts, testers;
         QDate lastAttempt;
         bool notApplicable = true;
+        QString caption;
         WhenModalOpens([&](QDialog& dialog) {
+            caption = dialog.windowTitle();
             viewFaultGreyed = !dialog.findChild<QPushButton*>("viewFaultReport")->isEnabled();
             dialog.findChild<QPushButton*>("addFaultReport")->click();
             historyRows = dialog.findChild<QTableWidget*>("historyTable")->rowCount();
@@ -167,6 +169,7 @@ private slots:
         QVERIFY(!notApplicable);
         QVERIFY2(testers.endsWith(QString::fromStdString(tester)), qPrintable(testers));
         QVERIFY(viewFaultGreyed);
+        QCOMPARE(caption, QString("Vantorel - Project Test Case Properties"));
         QCOMPARE(open->port.notices.size(), std::size_t{1});
         QCOMPARE(open->port.notices[0].caption, std::string("Error opening application"));
         QVERIFY(open->port.notices[0].text.find("--project \"Mobile launch\"") !=

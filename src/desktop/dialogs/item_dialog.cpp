@@ -58,7 +58,7 @@ ItemDialog::ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& cust
       m_port(port),
       m_textTools(new DialogTextTools(*this, settings, folders, port)) {
     setObjectName("itemDialog");
-    setWindowTitle(Text(m_editor->WindowTitle(true)));
+    setWindowTitle(Text(m_editor->SheetTitle()));
     m_prjTestCase = dynamic_cast<PrjTestCase*>(m_editor.get());
     auto* layout = new QVBoxLayout(this);
 
