@@ -3,7 +3,6 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <cctype>
 #include <memory>
 
 #include "documents/test_group.h"
@@ -43,19 +42,28 @@ Notice UnreadableDocument(const fs::path& document) {
 
 // Puts a visible line saying the document can't be read first in the page's body, so the
 // pane is never blank whatever the template shows of an empty item.
-std::string WithFailureLine(std::string html, const fs::path& document) {
-    const std::string line = "<p class=\"LoadFailure\">Unable to open the test case, " +
-                             NameHtml(document.string()) + "</p>\n";
-    std::size_t at = 0;
+// Where the body of html begins: just after its <body> tag, or 0 for a page without one.
+std::size_t BodyStart(const std::string& html) {
     for (std::size_t tag = html.find('<'); tag != std::string::npos; tag = html.find('<', tag + 1))
         if (strncasecmp(html.c_str() + tag, "<body", 5) == 0 &&
             (html[tag + 5] == '>' || html[tag + 5] == ' ')) {
             const std::size_t close = html.find('>', tag);
-            at = close == std::string::npos ? html.size() : close + 1;
-            break;
+            return close == std::string::npos ? html.size() : close + 1;
         }
+    return 0;
+}
+
+// html with line as the first line of its body.
+std::string WithFirstLine(std::string html, const std::string& line) {
+    const std::size_t at = BodyStart(html);
     html.insert(at, (at > 0 && html[at - 1] != '\n' ? "\n" : "") + line);
     return html;
+}
+
+std::string WithFailureLine(std::string html, const fs::path& document) {
+    return WithFirstLine(std::move(html),
+                         "<p class=\"LoadFailure\">Unable to open the test case, " +
+                             NameHtml(document.string()) + "</p>\n");
 }
 
 // The levels of path below the database.
@@ -390,24 +398,16 @@ NodePage DesktopPage(const NodePageRequest& request) {
 }
 
 std::string PagesToPrint(const std::vector<std::string>& pages) {
-    auto find = [](const std::string& page, std::string_view tag, std::size_t from) {
-        const auto found = std::search(page.begin() + static_cast<std::ptrdiff_t>(from), page.end(),
-                                       tag.begin(), tag.end(), [](char a, char b) {
-                                           return std::tolower(static_cast<unsigned char>(a)) ==
-                                                  std::tolower(static_cast<unsigned char>(b));
-                                       });
-        return found == page.end() ? std::string::npos
-                                   : static_cast<std::size_t>(found - page.begin());
-    };
     std::string printed;
     for (const std::string& page : pages) {
-        // What lies between the body's tags; a page without them is all body.
-        std::size_t begin = 0;
-        if (const std::size_t tag = find(page, "<body", 0); tag != std::string::npos) {
-            const std::size_t close = page.find('>', tag);
-            begin = close == std::string::npos ? page.size() : close + 1;
-        }
-        const std::size_t end = std::min(find(page, "</body", begin), page.size());
+        const std::size_t begin = BodyStart(page);
+        std::size_t end = page.size();
+        for (std::size_t tag = page.find("</", begin); tag != std::string::npos;
+             tag = page.find("</", tag + 1))
+            if (strncasecmp(page.c_str() + tag, "</body", 6) == 0) {
+                end = tag;
+                break;
+            }
         if (printed.empty())
             printed = page.substr(0, begin);
         else
