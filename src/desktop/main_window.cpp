@@ -16,6 +16,7 @@
 #include "desktop/dialogs/customize_sheet.h"
 #include "desktop/dialogs/deleted_items_dialog.h"
 #include "desktop/dialogs/filter_dialogs.h"
+#include "desktop/dialogs/item_dialog.h"
 #include "desktop/dialogs/item_dialogs.h"
 #include "desktop/dialogs/junit_import_dialog.h"
 #include "desktop/dialogs/multi_edit_dialog.h"
@@ -120,6 +121,10 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, UserIdentity identi
     });
     connect(m_page, &PageView::itemRequested, this,
             [this](const fs::path& item) { SelectPath(item); });
+    connect(m_page, &PageView::addBugRequested, this, [this](const fs::path& item) {
+        RunLinkedCommand(m_shell.Configuration().Settings(), LinkedCommand::AddFaultReport, item,
+                         m_port);
+    });
     connect(m_reportView, &ReportView::itemRequested, this,
             [this](const fs::path& item) { SelectPath(item); });
     m_splitter->setObjectName("splitter");
@@ -266,8 +271,9 @@ PageSource MainWindow::CurrentPageSource() {
     VantorelDatabase& database = m_shell.Database();
     if (!database.IsOpen())
         return {};
+    const ConfigSettings& settings = m_shell.Configuration().Settings();
     return {database.Directory(), m_shell.SharedCustom(),
-            m_shell.Folders().StylesFolder() / m_shell.Configuration().Settings().templatePath};
+            m_shell.Folders().StylesFolder() / settings.templatePath, !settings.addBugPath.empty()};
 }
 
 void MainWindow::AfterDatabaseChange() {
@@ -311,6 +317,9 @@ void MainWindow::ShowNewCustomisation() {
 
 void MainWindow::ApplyOptions() {
     m_model.SetStatusIcons(m_shell.Configuration().Settings().changeIconsInTreeview);
+    // "Add Bug" comes or goes with the fault report command.
+    m_page->SetSource(CurrentPageSource());
+    m_page->Reshow();
 }
 
 void MainWindow::RunSetUserDialog() {

@@ -263,6 +263,11 @@ NodePage ItemNodePage(const NodePageRequest& request, ItemPage item) {
     frame.Load(request.styleFolder / item.templateName);
     NodePage page;
     page.html = DesktopLinks(item.core->Render(frame, settings), request.databaseDir);
+    if (request.addBugLink && request.node.kind == TV_PRJ_TEST_DOC)
+        page.html = WithFirstLine(std::move(page.html),
+                                  "<p class=\"AddBug\"><a href=\"" +
+                                      AddBugLink(request.databaseDir, request.node.path) +
+                                      "\">Add Bug</a></p>\n");
     if (!item.read) {
         page.failure = UnreadableDocument(request.node.path);
         page.html = WithFailureLine(std::move(page.html), request.node.path);
@@ -395,6 +400,31 @@ NodePage DesktopPage(const NodePageRequest& request) {
             // The roots and "Project Test Cases": their items.
             return FolderPage(request);
     }
+}
+
+namespace {
+
+// An "Add Bug" link is an item link with this first level, which no item of a database has.
+constexpr std::string_view kAddBugLevel = ".addbug/";
+
+}  // namespace
+
+std::string AddBugLink(const fs::path& databaseDir, const fs::path& item) {
+    std::string link = ItemLink(databaseDir, item);
+    return link.insert(link.find(":///") + 4, kAddBugLevel);
+}
+
+std::optional<fs::path> AddBugItem(const fs::path& databaseDir, std::string_view url) {
+    const std::size_t level = url.find(":///");
+    if (level == std::string_view::npos ||
+        url.substr(level + 4, kAddBugLevel.size()) != kAddBugLevel)
+        return std::nullopt;
+    std::string itemUrl(url);
+    itemUrl.erase(level + 4, kAddBugLevel.size());
+    std::optional<fs::path> item = ResolveItemLink(databaseDir, itemUrl);
+    if (!item || NodeKindOf(databaseDir, *item) != TV_PRJ_TEST_DOC)
+        return std::nullopt;
+    return item;
 }
 
 std::string PagesToPrint(const std::vector<std::string>& pages) {

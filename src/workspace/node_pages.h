@@ -42,6 +42,9 @@ struct NodePageRequest {
     std::string imageUrl;
     // The URL prefix under which the page finds the charts it shows ("vtpage:/.charts/").
     std::string chartUrl;
+    // A project test case's page opens with an "Add Bug" link (the options hold the command
+    // that records a fault report).
+    bool addBugLink = false;
 };
 
 struct NodePage {
@@ -59,6 +62,12 @@ struct NodePage {
 // "Project Test Cases" a list of the folder's items. Never fails: a missing template gives
 // the fixed page that says so.
 NodePage DesktopPage(const NodePageRequest& request);
+
+// The link of a project test case page's "Add Bug", and the item a followed one is for (none
+// for any other link).
+std::string AddBugLink(const std::filesystem::path& databaseDir, const std::filesystem::path& item);
+std::optional<std::filesystem::path> AddBugItem(const std::filesystem::path& databaseDir,
+                                                std::string_view url);
 
 // The pages of several items as one document for the printer: the first page's head, then
 // each page's body, every one after the first on a sheet of its own.

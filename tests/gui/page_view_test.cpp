@@ -80,25 +80,21 @@ private slots:
         PageView& page = window.Page();
         const fs::path login = open->database / "Test Cases" / "Login";
         // The middle of the first link whose text is text, once the shown page has one.
-        const auto linkCentre = [&page](const QString& text) {
-            std::optional<QPoint> centre;
-            const QString find =
-                "(function() { const link = Array.from(document.querySelectorAll('a')).find("
-                " a => a.textContent.trim() === '" +
-                text +
-                "');"
-                " if (!link) return null; link.scrollIntoView({block: 'center'});"
-                " const box = link.getBoundingClientRect();"
-                " return [box.left + box.width / 2, box.top + box.height / 2]; })()";
-            bool done = false;
-            page.page()->runJavaScript(find, QWebEngineScript::ApplicationWorld,
-                                       [&](const QVariant& result) {
-                                           const QVariantList xy = result.toList();
-                                           if (xy.size() == 2)
-                                               centre = QPoint(xy[0].toInt(), xy[1].toInt());
-                                           done = true;
-                                       });
-            return QTest::qWaitFor([&] { return done; }, 10000) ? centre : std::nullopt;
+        const auto linkCentre = [&page](const QString& text) -> std::optional<QPoint> {
+            const QVariantList xy =
+                gui_test::PageScript(
+                    page,
+                    "(function() { const link = Array.from(document.querySelectorAll('a')).find("
+                    " a => a.textContent.trim() === '" +
+                        text +
+                        "');"
+                        " if (!link) return null; link.scrollIntoView({block: 'center'});"
+                        " const box = link.getBoundingClientRect();"
+                        " return [box.left + box.width / 2, box.top + box.height / 2]; })()")
+                    .toList();
+            if (xy.size() != 2)
+                return std::nullopt;
+            return QPoint(xy[0].toInt(), xy[1].toInt());
         };
         // Clicked as a user clicks: on the widget the engine draws into.
         const auto click = [&](const QString& text) {
@@ -136,6 +132,19 @@ private slots:
         QVERIFY(clickSelects("the lockout", login / "LOG-003.vtl"));
         // A breadcrumb selects the suite.
         QVERIFY(clickSelects("Login", login));
+
+        // A project test case's "Add Bug", once the options hold the command that records one,
+        // starts it for that test case.
+        const fs::path bug = Root() / "bug-Release 2.0";
+        window.TheShell().Configuration().Settings().addBugPath =
+            "touch \"" + (Root() / "bug-%VT_PROJECT%").string() + "\"";
+        window.ApplyOptions();
+        window.SelectPath(open->database / "Projects" / "Release 2.0" / "Project Test Cases" /
+                          "Login" / "LOG-001.vtl");
+        bool started = false;
+        for (int attempt = 0; attempt < 10 && !started; ++attempt)
+            started = click("Add Bug") && QTest::qWaitFor([&] { return fs::exists(bug); }, 1000);
+        QVERIFY(started);
     }
 
     void RichTextStaysInsideItsBox() {
@@ -155,18 +164,12 @@ private slots:
         open->window->SelectPath(testCase);
         // Asked again until the value's page is the one shown: null before.
         const auto below = [&page] {
-            QVariant answer;
-            bool done = false;
-            page.page()->runJavaScript(
+            return gui_test::PageScript(
+                page,
                 "(function() { const value = document.querySelector('.RichText div[style]');"
                 " const crumbs = document.querySelector('.Breadcrumbs');"
                 " return value && crumbs ? value.getBoundingClientRect().top >="
-                " crumbs.getBoundingClientRect().bottom : null; })()",
-                QWebEngineScript::ApplicationWorld, [&](const QVariant& result) {
-                    answer = result;
-                    done = true;
-                });
-            return QTest::qWaitFor([&] { return done; }, 10000) ? answer : QVariant();
+                " crumbs.getBoundingClientRect().bottom : null; })()");
         };
         QVariant answer;
         QTRY_VERIFY_WITH_TIMEOUT((answer = below()).isValid(), 20000);

@@ -1,5 +1,7 @@
 #include "window_fixture.h"
 
+#include <QWebEngineScript>
+
 #include <QTest>
 #include <QWebEnginePage>
 
@@ -65,30 +67,36 @@ void GatedPort::Open() {
 
 namespace {
 
-template <typename Ask>
-QString PageAnswer(Ask ask) {
+template <typename Result, typename Ask>
+Result PageAnswer(Ask ask) {
     // Shared with the callback: an answer that comes after the wait gave up (a loaded machine)
     // must not write into this frame, gone by then.
     struct Answer {
-        QString text;
+        Result value;
         bool done = false;
     };
     auto answer = std::make_shared<Answer>();
-    ask([answer](const QString& result) {
-        answer->text = result;
+    ask([answer](const Result& result) {
+        answer->value = result;
         answer->done = true;
     });
-    return QTest::qWaitFor([&] { return answer->done; }, 10000) ? answer->text : QString();
+    return QTest::qWaitFor([&] { return answer->done; }, 10000) ? answer->value : Result();
 }
 
 }  // namespace
 
 QString PageText(PageView& view) {
-    return PageAnswer([&](auto receive) { view.page()->toPlainText(receive); });
+    return PageAnswer<QString>([&](auto receive) { view.page()->toPlainText(receive); });
 }
 
 QString PageHtml(PageView& view) {
-    return PageAnswer([&](auto receive) { view.page()->toHtml(receive); });
+    return PageAnswer<QString>([&](auto receive) { view.page()->toHtml(receive); });
+}
+
+QVariant PageScript(PageView& view, const QString& script) {
+    return PageAnswer<QVariant>([&](auto receive) {
+        view.page()->runJavaScript(script, QWebEngineScript::ApplicationWorld, receive);
+    });
 }
 
 fs::path WindowTest::Root() const {

@@ -66,6 +66,8 @@ private:
 // callers' checks then catch.
 QString PageText(PageView& view);
 QString PageHtml(PageView& view);
+// What script returns when run in the shown page; invalid when the page never answers.
+QVariant PageScript(PageView& view, const QString& script);
 
 template <typename Port>
 struct OpenWindow {

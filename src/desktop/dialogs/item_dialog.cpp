@@ -299,16 +299,20 @@ QWidget* ItemDialog::WithCommandButtons(const FieldDescriptor& row, FieldWidget*
     return holder;
 }
 
-void ItemDialog::RunLinkedCommand(LinkedCommand command) {
-    const std::filesystem::path item = m_editor->Path();
+void RunLinkedCommand(const ConfigSettings& settings, LinkedCommand command,
+                      const std::filesystem::path& item, UserPort& port) {
     const CommandLaunch launch =
-        PlanCommandLaunch(CommandOf(m_settings, command), ProjectOf(item).value_or(""), item);
+        PlanCommandLaunch(CommandOf(settings, command), ProjectOf(item).value_or(""), item);
     const bool started =
         launch.isUrl
             ? QDesktopServices::openUrl(QUrl::fromUserInput(QString::fromStdString(launch.target)))
             : StartDetachedProgram(SplitCommandLine(launch.target));
     if (!started)
-        m_port.tell(CommandLaunchFailure(launch));
+        port.tell(CommandLaunchFailure(launch));
+}
+
+void ItemDialog::RunLinkedCommand(LinkedCommand command) const {
+    vantorel::RunLinkedCommand(m_settings, command, m_editor->Path(), m_port);
 }
 
 void ItemDialog::ResetExecution() {

@@ -33,6 +33,11 @@ class FieldWidget;
 class PrjTestCase;
 class PasswordField;
 
+// Runs the command the options hold for item (its placeholders filled): an address in the
+// browser, anything else as a program; told through port when it can't be started.
+void RunLinkedCommand(const ConfigSettings& settings, LinkedCommand command,
+                      const std::filesystem::path& item, UserPort& port);
+
 class ItemDialog : public QDialog {
     Q_OBJECT
 public:
@@ -73,7 +78,7 @@ private:
     void Launch(const QString& link);
     // The buttons a field's row carries for the options' requirement and fault report commands.
     QWidget* WithCommandButtons(const FieldDescriptor& row, FieldWidget* widget);
-    void RunLinkedCommand(LinkedCommand command);
+    void RunLinkedCommand(LinkedCommand command) const;
 
     std::unique_ptr<ItemEditor> m_editor;
     const ConfigSettings& m_settings;

@@ -179,7 +179,7 @@ std::optional<NodePage> PageSchemeHandler::PageOf(const PageSource& source, cons
     const TreeNode node{item, kind, ItemLabel(item, kind)};
     return DesktopPage({source.databaseDir, node, *source.custom, source.styleFolder,
                         std::string(kPageScheme) + ":" + kStylePrefix + "images/",
-                        std::string(kPageScheme) + ":" + kChartPrefix});
+                        std::string(kPageScheme) + ":" + kChartPrefix, source.addBugLink});
 }
 
 PageSchemeHandler::Served PageSchemeHandler::Html(const std::string& html,
@@ -306,10 +306,13 @@ bool PageView::Follow(const QUrl& url, LinkOrigin origin, bool mainFrame) {
         case LinkAction::Follow:
             return true;
         case LinkAction::SelectItem:
-            if (mainFrame && !m_source.databaseDir.empty())
-                if (std::optional<fs::path> item = ResolveItemLink(
-                        m_source.databaseDir, url.toString(QUrl::FullyEncoded).toStdString()))
+            if (mainFrame && !m_source.databaseDir.empty()) {
+                const std::string link = url.toString(QUrl::FullyEncoded).toStdString();
+                if (std::optional<fs::path> item = AddBugItem(m_source.databaseDir, link))
+                    emit addBugRequested(*item);
+                else if ((item = ResolveItemLink(m_source.databaseDir, link)))
                     emit itemRequested(*item);
+            }
             return false;
         case LinkAction::OpenOutside: {
             const std::string target = url.toString().toStdString();

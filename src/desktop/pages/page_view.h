@@ -37,6 +37,7 @@ struct PageSource {
     std::filesystem::path databaseDir;
     CustomSnapshot custom;
     std::filesystem::path styleFolder;
+    bool addBugLink = false;  // project test case pages offer "Add Bug"
 };
 
 // What a page does with a link it is asked to follow, by who asked: the user clicking a link,
@@ -106,6 +107,8 @@ public:
 signals:
     // A "vantorel://" link was clicked, or Back or Forward reached another item's page.
     void itemRequested(const std::filesystem::path& item);
+    // A project test case page's "Add Bug" was clicked.
+    void addBugRequested(const std::filesystem::path& item);
 
 private:
     class Page;

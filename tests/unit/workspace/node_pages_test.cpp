@@ -203,6 +203,20 @@ TEST_F(NodePageTest, UnreadableDocumentIsToldAndItsPageStillSaysSo) {
     }
 }
 
+TEST_F(NodePageTest, AProjectTestCasePageOffersAddBugOnlyWhenAskedAndItsLinkLeadsBack) {
+    NodePageRequest request{db, Node(projectCase), custom, kStyle, kImages, kCharts, true};
+    const std::string link = AddBugLink(db, projectCase);
+    EXPECT_NE(DesktopPage(request).html.find("<a href=\"" + link + "\">Add Bug</a>"),
+              std::string::npos);
+    EXPECT_EQ(AddBugItem(db, link), projectCase);
+    // Not on a library test case's page, nor without the command; no other link is one.
+    request.node = Node(testCase);
+    EXPECT_EQ(DesktopPage(request).html.find("Add Bug"), std::string::npos);
+    EXPECT_EQ(Page(projectCase).html.find("Add Bug"), std::string::npos);
+    EXPECT_FALSE(AddBugItem(db, ItemLink(db, projectCase)));
+    EXPECT_FALSE(AddBugItem(db, AddBugLink(db, testCase)));
+}
+
 TEST_F(NodePageTest, MissingStyleGivesTheTemplateMissingPage) {
     for (const fs::path& path : {testCase, report, report.parent_path(), db / "Test Cases", cases})
         EXPECT_EQ(Page(path, dir.path() / "Templates" / "gone").html, kTemplateMissingPage) << path;
