@@ -50,6 +50,7 @@ int main(int argc, char** argv) {
         const fs::path folder = argv[2], target = argv[3];
         Clipboard clipboard;
         clipboard.Copy({{folder, TV_TEST_SUITE_FLD, folder.filename().string()}}, port);
+        port.ScriptAnswers({true});  // the copies keep their originals' IDs
         const auto plan = PlanPaste(clipboard, {target, TV_TEST_SUITE_FLD, "target"}, port);
         if (!plan)
             return 1;
