@@ -59,6 +59,7 @@ int RunCommandLineCsvImport(const CommandLine& commandLine, UserPort& port, std:
     }
     request.folder = request.folder.lexically_normal();
     request.goodRowsOnly = commandLine.goodRowsOnly;
+    request.askAboutIdsElsewhere = false;
     request.stop = stop;
     std::optional<CsvImport> import =
         CsvImport::Open(commandLine.csvImportFile, source, database.Directory(), custom, port);

@@ -469,7 +469,7 @@ std::optional<CsvImportOutcome> CsvImport::Import(const CsvImportRequest& reques
     // row is written.
     if (const std::optional<fs::path> scope =
             TestCaseIdScope(request.folder, m_source == CsvSource::ProjectTestCases);
-        scope && idColumn) {
+        scope && idColumn && request.askAboutIdsElsewhere) {
         std::vector<PlacedId> ids;
         for (const CsvRecord& record : m_table.rows) {
             if (leftOut.contains(record.line) || record.cells[*idColumn].empty())

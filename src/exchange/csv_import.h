@@ -62,6 +62,9 @@ struct CsvImportRequest {
     std::filesystem::path folder;
     // With refusals: import the rows that pass and leave the others, rather than nothing.
     bool goodRowsOnly = false;
+    // Whether to ask before IDs other suites already hold; a run from the command line, which
+    // no one answers, keeps them.
+    bool askAboutIdsElsewhere = true;
     std::stop_token stop = {};
 };
 
