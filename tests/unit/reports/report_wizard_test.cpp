@@ -49,8 +49,6 @@ TEST_F(ReportWizardTest, ChecksEachPageBeforeMovingOn) {
 
     wizard.name = std::string(64, 'n');
     ASSERT_TRUE(wizard.Next());
-    EXPECT_EQ(wizard.PageText(),
-              "Success! Report has been created. Click the \"Finish\" button to view report");
     EXPECT_EQ(wizard.Report()->filename(), std::string(64, 'n') + ".vtl");
 }
 
@@ -122,8 +120,7 @@ TEST_F(ReportWizardTest, AGenerationCancelledHalfWayWritesNoReport) {
     cancelling.wizard = nullptr;
     EXPECT_FALSE(generating.Next());
     generating.ReadyToGenerate();
-    EXPECT_EQ(generating.GeneratingText(),
-              "Please be patient while report is being generated:\nTest Case Details Report");
+    EXPECT_TRUE(generating.GeneratingText().ends_with("\nTest Case Details Report"));
     ASSERT_TRUE(generating.Next());
     EXPECT_EQ(generating.Report()->parent_path(),
               project / "Project Reports" / "Test Case Reports");
