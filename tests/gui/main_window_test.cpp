@@ -98,7 +98,7 @@ private slots:
         QCOMPARE(model.NodeAt(model.IndexOf(kept->path)), kept);
     }
 
-    void MenusComeFromTheCommandTable() {
+    void MenusComeFromTheCommandTableAndEachRunsRefusesOrIsGreyed() {
         auto open = Open();
         MainWindow& window = *open->window;
         window.activateWindow();
@@ -126,24 +126,15 @@ private slots:
             QCOMPARE(action->isEnabled(), CommandActions::Available(OperationOf(command.id)));
         }
         QCOMPARE(window.Commands().Action(ID_EDIT_RENAME)->shortcut(), QKeySequence(Qt::Key_F2));
-
-        // A command that needs a database says so once it is closed.
-        window.RunCommand(ID_FILE_CLOSE_DB);
-        QCOMPARE(window.windowTitle(), QString("Vantorel V3.2 [No database selected]"));
-        QCOMPARE(window.Model().rowCount({}), 0);
-        window.RunCommand(ID_FILE_REFRESH);
-        QCOMPARE(open->port.notices.back().caption, std::string("No database open"));
-    }
-
-    void EveryMenuItemRunsShowsItsRefusalOrIsGreyed() {
-        auto open = Open();
-        MainWindow& window = *open->window;
         // The imports and exports have their dialogs: without a database they refuse.
         for (const int command :
              {ID_FILE_IMPORT_TC, ID_FILE_IMPORT_PTC, ID_FILE_IMPORT_JUNIT, ID_FILE_EXPORT_TC_CSV,
               ID_FILE_EXPORT_PRJ_CSV, ID_FILE_EXPORT_LIST_CSV})
             QVERIFY(window.Commands().Action(command)->isEnabled());
+
+        // Once the database is closed, every menu item runs, shows its refusal or is greyed.
         window.RunCommand(ID_FILE_CLOSE_DB);
+        QCOMPARE(window.Model().rowCount({}), 0);
         // Whatever dialog a command opens is closed again, and counted.
         int dialogs = 0;
         QTimer closer;
@@ -196,7 +187,7 @@ private slots:
         QVERIFY(!window.isVisible());
     }
 
-    void SetUserNamesTheChosenTesterInTheStatusBar() {
+    void SetUserNamesTheTesterAndNewDatabaseOpensTheNewOne() {
         auto open = Open();
         MainWindow& window = *open->window;
         QStringList offered;
@@ -212,11 +203,8 @@ private slots:
         const QString chosen = offered[1].section(" : ", 0, 0);
         QCOMPARE(window.findChild<QLabel*>("currentUser")->text(), "Current user: " + chosen);
         QCOMPARE(window.TheShell().CurrentUser(), chosen.toStdString());
-    }
 
-    void NewDatabaseMakesTheFolderAndOpensIt() {
-        auto open = Open();
-        MainWindow& window = *open->window;
+        // New Database makes the folder and opens it.
         const QString folder = RootFile("NewDB");
         WhenModalOpens([&](QDialog& dialog) {
             QCOMPARE(dialog.windowTitle(), QString("New Database"));

@@ -69,6 +69,20 @@ private slots:
         QTest::keyClick(&page, Qt::Key_0, Qt::ControlModifier);
         QTRY_COMPARE(page.zoomFactor(), 1.0);
 
+        // The view tells a page's address some time after its load was asked for: the address
+        // of a page the tree has moved on from is no Back, and takes the selection nowhere.
+        const fs::path login = testCase.parent_path();
+        window.SelectPath(login / "LOG-005.vtl");
+        window.SelectPath(login / "LOG-002.vtl");
+        QSignalSpy requested(&page, &PageView::itemRequested);
+        emit page.urlChanged(page.UrlOf(login / "LOG-005.vtl"));
+        QVERIFY(requested.isEmpty());
+        QCOMPARE(window.CurrentNode()->path, login / "LOG-002.vtl");
+        // An address nobody asked for is the history's: the tree follows it.
+        emit page.urlChanged(page.UrlOf(login / "LOG-003.vtl"));
+        QCOMPARE(requested.size(), 1);
+        QTRY_COMPARE(window.CurrentNode()->path, login / "LOG-003.vtl");
+
         // Closing the database leaves a blank pane.
         window.RunCommand(ID_FILE_CLOSE_DB);
         QTRY_COMPARE(page.url(), QUrl("about:blank"));
@@ -176,25 +190,6 @@ private slots:
         QVERIFY(answer.toBool());
     }
 
-    void ATreeThatMovesOnWhileAPageLoadsStaysWhereItWent() {
-        auto open = Open();
-        MainWindow& window = *open->window;
-        PageView& page = window.Page();
-        const fs::path login = open->database / "Test Cases" / "Login";
-        window.SelectPath(login / "LOG-001.vtl");
-        window.SelectPath(login / "LOG-002.vtl");
-        // The view tells a page's address some time after its load was asked for: the address
-        // of a page the tree has moved on from is no Back, and takes the selection nowhere.
-        QSignalSpy requested(&page, &PageView::itemRequested);
-        emit page.urlChanged(page.UrlOf(login / "LOG-001.vtl"));
-        QVERIFY(requested.isEmpty());
-        QCOMPARE(window.CurrentNode()->path, login / "LOG-002.vtl");
-        // An address nobody asked for is the history's: the tree follows it.
-        emit page.urlChanged(page.UrlOf(login / "LOG-003.vtl"));
-        QCOMPARE(requested.size(), 1);
-        QTRY_COMPARE(window.CurrentNode()->path, login / "LOG-003.vtl");
-    }
-
     void AWindowDeletedWhileItsPageReloadsReadsNothingFreed() {
         // Deleting the page view's engine serves the requests still pending: a project test
         // case's page, whose first read is the customisation's status list, must find it
@@ -228,7 +223,6 @@ private slots:
         open->window->Tree().setCurrentIndex(index);
         QTRY_VERIFY_WITH_TIMEOUT(!loaded.isEmpty(), 20000);
         QTRY_VERIFY(!open->port.notices.empty());
-        QCOMPARE(open->port.notices.back().caption, std::string("Error displaying test case"));
         // The notice comes as the page is handed over; the view draws it a moment later.
         QString text;
         QTRY_VERIFY2((text = gui_test::PageText(open->window->Page()))

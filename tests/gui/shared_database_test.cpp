@@ -177,7 +177,7 @@ private slots:
         alice.window.RunCommand(ID_EDIT_PROPERTIES);
         QVERIFY2(refusal.starts_with("Unable to open file for editing. File was locked by"),
                  refusal.c_str());
-        QVERIFY2(refusal.find("alice \non PC-ALICE") != std::string::npos, refusal.c_str());
+        QVERIFY2(testing::Has(refusal, "alice \non PC-ALICE"), refusal.c_str());
         QVERIFY(!bobsDialogOpened);
         QVERIFY(!fs::exists(database / (item.string() + ".lck")));
         QTRY_VERIFY_WITH_TIMEOUT(

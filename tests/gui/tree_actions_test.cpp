@@ -101,7 +101,7 @@ const Notice kCopyCancelled{
 class TreeActionsTest : public gui_test::WindowTest {
     Q_OBJECT
 private slots:
-    void F2RenamesTheItemAndSelectsItsNewName() {
+    void F2RenamesAndDelDeletesOnceTheUserAgrees() {
         LibraryWindow w(Open());
         // The user renames what they see: a page asked for after the rename would find no
         // document, and say so.
@@ -128,39 +128,35 @@ private slots:
         w.model.setData(w.tree.currentIndex(), "LOG/7", Qt::EditRole);
         QTRY_COMPARE(w.open->port.notices.size(), std::size_t{1});
         QTRY_VERIFY(!w.window.Actions().TransferRunning());
-        QCOMPARE(w.open->port.notices[0].caption, std::string("Invalid Filename"));
         QCOMPARE(NamesBelow(w.library), before);
         // So is a character the documents can't hold, named.
         w.model.setData(w.tree.currentIndex(), "LOG-\u20ac", Qt::EditRole);
         QTRY_COMPARE(w.open->port.notices.size(), std::size_t{2});
-        QVERIFY(w.open->port.notices[1].text.find("\"\u20ac\"") != std::string::npos);
+        QVERIFY(testing::Has(w.open->port.notices[1].text, "\"\u20ac\""));
         QCOMPARE(NamesBelow(w.library), before);
-    }
 
-    void DelDeletesTheSelectedItemOnceTheUserAgrees() {
-        LibraryWindow w(Open());
+        // Del: No keeps the item; Yes deletes it and its row. The question comes from the
+        // worker, which counts what a folder takes with it.
         const fs::path doomed = w.login / "LOG-002.vtl";
+        QTRY_VERIFY(!w.window.Actions().TransferRunning());
         w.MakeCurrent(doomed);
         w.window.activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(&w.window));
         w.tree.setFocus();
-        // No keeps it; Yes deletes it and its row. The question comes from the worker, which
-        // counts what a folder takes with it.
         w.open->port.ScriptAnswers({false});
         QTest::keyClick(&w.tree, Qt::Key_Delete);
+        QTRY_COMPARE(w.open->port.questions.size(), std::size_t{1});
         QTRY_VERIFY(!w.window.Actions().TransferRunning());
-        QCOMPARE(w.open->port.questions.size(), std::size_t{1});
-        QCOMPARE(w.open->port.questions[0].caption, std::string("Confirm delete"));
         QVERIFY(fs::exists(doomed));
         QCOMPARE(w.CurrentPath(), doomed);
         w.open->port.ScriptAnswers({true});
         QTest::keyClick(&w.tree, Qt::Key_Delete);
         QTRY_VERIFY(!fs::exists(doomed));
         QTRY_VERIFY(!w.model.IndexOf(doomed).isValid());
-        QVERIFY(w.open->port.notices.empty());
+        QCOMPARE(w.open->port.notices.size(), std::size_t{2});
     }
 
-    void DropsMoveOrCopyAndTheTreeFollows() {
+    void DropsMoveOrCopyAndTheTreeFollowsOrAreRefused() {
         LibraryWindow w(Open());
         QVERIFY(w.Drop(w.login / "LOG-002.vtl", w.search, Qt::MoveAction));
         QTRY_VERIFY(fs::exists(w.search / "LOG-002.vtl"));
@@ -175,20 +171,18 @@ private slots:
         QVERIFY(w.Drop(w.login / "LOG-003.vtl", w.search, Qt::CopyAction));
         QTRY_VERIFY(!w.window.Actions().TransferRunning() &&
                     w.model.IndexOf(w.search / "LOG-003.vtl").isValid());
-        QCOMPARE(w.open->port.questions.back().caption, std::string("ID used elsewhere"));
+        QCOMPARE(w.open->port.questions.size(), std::size_t{1});
         QVERIFY(fs::exists(w.login / "LOG-003.vtl"));
         QVERIFY(w.model.IndexOf(w.login / "LOG-003.vtl").isValid());
         QVERIFY(w.open->port.notices.empty());
-    }
 
-    void ARefusedDropChangesNothingAndSaysWhy() {
-        LibraryWindow w(Open());
+        // A refused drop changes nothing and says why.
         fs::create_directory(w.login / "Sub");
         fs::copy_file(w.library / "Login.tgp", w.login / "Sub.tgp");
+        w.model.RefreshFolder(w.login);
         const auto before = NamesBelow(w.open->database);
         QVERIFY(w.Drop(w.login, w.login / "Sub", Qt::MoveAction));
         QTRY_COMPARE(w.open->port.notices.size(), std::size_t{1});
-        QCOMPARE(w.open->port.notices[0].caption, std::string("Unable to move"));
         QTRY_VERIFY(!w.window.Actions().TransferRunning());
         QCOMPARE(NamesBelow(w.open->database), before);
         QVERIFY(w.model.IndexOf(w.login / "Sub").isValid());
@@ -228,7 +222,6 @@ private slots:
         QTRY_VERIFY(!w.window.Actions().TransferRunning());
         QCOMPARE(w.open->port.questions.size(), std::size_t{2});
         QVERIFY(w.open->port.questions[0].text.starts_with("6 IDs are already used"));
-        QCOMPARE(w.open->port.questions[1].caption, std::string("Overwrite existing item"));
         QCOMPARE(NamesBelow(w.search), before);
     }
 
@@ -243,8 +236,8 @@ private slots:
         QTRY_VERIFY(!w.window.Actions().TransferRunning() &&
                     w.model.IndexOf(cases / "Login").isValid());
         QCOMPARE(NamesBelow(cases / "Login"), NamesBelow(w.login));
-        QVERIFY(testing::ReadFile(cases / "Login" / "LOG-001.vtl").find("<project_test_case>") !=
-                std::string::npos);
+        QVERIFY(testing::Has(testing::ReadFile(cases / "Login" / "LOG-001.vtl"),
+                             "<project_test_case>"));
         QCOMPARE(w.CurrentPath(), cases / "Login");
         const auto& steps = w.open->port.progressSteps;
         QVERIFY(std::ranges::find(steps, std::make_pair(6, 6)) != steps.end());
@@ -260,8 +253,8 @@ private slots:
         w.MakeCurrent(cases / "Login");
         w.window.RunCommand(ID_EDIT_PASTE);
         QTRY_VERIFY(!w.window.Actions().TransferRunning());
-        QVERIFY(testing::ReadFile(cases / "Login" / "LOG-002.vtl").find("<project_test_case>") !=
-                std::string::npos);
+        QVERIFY(testing::Has(testing::ReadFile(cases / "Login" / "LOG-002.vtl"),
+                             "<project_test_case>"));
         QVERIFY(w.open->port.notices.empty());
 
         // Dropped on the project's own node: into its "Project Test Cases".
@@ -272,7 +265,7 @@ private slots:
                 std::string::npos);
     }
 
-    void CancellingALongPasteLeavesNoHalfCopy() {
+    void CancellingALongPasteOrDuplicateLeavesNoHalfCopy() {
         LibraryWindow w(Open());
         w.BulkSuite(400);
         w.PasteBulkIntoSearch();
@@ -287,14 +280,12 @@ private slots:
         QVERIFY(!HoldsUnfinishedCopies(w.search));
         QVERIFY(!fs::exists(w.search / "Bulk"));
         QVERIFY(!w.model.IndexOf(w.search / "Bulk").isValid());
-    }
 
-    void DuplicateAndDeleteOfASuiteRunOnTheWorker() {
-        // Both read or write every file of a suite of any size: the window's thread only
-        // starts them, and a cancelled duplicate leaves nothing of its copy.
-        LibraryWindow w(Open());
+        // Duplicate and delete of a suite read or write every file of a suite of any size: the
+        // window's thread only starts them, and a cancelled duplicate leaves nothing of its
+        // copy.
         const fs::path copy = w.library / "copy of Bulk";
-        w.MakeCurrent(w.BulkSuite(400));
+        w.MakeCurrent(w.library / "Bulk");
         w.window.RunCommand(ID_EDIT_DUPLICATE);
         QVERIFY(w.window.Actions().TransferRunning());
         QTRY_VERIFY(HoldsUnfinishedCopies(w.library));

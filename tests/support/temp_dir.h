@@ -45,6 +45,11 @@ inline int Count(std::string_view text, std::string_view part) {
     return count;
 }
 
+// Whether part stands in text.
+inline bool Has(std::string_view text, std::string_view part) {
+    return text.find(part) != std::string_view::npos;
+}
+
 inline void WriteFile(const std::filesystem::path& path, const std::string& content) {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out << content;

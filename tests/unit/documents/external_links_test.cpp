@@ -35,7 +35,7 @@ TEST(ExternalLinksTest, UrlsOpenAsTheyAreAndFilesMustExist) {
 
     EXPECT_FALSE(PlanLinkLaunch((dir.path() / "gone.doc").string(), port));
     EXPECT_EQ(port.notices.back().caption, "Error: Could not find file");
-    EXPECT_NE(port.notices.back().text.find("gone.doc"), std::string::npos);
+    EXPECT_TRUE(testing::Has(port.notices.back().text, "gone.doc"));
     EXPECT_FALSE(PlanLinkLaunch(dir.path().string(), port));  // a folder is no document
 
     EXPECT_TRUE(IsExternalLinkField(*FindField(PrjTestCaseFields(), "<external_link2>")));
@@ -48,7 +48,7 @@ TEST(ExternalLinksTest, LinksLeavingTheWebAskFirstAndShowTheirRealTarget) {
     for (const char* link : {"file:///home/alice/.ssh/id_rsa", "FTP://example.org/x"}) {
         const std::optional<Notice> question = OutsideLinkQuestion(link);
         ASSERT_TRUE(question) << link;
-        EXPECT_NE(question->text.find(link), std::string::npos);
+        EXPECT_TRUE(testing::Has(question->text, link));
     }
 }
 

@@ -27,13 +27,13 @@ TEST_F(FieldDialogTest, TypedTextADocumentCantHoldIsRefusedNamingCharacterAndFie
     ASSERT_EQ(port.notices.size(), 1u);
     EXPECT_EQ(port.notices[0], refusal->notice);
     EXPECT_EQ(port.notices[0].caption, "Invalid character");
-    EXPECT_NE(port.notices[0].text.find("'Test Title'"), std::string::npos);
-    EXPECT_NE(port.notices[0].text.find("\"\xE2\x82\xAC\""), std::string::npos);
+    EXPECT_TRUE(testing::Has(port.notices[0].text, "'Test Title'"));
+    EXPECT_TRUE(testing::Has(port.notices[0].text, "\"\xE2\x82\xAC\""));
     EXPECT_FALSE(testCase->UpdateRequired());
 
     // A rich-text section is named as the dialog names it.
     ASSERT_TRUE(testCase->CheckTyped(16, "\xF0\x9F\x98\x80"));
-    EXPECT_NE(port.notices.back().text.find("'Notes Field 1'"), std::string::npos);
+    EXPECT_TRUE(testing::Has(port.notices.back().text, "'Notes Field 1'"));
 }
 
 TEST_F(FieldDialogTest, CaptionsAndWidthsFollowTheDatabase) {

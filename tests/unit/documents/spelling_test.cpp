@@ -134,7 +134,7 @@ TEST_F(SpellCheckerTest, AnUnwritableListIsToldAndTheWordStillHolds) {
     EXPECT_TRUE(blockedChecker->Check(u"Vantorel"));
     ASSERT_EQ(port.notices.size(), 1u);
     EXPECT_EQ(port.notices[0].caption, "Check Spelling");
-    EXPECT_NE(port.notices[0].text.find(blocked.string()), std::string::npos);
+    EXPECT_TRUE(testing::Has(port.notices[0].text, blocked.string()));
 }
 
 }  // namespace

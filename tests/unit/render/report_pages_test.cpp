@@ -44,9 +44,9 @@ TEST_F(ReportPagesTest, StatusRowsAndFiguresAreThoseOfTheReportPage) {
     const std::optional<ReportPage> page = RenderReportPage(report, custom, "r");
     ASSERT_TRUE(page);
     for (const ReportStatusRow& row : rows)
-        EXPECT_NE(page->body.find(">" + row.share + "<"), std::string::npos) << row.status;
+        EXPECT_TRUE(Has(page->body, ">" + row.share + "<")) << row.status;
     for (const FigureRow& figure : figures)
-        EXPECT_NE(page->body.find(figure.caption), std::string::npos);
+        EXPECT_TRUE(Has(page->body, figure.caption));
 }
 
 TEST_F(ReportPagesTest, PrintedReportsNameProjectReportAndDate) {
@@ -60,8 +60,8 @@ TEST_F(ReportPagesTest, PrintedReportsNameProjectReportAndDate) {
     EXPECT_EQ(heading.report, "Week <45>");
     EXPECT_EQ(heading.created, "5-Nov-2026 09:15:00");
     const std::string html = PrintHeadingHtml(heading);
-    EXPECT_NE(html.find("Week &lt;45&gt;"), std::string::npos);
-    EXPECT_EQ(html.find("<45>"), std::string::npos);
+    EXPECT_TRUE(Has(html, "Week &lt;45&gt;"));
+    EXPECT_FALSE(Has(html, "<45>"));
     EXPECT_EQ(PrintFooterText(heading, 2, 7), "Alpha - Week <45> - Page 2 of 7");
     EXPECT_EQ(ReportNotPrinted(heading).caption, "Print error");
 }
@@ -72,8 +72,8 @@ TEST_F(ReportPagesTest, AReportThatCantBeReadIsNamedInItsMessage) {
     EXPECT_FALSE(ReadReportKind(broken));
     const Notice notice = UnreadableReport(broken);
     EXPECT_EQ(notice.caption, "Error displaying report");
-    EXPECT_NE(notice.text.find("\"X\""), std::string::npos);
-    EXPECT_NE(notice.text.find(broken.string()), std::string::npos);
+    EXPECT_TRUE(Has(notice.text, "\"X\""));
+    EXPECT_TRUE(Has(notice.text, broken.string()));
     EXPECT_EQ(notice.icon, Icon::Warning);
 }
 

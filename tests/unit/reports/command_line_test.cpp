@@ -17,6 +17,19 @@ protected:
     CommandLine Parse(std::vector<std::string> arguments) {
         return ParseCommandLine(arguments, port);
     }
+    // Each line is refused, starts no run, and its notice says what of it is wrong.
+    void ExpectRefused(const std::vector<std::pair<std::vector<std::string>, std::string>>& lines) {
+        for (const auto& [arguments, named] : lines) {
+            const std::size_t told = port.notices.size();
+            const CommandLine line = Parse(arguments);
+            EXPECT_TRUE(line.refused) << named;
+            EXPECT_FALSE(line.reportMode || line.webMode || line.csvMode || line.csvImportMode ||
+                         line.junitMode)
+                << named;
+            ASSERT_EQ(port.notices.size(), told + 1) << named;
+            EXPECT_TRUE(Has(port.notices.back().text, named)) << port.notices.back().text;
+        }
+    }
     RecordingPort port;
     TempDir dir;
 };
@@ -52,13 +65,9 @@ TEST_F(CommandLineTest, EachModeNeedsExactlyItsSwitches) {
     EXPECT_TRUE(Parse({"/w", "/d", "db", "/p", "A", "/c", "style", "/e", "out"}).webMode);
     EXPECT_TRUE(port.notices.empty());
 
-    const CommandLine withTemplate = Parse({"/r", "status", "/d", "db", "/p", "A", "/c", "x"});
-    EXPECT_FALSE(withTemplate.reportMode);
-    EXPECT_TRUE(withTemplate.refused);
+    ExpectRefused({{{"/r", "status", "/d", "db", "/p", "A", "/c", "x"}, "for report generation"},
+                   {{"/w", "/d", "db", "/p", "A"}, "for web export"}});
     EXPECT_EQ(port.notices.back().caption, "Vantorel Command Line Error");
-    Parse({"/w", "/d", "db", "/p", "A"});
-    EXPECT_EQ(port.notices.back().text,
-              "Command line missing some required parameters (/p,/d,/c or /e) for web export\n");
 }
 
 TEST_F(CommandLineTest, CsvExportNamesItsFileAndEitherAProjectOrALibrarySuite) {
@@ -83,34 +92,16 @@ TEST_F(CommandLineTest, CsvExportNamesItsFileAndEitherAProjectOrALibrarySuite) {
     EXPECT_TRUE(Parse({"/x", "out.csv", "/d", "db", "/d", "db", "/l", "Login"}).csvMode);
     EXPECT_TRUE(port.notices.empty());
 
-    const std::vector<std::pair<std::vector<std::string>, std::string>> refused{
-        {{"/x", "out.csv", "/d", "db"},
-         "Command line missing some required parameters (/d and either /p or /l) for CSV "
-         "export\n"},
-
-        {{"/x", "out.csv", "/d", "db", "/p", "A", "/l", "Login"},
-         "Command line missing some required parameters (/d and either /p or /l) for CSV "
-         "export\n"},
-        {{"/x", "out.csv", "/d", "db", "/l", "Login", "/t", "Cart"},
-         "A project suite (/t) needs its project (/p) for CSV export\n"},
-        {{"/x", "out.csv", "/d", "db", "/p", "A", "/t", "../Other"},
-         "\"../Other\" is not a suite: name it as Parent/Child below the project's test cases "
-         "or the library\n"},
-        {{"/x", "out.csv", "/d", "db", "/p", "A", "/r", "status"},
-         "A CSV export (/x) can't be made in the same run as a report or a web export\n"},
-        {{"/d", "db", "/p", "A", "/x"}, "No file after /x parameter.\n"},
-        {{"/x", "out.csv", "/d", "db", "/p", "A", "/t", "Cart", "--list-report", "weekly"},
-         "A list report (/i) is exported whole from its project (/p), without /t or /l\n"},
-        {{"/x", "out.csv", "/d", "db", "/l", "Login", "/i", "weekly"},
-         "A list report (/i) is exported whole from its project (/p), without /t or /l\n"},
-    };
-    for (const auto& [arguments, message] : refused) {
-        const CommandLine line = Parse(arguments);
-        EXPECT_FALSE(line.csvMode) << message;
-        EXPECT_TRUE(line.refused) << message;
-        ASSERT_FALSE(port.notices.empty());
-        EXPECT_EQ(port.notices.back().text, message);
-    }
+    ExpectRefused({
+        {{"/x", "out.csv", "/d", "db"}, "for CSV export"},
+        {{"/x", "out.csv", "/d", "db", "/p", "A", "/l", "Login"}, "for CSV export"},
+        {{"/x", "out.csv", "/d", "db", "/l", "Login", "/t", "Cart"}, "needs its project (/p)"},
+        {{"/x", "out.csv", "/d", "db", "/p", "A", "/t", "../Other"}, "\"../Other\" is not a suite"},
+        {{"/x", "out.csv", "/d", "db", "/p", "A", "/r", "status"}, "same run as a report"},
+        {{"/d", "db", "/p", "A", "/x"}, "after /x"},
+        {{"/x", "out.csv", "/d", "db", "/p", "A", "/t", "Cart", "-i", "weekly"}, "without /t"},
+        {{"/x", "out.csv", "/d", "db", "/l", "Login", "/i", "weekly"}, "without /t or /l"},
+    });
 }
 
 TEST_F(CommandLineTest, ImportsNameTheirFileAndWhereItGoes) {
@@ -137,46 +128,19 @@ TEST_F(CommandLineTest, ImportsNameTheirFileAndWhereItGoes) {
     EXPECT_EQ(junit.testedBuild, "417");
     EXPECT_EQ(Parse({"/j", "r.xml", "/d", "db", "/p", "A"}).matchRule, "id");
 
-    const std::vector<std::pair<std::vector<std::string>, std::string>> refused{
-        {{"/m", "new.csv", "/d", "db"},
-         "Command line missing some required parameters (/d and either /p or /l) for CSV "
-         "import\n"},
-        {{"/m", "new.csv", "/d", "db", "/l", "../x"},
-         "\"../x\" is not a suite: name it as Parent/Child below the project's test cases or "
-         "the library\n"},
-        {{"/j", "r.xml", "/d", "db"},
-         "Command line missing some required parameters (/d and /p) for JUnit results import\n"},
-        {{"/j", "r.xml", "/d", "db", "/p", "A", "/k", "name"},
-         "\"name\" is not a rule after /k: use id, requirement or title\n"},
-        {{"/j", "r.xml", "/d", "db", "/p", "A", "/m", "x.csv"},
-         "A run makes one report, export or import: /r, /w, /x, /m and /j can't be combined\n"},
-        {{"/d", "db", "/p", "A", "/j"}, "No file after /j parameter.\n"},
-    };
-    for (const auto& [arguments, message] : refused) {
-        const CommandLine line = Parse(arguments);
-        EXPECT_FALSE(line.csvImportMode || line.junitMode) << message;
-        EXPECT_TRUE(line.refused) << message;
-        ASSERT_FALSE(port.notices.empty());
-        EXPECT_EQ(port.notices.back().text, message);
-    }
+    ExpectRefused({
+        {{"/m", "new.csv", "/d", "db"}, "for CSV import"},
+        {{"/m", "new.csv", "/d", "db", "/l", "../x"}, "\"../x\" is not a suite"},
+        {{"/j", "r.xml", "/d", "db"}, "for JUnit results import"},
+        {{"/j", "r.xml", "/d", "db", "/p", "A", "/k", "name"}, "\"name\" is not a rule"},
+        {{"/j", "r.xml", "/d", "db", "/p", "A", "/m", "x.csv"}, "can't be combined"},
+        {{"/d", "db", "/p", "A", "/j"}, "after /j"},
+    });
 }
 
 TEST_F(CommandLineTest, MissingValuesAreNamed) {
-    const std::vector<std::pair<std::string, std::string>> cases{
-        {"/d", "No database provided after /d parameter.\n"},
-        {"/p", "No project provided after /p parameter.\n"},
-        {"/r", "No report type after /r parameter.\n"},
-        {"/s", "No file after /s parameter.\n"},
-        {"/o", "No columns string after /o parameter.\n"},
-        {"/n", "No name provided after /n parameter.\n"},
-        {"/c", "No template directory after /c parameter.\n"},
-        {"/e", "No export directory after /e parameter.\n"},
-    };
-    for (const auto& [flag, message] : cases) {
-        const CommandLine line = Parse({"/r", "status", flag});
-        EXPECT_FALSE(line.reportMode) << flag;
-        EXPECT_EQ(port.notices.back().text, message);
-    }
+    for (const std::string flag : {"/d", "/p", "/r", "/s", "/o", "/n", "/c", "/e"})
+        ExpectRefused({{{"/r", "status", flag}, "after " + flag + " parameter"}});
     const std::size_t told = port.notices.size();
     EXPECT_FALSE(Parse({"/d", "db", "/p", "A", "/r", "status", "/f"}).refused);
     EXPECT_EQ(port.notices.size(), told);  // a filter switch without a value is ignored
@@ -211,7 +175,7 @@ TEST_F(CommandLineTest, SuiteFileThatIsNoTextIsRefused) {
             Parse({"/r", "status", "/d", "db", "/p", "A", "/s", file.string()});
         EXPECT_TRUE(line.refused);
         EXPECT_FALSE(line.reportMode);
-        EXPECT_TRUE(port.notices.back().text.find("holds a control character") != std::string::npos)
+        EXPECT_TRUE(Has(port.notices.back().text, "holds a control character"))
             << port.notices.back().text;
     }
     EXPECT_EQ(port.notices.front().text.substr(0, 7), "Line 2 ");
@@ -237,6 +201,14 @@ protected:
         const CommandLine line = ParseCommandLine(arguments, port);
         return RunCommandLineReport(line, port, 1);
     }
+    // Each run makes no report and says why, naming what it could not take.
+    void ExpectNoReport(const std::vector<std::pair<std::vector<std::string>, std::string>>& runs) {
+        for (const auto& [arguments, named] : runs) {
+            EXPECT_EQ(Run(arguments), 1) << named;
+            EXPECT_EQ(port.notices.back().text.rfind("Report was not created - ", 0), 0u);
+            EXPECT_TRUE(Has(port.notices.back().text, named)) << port.notices.back().text;
+        }
+    }
 };
 
 TEST_F(CommandLineRunTest, MakesTheReportOfTheNamedProject) {
@@ -255,30 +227,21 @@ TEST_F(CommandLineRunTest, MakesTheReportOfTheNamedProject) {
 }
 
 TEST_F(CommandLineRunTest, SaysWhyNoReportWasMade) {
-    const std::vector<std::pair<std::vector<std::string>, std::string>> cases{
-        {{"/r", "status", "/d", (db / "nowhere").string(), "/p", "Alpha"},
-         "Report was not created - database could not be opened"},
-        {{"/r", "status", "/d", db.string(), "/p", "Beta"},
-         "Report was not created - project \"Beta\" was not found in the database"},
-        {{"/r", "status", "/d", db.string(), "/p", "Alpha", "/n", std::string(65, 'n')},
-         "Report was not created - report name is greater than 64 characters"},
-        {{"/r", "weekly", "/d", db.string(), "/p", "Alpha"},
-         "Report was not created - \"weekly\" is not a kind of report: status, progress, list or "
-         "details"},
-        {{"/r", "status", "/d", db.string(), "/p", "Alpha", "/f", "Nope"},
-         "Report was not created - filter \"Nope\" could not be read"},
+    const std::string alpha[] = {"/r", "status", "/d", db.string(), "/p", "Alpha"};
+    const auto with = [&](std::vector<std::string> more) {
+        more.insert(more.begin(), std::begin(alpha), std::end(alpha));
+        return more;
     };
-    for (const auto& [arguments, message] : cases) {
-        EXPECT_EQ(Run(arguments), 1) << message;
-        EXPECT_EQ(port.notices.back().text, message);
-    }
-    EXPECT_EQ(Run({"/r", "status", "/d", db.string(), "/p", "Alpha", "/n", std::string(64, 'n')}),
-              0);
+    ExpectNoReport({
+        {{"/r", "status", "/d", (db / "nowhere").string(), "/p", "Alpha"}, "database could not"},
+        {{"/r", "status", "/d", db.string(), "/p", "Beta"}, "project \"Beta\" was not found"},
+        {with({"/n", std::string(65, 'n')}), "greater than 64 characters"},
+        {{"/r", "weekly", "/d", db.string(), "/p", "Alpha"}, "\"weekly\" is not a kind"},
+        {with({"/f", "Nope"}), "filter \"Nope\" could not be read"},
+    });
+    EXPECT_EQ(Run(with({"/n", std::string(64, 'n')})), 0);
 
     // Names from the command line never lead out of their folder.
-    const std::string notAProject =
-        "\" is not a project name. A name is one folder or item of the database: 1 to 64 "
-        "characters, none of \\ / : * ? \" < > |, and not \".\" or \"..\"";
     const std::filesystem::path outside = dir.path() / "outside";
     std::filesystem::create_directories(outside / "Project Test Cases" / "S");
     std::filesystem::create_directory_symlink(outside, db / "Projects" / "Linked");
@@ -289,36 +252,20 @@ TEST_F(CommandLineRunTest, SaysWhyNoReportWasMade) {
         std::ofstream(file, std::ios::trunc) << line << "\n";
         return file.string();
     };
-    const std::vector<std::pair<std::vector<std::string>, std::string>> hostile{
-        {{"/r", "status", "/d", db.string(), "/p", ".."},
-         "Report was not created - \".." + notAProject},
-        {{"/r", "status", "/d", db.string(), "/p", outside.string()},
-         "Report was not created - \"" + outside.string() + notAProject},
-        {{"/r", "status", "/d", db.string(), "/p", "Linked"},
-         "Report was not created - project \"Linked\" was not found in the database"},
-        {{"/r", "status", "/d", db.string(), "/p", "Alpha", "/f", "../../outfilter"},
-         "Report was not created - \"../../outfilter\" is not a filter name. A name is one "
-         "folder or item of the database: 1 to 64 characters, none of \\ / : * ? \" < > |, and "
-         "not \".\" or \"..\""},
-    };
-    for (const auto& [arguments, message] : hostile) {
-        EXPECT_EQ(Run(arguments), 1) << message;
-        EXPECT_EQ(port.notices.back().text, message);
-    }
+    ExpectNoReport({
+        {{"/r", "status", "/d", db.string(), "/p", ".."}, "\"..\" is not a project name"},
+        {{"/r", "status", "/d", db.string(), "/p", outside.string()}, "is not a project name"},
+        {{"/r", "status", "/d", db.string(), "/p", "Linked"}, "\"Linked\" was not found"},
+        {with({"/f", "../../outfilter"}), "\"../../outfilter\" is not a filter name"},
+    });
     for (const std::string line :
-         {"../../outside", "Login/../../..", "/etc", "\\etc", "Login/./Deep"}) {
-        EXPECT_EQ(Run({"/r", "status", "/d", db.string(), "/p", "Alpha", "/s", suites(line)}), 1)
-            << line;
-        EXPECT_TRUE(port.notices.back().text.find("is not a suite of the project") !=
-                    std::string::npos)
-            << port.notices.back().text;
-    }
+         {"../../outside", "Login/../../..", "/etc", "\\etc", "Login/./Deep"})
+        ExpectNoReport({{with({"/s", suites(line)}), "is not a suite of the project"}});
     EXPECT_FALSE(std::filesystem::exists(outside / "Project Reports"));
 
     std::ofstream(db / "VantorelDatabase.vdb", std::ios::binary)
         << EncodeVersionRecord({"V2.0", 900});
-    EXPECT_EQ(Run({"/r", "status", "/d", db.string(), "/p", "Alpha"}), 1);
-    EXPECT_EQ(port.notices.back().text, "Report was not created - Vantorel version out of date");
+    ExpectNoReport({{with({}), "version out of date"}});
 }
 
 }  // namespace

@@ -124,7 +124,7 @@ TEST_F(ProgressReportTest, ThePageShowsEveryStoredCountExactly) {
 
     const auto page = RenderReportPage(*file, custom, "progress");
     ASSERT_TRUE(page);
-    EXPECT_NE(page->body.find(">9223372036854775807</td>"), std::string::npos);
+    EXPECT_TRUE(Has(page->body, ">9223372036854775807</td>"));
 }
 
 TEST_F(ProgressReportTest, NeedsAFinishLaterThanTheStart) {

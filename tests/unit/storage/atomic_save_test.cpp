@@ -76,7 +76,7 @@ TEST(SaveWholeFile, FailureAtAnyStepLeavesTheOldDocumentAndNoTemporaryFile) {
             IoResult result = SaveWholeFile(path, replacement, files);
             EXPECT_EQ(files.Calls(step), 1) << "step " << step << " was never reached";
             EXPECT_EQ(result.code, error) << "step " << step;
-            EXPECT_NE(result.message.find(path.string()), std::string::npos) << result.message;
+            EXPECT_TRUE(testing::Has(result.message, path.string())) << result.message;
             EXPECT_EQ(ReadFile(path), old) << "step " << step;
             EXPECT_EQ(EntriesIn(dir.path()), 1) << "step " << step;
         }
@@ -195,7 +195,7 @@ TEST(SaveWholeFile, ReadOnlyFolderReportsTheFailureAndChangesNothing) {
                   IoResult result = SaveWholeFile(path, "new");
                   if (result.code != EACCES)
                       return "the save ended with " + std::to_string(result.code);
-                  if (result.message.find(path.string()) == std::string::npos)
+                  if (!testing::Has(result.message, path.string()))
                       return "the message does not name the document: " + result.message;
                   return "";
               }),

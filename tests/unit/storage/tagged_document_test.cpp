@@ -322,7 +322,7 @@ TEST(SetDocumentId, EscapesAndReplacesTheIdOnly) {
     WriteFile(dir / "noid.vtl", "<x></x>");
     IoResult result = XMLParse::SetDocumentId(dir / "noid.vtl", "Y");
     EXPECT_FALSE(result.ok());
-    EXPECT_NE(result.message.find("noid.vtl"), std::string::npos);
+    EXPECT_TRUE(testing::Has(result.message, "noid.vtl"));
     EXPECT_EQ(ReadFile(dir / "noid.vtl"), "<x></x>");
 }
 

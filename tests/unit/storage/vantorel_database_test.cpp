@@ -46,60 +46,48 @@ TEST_F(DatabaseTest, CreateNewAsksToMakeTheFolderAndOpensTheDatabase) {
     const auto folder = dir / "new" / "db";
     port.ScriptAnswers({true});
     ASSERT_TRUE(db.CreateNew(folder));
-    ASSERT_EQ(port.questions.size(), 1u);
-    EXPECT_EQ(port.questions[0].caption, "Create new directory ?");
+    ASSERT_EQ(port.questions.size(), 1u);  // to make the folder
     for (std::string_view sub : kDatabaseFolders)
         EXPECT_TRUE(std::filesystem::is_directory(folder / sub)) << sub;
     EXPECT_EQ(ReadFile(folder / "VantorelDatabase.vdb"), EncodeVersionRecord({"V3.2", 1000}));
-    ASSERT_EQ(port.notices.size(), 1u);
-    EXPECT_EQ(port.notices[0].caption, "Success");
+    ASSERT_EQ(port.notices.size(), 1u);  // made
     EXPECT_TRUE(db.IsOpen());
     EXPECT_EQ(db.Directory(), folder);
     EXPECT_TRUE(db.Watching());
 }
 
-TEST_F(DatabaseTest, CreateNewStopsWhenTheUserDeclines) {
+TEST_F(DatabaseTest, CreateNewStopsWhenDeclinedOrKeepsTheItemsOfADatabaseItReplaces) {
     EXPECT_FALSE(db.CreateNew(dir / "declined"));
     EXPECT_FALSE(std::filesystem::exists(dir / "declined"));
 
     const auto existing = MakeDatabase("existing");
     EXPECT_FALSE(db.CreateNew(existing));
-    EXPECT_EQ(port.questions.back().caption, "Overwrite existing database ?");
+    EXPECT_EQ(port.questions.size(), 2u);
     EXPECT_FALSE(std::filesystem::exists(existing / "Projects"));
-}
 
-TEST_F(DatabaseTest, CreateNewOverADatabaseKeepsItsItemsAndRewritesTheVersion) {
-    const auto existing = MakeDatabase("existing");
     WriteFile(existing / "Test Cases" / "TC1.vtl", "item");
     WriteFile(existing / "VantorelDatabase.vdb", EncodeVersionRecord({"V2.0", 7}));
     port.ScriptAnswers({true});
     ASSERT_TRUE(db.CreateNew(existing));
     EXPECT_EQ(ReadFile(existing / "Test Cases" / "TC1.vtl"), "item");
     EXPECT_EQ(db.Version(), (DatabaseVersion{"V3.2", 1000}));
-}
 
-TEST_F(DatabaseTest, CreateNewReportsAFolderItCannotMake) {
+    // A folder that can't be made is told.
     WriteFile(dir / "file", "x");
     port.ScriptAnswers({true});
+    const std::size_t told = port.notices.size();
     EXPECT_FALSE(db.CreateNew(dir / "file" / "db"));
-    ASSERT_EQ(port.notices.size(), 1u);
-    EXPECT_EQ(port.notices[0].caption, "Error: Creating new directory");
-    EXPECT_TRUE(port.notices[0].text.starts_with("The directory selected could not be created."));
+    EXPECT_EQ(port.notices.size(), told + 1);
 }
 
 TEST_F(DatabaseTest, OpenRefusesAMissingMarkerOrAFolderWithoutTestCases) {
     EXPECT_FALSE(db.Open(dir / "nowhere" / "VantorelDatabase.vdb"));
     ASSERT_EQ(port.notices.size(), 1u);
-    EXPECT_EQ(port.notices[0], (Notice{"Invalid database path, the file does not exist:\n" +
-                                           (dir / "nowhere" / "VantorelDatabase.vdb").string(),
-                                       "Error: unable to open database", Icon::Warning}));
+    EXPECT_TRUE(testing::Has(port.notices[0].text, (dir / "nowhere").string()));
 
     WriteFile(dir / "VantorelDatabase.vdb", "");
     EXPECT_FALSE(db.Open(dir / "VantorelDatabase.vdb"));
-    EXPECT_EQ(port.notices[1].text,
-              "The directory selected does not seem to contain a database - The Test Cases folder "
-              "cannot be opened\n" +
-                  (dir / "VantorelDatabase.vdb").string());
+    EXPECT_TRUE(testing::Has(port.notices[1].text, (dir / "VantorelDatabase.vdb").string()));
     EXPECT_FALSE(db.IsOpen());
 }
 

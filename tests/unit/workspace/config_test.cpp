@@ -49,10 +49,10 @@ TEST_F(ConfigTest, FirstStartWritesTheDefaultsPointingAtTheSampleDatabase) {
     EXPECT_TRUE(
         text.starts_with("<?xml version=\"1.0\" encoding=\"UTF-16\"?>\r\n<vantorel_config>\r\n"
                          "<LastDBPath>"));
-    EXPECT_NE(text.find("\r\n<RecentDatabases></RecentDatabases>\r\n"), std::string::npos);
-    EXPECT_NE(text.find("<ProjectRootColOrder><ProjectRootOrder>0</ProjectRootOrder>"
-                        "<ProjectRootOrder>1</ProjectRootOrder>"),
-              std::string::npos);
+    EXPECT_TRUE(Has(text, "\r\n<RecentDatabases></RecentDatabases>\r\n"));
+    EXPECT_TRUE(Has(text,
+                    "<ProjectRootColOrder><ProjectRootOrder>0</ProjectRootOrder>"
+                    "<ProjectRootOrder>1</ProjectRootOrder>"));
     // The order lists all come before the width lists.
     EXPECT_LT(text.find("<FiltersColOrder>"), text.find("<ProjectRootWidths>"));
     EXPECT_TRUE(text.ends_with(
@@ -85,9 +85,9 @@ TEST_F(ConfigTest, EverySettingSurvivesAWriteAndARead) {
     ASSERT_TRUE(again.Write());
     EXPECT_EQ(FileBytes(), written);
     // Only the recent entries there are get written.
-    EXPECT_NE(FileText().find("<RecentDatabases><RecentDB>/srv/a</RecentDB><RecentDB>/srv/b &amp; "
-                              "c</RecentDB></RecentDatabases>"),
-              std::string::npos);
+    EXPECT_TRUE(Has(FileText(),
+                    "<RecentDatabases><RecentDB>/srv/a</RecentDB><RecentDB>/srv/b &amp; "
+                    "c</RecentDB></RecentDatabases>"));
 }
 
 TEST_F(ConfigTest, APaneWithSenselessColumnsTakesItsDefaultsAndNothingElseIsLost) {

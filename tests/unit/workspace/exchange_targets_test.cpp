@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace vantorel::testing {
 namespace {
 
@@ -30,31 +32,19 @@ Notice RefusalOf(Operation operation, const std::vector<TreeNode>& selection) {
 }
 
 TEST(ExchangeTargetsTest, ImportsGoIntoTheSelectedSuiteOrTheSuiteOfTheSelectedTestCase) {
-    EXPECT_EQ(
-        TargetOf(Operation::ImportTestCases, {Node(kLibrary / "Login", TV_TEST_SUITE_FLD)}).folder,
-        kLibrary / "Login");
-    EXPECT_EQ(
-        TargetOf(Operation::ImportTestCases, {Node(kLibrary / "Login" / "A.vtl", TV_TEST_TEST_DOC)})
-            .folder,
-        kLibrary / "Login");
-    EXPECT_EQ(TargetOf(Operation::ImportProjectTestCases, {Node(kProject, TV_PRJ_PRJ_FLD)}).folder,
-              kCases);
-    EXPECT_EQ(TargetOf(Operation::ImportProjectTestCases,
-                       {Node(kCases / "Cart" / "C.vtl", TV_PRJ_TEST_DOC)})
-                  .folder,
-              kCases / "Cart");
-    EXPECT_EQ(TargetOf(Operation::ImportJUnitResults,
-                       {Node(kProject / "Project Reports", TV_PRJ_RPTS_FLD)})
-                  .folder,
-              kProject);
-
-    // A project suite is no library suite, and the other way round.
-    EXPECT_EQ(RefusalOf(Operation::ImportTestCases, {Node(kCases, TV_PRJ_TEST_FLD)}).caption,
-              "No test suite selected");
-    EXPECT_EQ(
-        RefusalOf(Operation::ImportProjectTestCases, {Node(kLibrary / "Login", TV_TEST_SUITE_FLD)})
-            .caption,
-        "No project selected");
+    const std::tuple<Operation, TreeNode, fs::path> imports[] = {
+        {Operation::ImportTestCases, Node(kLibrary / "Login", TV_TEST_SUITE_FLD),
+         kLibrary / "Login"},
+        {Operation::ImportTestCases, Node(kLibrary / "Login" / "A.vtl", TV_TEST_TEST_DOC),
+         kLibrary / "Login"},
+        {Operation::ImportProjectTestCases, Node(kProject, TV_PRJ_PRJ_FLD), kCases},
+        {Operation::ImportProjectTestCases, Node(kCases / "Cart" / "C.vtl", TV_PRJ_TEST_DOC),
+         kCases / "Cart"},
+        {Operation::ImportJUnitResults, Node(kProject / "Project Reports", TV_PRJ_RPTS_FLD),
+         kProject},
+    };
+    for (const auto& [operation, node, folder] : imports)
+        EXPECT_EQ(TargetOf(operation, {node}).folder, folder) << node.path;
 }
 
 TEST(ExchangeTargetsTest, ExportsOfferTheSelectionFirstThenTheWhole) {
@@ -99,16 +89,17 @@ TEST(ExchangeTargetsTest, ExportsOfferTheSelectionFirstThenTheWhole) {
               report);
 }
 
-TEST(ExchangeTargetsTest, ExportsOfNothingToExportAreRefused) {
-    EXPECT_EQ(RefusalOf(Operation::ExportProjectTestCasesCsv,
-                        {Node(kLibrary / "Login", TV_TEST_SUITE_FLD)})
-                  .caption,
-              "No project selected");
-    EXPECT_EQ(RefusalOf(Operation::ExportTestCasesCsv, {Node(kCases, TV_PRJ_TEST_FLD)}).caption,
-              "No test cases selected");
-    EXPECT_EQ(
-        RefusalOf(Operation::ExportTestListReportCsv, {Node(kProject, TV_PRJ_PRJ_FLD)}).caption,
-        "No report selected");
+TEST(ExchangeTargetsTest, ATargetOfAnotherKindIsRefused) {
+    // A project suite is no library suite, and the other way round; an export needs its kind.
+    const std::pair<Operation, TreeNode> refused[] = {
+        {Operation::ImportTestCases, Node(kCases, TV_PRJ_TEST_FLD)},
+        {Operation::ImportProjectTestCases, Node(kLibrary / "Login", TV_TEST_SUITE_FLD)},
+        {Operation::ExportProjectTestCasesCsv, Node(kLibrary / "Login", TV_TEST_SUITE_FLD)},
+        {Operation::ExportTestCasesCsv, Node(kCases, TV_PRJ_TEST_FLD)},
+        {Operation::ExportTestListReportCsv, Node(kProject, TV_PRJ_PRJ_FLD)},
+    };
+    for (const auto& [operation, node] : refused)
+        EXPECT_FALSE(RefusalOf(operation, {node}).text.empty()) << node.path;
 }
 
 TEST(ExchangeTargetsTest, TheProjectOfANodeIsTheFolderBelowProjects) {

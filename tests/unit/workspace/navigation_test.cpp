@@ -100,18 +100,13 @@ TEST_F(NavigationTest, RenameRefusesBadNamesAndOpenFilesBeforeTouchingTheDisk) {
     EXPECT_FALSE(RenameItem(Node(doc), "Prix \xe2\x82\xac", "", port));
     EXPECT_FALSE(RenameItem(Node(doc), "\xce\xa9mega", "", port));
     ASSERT_EQ(port.notices.size(), 6u);
-    EXPECT_EQ(port.notices[4],
-              (Notice{"The name can't hold the character \"\xe2\x82\xac\": names are kept in "
-                      "ISO-8859-1, which has no such character.",
-                      "Rename Error", Icon::Warning}));
-    EXPECT_NE(port.notices[5].text.find("\"\xce\xa9\""), std::string::npos);
+    EXPECT_TRUE(Has(port.notices[4].text, "\"\xe2\x82\xac\""));
+    EXPECT_TRUE(Has(port.notices[5].text, "\"\xce\xa9\""));
     EXPECT_TRUE(RenameItem(Node(doc), "Caf\xc3\xa9", "", port));
     EXPECT_TRUE(fs::exists(suite / "Caf\xc3\xa9.vtl"));
     // The file's name is UTF-8, its document's identifier ISO-8859-1.
-    EXPECT_NE(ReadFile(suite / "Caf\xc3\xa9.vtl").find("<id>Caf\xe9</id>"), std::string::npos);
+    EXPECT_TRUE(Has(ReadFile(suite / "Caf\xc3\xa9.vtl"), "<id>Caf\xe9</id>"));
     ASSERT_TRUE(RenameItem(Node(suite / "Caf\xc3\xa9.vtl"), "TC1", "", port));
-    EXPECT_EQ(port.notices[0].caption, "Rename Error");
-    EXPECT_EQ(port.notices[2].caption, "Invalid Filename");
 
     ASSERT_EQ(createLockFile(doc), 0);
     EXPECT_FALSE(RenameItem(Node(doc), "TC2", "", port));
@@ -168,7 +163,7 @@ TEST_F(NavigationTest, RenameTrimsMovesTheDescriptionAndTheIdFollows) {
     port.ScriptAnswers({false, true});
     EXPECT_FALSE(RenameItem(Node(mine), "CART-1", "", port));
     EXPECT_TRUE(fs::exists(mine));
-    EXPECT_NE(port.questions.back().text.find("Test Cases/cart/CART-1"), std::string::npos);
+    EXPECT_TRUE(Has(port.questions.back().text, "Test Cases/cart/CART-1"));
     EXPECT_TRUE(RenameItem(Node(mine), "CART-1", "", port));
     EXPECT_TRUE(fs::exists(twin));
 }
@@ -179,9 +174,7 @@ TEST_F(NavigationTest, DeleteAsksAndRefusesOpenFiles) {
 
     port.ScriptAnswers({false});
     EXPECT_FALSE(DeleteItem(db, Node(doc), "", port).deleted);
-    EXPECT_EQ(port.questions.back(),
-              (Notice{"Are you sure you want to delete this document?\n[TC1]", "Confirm delete",
-                      Icon::Question}));
+    EXPECT_TRUE(Has(port.questions.back().text, "[TC1]"));
     ASSERT_EQ(createLockFile(doc), 0);
     port.ScriptAnswers({true, true});
     EXPECT_FALSE(DeleteItem(db, Node(doc), "", port).deleted);

