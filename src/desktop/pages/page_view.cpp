@@ -102,8 +102,9 @@ LinkAction ActionForLink(const QUrl& url, LinkOrigin origin) {
     return outside ? LinkAction::OpenOutside : LinkAction::Refuse;
 }
 
-PageSchemeHandler::PageSchemeHandler(UserPort& port, QObject* parent)
-    : QWebEngineUrlSchemeHandler(parent), m_port(port) {
+PageSchemeHandler::PageSchemeHandler(UserPort& port, std::function<bool(const QUrl&)> stillWanted,
+                                     QObject* parent)
+    : QWebEngineUrlSchemeHandler(parent), m_port(port), m_stillWanted(std::move(stillWanted)) {
     m_worker.setMaxThreadCount(1);
 }
 
@@ -215,8 +216,9 @@ void PageSchemeHandler::ServeOnWorker(QWebEngineUrlRequestJob* job, std::functio
                     for (ChartFile& chart : served->charts)
                         m_charts[chart.name + ".gif"] = std::move(chart);
                 }
+                const QUrl asked = job->requestUrl();
                 Reply(job, served->type, std::move(served->data));
-                if (served->failure)
+                if (served->failure && m_stillWanted(asked))
                     m_port.tell(*served->failure);
             },
             Qt::QueuedConnection);
@@ -333,7 +335,13 @@ PageView::PageView(UserPort& port, QWidget* parent)
     : QWebEngineView(parent),
       m_port(port),
       m_profile(new QWebEngineProfile(this)),
-      m_handler(new PageSchemeHandler(port, this)) {
+      m_handler(new PageSchemeHandler(
+          port,
+          [this](const QUrl& url) {
+              return m_requested.empty() ? url.path() == this->url().path()
+                                         : url.path() == m_requested.back().path();
+          },
+          this)) {
     setObjectName("pageView");
     // A profile of its own, kept in memory: pages leave nothing on disk, and no script,
     // plugin or remote request runs in them.

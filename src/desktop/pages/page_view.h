@@ -53,7 +53,10 @@ LinkAction ActionForLink(const QUrl& url, LinkOrigin origin);
 class PageSchemeHandler : public QWebEngineUrlSchemeHandler {
     Q_OBJECT
 public:
-    PageSchemeHandler(UserPort& port, QObject* parent);
+    // stillWanted: whether the view still wants a page it asked for; a page that went
+    // unwanted while it was made (the user moved on, the item was deleted) tells no failure.
+    PageSchemeHandler(UserPort& port, std::function<bool(const QUrl&)> stillWanted,
+                      QObject* parent);
     // Waits for the page being made, if any; the ones waiting are dropped.
     ~PageSchemeHandler() override;
     void SetSource(PageSource source);
@@ -77,6 +80,7 @@ private:
     void ServeChart(QWebEngineUrlRequestJob* job, const std::string& name);
 
     UserPort& m_port;
+    std::function<bool(const QUrl&)> m_stillWanted;
     PageSource m_source;
     // The charts of the report page served last, by the name its pictures ask for.
     std::map<std::string, ChartFile> m_charts;
