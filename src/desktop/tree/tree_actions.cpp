@@ -191,31 +191,36 @@ QMenu* TreeActions::ContextMenuFor(const TreeNode& node, QWidget* parent) {
     return menu;
 }
 
+namespace {
+
+// The row clicked at position becomes current; a click inside the selection keeps the
+// selection. Invalid when nothing was clicked.
+QModelIndex MakeClickedCurrent(QAbstractItemView& view, const QPoint& position) {
+    const QModelIndex index = view.indexAt(position);
+    if (!index.isValid())
+        return index;
+    if (view.selectionModel()->isSelected(index))
+        view.selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
+    else
+        view.setCurrentIndex(index);
+    return index;
+}
+
+}  // namespace
+
 void TreeActions::ShowContextMenu(const QPoint& position) {
     QTreeView& tree = m_window.Tree();
-    const QModelIndex index = tree.indexAt(position);
-    if (!index.isValid())
-        return;
-    // The clicked node becomes current; a click inside the selection keeps the selection.
-    if (tree.selectionModel()->isSelected(index))
-        tree.selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
-    else
-        tree.setCurrentIndex(index);
-    ContextMenuFor(*m_window.Model().NodeAt(index), &tree)
-        ->popup(tree.viewport()->mapToGlobal(position));
+    const QModelIndex index = MakeClickedCurrent(tree, position);
+    if (index.isValid())
+        ContextMenuFor(*m_window.Model().NodeAt(index), &tree)
+            ->popup(tree.viewport()->mapToGlobal(position));
 }
 
 void TreeActions::ShowListContextMenu(const QPoint& position) {
+    // The menu's commands act on the list's selection.
     ListPaneView& list = m_window.List();
-    const QModelIndex index = list.indexAt(position);
-    if (!index.isValid())
+    if (!MakeClickedCurrent(list, position).isValid())
         return;
-    // As in the tree: the clicked row becomes current, a click inside the selection keeps it;
-    // the menu's commands act on the list's selection.
-    if (list.selectionModel()->isSelected(index))
-        list.selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
-    else
-        list.setCurrentIndex(index);
     m_window.FocusList();
     if (const std::optional<TreeNode> row = list.CurrentRowNode())
         ContextMenuFor(*row, &list)->popup(list.viewport()->mapToGlobal(position));
