@@ -103,6 +103,27 @@ MultiEditOutcome ApplyMultiEdit(const MultiEditSet& set, const std::vector<Field
 MultiEditOutcome ApplyMultiEdit(const MultiEditSet& set, const ChangesOf& changesOf,
                                 const EditorContext& context, std::stop_token stop,
                                 const std::function<void()>& step) {
+    const EditOf edit = [&changesOf](std::size_t item,
+                                     ItemEditor& editor) -> std::optional<std::string> {
+        auto* project = dynamic_cast<PrjTestCase*>(&editor);
+        for (const FieldChange& change : changesOf(item)) {
+            FieldControl& control = editor.Control(change.tag);
+            control.text = change.value.text;
+            control.date = change.value.date;
+            control.time = change.value.time;
+            control.checked = change.value.checked;
+            // A result chosen for many counts one attempt on each, as in its dialog.
+            if (project && change.tag == "<test_status>")
+                project->StatusChosen();
+        }
+        return std::nullopt;
+    };
+    return ApplyMultiEdit(set, edit, context, stop, step);
+}
+
+MultiEditOutcome ApplyMultiEdit(const MultiEditSet& set, const EditOf& edit,
+                                const EditorContext& context, std::stop_token stop,
+                                const std::function<void()>& step) {
     MultiEditOutcome outcome;
     for (std::size_t index = 0; index < set.items.size(); ++index) {
         const fs::path& item = set.items[index];
@@ -119,39 +140,28 @@ MultiEditOutcome ApplyMultiEdit(const MultiEditSet& set, const ChangesOf& change
                                   context.knownIds,
                                   context.addUserWithoutAsking};
         std::unique_ptr<ItemEditor> editor;
-        PrjTestCase* project = nullptr;
-        if (set.kind == TV_PRJ_TEST_DOC) {
-            std::unique_ptr<PrjTestCase> opened = PrjTestCase::Edit(item, itemContext);
-            project = opened.get();
-            editor = std::move(opened);
-        } else {
+        if (set.kind == TV_PRJ_TEST_DOC)
+            editor = PrjTestCase::Edit(item, itemContext);
+        else
             editor = TestCase::Edit(item, itemContext);
-        }
         auto skip = [&](std::string why) {
             outcome.skipped.push_back(ItemLabel(item, set.kind) + ": " + std::move(why));
         };
         if (!editor) {
-            skip(IsLocked(item) ? "open for editing by someone else"
+            const bool locked = IsLocked(item);
+            outcome.locked += locked;
+            skip(locked ? "open for editing by someone else"
                  : quiet.told.empty()
                      ? "could not be opened"
                      : quiet.told.front().text.substr(0, quiet.told.front().text.find('\n')));
+        } else if (std::optional<std::string> why = edit(index, *editor)) {
+            skip(std::move(*why));
+        } else if (!editor->UpdateRequired()) {
+            ++outcome.unchanged;
+        } else if (editor->Save()) {
+            skip(quiet.told.empty() ? "refused the change" : quiet.told.back().text);
         } else {
-            for (const FieldChange& change : changesOf(index)) {
-                FieldControl& control = editor->Control(change.tag);
-                control.text = change.value.text;
-                control.date = change.value.date;
-                control.time = change.value.time;
-                control.checked = change.value.checked;
-                // A result chosen for many counts one attempt on each, as in its dialog.
-                if (project && change.tag == "<test_status>")
-                    project->StatusChosen();
-            }
-            if (!editor->UpdateRequired())
-                ++outcome.unchanged;
-            else if (editor->Save())
-                skip(quiet.told.empty() ? "refused the change" : quiet.told.back().text);
-            else
-                ++outcome.changed;
+            ++outcome.changed;
         }
         if (step)
             step();

@@ -54,6 +54,7 @@ struct MultiEditOutcome {
     std::size_t changed = 0;
     std::size_t unchanged = 0;         // already held the values
     std::vector<std::string> skipped;  // "LOG-001: <why>", each left as it was
+    std::size_t locked = 0;            // of the skipped, those someone else holds
     bool stopped = false;
 };
 
@@ -66,6 +67,12 @@ MultiEditOutcome ApplyMultiEdit(const MultiEditSet& set, const std::vector<Field
 // The same with changes of their own for each item, by its place in set.
 using ChangesOf = std::function<std::vector<FieldChange>(std::size_t item)>;
 MultiEditOutcome ApplyMultiEdit(const MultiEditSet& set, const ChangesOf& changesOf,
+                                const EditorContext& context, std::stop_token stop,
+                                const std::function<void()>& step);
+// The most general form: edit changes the controls of the item at its place in set, as read
+// under its lock, or gives the reason to leave it as it was.
+using EditOf = std::function<std::optional<std::string>(std::size_t item, ItemEditor& editor)>;
+MultiEditOutcome ApplyMultiEdit(const MultiEditSet& set, const EditOf& edit,
                                 const EditorContext& context, std::stop_token stop,
                                 const std::function<void()>& step);
 
