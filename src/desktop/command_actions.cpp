@@ -78,6 +78,8 @@ bool CommandActions::Available(Operation operation) {
         case Operation::ExportTestListReportCsv:
         case Operation::BulkUpdate:
         case Operation::SetTotalExpectedDuration:
+        case Operation::Find:
+        case Operation::FindReplace:
             return true;
         default:
             return ItemDialogs::Handles(operation) || FilterDialogs::Handles(operation);

@@ -16,6 +16,7 @@
 #include "desktop/dialogs/customize_sheet.h"
 #include "desktop/dialogs/deleted_items_dialog.h"
 #include "desktop/dialogs/filter_dialogs.h"
+#include "desktop/dialogs/find_dialog.h"
 #include "desktop/dialogs/item_dialog.h"
 #include "desktop/dialogs/item_dialogs.h"
 #include "desktop/dialogs/junit_import_dialog.h"
@@ -278,6 +279,9 @@ PageSource MainWindow::CurrentPageSource() {
 
 void MainWindow::AfterDatabaseChange() {
     VantorelDatabase& database = m_shell.Database();
+    // What it found belongs to the database before.
+    if (m_findDialog)
+        m_findDialog->Forget();
     m_page->SetSource(CurrentPageSource());
     m_commands->SetRecentDatabases(RecentDatabaseMenu(m_shell.Configuration().Settings()));
     // The filters the tree lists: read once, then kept by the watcher's refreshes.
@@ -501,6 +505,12 @@ void MainWindow::RunCommand(int command) {
                 m_editors.Open(this, *ActiveNode());
             break;
         }
+        case Operation::Find:
+        case Operation::FindReplace:
+            if (!m_findDialog)
+                m_findDialog = new FindDialog(*this, m_port);
+            m_findDialog->Open(operation == Operation::FindReplace);
+            break;
         case Operation::BulkUpdate:
             if (const std::optional<TreeNode> suite = ActiveNode())
                 RunBulkUpdate(*this, m_port, *suite, command);

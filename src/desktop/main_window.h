@@ -24,6 +24,7 @@ namespace vantorel {
 
 class ExchangeJobs;
 class FilterDialogs;
+class FindDialog;
 class ItemDialogs;
 class TreeActions;
 
@@ -146,6 +147,7 @@ private:
     std::filesystem::path m_importFolder, m_exportFolder;
     ItemDialogs* m_itemDialogs;
     FilterDialogs* m_filterDialogs;
+    FindDialog* m_findDialog = nullptr;  // made at the first Find, a child of the window
     // Last, so they end (and stop their workers) while the tree and the shell still stand.
     std::unique_ptr<ExchangeJobs> m_jobs;
     std::unique_ptr<TreeActions> m_treeActions;

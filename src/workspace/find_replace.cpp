@@ -228,6 +228,23 @@ SearchableValue Searchable(FieldType type, std::string_view controlText) {
     return value;
 }
 
+std::optional<fs::path> FindScopeOf(const TreeNode& node) {
+    switch (node.kind) {
+        case TV_TEST_ROOT:
+        case TV_TEST_SUITE_FLD:
+        case TV_PRJ_TEST_FLD:
+        case TV_PRJ_SUITE_FLD:
+            return node.path;
+        case TV_PRJ_PRJ_FLD:
+            return node.path / "Project Test Cases";
+        case TV_TEST_TEST_DOC:
+        case TV_PRJ_TEST_DOC:
+            return node.path.parent_path();
+        default:
+            return std::nullopt;
+    }
+}
+
 namespace {
 
 // The source range of a match of a searchable value in the control's text.

@@ -106,6 +106,10 @@ struct FindRequest {
     unsigned threads = 2;
 };
 
+// The folder a search in node looks in: a folder of test cases itself, a project's test cases,
+// a test case's suite; none for the other kinds of item.
+std::optional<std::filesystem::path> FindScopeOf(const TreeNode& node);
+
 struct FindOutcome {
     std::size_t documents = 0;  // read
     std::size_t hits = 0;
