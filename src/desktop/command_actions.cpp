@@ -80,6 +80,7 @@ bool CommandActions::Available(Operation operation) {
         case Operation::SetTotalExpectedDuration:
         case Operation::Find:
         case Operation::FindReplace:
+        case Operation::InsertNewTestCase:
             return true;
         default:
             return ItemDialogs::Handles(operation) || FilterDialogs::Handles(operation);

@@ -37,6 +37,7 @@
 #include "storage/thread_guard.h"
 #include "workspace/exchange_targets.h"
 #include "workspace/help.h"
+#include "workspace/insert_test_case.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
@@ -277,6 +278,26 @@ PageSource MainWindow::CurrentPageSource() {
             m_shell.Folders().StylesFolder() / settings.templatePath, !settings.addBugPath.empty()};
 }
 
+// The renumbering and the new document are made on the transfer worker; the new test case's
+// dialog opens once its folder is read again.
+void MainWindow::InsertNewTestCase(const TreeNode& selected) {
+    auto made = std::make_shared<std::optional<fs::path>>();
+    m_treeActions->RunJob(
+        [port = &m_port, selected, made, custom = m_shell.SharedCustom(),
+         identity = m_shell.Identity()](std::stop_token) {
+            *made = InsertTestCase(selected, {*port, *custom, identity});
+            TransferResult result;
+            if (*made)
+                result.written.push_back(**made);
+            return result;
+        },
+        {selected.path.parent_path()},
+        [this, made, kind = selected.kind] {
+            if (*made)
+                m_editors.Open(this, {**made, kind, ItemLabel(**made, kind)});
+        });
+}
+
 void MainWindow::AfterDatabaseChange() {
     VantorelDatabase& database = m_shell.Database();
     // What it found belongs to the database before.
@@ -505,6 +526,11 @@ void MainWindow::RunCommand(int command) {
                 m_editors.Open(this, *ActiveNode());
             break;
         }
+        case Operation::InsertNewTestCase:
+            if (const std::optional<TreeNode> node = ActiveNode();
+                node && (node->kind == TV_TEST_TEST_DOC || node->kind == TV_PRJ_TEST_DOC))
+                InsertNewTestCase(*node);
+            break;
         case Operation::Find:
         case Operation::FindReplace:
             if (!m_findDialog)

@@ -117,6 +117,7 @@ private:
     void MakeReportNow(int command);
     // "Set as current user" on a tester: that tester is the current user of this computer.
     void SetCurrentUserTo(const TreeNode& tester);
+    void InsertNewTestCase(const TreeNode& selected);
     // The customisation sheet; after OK the window shows what the new customisation says.
     void RunCustomizeSheet();
     void ShowNewReport(const std::filesystem::path& report);

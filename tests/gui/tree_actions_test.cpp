@@ -156,6 +156,23 @@ private slots:
         QCOMPARE(w.open->port.notices.size(), std::size_t{2});
     }
 
+    void InsertNewTestCaseRenumbersAndOpensTheNewOne() {
+        LibraryWindow w(Open());
+        w.MakeCurrent(w.login / "LOG-002.vtl");
+        QString title;
+        WhenModalOpens([&](QDialog& dialog) {
+            title = dialog.windowTitle();
+            dialog.reject();
+        });
+        w.window.RunCommand(ID_INSERT_TEST_CASE);
+        QTRY_VERIFY(!title.isEmpty());
+        QVERIFY(title.startsWith("Vantorel - Test Case"));
+        QVERIFY(fs::exists(w.login / "LOG-007.vtl"));
+        QVERIFY(testing::Has(testing::ReadFile(w.login / "LOG-004.vtl"), "<id>LOG-004</id>"));
+        QCOMPARE(NamesBelow(w.login).size(), std::size_t{7});
+        QCOMPARE(w.CurrentPath(), w.login / "LOG-003.vtl");
+    }
+
     void DropsMoveOrCopyAndTheTreeFollowsOrAreRefused() {
         LibraryWindow w(Open());
         QVERIFY(w.Drop(w.login / "LOG-002.vtl", w.search, Qt::MoveAction));
