@@ -48,6 +48,7 @@
 #include "desktop/desktop_program.h"
 #include "desktop/dialogs/csv_export_dialog.h"
 #include "desktop/dialogs/csv_import_dialog.h"
+#include "desktop/dialogs/find_dialog.h"
 #include "desktop/dialogs/junit_import_dialog.h"
 #include "desktop/dialogs/web_export_dialog.h"
 #include "desktop/exchange_jobs.h"
@@ -262,6 +263,24 @@ bool GrabDialog(QWidget& dialog, const fs::path& output, const char* picture) {
     }
     std::printf("%s\n", file.c_str());
     return true;
+}
+
+// Find & Replace over the library, its hits listed with what replaces them.
+bool TourFindReplace(vantorel::MainWindow& window, const fs::path& output) {
+    window.SelectPath(window.TheShell().Database().Directory() / "Test Cases");
+    window.RunCommand(vantorel::ID_EDIT_FIND_REPLACE);
+    auto* dialog = window.findChild<vantorel::FindDialog*>("findDialog");
+    if (!dialog)
+        return false;
+    dialog->findChild<QLineEdit*>("findText")->setText("password");
+    dialog->findChild<QLineEdit*>("replaceText")->setText("passphrase");
+    dialog->findChild<QPushButton*>("findButton")->click();
+    auto* replace = dialog->findChild<QPushButton*>("replaceButton");
+    for (int wait = 0; wait < 100 && !replace->isEnabled(); ++wait)
+        Settle(100);
+    const bool grabbed = GrabDialog(*dialog, output, "dialog-find-replace.png");
+    dialog->close();
+    return grabbed;
 }
 
 // Closes dialog and deletes it now: the tour runs no event loop of its own that would, so the
@@ -664,6 +683,7 @@ int main(int argc, char** argv) {
     });
     poll.start();
     window.RunCommand(vantorel::ID_EDIT_PROPERTIES);
+    failures += !TourFindReplace(window, output);
     failures += !TourHelp(window, output);
     return failures == 0 ? 0 : 1;
 }

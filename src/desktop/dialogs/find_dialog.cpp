@@ -72,6 +72,11 @@ FindDialog::FindDialog(MainWindow& window, UserPort& port)
     m_results->setHorizontalHeaderLabels({"Item", "Field", "Found", "Replaced by"});
     m_results->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_results->setSelectionBehavior(QAbstractItemView::SelectRows);
+    m_results->setWordWrap(false);
+    // Fixed starting widths: sizing to the contents would measure every row at every batch.
+    m_results->setColumnWidth(kItem, 110);
+    m_results->setColumnWidth(kField, 150);
+    m_results->setColumnWidth(kReplacement, 220);
     m_results->horizontalHeader()->setSectionResizeMode(kContext, QHeaderView::Stretch);
     m_results->verticalHeader()->hide();
     connect(m_results, &QTableWidget::cellDoubleClicked, this,
