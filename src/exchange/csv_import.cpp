@@ -205,6 +205,19 @@ std::optional<CsvImport> CsvImport::Open(const fs::path& file, CsvSource source,
     return CsvImport(std::move(std::get<CsvTable>(parsed)), source, databaseDir, custom);
 }
 
+CsvImport CsvImport::OfFields(CsvTable table, CsvSource source, const fs::path& databaseDir,
+                              const CustomCfg& custom) {
+    CsvImport import(std::move(table), source, databaseDir, custom);
+    import.m_keepMapping = false;
+    for (std::size_t column = 0; column < import.m_table.header.size(); ++column) {
+        import.m_mapping[column] = std::nullopt;
+        for (std::size_t field = 0; field < import.m_fields.size(); ++field)
+            if (FieldName(import.m_fields[field]) == import.m_table.header[column])
+                import.m_mapping[column] = field;
+    }
+    return import;
+}
+
 void CsvImport::MapByCaption() {
     // What the user chose last time for a caption comes first; then the captions the export
     // writes, the short ones of lists, the dialogs' own and the tags.
@@ -560,7 +573,8 @@ std::optional<CsvImportOutcome> CsvImport::Import(const CsvImportRequest& reques
         tell("The import from CSV was cancelled after " + std::to_string(outcome.written) +
              (outcome.written == 1 ? " test case; it is whole"
                                    : " test cases; each of them is whole"));
-    (void)SaveMapping();  // only a convenience for next time
+    if (m_keepMapping)
+        (void)SaveMapping();  // only a convenience for next time
     return outcome;
 }
 

@@ -85,6 +85,12 @@ public:
                                          const std::filesystem::path& databaseDir,
                                          const CustomCfg& custom, UserPort& port);
 
+    // A table made by another reader (an XML export of another test manager) whose header
+    // names each column's field as the mapping file does ("suite", "test_title"): mapped so,
+    // and the mapping kept for the database's own CSV files left alone.
+    static CsvImport OfFields(CsvTable table, CsvSource source,
+                              const std::filesystem::path& databaseDir, const CustomCfg& custom);
+
     const std::vector<std::string>& Columns() const { return m_table.header; }
     const std::vector<CsvImportField>& Fields() const { return m_fields; }
     // The field a column goes to (an index of Fields()), or none when it isn't imported.
@@ -133,6 +139,7 @@ private:
     const CustomCfg* m_custom;
     std::vector<CsvImportField> m_fields;
     std::vector<std::optional<std::size_t>> m_mapping;  // per column
+    bool m_keepMapping = true;
 };
 
 }  // namespace vantorel
