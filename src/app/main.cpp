@@ -125,6 +125,10 @@ int main(int argc, char** argv) {
         const StopOnSignals interrupt;
         return RunCommandLineJUnitImport(line, port, interrupt.Token());
     }
+    if (line.testlinkMode) {
+        const StopOnSignals interrupt;
+        return RunCommandLineTestLinkImport(line, port, interrupt.Token());
+    }
     if (line.reportMode) {
         const StopOnSignals interrupt;
         return RunCommandLineReport(line, port, ReportThreads(), interrupt.Token());

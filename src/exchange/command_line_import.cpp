@@ -1,10 +1,12 @@
 #include "exchange/command_line_import.h"
 
 #include <iostream>
+#include <set>
 
 #include "documents/custom_cfg.h"
 #include "exchange/csv_import.h"
 #include "exchange/junit_import.h"
+#include "exchange/testlink_import.h"
 #include "platform/identity.h"
 #include "storage/identifiers.h"
 #include "storage/vantorel_database.h"
@@ -106,6 +108,41 @@ int RunCommandLineJUnitImport(const CommandLine& commandLine, UserPort& port,
                    std::string(kJUnitImportCaption), Icon::Warning});
     std::cout << JUnitReportText(*report, request.dryRun);
     return report->complete && report->locked.empty() ? 0 : 1;
+}
+
+int RunCommandLineTestLinkImport(const CommandLine& commandLine, UserPort& port,
+                                 std::stop_token stop) {
+    VantorelDatabase database(port);
+    CustomCfg custom;
+    if (!OpenDatabase(commandLine, database, custom, port, kTestLinkImportCaption))
+        return 1;
+    const std::filesystem::path folder =
+        (database.Directory() / "Test Cases" / commandLine.librarySuite.value_or(""))
+            .lexically_normal();
+    std::optional<CsvImport> import = OpenTestLinkImport(
+        commandLine.testlinkFile, database.Directory(), custom, {commandLine.idPrefix}, port);
+    if (!import)
+        return 1;
+    if (commandLine.dryRun) {
+        const std::vector<CsvRefusal> refusals = import->Check(folder);
+        for (const CsvRefusal& refusal : refusals)
+            port.tell(
+                {CsvRefusalText(refusal), std::string(kTestLinkImportCaption), Icon::Warning});
+        std::set<std::size_t> refusedLines;
+        for (const CsvRefusal& refusal : refusals)
+            refusedLines.insert(refusal.line);
+        const std::size_t good = import->RowCount() - refusedLines.size();
+        std::cout << good << (good == 1 ? " test case" : " test cases") << " of "
+                  << import->RowCount() << " would be imported into " << folder.string() << "\n";
+        return refusals.empty() ? 0 : 1;
+    }
+    CsvImportRequest request{folder, commandLine.goodRowsOnly, false, stop};
+    const std::optional<CsvImportOutcome> outcome = import->Import(request, {port, custom});
+    if (!outcome)
+        return 1;
+    std::cout << outcome->written << (outcome->written == 1 ? " test case" : " test cases")
+              << " imported into " << folder.string() << "\n";
+    return outcome->complete && outcome->refusals.empty() ? 0 : 1;
 }
 
 }  // namespace vantorel

@@ -1,7 +1,8 @@
 #pragma once
 // The imports of a command line: test cases from CSV ("/m FILE /d DB" with "/l Suite" or
 // "/p Project [/t Suite]") and JUnit results ("/j FILE /d DB /p Project [/k id|requirement|
-// title] [/v VERSION] [/b BUILD] [/dryrun] [/again]"). Every message goes through the port
+// title] [/v VERSION] [/b BUILD] [/dryrun] [/again]") and TestLink exports ("/testlink FILE
+// /d DB /l Suite [/prefix P] [/goodrows] [/dryrun]"). Every message goes through the port
 // (error_log.txt and stderr); what was imported is printed on stdout for a script.
 
 #include <stop_token>
@@ -21,5 +22,10 @@ int RunCommandLineCsvImport(const CommandLine& commandLine, UserPort& port,
 // Results that match no test case are listed and leave the status 0.
 int RunCommandLineJUnitImport(const CommandLine& commandLine, UserPort& port,
                               std::stop_token stop = {});
+
+// 0 when every test case of the TestLink export was imported (or, with "/dryrun", would be);
+// 1 when the file or any test case was refused ("/goodrows" writes the good ones all the same).
+int RunCommandLineTestLinkImport(const CommandLine& commandLine, UserPort& port,
+                                 std::stop_token stop = {});
 
 }  // namespace vantorel

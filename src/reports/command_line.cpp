@@ -65,12 +65,14 @@ const char kLinuxHelpText[] =
     "                [--suite SUITE] | --library SUITE) [--html] [--good-rows]\n"
     "       vantorel --junit FILE --database DATABASE --project PROJECT [--match RULE]\n"
     "                [--tested-version V] [--tested-build B] [--dry-run] [--again]\n"
+    "       vantorel --import-testlink FILE --database DATABASE --library SUITE\n"
+    "                [--prefix PREFIX] [--good-rows] [--dry-run]\n"
     "\n"
     "Vantorel keeps test cases, test projects and their executions. Without options it\n"
     "opens DATABASE (a database folder or its VantorelDatabase.vdb), else the last\n"
-    "database used. With --report, --web, --csv, --import-csv or --junit it makes one\n"
-    "report, web export, CSV file or import without a window; every message goes to\n"
-    "stderr and to\n"
+    "database used. With --report, --web, --csv, --import-csv, --junit or\n"
+    "--import-testlink it makes one report, web export, CSV file or import without a\n"
+    "window; every message goes to stderr and to\n"
     "error_log.txt in the data folder ($VANTOREL_DATA_DIR, else\n"
     "~/.local/share/Corvanta/Vantorel).\n"
     "\n"
@@ -117,6 +119,13 @@ const char kLinuxHelpText[] =
     "      --dry-run          print what would change and write nothing\n"
     "      --again            import a file that was imported into the project before\n"
     "\n"
+    "TestLink import (its XML export of test suites and test cases):\n"
+    "      --import-testlink FILE\n"
+    "                         add its suites and test cases below --library SUITE\n"
+    "                         (empty for the library itself)\n"
+    "      --prefix PREFIX    IDs as PREFIX-<external id>; without it, automatic IDs\n"
+    "      --dry-run          check every test case and say what would be made\n"
+    "\n"
     "Other options:\n"
     "      --debug            write a debug log, VantorelDebug.txt, in the data folder\n"
     "  -h, --help             show this help and exit\n"
@@ -124,7 +133,8 @@ const char kLinuxHelpText[] =
     "      /help              show the switches in the program's own form\n"
     "\n"
     "Each option has a slash form too: /r, /d, /p, /f, /s, /o, /n, /w, /c, /e, /x, /t,\n"
-    "/l, /i, /latin1, /html, /m, /goodrows, /j, /k, /v, /b, /dryrun, /again, /debug.\n"
+    "/l, /i, /latin1, /html, /m, /goodrows, /j, /k, /v, /b, /dryrun, /again, /testlink,\n"
+    "/prefix, /debug.\n"
     "\n"
     "Examples:\n"
     "  vantorel ~/qa/shop-db\n"
@@ -134,6 +144,7 @@ const char kLinuxHelpText[] =
     "  vantorel --csv cart.csv -d ~/qa/shop-db -p \"Release 2.0\" --suite Cart\n"
     "  vantorel --import-csv new.csv -d ~/qa/shop-db --library Login\n"
     "  vantorel --junit report.xml -d ~/qa/shop-db -p \"Release 2.0\" --tested-build 417\n"
+    "  vantorel --import-testlink shop.xml -d ~/qa/shop-db --library \"\" --prefix SHOP\n"
     "\n"
     "Ctrl-C stops a report or export between two documents: no half-written report\n"
     "is left, and an earlier export stays as it was. A second Ctrl-C ends at once.\n"
@@ -183,6 +194,8 @@ constexpr LongOption kLongOptions[] = {
     {"tested-build", "/b"},
     {"dry-run", "/dryrun"},
     {"again", "/again"},
+    {"import-testlink", "/testlink"},
+    {"prefix", "/prefix"},
 };
 
 // The weights of the switches a report or a web export needs; each mode needs exactly its
@@ -282,7 +295,8 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
     CommandLine line;
     auto refuse = [&line, &port](std::string text) {
         port.tell({std::move(text), kParseCaption, Icon::Warning});
-        line.reportMode = line.webMode = line.csvMode = line.csvImportMode = line.junitMode = false;
+        line.reportMode = line.webMode = line.csvMode = line.csvImportMode = line.junitMode =
+            line.testlinkMode = false;
         line.refused = true;
         return line;
     };
@@ -356,6 +370,18 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
             ++i;
             return true;
         };
+        // Whole words first: their first letters are switches of their own.
+        if (strcasecmp(argument.c_str(), "/testlink") == 0) {
+            if (!take(line.testlinkFile, kCommandLineValueMax))
+                return refuse("No file after /testlink parameter.\n");
+            line.testlinkMode = true;
+            continue;
+        }
+        if (strcasecmp(argument.c_str(), "/prefix") == 0) {
+            if (!take(line.idPrefix, kCommandLineValueMax))
+                return refuse("No prefix after /prefix parameter.\n");
+            continue;
+        }
         switch (letter) {
             case 'R':
                 if (!take(line.reportKeyword, kReportKeywordMax))
@@ -459,11 +485,23 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
                 break;  // not a switch of ours
         }
     }
-    if ((line.csvImportMode || line.junitMode) &&
-        line.csvImportMode + line.junitMode + line.csvMode + (line.reportMode || line.webMode) > 1)
+    if ((line.csvImportMode || line.junitMode || line.testlinkMode) &&
+        line.csvImportMode + line.junitMode + line.testlinkMode + line.csvMode +
+                (line.reportMode || line.webMode) >
+            1)
         return refuse(
-            "A run makes one report, export or import: /r, /w, /x, /m and /j can't be "
-            "combined\n");
+            "A run makes one report, export or import: /r, /w, /x, /m, /j and /testlink can't "
+            "be combined\n");
+    if (line.testlinkMode) {
+        if (line.database.empty() || !line.librarySuite)
+            return refuse(
+                "Command line missing some required parameters (/d and /l) for TestLink "
+                "import\n");
+        if (!IsSuitePath(*line.librarySuite))
+            return refuse("\"" + *line.librarySuite +
+                          "\" is not a suite: name it as Parent/Child below the library\n");
+        return line;
+    }
     if (line.csvImportMode) {
         const bool project = !line.project.empty();
         if (line.database.empty() || project == line.librarySuite.has_value())

@@ -72,8 +72,14 @@ struct CommandLine {
     std::string matchRule = "id";  // "/k": id, requirement or title
     std::string testedVersion;     // "/v"
     std::string testedBuild;       // "/b"
-    bool dryRun = false;           // "/dryrun"
+    bool dryRun = false;           // "/dryrun", also for a TestLink import
     bool importAgain = false;      // "/again": a file imported before is imported again
+
+    // A TestLink XML import ("/testlink FILE") into a suite of the library ("/l"), the IDs
+    // prefixed by "/prefix"; "/goodrows" and "/dryrun" as for the other imports.
+    bool testlinkMode = false;
+    std::string testlinkFile;  // "/testlink"
+    std::string idPrefix;      // "/prefix"
 };
 
 // Parses the arguments that follow the program's name. Every refusal is told through port

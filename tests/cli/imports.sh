@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The CSV and JUnit imports as a script or a CI pipeline starts them, on a copy of the sample
+# The CSV, JUnit and TestLink imports as a script or a CI pipeline starts them, on a copy of the sample
 # database: a library suite exported and imported again gives the same documents, a
 # spreadsheet's semicolon file imports, JUnit results are recorded (and asked about the
 # second time) with exit status 0; a broken file, a refused row and an incomplete command line
@@ -72,4 +72,17 @@ echo 'name,status' >"$work/not.xml"
 expect_status 1 'line 1, column 1: the file is not XML' -j "$work/not.xml" -d "$work/db" -p "Release 2.0"
 expect_status 2 '(/d and /p) for JUnit results import' -j "$work/results.xml" -d "$work/db"
 grep -q 'for JUnit results import' "$work/data/error_log.txt" || fail "the refusal is not in the log"
+# A TestLink export: its nested suites below the library suite, the IDs with their prefix; a
+# dry run first, which writes nothing.
+testlink=$(dirname "$0")/../data/testlink/shop.xml
+mkdir "$work/db/Test Cases/Shop"
+expect_status 0 '2 test cases of 2 would be imported' --import-testlink "$testlink" -d "$work/db" \
+    --library Shop --prefix SHOP --dry-run
+[ -z "$(ls "$work/db/Test Cases/Shop")" ] || fail "the dry run wrote"
+expect_status 0 '2 test cases imported' /testlink "$testlink" /d "$work/db" /l Shop /prefix SHOP
+grep -q '<requirement>PAY-3</requirement>' "$work/db/Test Cases/Shop/Payments/SHOP-7.vtl" ||
+    fail "the TestLink test case is not where its suite says"
+[ -f "$work/db/Test Cases/Shop/Payments/Vouchers/SHOP-8.vtl" ] || fail "no nested suite"
+expect_status 2 '(/d and /l) for TestLink import' --import-testlink "$testlink" -d "$work/db"
+
 echo "Import runs behave"
