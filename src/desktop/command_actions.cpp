@@ -73,6 +73,7 @@ bool CommandActions::Available(Operation operation) {
         case Operation::ImportTestCases:
         case Operation::ImportProjectTestCases:
         case Operation::ImportJUnitResults:
+        case Operation::ImportTestLink:
         case Operation::ExportTestCasesCsv:
         case Operation::ExportProjectTestCasesCsv:
         case Operation::ExportTestListReportCsv:

@@ -572,6 +572,7 @@ void MainWindow::RunCommand(int command) {
             break;
         case Operation::ImportTestCases:
         case Operation::ImportProjectTestCases:
+        case Operation::ImportTestLink:
             OpenCsvImportDialog(*this, m_port, operation);
             break;
         case Operation::ImportJUnitResults:

@@ -14,6 +14,7 @@ constexpr MenuCommand kMainMenu[] = {
     {"File / Import", "Import Project Test Case", ID_FILE_IMPORT_PTC},
     {"File / Import", "Import Test Case", ID_FILE_IMPORT_TC},
     {"File / Import", "Import JUnit Results...", ID_FILE_IMPORT_JUNIT},
+    {"File / Import", "Import from TestLink...", ID_FILE_IMPORT_TESTLINK},
     {"File / Export to CSV...", "Export Project Test Cases", ID_FILE_EXPORT_PRJ_CSV},
     {"File / Export to CSV...", "Export Test Cases", ID_FILE_EXPORT_TC_CSV},
     {"File / Export to CSV...", "Export Test List Report", ID_FILE_EXPORT_LIST_CSV},
@@ -97,6 +98,7 @@ constexpr CommandOperation kOperations[] = {
     {ID_FILE_IMPORT_PTC, Operation::ImportProjectTestCases},
     {ID_FILE_IMPORT_TC, Operation::ImportTestCases},
     {ID_FILE_IMPORT_JUNIT, Operation::ImportJUnitResults},
+    {ID_FILE_IMPORT_TESTLINK, Operation::ImportTestLink},
     {ID_FILE_EXPORT_PRJ_CSV, Operation::ExportProjectTestCasesCsv},
     {ID_FILE_EXPORT_TC_CSV, Operation::ExportTestCasesCsv},
     {ID_FILE_EXPORT_LIST_CSV, Operation::ExportTestListReportCsv},
@@ -268,6 +270,7 @@ std::optional<Notice> CommandRefusal(Operation operation, const CommandState& st
         case Operation::ImportProjectTestCases:
         case Operation::ImportTestCases:
         case Operation::ImportJUnitResults:
+        case Operation::ImportTestLink:
             if (!state.databaseOpen)
                 return Notice{"A database must be loaded before an import can take place.",
                               "Warning", Icon::Warning};

@@ -79,7 +79,9 @@ std::variant<ExchangeTarget, Notice> ExchangeTargetOf(Operation operation,
     ExchangeTarget target;
     switch (operation) {
         case Operation::ImportTestCases:
-            if (current.kind == TV_TEST_SUITE_FLD)
+        case Operation::ImportTestLink:
+            if (current.kind == TV_TEST_SUITE_FLD ||
+                (operation == Operation::ImportTestLink && current.kind == TV_TEST_ROOT))
                 target.folder = current.path;
             else if (current.kind == TV_TEST_TEST_DOC)
                 target.folder = current.path.parent_path();

@@ -200,7 +200,14 @@ std::vector<ContextMenuItem> ContextMenu(NodeKind kind) {
     const ContextMenuItem edit{"Edit", ID_EDIT_PROPERTIES};
     switch (kind) {
         case TV_TEST_ROOT:
-            return {expand, kRule, paste, kRule, {"New test suite", ID_NEW_SUITE_ROOT}, unlock};
+            return {expand,
+                    kRule,
+                    paste,
+                    kRule,
+                    {"New test suite", ID_NEW_SUITE_ROOT},
+                    unlock,
+                    kRule,
+                    {"Import from TestLink...", ID_FILE_IMPORT_TESTLINK}};
         case TV_TEST_SUITE_FLD:
         case TV_PRJ_SUITE_FLD: {
             std::vector<ContextMenuItem> items = {expand,
@@ -223,6 +230,9 @@ std::vector<ContextMenuItem> ContextMenu(NodeKind kind) {
                 items.push_back({"Update all test cases", 0});
             items.push_back({"Set total expected duration...", ID_SET_TOTAL_DURATION});
             items.push_back(unlock);
+            if (kind == TV_TEST_SUITE_FLD)
+                items.insert(items.end(),
+                             {kRule, {"Import from TestLink...", ID_FILE_IMPORT_TESTLINK}});
             return items;
         }
         case TV_TEST_TEST_DOC:

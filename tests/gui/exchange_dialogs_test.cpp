@@ -182,6 +182,28 @@ private slots:
             "can't be imported: it was imported before. Nothing has been recorded."));
     }
 
+    void ATestLinkExportImportsThroughTheSameDialogIntoTheLibrary() {
+        auto open = Open();
+        MainWindow& window = *open->window;
+        const fs::path library = open->database / "Test Cases";
+        auto* dialog = RunDialogCommand<CsvImportDialog>(window, library, ID_FILE_IMPORT_TESTLINK);
+        QVERIFY(dialog);
+        QCOMPARE(dialog->windowTitle(), QString("Import Test Cases from TestLink"));
+        QSignalSpy checked(dialog, &CsvImportDialog::checkEnded);
+        const fs::path file = open->root / "shop.xml";
+        WriteFile(file,
+                  "<testsuite name=\"\"><testsuite name=\"Payments\"><testsuite "
+                  "name=\"Vouchers\"><testcase name=\"Pay by voucher\"><summary><![CDATA[<p>A "
+                  "voucher pays</p>]]></summary></testcase></testsuite></testsuite></testsuite>");
+        dialog->Read(file);
+        QTRY_COMPARE(checked.count(), 1);
+        QVERIFY(dialog->Refusals().empty());
+        dialog->findChild<QPushButton*>("csvImport")->click();
+        QTRY_VERIFY(!window.Jobs().Running());
+        QTRY_VERIFY(fs::exists(library / "Payments" / "Vouchers"));
+        QVERIFY(window.Model().IndexOf(library / "Payments").isValid());
+    }
+
     void ExportsAProjectToCsvAndEachCommandTakesItsTargetOrRefusesIt() {
         auto open = Open();
         MainWindow& window = *open->window;

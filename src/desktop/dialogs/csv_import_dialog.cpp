@@ -19,6 +19,7 @@
 #include "desktop/exchange_jobs.h"
 #include "desktop/main_window.h"
 #include "desktop/widgets/field_widgets.h"
+#include "exchange/testlink_import.h"
 #include "workspace/exchange_targets.h"
 
 namespace vantorel {
@@ -63,7 +64,9 @@ CsvImportDialog::CsvImportDialog(UserPort& port, CustomSnapshot custom, Exchange
       m_import(new QPushButton("Import")) {
     const bool library = m_setup.source == CsvSource::LibraryTestCases;
     setObjectName("csvImportDialog");
-    setWindowTitle(library ? "Import Test Cases from CSV" : "Import Project Test Cases from CSV");
+    setWindowTitle(m_setup.testLink ? "Import Test Cases from TestLink"
+                   : library        ? "Import Test Cases from CSV"
+                                    : "Import Project Test Cases from CSV");
 
     auto* into = new QLabel(QString::fromStdString(
         m_setup.folder.lexically_relative(m_setup.databaseDir).generic_string()));
@@ -97,6 +100,9 @@ CsvImportDialog::CsvImportDialog(UserPort& port, CustomSnapshot custom, Exchange
     mappingLayout->addWidget(m_mapping);
     m_html->setObjectName("csvHtml");
     mappingLayout->addWidget(m_html);
+    // A TestLink export's rich text is HTML, and each column is its field already.
+    m_html->setChecked(m_setup.testLink);
+    m_html->setVisible(!m_setup.testLink);
 
     m_preview->setObjectName("csvPreview");
     m_preview->setEditTriggers(QAbstractItemView::NoEditTriggers);
@@ -148,7 +154,10 @@ CsvImportDialog::~CsvImportDialog() {
 
 void CsvImportDialog::ChooseFile() {
     if (const auto file =
-            ChooseFileToImport(this, "CSV files (*.csv *.txt);;All files (*)", m_setup.startFolder))
+            ChooseFileToImport(this,
+                               m_setup.testLink ? "TestLink XML exports (*.xml);;All files (*)"
+                                                : "CSV files (*.csv *.txt);;All files (*)",
+                               m_setup.startFolder))
         Read(*file);
 }
 
@@ -159,15 +168,16 @@ void CsvImportDialog::Read(const fs::path& file) {
     m_fileInfo->setText("Reading...");
     m_browse->setEnabled(false);
     m_import->setEnabled(false);
-    m_worker =
-        std::jthread([this, file, source = m_setup.source, databaseDir = m_setup.databaseDir] {
-            std::optional<CsvImport> opened =
-                CsvImport::Open(file, source, databaseDir, *m_custom, m_port);
-            std::shared_ptr<CsvImport> model =
-                opened ? std::make_shared<CsvImport>(std::move(*opened)) : nullptr;
-            QMetaObject::invokeMethod(
-                this, [this, model] { Opened(model); }, Qt::QueuedConnection);
-        });
+    m_worker = std::jthread([this, file, source = m_setup.source, databaseDir = m_setup.databaseDir,
+                             testLink = m_setup.testLink] {
+        std::optional<CsvImport> opened =
+            testLink ? OpenTestLinkImport(file, databaseDir, *m_custom, {}, m_port)
+                     : CsvImport::Open(file, source, databaseDir, *m_custom, m_port);
+        std::shared_ptr<CsvImport> model =
+            opened ? std::make_shared<CsvImport>(std::move(*opened)) : nullptr;
+        QMetaObject::invokeMethod(
+            this, [this, model] { Opened(model); }, Qt::QueuedConnection);
+    });
 }
 
 void CsvImportDialog::Opened(std::shared_ptr<CsvImport> model) {
@@ -338,8 +348,9 @@ void OpenCsvImportDialog(MainWindow& window, UserPort& port, Operation operation
     if (!target)
         return;
     CsvImportDialog::Setup setup;
-    setup.source = operation == Operation::ImportTestCases ? CsvSource::LibraryTestCases
-                                                           : CsvSource::ProjectTestCases;
+    setup.source = operation == Operation::ImportProjectTestCases ? CsvSource::ProjectTestCases
+                                                                  : CsvSource::LibraryTestCases;
+    setup.testLink = operation == Operation::ImportTestLink;
     setup.folder = target->folder;
     setup.databaseDir = databaseDir;
     setup.startFolder = &window.ImportFolder();

@@ -40,6 +40,8 @@ public:
         std::filesystem::path* startFolder = nullptr;
         // Runs on the window's thread once the import has ended, whatever it wrote.
         std::function<void()> afterImport;
+        // Another test manager's export read as a table of fields, instead of a CSV file.
+        bool testLink = false;
     };
 
     CsvImportDialog(UserPort& port, CustomSnapshot custom, ExchangeJobs& jobs, Setup setup,
