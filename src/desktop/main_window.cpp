@@ -569,6 +569,9 @@ void MainWindow::RunCommand(int command) {
             if (RunOptionsDialog(this, m_shell.Configuration(), m_port))
                 ApplyOptions();
             break;
+        case Operation::SpellingOptions:
+            RunSpellingOptionsDialog(this, m_shell.Configuration(), m_shell.Folders().data, m_port);
+            break;
         case Operation::DisplayStyle:
             if (RunDisplayStyleDialog(this, m_shell.Configuration(),
                                       m_shell.Folders().StylesFolder(), m_port)) {
