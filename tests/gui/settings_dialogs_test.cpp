@@ -1,4 +1,4 @@
-// The Options and Display Style dialogs opened from their commands: what they show,
+// The Options, Spelling and Display Style dialogs opened from their commands: what they show,
 // what OK keeps in Vantorel.cfg, what Cancel leaves alone, and what the window does after.
 
 #include <QCheckBox>
