@@ -64,6 +64,7 @@ bool CommandActions::Available(Operation operation) {
         case Operation::SetAsCurrentUser:
         case Operation::CustomizeFields:
         case Operation::Options:
+        case Operation::SpellingOptions:
         case Operation::DisplayStyle:
         case Operation::About:
         case Operation::HelpOverview:

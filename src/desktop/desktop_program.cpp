@@ -81,7 +81,7 @@ int RunDesktop(int& argc, char** argv, const std::filesystem::path& databaseMark
     Shell& shell = window.TheShell();
     shell.Start({argv + 1, argv + argc}, !databaseMarker.empty());
     window.show();
-    PrepareSpellChecker(shell.Folders().data);
+    PrepareSpellChecker(shell.Folders().data, shell.Configuration().Settings().spelling);
     // The database opens once the window is on screen, so its dialogs and messages have a
     // window to belong to.
     QTimer::singleShot(0, &window, [&] {

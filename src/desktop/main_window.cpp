@@ -10,6 +10,8 @@
 #include <QScreen>
 #include <QStatusBar>
 #include <QToolBar>
+#include <chrono>
+#include <ctime>
 
 #include "desktop/dialogs/csv_export_dialog.h"
 #include "desktop/dialogs/csv_import_dialog.h"
@@ -606,6 +608,9 @@ void MainWindow::RunCommand(int command) {
             if (RunOptionsDialog(this, m_shell.Configuration(), m_port))
                 ApplyOptions();
             break;
+        case Operation::SpellingOptions:
+            RunSpellingOptionsDialog(this, m_shell.Configuration(), m_shell.Folders().data, m_port);
+            break;
         case Operation::DisplayStyle:
             if (RunDisplayStyleDialog(this, m_shell.Configuration(),
                                       m_shell.Folders().StylesFolder(), m_port)) {
@@ -787,12 +792,27 @@ void MainWindow::Print() {
         return;
     auto printer = std::make_unique<QPrinter>(QPrinter::HighResolution);
     QPrintDialog dialog(printer.get(), this);
-    if (dialog.exec() != QDialog::Accepted)
-        return;
+    if (dialog.exec() == QDialog::Accepted)
+        PrintPages(items, std::move(printer));
+}
+
+void MainWindow::PrintPages(const std::vector<TreeNode>& items, std::unique_ptr<QPrinter> printer) {
+    std::optional<PrintedItems> footer;
+    if (m_shell.Configuration().Settings().printFooter) {
+        const std::time_t now = std::time(nullptr);
+        std::tm local{};
+        localtime_r(&now, &local);
+        const std::optional<TreeNode> shown = CurrentNode();
+        footer = PrintedItemsOf(
+            m_shell.Database().Directory(), items.empty() && shown ? std::vector{*shown} : items,
+            std::chrono::year_month_day{std::chrono::year(local.tm_year + 1900),
+                                        std::chrono::month(static_cast<unsigned>(local.tm_mon + 1)),
+                                        std::chrono::day(static_cast<unsigned>(local.tm_mday))});
+    }
     if (items.size() > 1)
-        m_page->PrintPages(items, std::move(printer));
+        m_page->PrintPages(items, std::move(printer), std::move(footer));
     else
-        m_page->PrintWith(std::move(printer));
+        m_page->PrintWith(std::move(printer), std::move(footer));
 }
 
 }  // namespace vantorel

@@ -85,6 +85,9 @@ public:
     // Shows what the options in the configuration ask of the window (the tree's status icons),
     // after they changed.
     void ApplyOptions();
+    // Prints the pages of items (the page shown when there are none) on printer, with the
+    // footer when the options ask for one; the page view says when it is done.
+    void PrintPages(const std::vector<TreeNode>& items, std::unique_ptr<QPrinter> printer);
 
     // ShellView
     void SetCaption(const std::string& title) override;

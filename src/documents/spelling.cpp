@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "storage/atomic_save.h"
 #include "storage/text_conversions.h"
 
 namespace vantorel {
@@ -51,12 +52,12 @@ bool IsAddressLike(std::u16string_view chunk) {
     return false;
 }
 
-bool IsChecked(std::u16string_view word) {
-    if (word.size() < 2)
+bool IsChecked(std::u16string_view word, const SpellingOptions& options) {
+    if (word.size() < 2 || std::ranges::none_of(word, IsLetter))
         return false;
     bool upperOnly = true, lowerSeen = false;
     for (char16_t c : word) {
-        if (IsDigit(c) || c == u'_')
+        if ((IsDigit(c) && options.skipWithDigits) || c == u'_')
             return false;
         if (IsLower(c))
             lowerSeen = true;
@@ -65,11 +66,11 @@ bool IsChecked(std::u16string_view word) {
         if (IsLower(c))
             upperOnly = false;
     }
-    return !upperOnly;
+    return !(upperOnly && options.skipCapitals);
 }
 
 void AddWordsOfChunk(std::u16string_view text, std::size_t chunkStart, std::size_t chunkEnd,
-                     std::vector<WordSpan>& words) {
+                     const SpellingOptions& options, std::vector<WordSpan>& words) {
     std::size_t i = chunkStart;
     while (i < chunkEnd) {
         if (!IsWordPart(text[i])) {
@@ -85,7 +86,7 @@ void AddWordsOfChunk(std::u16string_view text, std::size_t chunkStart, std::size
             ++start;
         while (end > start && IsApostrophe(text[end - 1]))
             --end;
-        if (IsChecked(text.substr(start, end - start)))
+        if (IsChecked(text.substr(start, end - start), options))
             words.push_back({start, end - start});
     }
 }
@@ -185,12 +186,34 @@ std::optional<Dictionary> ChooseDictionary(std::string_view language,
     return std::nullopt;
 }
 
+std::vector<std::string> InstalledDictionaries(const std::vector<std::filesystem::path>& folders) {
+    std::vector<std::string> names;
+    for (const std::filesystem::path& folder : folders) {
+        std::error_code error;
+        for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+            std::filesystem::path aff = entry.path();
+            aff.replace_extension(".aff");
+            if (entry.path().extension() == ".dic" && std::filesystem::is_regular_file(aff, error))
+                names.push_back(entry.path().stem().string());
+        }
+    }
+    std::sort(names.begin(), names.end());
+    names.erase(std::unique(names.begin(), names.end()), names.end());
+    return names;
+}
+
+std::optional<Dictionary> ChooseDictionary(const SpellingOptions& options,
+                                           const std::vector<std::filesystem::path>& folders) {
+    return ChooseDictionary(options.language.empty() ? LocaleLanguage() : options.language,
+                            folders);
+}
+
 bool IsWhiteSpace(char16_t c) {
     return c == u' ' || c == u'\t' || c == u'\n' || c == u'\r' || c == 0xA0 || c == 0x2028 ||
            c == 0x2029 || c == u'\f' || c == u'\v';
 }
 
-std::vector<WordSpan> CheckableWords(std::u16string_view text) {
+std::vector<WordSpan> CheckableWords(std::u16string_view text, const SpellingOptions& options) {
     std::vector<WordSpan> words;
     std::size_t i = 0;
     while (i < text.size()) {
@@ -199,8 +222,8 @@ std::vector<WordSpan> CheckableWords(std::u16string_view text) {
         const std::size_t start = i;
         while (i < text.size() && !IsWhiteSpace(text[i]))
             ++i;
-        if (i > start && !IsAddressLike(text.substr(start, i - start)))
-            AddWordsOfChunk(text, start, i, words);
+        if (i > start && !(options.skipAddresses && IsAddressLike(text.substr(start, i - start))))
+            AddWordsOfChunk(text, start, i, options, words);
     }
     return words;
 }
@@ -221,9 +244,9 @@ std::unique_ptr<SpellChecker> SpellChecker::Open(const Dictionary& dictionary,
     for (std::string word; std::getline(list, word);) {
         if (!word.empty() && word.back() == '\r')
             word.pop_back();
-        if (!word.empty())
-            Hunspell_add(handle, checker->m_latin1Dictionary ? Latin1Of(Utf8ToUtf16(word)).c_str()
-                                                             : word.c_str());
+        if (!word.empty() &&
+            std::ranges::find(checker->m_personalWords, word) == checker->m_personalWords.end())
+            checker->AddPersonal(word);
     }
     return checker;
 }
@@ -243,12 +266,24 @@ bool SpellChecker::AskDictionary(const std::string& bytes) {
     return Hunspell_spell(m_handle, bytes.c_str()) != 0;
 }
 
+std::string SpellChecker::DictionaryBytes(std::u16string_view word) const {
+    return m_latin1Dictionary ? Latin1Of(word) : Utf16ToUtf8(word);
+}
+
+void SpellChecker::AddPersonal(const std::string& utf8) {
+    m_personalWords.push_back(utf8);
+    const std::string bytes = DictionaryBytes(Utf8ToUtf16(utf8));
+    if (AskDictionary(bytes))
+        return;
+    Hunspell_add(m_handle, bytes.c_str());
+    m_addedToHunspell.insert(utf8);
+}
+
 bool SpellChecker::Check(std::u16string_view word) {
     std::u16string plain = Plain(word);
     if (auto known = m_known.find(plain); known != m_known.end())
         return known->second;
-    const bool right = m_ignored.contains(plain) ||
-                       AskDictionary(m_latin1Dictionary ? Latin1Of(plain) : Utf16ToUtf8(plain));
+    const bool right = m_ignored.contains(plain) || AskDictionary(DictionaryBytes(plain));
     m_known.emplace(std::move(plain), right);
     return right;
 }
@@ -256,8 +291,7 @@ bool SpellChecker::Check(std::u16string_view word) {
 std::vector<std::u16string> SpellChecker::Suggest(std::u16string_view word, std::size_t limit) {
     const std::u16string plain = Plain(word);
     char** list = nullptr;
-    const int count = Hunspell_suggest(
-        m_handle, &list, (m_latin1Dictionary ? Latin1Of(plain) : Utf16ToUtf8(plain)).c_str());
+    const int count = Hunspell_suggest(m_handle, &list, DictionaryBytes(plain).c_str());
     std::vector<std::u16string> suggestions;
     for (int i = 0; i < count && suggestions.size() < limit; ++i)
         suggestions.push_back(m_latin1Dictionary ? FromLatin1(list[i]) : Utf8ToUtf16(list[i]));
@@ -268,7 +302,8 @@ std::vector<std::u16string> SpellChecker::Suggest(std::u16string_view word, std:
 bool SpellChecker::AddToDictionary(std::u16string_view word, UserPort& port) {
     const std::u16string plain = Plain(word);
     const std::string utf8 = Utf16ToUtf8(plain);
-    Hunspell_add(m_handle, m_latin1Dictionary ? Latin1Of(plain).c_str() : utf8.c_str());
+    if (std::ranges::find(m_personalWords, utf8) == m_personalWords.end())
+        AddPersonal(utf8);
     m_known[plain] = true;
     // One line appended: a crash loses at most the word being added.
     std::error_code error;
@@ -285,6 +320,26 @@ bool SpellChecker::AddToDictionary(std::u16string_view word, UserPort& port) {
     return false;
 }
 
+bool SpellChecker::RemoveFromDictionary(std::string_view word, UserPort& port) {
+    if (std::erase(m_personalWords, word) == 0)
+        return true;
+    const std::string utf8(word);
+    if (m_addedToHunspell.erase(utf8) > 0)
+        Hunspell_remove(m_handle, DictionaryBytes(Utf8ToUtf16(utf8)).c_str());
+    m_known.erase(Utf8ToUtf16(utf8));
+    std::string text;
+    for (const std::string& kept : m_personalWords)
+        text += kept + '\n';
+    const IoResult saved = SaveWholeFile(m_personalList, text);
+    if (saved.ok())
+        return true;
+    port.tell({"Unable to remove \"" + utf8 + "\" from the personal dictionary:\n" + saved.message +
+                   "\nThe word is checked again until the program ends, and is taken as right "
+                   "after that.",
+               std::string(kCheckSpellingCaption), Icon::Warning});
+    return false;
+}
+
 void SpellChecker::Ignore(std::u16string_view word) {
     std::u16string plain = Plain(word);
     m_known[plain] = true;
@@ -293,14 +348,14 @@ void SpellChecker::Ignore(std::u16string_view word) {
 
 std::vector<WordSpan> SpellChecker::Misspelt(std::u16string_view text) {
     std::vector<WordSpan> misspelt;
-    for (const WordSpan& word : CheckableWords(text))
+    for (const WordSpan& word : Words(text))
         if (!Check(text.substr(word.start, word.length)))
             misspelt.push_back(word);
     return misspelt;
 }
 
 std::optional<WordSpan> SpellChecker::NextMisspelt(std::u16string_view text, std::size_t from) {
-    for (const WordSpan& word : CheckableWords(text))
+    for (const WordSpan& word : Words(text))
         if (word.start >= from && !Check(text.substr(word.start, word.length)))
             return word;
     return std::nullopt;

@@ -54,6 +54,7 @@ constexpr MenuCommand kMainMenu[] = {
     {"Filter", "-- No Filter --", ID_FILTER_NONE},
     {"Settings", "Customize Fields...", ID_SETTINGS_CUSTOMIZE},
     {"Settings", "Options...", ID_SETTINGS_OPTIONS},
+    {"Settings", "Spelling...", ID_SETTINGS_SPELLING},
     {"Settings", "Set User...", ID_SETTINGS_SET_USER},
     {"Settings", "Install Web Access Licence...", ID_SETTINGS_WEB_LICENCE},
     {"Settings", "Install Vantorel Key", ID_SETTINGS_KEY},
@@ -126,6 +127,7 @@ constexpr CommandOperation kOperations[] = {
     {ID_FILTER_NONE, Operation::ClearFilter},
     {ID_SETTINGS_CUSTOMIZE, Operation::CustomizeFields},
     {ID_SETTINGS_OPTIONS, Operation::Options},
+    {ID_SETTINGS_SPELLING, Operation::SpellingOptions},
     {ID_SETTINGS_SET_USER, Operation::SetUser},
     {ID_SET_AS_CURRENT_USER, Operation::SetAsCurrentUser},
     {ID_SETTINGS_WEB_LICENCE, Operation::InstallWebLicence},
@@ -247,6 +249,7 @@ std::optional<Notice> CommandRefusal(Operation operation, const CommandState& st
         case Operation::OpenRecentDatabase:
         case Operation::Exit:
         case Operation::Options:
+        case Operation::SpellingOptions:
         case Operation::DisplayStyle:
         case Operation::Back:
         case Operation::Forward:

@@ -58,6 +58,7 @@ enum class Operation {
     ClearFilter,
     CustomizeFields,
     Options,
+    SpellingOptions,
     SetUser,
     SetAsCurrentUser,
     InstallWebLicence,
@@ -175,6 +176,7 @@ enum CommandId : int {
     ID_BULK_UPDATE_LAST = 40385,
     ID_SETTINGS_KEY = 40391,
     ID_EDIT_DELETED_ITEMS = 40395,  // ours: the bin of the database
+    ID_SETTINGS_SPELLING = 40396,   // ours: the spelling check's options
     ID_REPORT_FIRST = 40401,        // "Status Report - All"; the eight run in pairs All/Filtered
     ID_REPORT_LAST = 40408,
 };

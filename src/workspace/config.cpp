@@ -247,6 +247,10 @@ bool Config::Read() {
     read.Number("<TreeWidth>", s.treeWidth);
     read.Text("<HTMLEditorPath>", s.htmlEditorPath, kConfigPathWidth);
     read.Number("<PollInterval>", s.pollInterval);
+    read.Text("<SpellLanguage>", s.spelling.language, kConfigFileNameWidth);
+    read.Flag("<SpellSkipDigits>", s.spelling.skipWithDigits);
+    read.Flag("<SpellSkipCapitals>", s.spelling.skipCapitals);
+    read.Flag("<SpellSkipAddresses>", s.spelling.skipAddresses);
     return true;
 }
 
@@ -289,6 +293,10 @@ bool Config::Write() {
     text.Number("<TreeWidth>", s.treeWidth);
     text.Text("<HTMLEditorPath>", s.htmlEditorPath);
     text.Number("<PollInterval>", s.pollInterval);
+    text.Text("<SpellLanguage>", s.spelling.language);
+    text.Flag("<SpellSkipDigits>", s.spelling.skipWithDigits);
+    text.Flag("<SpellSkipCapitals>", s.spelling.skipCapitals);
+    text.Flag("<SpellSkipAddresses>", s.spelling.skipAddresses);
     text.xml += ClosingTag(kRoot) + "\r\n";
 
     XMLParse document;

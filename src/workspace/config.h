@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "documents/spelling.h"
 #include "platform/user_port.h"
 
 namespace vantorel {
@@ -77,6 +78,8 @@ struct ConfigSettings {
     // Milliseconds between two listings of the shown folders of a database on a file server
     // or a FUSE mount, where the system can't tell this computer of other users' changes.
     int pollInterval = 2000;
+    // The spelling check's dictionary and the words it passes over.
+    SpellingOptions spelling;
     std::array<ColumnLayout, kListPaneCount> columns;
     bool operator==(const ConfigSettings&) const = default;
 };

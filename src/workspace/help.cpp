@@ -44,6 +44,8 @@ std::string_view HelpPageOf(HelpSubject subject) {
             return "Exporting_to_Web.htm";
         case HelpSubject::DisplayStyle:
             return "Choosing_a_Display_Style.htm";
+        case HelpSubject::Spelling:
+            return "Spelling.htm";
     }
     return kOverview;
 }

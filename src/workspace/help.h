@@ -19,6 +19,7 @@ enum class HelpSubject {
     ReportWizard,
     WebExport,
     DisplayStyle,
+    Spelling,
 };
 
 // The page's file name in the help folder ("overview.htm", "customisation.htm", ...).

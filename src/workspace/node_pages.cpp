@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "documents/test_group.h"
+#include "platform/clock_text.h"
 #include "render/item_pages.h"
 #include "render/template.h"
 #include "storage/file_reading.h"
@@ -445,6 +446,29 @@ std::string PagesToPrint(const std::vector<std::string>& pages) {
         printed.append(page, begin, end - begin);
     }
     return printed + "</body></html>\n";
+}
+
+PrintedItems PrintedItemsOf(const fs::path& databaseDir, const std::vector<TreeNode>& items,
+                            std::chrono::year_month_day day) {
+    PrintedItems printed{CountedItems(items),
+                         DisplayDate(static_cast<int>(day.year()),
+                                     static_cast<int>(static_cast<unsigned>(day.month())),
+                                     static_cast<int>(static_cast<unsigned>(day.day())))};
+    if (items.size() == 1) {
+        std::vector<std::string> parts = PartsBelow(databaseDir, items.front().path);
+        if (!parts.empty())
+            parts.back() = LabelOf(items.front().path);
+        printed.what.clear();
+        for (const std::string& part : parts)
+            printed.what += (printed.what.empty() ? "" : "/") + part;
+    }
+    return printed;
+}
+
+std::string ItemPrintFooter(const PrintedItems& printed, int page, int pages) {
+    std::string footer = printed.what.empty() ? "" : printed.what + " - ";
+    return footer + printed.day + " - Page " + std::to_string(page) + " of " +
+           std::to_string(pages);
 }
 
 std::string ItemLink(const fs::path& databaseDir, const fs::path& item) {

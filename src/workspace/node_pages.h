@@ -13,6 +13,7 @@
 // Cases/..." in a project; the page carries each one that leads to an item in the new form,
 // and ResolveItemLink reads both.
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -72,6 +73,19 @@ std::optional<std::filesystem::path> AddBugItem(const std::filesystem::path& dat
 // The pages of several items as one document for the printer: the first page's head, then
 // each page's body, every one after the first on a sheet of its own.
 std::string PagesToPrint(const std::vector<std::string>& pages);
+
+// What the footer of printed item pages names when the options ask for one: what was printed,
+// the item's path below the database ("Test Cases/Login/LOG-001") or, for several, how many of
+// each kind ("2 test cases and 1 test suite"), and the day ("26-Nov-2026").
+struct PrintedItems {
+    std::string what;
+    std::string day;
+};
+PrintedItems PrintedItemsOf(const std::filesystem::path& databaseDir,
+                            const std::vector<TreeNode>& items, std::chrono::year_month_day day);
+// The footer of sheet page of pages, in the form of a printed report's:
+// "Test Cases/Login/LOG-001 - 26-Nov-2026 - Page 2 of 3".
+std::string ItemPrintFooter(const PrintedItems& printed, int page, int pages);
 
 // The link a desktop page writes for the item at path (a document or a folder of the database
 // at databaseDir): "vantorel:///" and the path below the database, percent-encoded.

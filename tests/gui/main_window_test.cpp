@@ -164,6 +164,7 @@ private slots:
                 case Operation::NewDatabase:
                 case Operation::OpenDatabase:
                 case Operation::Options:
+                case Operation::SpellingOptions:
                 case Operation::DisplayStyle:
                 case Operation::About:
                     QTRY_COMPARE(dialogs, dialogsBefore + 1);

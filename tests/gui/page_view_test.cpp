@@ -254,6 +254,32 @@ private slots:
         QVERIFY(text.waitForFinished(20000));
         QCOMPARE(text.readAllStandardOutput().count('\f'), 2);
     }
+
+    void APrintedPageCarriesTheFooterOnlyWhenTheOptionsAskForIt() {
+        auto open = Open();
+        MainWindow& window = *open->window;
+        const fs::path testCase = open->database / "Test Cases" / "Login" / "LOG-001.vtl";
+        window.SelectPath(testCase);
+        QTRY_COMPARE(window.Page().url(), window.Page().UrlOf(testCase));
+        for (bool footer : {true, false}) {
+            window.TheShell().Configuration().Settings().printFooter = footer;
+            const QString pdf = RootFile(footer ? "footer.pdf" : "plain.pdf");
+            auto printer = std::make_unique<QPrinter>(QPrinter::HighResolution);
+            printer->setOutputFormat(QPrinter::PdfFormat);
+            printer->setOutputFileName(pdf);
+            QSignalSpy printed(&window.Page(), &QWebEngineView::printFinished);
+            window.PrintPages(window.SelectedNodes(), std::move(printer));
+            QTRY_VERIFY_WITH_TIMEOUT(!printed.isEmpty(), 30000);
+            QVERIFY(printed.first().at(0).toBool());
+            QProcess text;
+            text.start("pdftotext", {"-layout", pdf, "-"});
+            QVERIFY(text.waitForFinished(20000));
+            const QString sheets = QString::fromUtf8(text.readAllStandardOutput());
+            QCOMPARE(sheets.count('\f'), 1);
+            QCOMPARE(sheets.contains("Test Cases/Login/LOG-001 - "), footer);
+            QCOMPARE(sheets.contains(" - Page 1 of 1"), footer);
+        }
+    }
 };
 
 }  // namespace vantorel

@@ -1,7 +1,8 @@
-// The Options and Display Style dialogs opened from their commands: what they show,
+// The Options, Spelling and Display Style dialogs opened from their commands: what they show,
 // what OK keeps in Vantorel.cfg, what Cancel leaves alone, and what the window does after.
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDialogButtonBox>
 #include <QLineEdit>
 #include <QListWidget>
@@ -9,10 +10,12 @@
 #include <QSignalSpy>
 #include <QWebEnginePage>
 
+#include "desktop/widgets/spelling.h"
 #include "gui_test.h"
 #include "support/temp_dir.h"
 #include "window_fixture.h"
 #include "workspace/options.h"
+#include "workspace/spelling_options.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
@@ -142,6 +145,49 @@ private slots:
         setStatusIcons(true);
         window.RunCommand(ID_SETTINGS_OPTIONS);
         QTRY_COMPARE(iconKey(), statusIcon);
+    }
+
+    void SpellingOptionsChooseTheDictionaryTheSkippedWordsAndRemovePersonalWords() {
+        auto open = Open();
+        const fs::path data = open->window->TheShell().Folders().data;
+        const std::shared_ptr<SpellChecker> before =
+            gui_test::TestReads([&] { return SharedSpellChecker(data); });
+        QVERIFY(before);
+        for (std::u16string_view word : {u"Vantorel", u"Qwertzy"})
+            QVERIFY(before->AddToDictionary(word, open->port));
+
+        QStringList words;
+        WhenModalOpens([&](QDialog& dialog) {
+            auto* languages = dialog.findChild<QComboBox*>("languages");
+            languages->setCurrentIndex(languages->findText("en_GB"));
+            for (QCheckBox* box : dialog.findChildren<QCheckBox*>())
+                if (box->text().toStdString() == SkipOptions().front().label)
+                    box->setChecked(false);
+            auto* list = dialog.findChild<QListWidget*>("personalWords");
+            list->setCurrentRow(0);
+            dialog.findChild<QPushButton*>("removeWord")->click();
+            for (int row = 0; row < list->count(); ++row)
+                words << list->item(row)->text();
+            Press(dialog, QDialogButtonBox::Ok);
+        });
+        open->window->RunCommand(ID_SETTINGS_SPELLING);
+        QCOMPARE(words, QStringList{"Qwertzy"});
+
+        const Config written(RootFile("config").toStdString(), RootFile("data").toStdString(),
+                             open->port);
+        const SpellingOptions kept = written.Settings().spelling;
+        QCOMPARE(kept.language, std::string("en_GB"));
+        QVERIFY(!(kept.*SkipOptions().front().setting));
+        // The dialogs opened now check in British English, words with digits included, without
+        // the removed word.
+        const std::shared_ptr<SpellChecker> after =
+            gui_test::TestReads([&] { return SharedSpellChecker(data, kept); });
+        QCOMPARE(after->Language(), std::string("en_GB"));
+        QVERIFY(after->Check(u"colour"));
+        QVERIFY(!after->Check(u"Vantorel"));
+        QVERIFY(after->Check(u"Qwertzy"));
+        QVERIFY(!after->Misspelt(u"Run Testcase42").empty());
+        QVERIFY(open->port.notices.empty());
     }
 
     void DisplayStyleOffersTheProgramsStylesAndShowsThePageInTheChosenOne() {

@@ -35,7 +35,7 @@ DialogTextTools::DialogTextTools(QWidget& dialog, const ConfigSettings& settings
       m_dialog(dialog),
       m_settings(settings),
       m_port(port),
-      m_checker(SharedSpellChecker(folders.data)),
+      m_checker(SharedSpellChecker(folders.data, settings.spelling)),
       m_htmlEditor(new HtmlEditorBridge(folders.EditorWorkFile(), port, this)) {}
 
 void DialogTextTools::Attach(QWidget* editor, const std::string& caption,

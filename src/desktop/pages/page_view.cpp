@@ -6,7 +6,9 @@
 #include <QFile>
 #include <QImage>
 #include <QPainter>
+#include <QPdfDocument>
 #include <QPrinter>
+#include <QTemporaryFile>
 #include <QWebEngineHistory>
 #include <QWebEngineProfile>
 #include <QWebEngineSettings>
@@ -31,6 +33,11 @@ constexpr char kChartPrefix[] = "/.charts/";
 // the database percent-encoded.
 constexpr char kPrintPath[] = "/.print";
 constexpr char kItemScheme[] = "vantorel";
+// The room the footer takes above the printer's bottom margin.
+constexpr double kFooterBandMillimetres = 8;
+// The engine's sheets are drawn as pictures of at most this resolution: sharp on paper, and a
+// PDF of many pages stays small.
+constexpr int kSheetDpi = 300;
 
 QByteArray MimeOf(const QString& file) {
     const QString suffix = file.section('.', -1).toLower();
@@ -59,6 +66,45 @@ bool StaysInside(const fs::path& relative) {
         if (part == "..")
             return false;
     return true;
+}
+
+// Draws the sheets of pdf, laid out by the engine on paper of layout (the printer's), on
+// printer, each with its footer in the band above the bottom margin when footer is set.
+bool DrawSheets(const QByteArray& pdf, QPrinter& printer, const QPageLayout& layout,
+                const std::optional<PrintedItems>& footer) {
+    // From a file the document loads at once; from a device, in the background.
+    QTemporaryFile file;
+    if (pdf.isEmpty() || !file.open() || file.write(pdf) != pdf.size() || !file.flush())
+        return false;
+    QPdfDocument document;
+    if (document.load(file.fileName()) != QPdfDocument::Error::None)
+        return false;
+    const int resolution = printer.resolution();
+    const QRect paper = layout.fullRectPixels(resolution);
+    const QMargins margins = layout.marginsPixels(resolution);
+    const int band = static_cast<int>(kFooterBandMillimetres / 25.4 * resolution);
+    const double scale = std::min(1.0, static_cast<double>(kSheetDpi) / resolution);
+    printer.setFullPage(true);
+    QPainter painter;
+    if (!painter.begin(&printer))
+        return false;
+    const int pages = document.pageCount();
+    for (int page = 0; page < pages; ++page) {
+        if (page > 0 && !printer.newPage())
+            return false;
+        painter.drawImage(paper, document.render(page, (QSizeF(paper.size()) * scale).toSize()));
+        if (!footer)
+            continue;
+        QFont font = painter.font();
+        font.setPointSize(8);
+        painter.setFont(font);
+        painter.setPen(QColor(0x50, 0x50, 0x50));
+        painter.drawText(QRect(margins.left(), paper.height() - margins.bottom() - band,
+                               paper.width() - margins.left() - margins.right(), band),
+                         Qt::AlignHCenter | Qt::AlignBottom,
+                         QString::fromStdString(ItemPrintFooter(*footer, page + 1, pages)));
+    }
+    return painter.end();
 }
 
 // Item links are caught as they are followed and never loaded: anything that gets as far as
@@ -355,6 +401,7 @@ PageView::PageView(UserPort& port, QWidget* parent)
     settings->setAttribute(QWebEngineSettings::LocalContentCanAccessRemoteUrls, false);
     settings->setAttribute(QWebEngineSettings::AutoLoadIconsForPage, false);
     setPage(new Page(m_profile, *this));
+    m_printing.setMaxThreadCount(1);
     connect(this, &QWebEngineView::urlChanged, this, [this](const QUrl& url) {
         // Back and Forward move the tree's selection along with the page; a page the tree
         // asked for is where the tree already is, or was before it moved on.
@@ -382,7 +429,7 @@ PageView::PageView(UserPort& port, QWidget* parent)
         // The pages are printed once they are in; the user moving on meanwhile prints nothing.
         if (loaded && url().path() == kPrintPath) {
             m_printerBusy = true;
-            print(m_printer.get());
+            PrintShown();
         } else {
             m_printingPages = false;
             m_printer.reset();
@@ -407,6 +454,8 @@ PageView::PageView(UserPort& port, QWidget* parent)
 }
 
 PageView::~PageView() {
+    // The sheets being drawn are drawn on the view's printer.
+    m_printing.waitForDone();
     // Deleting the profile runs the engine's pending tasks, which may still ask for a page:
     // with the handler gone first, such a request fails instead of being served.
     m_profile->removeAllUrlSchemeHandlers();
@@ -452,17 +501,47 @@ void PageView::Clear() {
     history()->clear();
 }
 
-void PageView::PrintWith(std::unique_ptr<QPrinter> printer) {
+void PageView::PrintWith(std::unique_ptr<QPrinter> printer, std::optional<PrintedItems> footer) {
     if (m_printer)
         return;
     m_printer = std::move(printer);
-    print(m_printer.get());
+    m_footer = std::move(footer);
+    PrintShown();
 }
 
-void PageView::PrintPages(const std::vector<TreeNode>& items, std::unique_ptr<QPrinter> printer) {
+void PageView::PrintShown() {
+    const QPageLayout layout = m_printer->pageLayout();
+    QPageLayout laidOut = layout;
+    if (m_footer) {
+        QMarginsF margins = layout.margins(QPageLayout::Millimeter);
+        margins.setBottom(margins.bottom() + kFooterBandMillimetres);
+        laidOut.setUnits(QPageLayout::Millimeter);
+        laidOut.setMargins(margins);
+    }
+    // The engine's own printing draws its sheets with no room for anything of ours: it lays
+    // them out as PDF, and the sheets are drawn here instead.
+    page()->printToPdf(
+        [view = QPointer(this), layout](const QByteArray& pdf) {
+            if (!view)
+                return;
+            view->m_printing.start([view = view.data(), pdf, layout,
+                                    printer = view->m_printer.get(), footer = view->m_footer] {
+                const bool printed = DrawSheets(pdf, *printer, layout, footer);
+                // The view waits for this thread as it goes, so it is there for the call.
+                QMetaObject::invokeMethod(
+                    view, [view, printed] { emit view->printFinished(printed); },
+                    Qt::QueuedConnection);
+            });
+        },
+        laidOut);
+}
+
+void PageView::PrintPages(const std::vector<TreeNode>& items, std::unique_ptr<QPrinter> printer,
+                          std::optional<PrintedItems> footer) {
     if (m_printer)
         return;
     m_printer = std::move(printer);
+    m_footer = std::move(footer);
     m_printingPages = true;
     m_printerBusy = false;
     m_shownBeforePrint = url();

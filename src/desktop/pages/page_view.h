@@ -102,11 +102,14 @@ public:
     void Clear();
     // The page's URL for the item at path.
     QUrl UrlOf(const std::filesystem::path& path) const;
-    // Prints the page; the printer stays alive until the page is printed.
-    void PrintWith(std::unique_ptr<QPrinter> printer);
+    // Prints the page; the printer stays alive until the page is printed (printFinished).
+    // With footer, each sheet carries ItemPrintFooter's line at its foot.
+    void PrintWith(std::unique_ptr<QPrinter> printer,
+                   std::optional<PrintedItems> footer = std::nullopt);
     // Prints the pages of items one after the other, each on sheets of its own, then shows
     // again the page that was shown.
-    void PrintPages(const std::vector<TreeNode>& items, std::unique_ptr<QPrinter> printer);
+    void PrintPages(const std::vector<TreeNode>& items, std::unique_ptr<QPrinter> printer,
+                    std::optional<PrintedItems> footer = std::nullopt);
 
 signals:
     // A "vantorel://" link was clicked, or Back or Forward reached another item's page.
@@ -120,6 +123,9 @@ private:
     UserPort& m_port;
     // Does what a link asks for (false: the page itself does not move).
     bool Follow(const QUrl& url, LinkOrigin origin, bool mainFrame);
+    // Has the engine lay the page out on the printer's sheets, leaving room for the footer,
+    // then draws the sheets and their footers on the printer on m_printing's thread.
+    void PrintShown();
     QWebEngineProfile* m_profile;
     PageSchemeHandler* m_handler;
     PageSource m_source;
@@ -128,6 +134,8 @@ private:
     // page can come after the tree has moved on: it is no Back or Forward.
     std::deque<QUrl> m_requested;
     std::unique_ptr<QPrinter> m_printer;
+    std::optional<PrintedItems> m_footer;
+    QThreadPool m_printing;
     // While several items' pages are loaded and printed: the page to show again after.
     bool m_printingPages = false;
     bool m_printerBusy = false;

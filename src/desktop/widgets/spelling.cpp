@@ -21,8 +21,9 @@ QString FromView(std::u16string_view text) {
     return QString::fromUtf16(text.data(), static_cast<qsizetype>(text.size()));
 }
 
-std::optional<WordSpan> WordAround(std::u16string_view text, std::size_t position) {
-    for (const WordSpan& word : CheckableWords(text))
+std::optional<WordSpan> WordAround(const SpellChecker& checker, std::u16string_view text,
+                                   std::size_t position) {
+    for (const WordSpan& word : checker.Words(text))
         if (position >= word.start && position <= word.start + word.length)
             return word;
     return std::nullopt;
@@ -30,25 +31,30 @@ std::optional<WordSpan> WordAround(std::u16string_view text, std::size_t positio
 
 }  // namespace
 
-std::shared_ptr<SpellChecker> SharedSpellChecker(const std::filesystem::path& dataFolder) {
-    // Opened again only when the data folder changes (each window test has its own); the
-    // dialogs still open keep the checker they were given. A dialog that comes while
-    // PrepareSpellChecker's worker opens it waits for that.
+std::shared_ptr<SpellChecker> SharedSpellChecker(const std::filesystem::path& dataFolder,
+                                                 const SpellingOptions& options) {
+    // Opened again only when the data folder (each window test has its own) or the chosen
+    // language changes; the dialogs still open keep the checker they were given. A dialog that
+    // comes while PrepareSpellChecker's worker opens it waits for that.
     static std::mutex opening;
     static std::shared_ptr<SpellChecker> checker;
-    static std::optional<std::filesystem::path> openedFor;
+    static std::optional<std::pair<std::filesystem::path, std::string>> openedFor;
     std::lock_guard lock(opening);
     const std::filesystem::path list = dataFolder / kPersonalWordListName;
-    if (openedFor != list) {
-        openedFor = list;
-        const auto dictionary = ChooseDictionary(LocaleLanguage(), DictionaryFolders());
+    if (openedFor != std::pair(list, options.language)) {
+        openedFor = {list, options.language};
+        const auto dictionary = ChooseDictionary(options, DictionaryFolders());
         checker = dictionary ? SpellChecker::Open(*dictionary, list) : nullptr;
     }
+    // Set only when they change: the dialogs read them on the window's thread.
+    if (checker && checker->Options() != options)
+        checker->SetOptions(options);
     return checker;
 }
 
-void PrepareSpellChecker(const std::filesystem::path& dataFolder) {
-    QThreadPool::globalInstance()->start([dataFolder] { SharedSpellChecker(dataFolder); });
+void PrepareSpellChecker(const std::filesystem::path& dataFolder, const SpellingOptions& options) {
+    QThreadPool::globalInstance()->start(
+        [dataFolder, options] { SharedSpellChecker(dataFolder, options); });
 }
 
 QTextCharFormat MisspeltFormat() {
@@ -192,7 +198,7 @@ std::optional<FieldWord> FieldSpelling::MisspeltAt(int textPosition) const {
         offset = block.position();
     }
     const std::u16string_view view = View(text);
-    const auto span = WordAround(view, static_cast<std::size_t>(textPosition - offset));
+    const auto span = WordAround(m_checker, view, static_cast<std::size_t>(textPosition - offset));
     if (!span || m_checker.Check(view.substr(span->start, span->length)))
         return std::nullopt;
     return FieldWord{

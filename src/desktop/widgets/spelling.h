@@ -20,12 +20,15 @@ class QMenu;
 
 namespace vantorel {
 
-// The checker of this run for the user's language, with the personal word list of dataFolder;
-// opened at first use. Null when no dictionary is installed.
-std::shared_ptr<SpellChecker> SharedSpellChecker(const std::filesystem::path& dataFolder);
+// The checker of this run for the options' language, with the personal word list of dataFolder
+// and the options' words to pass over; opened at first use. Null when no dictionary is
+// installed.
+std::shared_ptr<SpellChecker> SharedSpellChecker(const std::filesystem::path& dataFolder,
+                                                 const SpellingOptions& options = {});
 // Opens that checker on a worker, so the first dialog doesn't wait a quarter of a second for
 // the dictionary; the program calls it once its window shows.
-void PrepareSpellChecker(const std::filesystem::path& dataFolder);
+void PrepareSpellChecker(const std::filesystem::path& dataFolder,
+                         const SpellingOptions& options = {});
 
 // The underline of a misspelt word.
 QTextCharFormat MisspeltFormat();

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
+#include "storage/text_conversions.h"
 #include "support/recording_port.h"
 #include "support/temp_dir.h"
 
@@ -55,6 +58,11 @@ TEST(SpellingDictionary, ChoosesTheLanguageThenItsRegionThenEnglish) {
     EXPECT_EQ(ChooseDictionary("fr_FR", folders)->name, "en_US");
     TempDir empty;
     EXPECT_FALSE(ChooseDictionary("en_US", {empty.path()}));
+
+    // A dictionary is listed once, wherever it lies, and only with both of its files.
+    WriteFile(empty / "fr_FR.dic", "0\n");
+    EXPECT_EQ(InstalledDictionaries({folder.path(), empty.path(), folder.path()}),
+              (std::vector<std::string>{"de_AT", "de_CH", "en_GB", "en_US"}));
 }
 
 TEST(SpellingFields, OnlyProseIsChecked) {
@@ -122,6 +130,44 @@ TEST_F(SpellCheckerTest, IgnoredWordsHoldForTheRunOnly) {
     checker->Ignore(u"Qwertz");
     EXPECT_TRUE(checker->Misspelt(u"Qwertz keyboards").empty());
     EXPECT_FALSE(std::filesystem::exists(PersonalList()));
+}
+
+TEST_F(SpellCheckerTest, EachSkipRuleHoldsOnlyWhileItsOptionIsOn) {
+    struct Rule {
+        std::u16string_view text;
+        bool SpellingOptions::*skip;
+        std::u16string_view flaggedWhenOff;
+    };
+    for (const Rule& rule :
+         {Rule{u"Run Testcase42 now", &SpellingOptions::skipWithDigits, u"Testcase42"},
+          Rule{u"The XQZV module", &SpellingOptions::skipCapitals, u"XQZV"},
+          Rule{u"Mail me@exmple.org", &SpellingOptions::skipAddresses, u"exmple"}}) {
+        checker->SetOptions({});
+        EXPECT_TRUE(checker->Misspelt(rule.text).empty()) << Utf16ToUtf8(rule.text);
+        SpellingOptions off;
+        off.*rule.skip = false;
+        checker->SetOptions(off);
+        std::vector<std::u16string> flagged;
+        for (const WordSpan& word : checker->Misspelt(rule.text))
+            flagged.emplace_back(rule.text.substr(word.start, word.length));
+        EXPECT_NE(std::ranges::find(flagged, rule.flaggedWhenOff), flagged.end())
+            << Utf16ToUtf8(rule.text);
+    }
+}
+
+TEST_F(SpellCheckerTest, ARemovedPersonalWordIsFlaggedAgain) {
+    for (std::u16string_view word : {u"Vantorel", u"Qwertzy", u"house"})
+        ASSERT_TRUE(checker->AddToDictionary(word, port));
+    ASSERT_TRUE(checker->RemoveFromDictionary("Vantorel", port));
+    ASSERT_TRUE(checker->RemoveFromDictionary("house", port));
+    EXPECT_FALSE(checker->Check(u"Vantorel"));
+    EXPECT_TRUE(checker->Check(u"Qwertzy"));
+    // A word the dictionary knows by itself stays right.
+    EXPECT_TRUE(checker->Check(u"house"));
+    EXPECT_EQ(checker->PersonalWords(), std::vector<std::string>{"Qwertzy"});
+    EXPECT_EQ(ReadFile(PersonalList()), "Qwertzy\n");
+    EXPECT_FALSE(SpellChecker::Open(m_dictionary, PersonalList())->Check(u"Vantorel"));
+    EXPECT_TRUE(port.notices.empty());
 }
 
 TEST_F(SpellCheckerTest, AnUnwritableListIsToldAndTheWordStillHolds) {

@@ -57,7 +57,10 @@ TEST_F(ConfigTest, FirstStartWritesTheDefaultsPointingAtTheSampleDatabase) {
     EXPECT_LT(text.find("<FiltersColOrder>"), text.find("<ProjectRootWidths>"));
     EXPECT_TRUE(text.ends_with(
         "<Height>0</Height>\r\n<TreeWidth>0</TreeWidth>\r\n<HTMLEditorPath></"
-        "HTMLEditorPath>\r\n<PollInterval>2000</PollInterval>\r\n</vantorel_config>\r\n"));
+        "HTMLEditorPath>\r\n<PollInterval>2000</PollInterval>\r\n<SpellLanguage></"
+        "SpellLanguage>\r\n<SpellSkipDigits>1</SpellSkipDigits>\r\n<SpellSkipCapitals>1</"
+        "SpellSkipCapitals>\r\n<SpellSkipAddresses>1</SpellSkipAddresses>\r\n</"
+        "vantorel_config>\r\n"));
     EXPECT_TRUE(port.notices.empty());
 }
 
@@ -74,6 +77,7 @@ TEST_F(ConfigTest, EverySettingSurvivesAWriteAndARead) {
     s.xPos = -20;
     s.width = 1280;
     s.pollInterval = 750;
+    s.spelling = {"de_AT", false, true, false};
     s.columns[LP_FILTERS].order[0] = 3;
     s.columns[LP_FILTERS].order[3] = 0;
     s.columns[LP_TEST_CASES_LIST].widths[19] = 240;

@@ -35,9 +35,9 @@ TEST(HelpTest, AKindWithoutAPageOfItsOwnOpensTheOverview) {
 // to a page or sheet that isn't there.
 TEST(HelpTest, ThePagesAreShippedAndLinkedWhole) {
     std::set<std::string> opened;
-    for (HelpSubject subject :
-         {HelpSubject::Overview, HelpSubject::Filter, HelpSubject::Customize,
-          HelpSubject::ReportWizard, HelpSubject::WebExport, HelpSubject::DisplayStyle})
+    for (HelpSubject subject : {HelpSubject::Overview, HelpSubject::Filter, HelpSubject::Customize,
+                                HelpSubject::ReportWizard, HelpSubject::WebExport,
+                                HelpSubject::DisplayStyle, HelpSubject::Spelling})
         opened.emplace(HelpPageOf(subject));
     for (const ItemKind* kind :
          {&TestCaseKind(), &PrjTestCaseKind(), &TestGroupKind(), &ProjectKind(), &TestCfgKind(),

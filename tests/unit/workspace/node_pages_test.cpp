@@ -283,5 +283,21 @@ TEST(PagesToPrint, KeepsTheFirstHeadAndPutsEachBodyOnASheetOfItsOwn) {
               "<div style=\"break-before: page\"></div>\nthree</body></html>\n");
 }
 
+TEST(ItemPrintFooter, NamesWhatWasPrintedTheDayAndTheSheet) {
+    const std::filesystem::path db = "/srv/db";
+    const std::chrono::year_month_day day{std::chrono::year(2026), std::chrono::November,
+                                          std::chrono::day(5)};
+    const TreeNode testCase{db / "Test Cases" / "Login" / "LOG-001.vtl", TV_TEST_TEST_DOC,
+                            "LOG-001"};
+    const TreeNode other{db / "Test Cases" / "Login" / "LOG-002.vtl", TV_TEST_TEST_DOC, "LOG-002"};
+    const TreeNode suite{db / "Test Cases" / "Login", TV_TEST_SUITE_FLD, "Login"};
+    EXPECT_EQ(ItemPrintFooter(PrintedItemsOf(db, {testCase}, day), 2, 3),
+              "Test Cases/Login/LOG-001 - 5-Nov-2026 - Page 2 of 3");
+    EXPECT_EQ(ItemPrintFooter(PrintedItemsOf(db, {suite}, day), 1, 1),
+              "Test Cases/Login - 5-Nov-2026 - Page 1 of 1");
+    EXPECT_EQ(ItemPrintFooter(PrintedItemsOf(db, {testCase, suite, other}, day), 1, 4),
+              "2 test cases and 1 suite - 5-Nov-2026 - Page 1 of 4");
+}
+
 }  // namespace
 }  // namespace vantorel::testing

@@ -1,4 +1,5 @@
 #include "workspace/options.h"
+#include "workspace/spelling_options.h"
 
 #include <gtest/gtest.h>
 
@@ -90,6 +91,28 @@ TEST_F(OptionsTest, ChoosingAnotherStyleWritesIt) {
     EXPECT_TRUE(ChooseDisplayStyle("night", config));
     const Config reread(dir.path() / "config", dir.path() / "data", port);
     EXPECT_EQ(reread.Settings().templatePath, "night");
+}
+
+TEST_F(OptionsTest, SpellingOptionsAreKeptAndReadBack) {
+    const SpellingOptions chosen{"en_GB", false, true, false};
+    SaveSpellingOptions(chosen, config);
+    const Config reread(dir.path() / "config", dir.path() / "data", port);
+    EXPECT_EQ(reread.Settings().spelling, chosen);
+    EXPECT_TRUE(port.notices.empty());
+}
+
+TEST_F(OptionsTest, TheLanguageInUseIsOfferedSelectedEvenWhenItWentAway) {
+    const std::vector<std::string> installed{"de_DE", "en_US"};
+    const LanguageOffer locale = OfferLanguages(installed, "", "en_GB");
+    EXPECT_EQ(locale.choices.front().language, "");
+    EXPECT_TRUE(Has(locale.choices.front().label, "en_GB"));
+    EXPECT_EQ(locale.choices.size(), 3u);
+    EXPECT_EQ(locale.selected, 0u);
+    EXPECT_EQ(OfferLanguages(installed, "en_US", "").selected, 2u);
+    const LanguageOffer gone = OfferLanguages(installed, "fr_FR", "");
+    ASSERT_EQ(gone.selected, 3u);
+    EXPECT_EQ(gone.choices[3].language, "fr_FR");
+    EXPECT_TRUE(Has(gone.choices[3].label, "not installed"));
 }
 
 }  // namespace
