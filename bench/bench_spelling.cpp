@@ -110,7 +110,9 @@ Figures Measure(const QString& text, vantorel::SpellChecker* checker, vantorel::
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QTemporaryDir data;
-    vantorel::SpellChecker* checker = vantorel::SharedSpellChecker(data.path().toStdString());
+    const std::shared_ptr<vantorel::SpellChecker> shared =
+        vantorel::SharedSpellChecker(data.path().toStdString());
+    vantorel::SpellChecker* checker = shared.get();
     if (!checker) {
         std::fprintf(stderr, "no spelling dictionary is installed\n");
         return 1;
