@@ -41,6 +41,20 @@ std::optional<std::filesystem::path> Project(const CommandLine& commandLine,
     return project;
 }
 
+// Writes what import holds into request's folder and prints how many test cases it made:
+// 0 when every one of them was, else 1. doneNotice: what the user is told once it ran.
+int ImportAndPrint(CsvImport& import, const CsvImportRequest& request, const CustomCfg& custom,
+                   UserPort& port, bool doneNotice) {
+    const std::optional<CsvImportOutcome> outcome = import.Import(request, {port, custom});
+    if (!outcome)
+        return 1;
+    if (doneNotice)
+        port.tell(CsvImportDoneNotice(*outcome, import.RowCount()));
+    std::cout << outcome->written << (outcome->written == 1 ? " test case" : " test cases")
+              << " imported into " << request.folder.string() << "\n";
+    return outcome->complete && outcome->refusals.empty() ? 0 : 1;
+}
+
 }  // namespace
 
 int RunCommandLineCsvImport(const CommandLine& commandLine, UserPort& port, std::stop_token stop) {
@@ -68,13 +82,7 @@ int RunCommandLineCsvImport(const CommandLine& commandLine, UserPort& port, std:
     if (!import)
         return 1;
     import->richText = commandLine.csvHtml ? CsvRichText::Html : CsvRichText::PlainText;
-    const std::optional<CsvImportOutcome> outcome = import->Import(request, {port, custom});
-    if (!outcome)
-        return 1;
-    port.tell(CsvImportDoneNotice(*outcome, import->RowCount()));
-    std::cout << outcome->written << (outcome->written == 1 ? " test case" : " test cases")
-              << " imported into " << request.folder.string() << "\n";
-    return outcome->complete && outcome->refusals.empty() ? 0 : 1;
+    return ImportAndPrint(*import, request, custom, port, true);
 }
 
 int RunCommandLineJUnitImport(const CommandLine& commandLine, UserPort& port,
@@ -136,13 +144,8 @@ int RunCommandLineTestLinkImport(const CommandLine& commandLine, UserPort& port,
                   << import->RowCount() << " would be imported into " << folder.string() << "\n";
         return refusals.empty() ? 0 : 1;
     }
-    CsvImportRequest request{folder, commandLine.goodRowsOnly, false, stop};
-    const std::optional<CsvImportOutcome> outcome = import->Import(request, {port, custom});
-    if (!outcome)
-        return 1;
-    std::cout << outcome->written << (outcome->written == 1 ? " test case" : " test cases")
-              << " imported into " << folder.string() << "\n";
-    return outcome->complete && outcome->refusals.empty() ? 0 : 1;
+    return ImportAndPrint(*import, {folder, commandLine.goodRowsOnly, false, stop}, custom, port,
+                          false);
 }
 
 }  // namespace vantorel

@@ -112,6 +112,12 @@ std::variant<XmlElement, XmlFault> ReadXmlFile(const std::filesystem::path& file
     return ReadXml(text, limits);
 }
 
+std::string ExpatVersion() {
+    const XML_Expat_Version version = XML_ExpatVersionInfo();
+    return std::to_string(version.major) + "." + std::to_string(version.minor) + "." +
+           std::to_string(version.micro);
+}
+
 std::string XmlFaultText(const XmlFault& fault) {
     if (fault.line == 0)
         return fault.reason;

@@ -46,6 +46,9 @@ std::variant<XmlElement, XmlFault> ReadXml(std::string_view text, XmlLimits limi
 std::variant<XmlElement, XmlFault> ReadXmlFile(const std::filesystem::path& file,
                                                XmlLimits limits = {});
 
+// The version of expat this run uses.
+std::string ExpatVersion();
+
 // "line 4, column 7: not well-formed (invalid token)"
 std::string XmlFaultText(const XmlFault& fault);
 
