@@ -1,7 +1,8 @@
-// Feeds arbitrary bytes to the readers of the files users import: as CSV and as JUnit results.
-// Neither may crash or hang on any input, and what they accept holds together: every CSV row
-// has the header's number of fields and begins on a line of the file, every result has a
-// name, a time of no less than zero and lines in file order.
+// Feeds arbitrary bytes to the readers of the files users import: as CSV, as JUnit results and
+// as a TestLink export. None may crash or hang on any input, and what they accept holds
+// together: every CSV row has the header's number of fields and begins on a line of the file,
+// every result has a name, a time of no less than zero and lines in file order, every TestLink
+// case has every column, a line of the file, and no script left in its rich text.
 
 #include <cstddef>
 #include <cstdint>
@@ -9,8 +10,10 @@
 #include <string_view>
 #include <variant>
 
+#include "documents/custom_cfg.h"
 #include "exchange/csv_reading.h"
 #include "exchange/junit_results.h"
+#include "exchange/testlink_import.h"
 
 using namespace vantorel;
 
@@ -38,6 +41,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             line = result.line;
         }
     } else if (std::get<JUnitFault>(junit).line == 0) {
+        std::abort();
+    }
+
+    const auto xml = ReadXml(bytes);
+    if (const XmlElement* root = std::get_if<XmlElement>(&xml)) {
+        static const CustomCfg custom;
+        const auto testLink = TestLinkTable(*root, custom, {"P"});
+        if (const CsvTable* table = std::get_if<CsvTable>(&testLink))
+            for (const CsvRecord& row : table->rows)
+                for (const std::string& cell : row.cells)
+                    if (row.cells.size() != table->header.size() || row.line == 0 ||
+                        cell.find("<script") != std::string::npos)
+                        std::abort();
+    } else if (std::get<XmlFault>(xml).reason.empty()) {
         std::abort();
     }
     return 0;
