@@ -264,6 +264,9 @@ void MainWindow::RebuildTree() {
     // here.
     m_jobs->StopAndWait();
     m_treeActions->StopTransfer();
+    // What it found belongs to the database before.
+    if (m_findDialog)
+        m_findDialog->Forget();
     VantorelDatabase& database = m_shell.Database();
     const bool open = database.IsOpen();
     m_model.SetDatabase(open ? database.Directory() : fs::path(), m_shell.SharedCustom(),
@@ -302,9 +305,6 @@ void MainWindow::InsertNewTestCase(const TreeNode& selected) {
 
 void MainWindow::AfterDatabaseChange() {
     VantorelDatabase& database = m_shell.Database();
-    // What it found belongs to the database before.
-    if (m_findDialog)
-        m_findDialog->Forget();
     m_page->SetSource(CurrentPageSource());
     m_commands->SetRecentDatabases(RecentDatabaseMenu(m_shell.Configuration().Settings()));
     // The filters the tree lists: read once, then kept by the watcher's refreshes.
