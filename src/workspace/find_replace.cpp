@@ -51,11 +51,14 @@ std::string LiteralPattern(std::string_view text) {
     return pattern;
 }
 
-// A literal that holds none of these characters is found in a document's raw text wherever
-// it is found in one of its values: escaping, CDATA and tags only ever add such characters.
+// A literal of ASCII that holds none of these characters is found in a document's raw text
+// wherever it is found in one of its values: escaping, CDATA and tags only ever add such
+// characters, and only a character beyond ASCII may stand in a value as a numeric entity.
 bool LiteralDecidedByRawText(const FindOptions& options) {
     return !options.regularExpression &&
-           options.text.find_first_of("&<>\"';#\r\n") == std::string::npos;
+           options.text.find_first_of("&<>\"';#\r\n") == std::string::npos &&
+           std::ranges::all_of(options.text,
+                               [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
 std::optional<char32_t> EntityCharacter(std::string_view entity) {

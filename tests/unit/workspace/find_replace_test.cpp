@@ -145,6 +145,9 @@ TEST_F(ReplaceTest, ChangesExactlyTheKeptMatchesAndLeavesHeldAndChangedItemsAlon
     EXPECT_NE(ReadFile(project).find("<test_title>Widgets</test_title>"), std::string::npos);
     EXPECT_EQ(Find(Pattern({"gadget", true})).size(), 0u);  // match case
     EXPECT_EQ(Find(Pattern({"Gadget", true})).size(), 27u);
+    // An accent an editor wrote as an entity is found, though the raw text lacks the letter.
+    AddLibraryCase("TC99", "Other", "Caf&#233; au lait");
+    EXPECT_EQ(Find(Pattern({"caf\xc3\xa9"})).size(), 1u);
 }
 
 }  // namespace
