@@ -1,6 +1,9 @@
 #include "workspace/multi_edit.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "documents/test_case.h"
 #include "storage/locks.h"
@@ -116,6 +119,49 @@ TEST_F(MultiEditTest, ABulkUpdateReachesEveryTestCaseOfTheSuiteAndAStopEndsBetwe
     EXPECT_EQ(spread.changed, 4u);
     EXPECT_NE(ReadFile(set.items[0]).find("<test_duration>00:32</test_duration>"),
               std::string::npos);
+}
+
+TEST_F(MultiEditTest, AKillInTheMiddleLeavesEachTestCaseOldOrNewNeverTorn) {
+    MultiEditSet set{TV_PRJ_TEST_DOC, {}};
+    std::vector<std::string> before;
+    for (int n = 0; n < 300; ++n) {
+        const std::string id = "TC" + std::to_string(n);
+        set.items.push_back(
+            AddCase("Suite/" + id + ".vtl", {{"<id>", id},
+                                             {"<test_status>", "Fail"},
+                                             {"<build_tested>", "1.0"},
+                                             {"<result_notes>", std::string(4000, 'x')}}));
+        before.push_back(ReadFile(set.items.back()));
+    }
+    int steps[2];
+    ASSERT_EQ(::pipe(steps), 0);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        ::close(steps[0]);
+        (void)ApplyMultiEdit(set, {Set("<build_tested>", "2.0")}, Context(), {},
+                             [&] { (void)!::write(steps[1], "s", 1); });
+        ::_exit(0);
+    }
+    ::close(steps[1]);
+    char step = 0;
+    for (int done = 0; done < 20; ++done)  // well inside the run
+        ASSERT_EQ(::read(steps[0], &step, 1), 1);
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    ::close(steps[0]);
+    std::size_t changed = 0;
+    for (std::size_t item = 0; item < set.items.size(); ++item) {
+        const std::string now = ReadFile(set.items[item]);
+        if (now == before[item])
+            continue;
+        ++changed;
+        EXPECT_NE(now.find("<build_tested>2.0</build_tested>"), std::string::npos) << item;
+        EXPECT_NE(now.find(std::string(4000, 'x')), std::string::npos) << item;
+        EXPECT_TRUE(now.ends_with("</project_test_case>\r\n")) << item;
+    }
+    EXPECT_GE(changed, 20u);
+    EXPECT_LT(changed, set.items.size());
 }
 
 }  // namespace
