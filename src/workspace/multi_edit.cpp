@@ -7,6 +7,7 @@
 #include "documents/field_tables.h"
 #include "documents/prj_test_case.h"
 #include "documents/test_case.h"
+#include "platform/debug_log.h"
 #include "storage/identifiers.h"
 #include "storage/item_listing.h"
 #include "storage/locks.h"
@@ -162,6 +163,8 @@ MultiEditOutcome ApplyMultiEdit(const MultiEditSet& set, const EditOf& edit,
             skip(quiet.told.empty() ? "refused the change" : quiet.told.back().text);
         } else {
             ++outcome.changed;
+            // Should the run be killed, the debug log tells which items it had saved.
+            DebugLog::Write("ApplyMultiEdit", "Saved %s\n", item.c_str());
         }
         if (step)
             step();
