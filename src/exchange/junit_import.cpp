@@ -25,9 +25,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Results files of large suites run to tens of megabytes; anything far beyond is no such file.
-constexpr std::size_t kResultsFileMax = 512 * 1024 * 1024;
-
 struct ProjectCase {
     fs::path path;
     std::string id, title, requirement;  // as a person reads them (ISO-8859-1)
@@ -104,6 +101,9 @@ std::vector<ProjectCase> ListProjectCases(const fs::path& projectFolder) {
 // tell them apart (then none is recorded, and the report names them).
 std::vector<const ProjectCase*> Match(const JUnitResult& result, JUnitMatch rule,
                                       const std::vector<ProjectCase>& cases) {
+    // A result without a name says too little to be anyone's.
+    if (result.name.empty())
+        return {};
     const std::string name = Latin1FromName(result.name);
     const std::string full = Latin1FromName(FullName(result));
     std::vector<const ProjectCase*> found;
@@ -232,12 +232,11 @@ std::optional<JUnitImportReport> ImportJUnitResults(const JUnitImportRequest& re
         return std::nullopt;
     };
     std::string bytes;
-    if (const int code = ReadRegularFile(request.resultsFile, bytes, kResultsFileMax); code != 0)
+    if (const int code = ReadRegularFile(request.resultsFile, bytes, kJUnitResultsMax); code != 0)
         return refuse("it can't be read (" + ReadFailureText(code) + ")");
     auto parsed = ParseJUnit(bytes);
-    if (const JUnitFault* fault = std::get_if<JUnitFault>(&parsed))
-        return refuse("line " + std::to_string(fault->line) + ", column " +
-                      std::to_string(fault->column) + ": " + fault->reason);
+    if (const XmlFault* fault = std::get_if<XmlFault>(&parsed))
+        return refuse(XmlFaultText(*fault));
     const std::vector<JUnitResult>& results = std::get<std::vector<JUnitResult>>(parsed);
 
     // The status each meaning records: the first of the list that carries it.
@@ -274,7 +273,9 @@ std::optional<JUnitImportReport> ImportJUnitResults(const JUnitImportRequest& re
     std::map<const ProjectCase*, std::size_t> executionOf;
     for (const JUnitResult& result : results) {
         const std::vector<const ProjectCase*> matches = Match(result, request.match, cases);
-        const std::string where = FullName(result) + " (line " + std::to_string(result.line) + ")";
+        const std::string where =
+            (result.name.empty() ? "a <testcase> without a name" : FullName(result)) + " (line " +
+            std::to_string(result.line) + ")";
         if (matches.size() != 1) {
             if (matches.empty()) {
                 report.unmatched.push_back(where);

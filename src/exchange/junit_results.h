@@ -2,17 +2,15 @@
 // Test results in the JUnit XML dialect that pytest, CTest, GoogleTest, Maven and Gradle
 // write: a <testsuites> (or a lone <testsuite>) holding <testsuite> elements, each holding
 // <testcase name= classname= time=> with a <failure>, <error> or <skipped> child when the test
-// didn't pass, and perhaps <system-out>. Read by a small XML parser of our own: elements,
-// attributes, text, CDATA, comments, processing instructions and the predefined and numeric
-// entities; a DOCTYPE, like anything else no test runner writes, is refused.
+// didn't pass, and perhaps <system-out>. Read through the XML reader users' files go through.
 
 #include <cstddef>
-#include <filesystem>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
 #include <vector>
+
+#include "exchange/xml_reader.h"
 
 namespace vantorel {
 
@@ -30,14 +28,11 @@ struct JUnitResult {
     std::size_t line = 0;   // where the <testcase> begins
 };
 
-// Where and why a file is no JUnit results file: line and column from 1 (the line alone for
-// a dialect fault).
-struct JUnitFault {
-    std::size_t line = 0, column = 0;
-    std::string reason;
-};
+// The largest results file read: those of large suites run to tens of megabytes.
+inline constexpr std::size_t kJUnitResultsMax = std::size_t{512} << 20;
 
-// The results bytes (UTF-8) hold, in file order, or the first fault.
-std::variant<std::vector<JUnitResult>, JUnitFault> ParseJUnit(std::string_view bytes);
+// The results bytes (UTF-8) hold, in file order, or the first fault. A <testcase> without a
+// name is a result with an empty name, which matches no test case.
+std::variant<std::vector<JUnitResult>, XmlFault> ParseJUnit(std::string_view bytes);
 
 }  // namespace vantorel

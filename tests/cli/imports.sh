@@ -69,7 +69,7 @@ expect_status 1 'was imported into this project on' /j "$work/results.xml" /d "$
 expect_status 0 'test cases recorded' /j "$work/results.xml" /d "$work/db" /p "Release 2.0" /again
 
 echo 'name,status' >"$work/not.xml"
-expect_status 1 'line 1, column 1: the file is not XML' -j "$work/not.xml" -d "$work/db" -p "Release 2.0"
+expect_status 1 'can'"'"'t be imported: line 1, column 1: ' -j "$work/not.xml" -d "$work/db" -p "Release 2.0"
 expect_status 2 '(/d and /p) for JUnit results import' -j "$work/results.xml" -d "$work/db"
 grep -q 'for JUnit results import' "$work/data/error_log.txt" || fail "the refusal is not in the log"
 # A TestLink export: its nested suites below the library suite, the IDs with their prefix; a
