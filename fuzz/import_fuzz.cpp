@@ -48,12 +48,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (const XmlElement* root = std::get_if<XmlElement>(&xml)) {
         static const CustomCfg custom;
         const auto testLink = TestLinkTable(*root, custom, {"P"});
-        if (const CsvTable* table = std::get_if<CsvTable>(&testLink))
-            for (const CsvRecord& row : table->rows) {
-                if (row.cells.size() != table->header.size() || row.line == 0)
+        if (const TestLinkCases* cases = std::get_if<TestLinkCases>(&testLink))
+            for (const CsvRecord& row : cases->table.rows) {
+                if (row.cells.size() != cases->table.header.size() || row.line == 0)
                     std::abort();
                 // The rich texts: the description, prerequisites, expected results and notes.
-                for (const std::size_t column : {3, 4, 5, 10})
+                for (const std::size_t column : {3, 4, 5, 10, 11})
                     if (row.cells[column].find("<script") != std::string::npos)
                         std::abort();
             }

@@ -129,6 +129,10 @@ int main(int argc, char** argv) {
         const StopOnSignals interrupt;
         return RunCommandLineTestLinkImport(line, port, interrupt.Token());
     }
+    if (line.testlinkExportMode) {
+        const StopOnSignals interrupt;
+        return RunCommandLineTestLinkExport(line, port, interrupt.Token());
+    }
     if (line.reportMode) {
         const StopOnSignals interrupt;
         return RunCommandLineReport(line, port, ReportThreads(), interrupt.Token());

@@ -78,6 +78,7 @@ bool CommandActions::Available(Operation operation) {
         case Operation::ExportTestCasesCsv:
         case Operation::ExportProjectTestCasesCsv:
         case Operation::ExportTestListReportCsv:
+        case Operation::ExportTestLink:
         case Operation::BulkUpdate:
         case Operation::SetTotalExpectedDuration:
         case Operation::Find:

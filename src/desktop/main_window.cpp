@@ -586,6 +586,7 @@ void MainWindow::RunCommand(int command) {
         case Operation::ExportTestCasesCsv:
         case Operation::ExportProjectTestCasesCsv:
         case Operation::ExportTestListReportCsv:
+        case Operation::ExportTestLink:
             OpenCsvExportDialog(*this, m_port, operation);
             break;
         case Operation::ClearFilter:

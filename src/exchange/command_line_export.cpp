@@ -5,6 +5,7 @@
 #include "documents/custom_cfg.h"
 #include "exchange/csv_export.h"
 #include "exchange/export_web.h"
+#include "exchange/testlink_export.h"
 #include "platform/identity.h"
 #include "storage/identifiers.h"
 #include "storage/vantorel_database.h"
@@ -66,6 +67,18 @@ int Succeeded(std::size_t rows, const std::filesystem::path& target, UserPort& p
     return 0;
 }
 
+// Opens the database of an export to be read; false after telling why it can't be.
+bool OpenToExport(const CommandLine& commandLine, VantorelDatabase& database, UserPort& port,
+                  std::string_view caption) {
+    if (!database.Open(commandLine.database, OpenMode::ReadOnly))
+        return false;
+    if (database.Version() != DatabaseVersion{std::string(kProductVersion), kProductBuild}) {
+        port.tell({"Vantorel version out of date", std::string(caption), Icon::Warning});
+        return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 int RunCommandLineCsvExport(const CommandLine& commandLine, UserPort& port, std::stop_token stop) {
@@ -74,10 +87,8 @@ int RunCommandLineCsvExport(const CommandLine& commandLine, UserPort& port, std:
         return 1;
     };
     VantorelDatabase database(port);
-    if (!database.Open(commandLine.database, OpenMode::ReadOnly))
+    if (!OpenToExport(commandLine, database, port, kCsvExportCaption))
         return 1;
-    if (database.Version() != DatabaseVersion{std::string(kProductVersion), kProductBuild})
-        return fail("Vantorel version out of date");
 
     const CsvOptions options{commandLine.csvLatin1 ? CsvEncoding::Latin1 : CsvEncoding::Utf8WithBom,
                              commandLine.csvHtml ? CsvRichText::Html : CsvRichText::PlainText};
@@ -116,6 +127,22 @@ int RunCommandLineCsvExport(const CommandLine& commandLine, UserPort& port, std:
     request.stop = stop;
     const std::optional<std::size_t> written = ExportTestCasesCsv(request, port);
     return written ? Succeeded(*written, request.target, port) : 1;
+}
+
+int RunCommandLineTestLinkExport(const CommandLine& commandLine, UserPort& port,
+                                 std::stop_token stop) {
+    VantorelDatabase database(port);
+    if (!OpenToExport(commandLine, database, port, kTestLinkExportCaption))
+        return 1;
+    const TestLinkExportRequest request{
+        database.Directory() / "Test Cases" / commandLine.librarySuite.value_or(""),
+        commandLine.testlinkExportFile, stop};
+    const std::optional<std::size_t> written = ExportTestLink(request, port);
+    if (!written)
+        return 1;
+    port.tell(TestLinkExportDoneNotice(*written));
+    std::cout << request.target.string() << "\n";
+    return 0;
 }
 
 }  // namespace vantorel

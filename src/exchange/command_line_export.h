@@ -1,7 +1,7 @@
 #pragma once
 // The exports of a command line: the web export in web mode ("/w /d DB /p Project /c style
 // /e DIR") and the CSV export ("/x FILE /d DB" with "/p Project [/t Suite | /i ListReport]" or
-// "/l Suite").
+// "/l Suite") and the TestLink export ("/exporttestlink FILE /d DB /l Suite").
 // The database is only read, the project found as for a report, and the output written
 // without a question, over an earlier export in the same place.
 
@@ -26,5 +26,10 @@ int RunCommandLineWebExport(const CommandLine& commandLine, UserPort& port, Char
 // path printed), else 1 after the reason was told. A stop ends it as a cancelled export.
 int RunCommandLineCsvExport(const CommandLine& commandLine, UserPort& port,
                             std::stop_token stop = {});
+
+// 0 when the TestLink file was written (its count told, its path printed), else 1 after the
+// reason was told.
+int RunCommandLineTestLinkExport(const CommandLine& commandLine, UserPort& port,
+                                 std::stop_token stop = {});
 
 }  // namespace vantorel

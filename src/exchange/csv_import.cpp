@@ -516,15 +516,22 @@ std::optional<CsvImportOutcome> CsvImport::Import(const CsvImportRequest& reques
             suiteColumn
                 ? SuiteLevels(record.cells[*suiteColumn]).value_or(std::vector<std::string>{})
                 : std::vector<std::string>{};
+        std::string suiteCell;
         for (const std::string& level : levels) {
+            suiteCell += (suiteCell.empty() ? "" : "/") + level;
             if (!fs::is_directory(target / level, error)) {
                 // A suite the file names is made as the suite dialog makes one.
                 std::unique_ptr<TestGroup> suite =
                     m_source == CsvSource::LibraryTestCases
                         ? TestGroup::New(target, context)
                         : std::unique_ptr<TestGroup>(PrjTestGroup::New(target, context));
-                if (suite)
+                if (suite) {
                     suite->Control("<id>").text = level;
+                    if (auto description = suiteDescriptions.find(Latin1ToUtf8(suiteCell));
+                        description != suiteDescriptions.end())
+                        FillControl(*FindField(TestSuiteFields(), "<suite_description>"),
+                                    description->second, suite->Control("<suite_description>"));
+                }
                 // The suite's editor has told why it could not be made.
                 if (!suite || suite->Save()) {
                     target.clear();

@@ -15,6 +15,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <stop_token>
 #include <string>
@@ -110,6 +111,10 @@ public:
     // How rich-text cells are read: as plain text (what the export writes by default) or as
     // the HTML a field holds.
     CsvRichText richText = CsvRichText::PlainText;
+
+    // The descriptions of suites an import may make, by the suite cell that names them
+    // ("Cart/Coupons"), in HTML: another test manager's export gives them.
+    std::map<std::string, std::string> suiteDescriptions;
 
     // Every refusal of every row, were the rows imported into folder now: in line order.
     std::vector<CsvRefusal> Check(const std::filesystem::path& folder) const;

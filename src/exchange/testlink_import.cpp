@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "documents/field_dialog.h"
+#include "documents/field_tables.h"
 #include "storage/text_conversions.h"
 
 namespace vantorel {
@@ -26,12 +27,18 @@ enum Column {
     kDuration,
     kRequirement,
     kNotes,
+    kNotes2,
+    kPhase,
+    kLink,
+    kConfigurations,
+    kResources,
     kColumns
 };
 constexpr std::string_view kHeader[kColumns] = {
-    "suite",    "id",        "test_title",    "test_description", "prerequisites", "test_result",
-    "priority", "test_type", "test_duration", "requirement",      "notes1"};
-
+    "suite",         "id",       "test_title", "test_description", "prerequisites",
+    "test_result",   "priority", "test_type",  "test_duration",    "requirement",
+    "notes1",        "notes2",   "test_phase", "external_link",    "rec_test_configs",
+    "test_resources"};
 std::string Lower(std::string_view text) {
     std::string lower(text);
     std::ranges::transform(lower, lower.begin(),
@@ -69,14 +76,28 @@ std::string Duration(std::string_view minutesText) {
            std::to_string(whole % 60);
 }
 
+// The column a custom field fills when it is named as one of the fields the export writes as
+// custom fields.
+std::optional<Column> CustomFieldColumn(std::string_view name) {
+    for (const std::string_view tag : kTestLinkCustomFieldTags)
+        if (Lower(TestLinkCustomFieldName(tag)) == Lower(name))
+            for (int column = 0; column < kColumns; ++column)
+                if (tag.substr(1, tag.size() - 2) == kHeader[column])
+                    return static_cast<Column>(column);
+    return std::nullopt;
+}
+
 class TableMaker {
 public:
     TableMaker(const CustomCfg& custom, const TestLinkOptions& options)
         : m_custom(custom), m_options(options) {
-        m_table.header.assign(std::begin(kHeader), std::end(kHeader));
+        m_cases.table.header.assign(std::begin(kHeader), std::end(kHeader));
     }
 
     void Suite(const XmlElement& suite, const std::string& path) {
+        if (const std::string details = RichTextSubset(suite.ChildText("details"));
+            !path.empty() && !details.empty())
+            m_cases.suiteDescriptions[path] = details;
         for (const XmlElement& child : suite.children) {
             if (child.name == "testsuite") {
                 const std::string name = child.Attribute("name");
@@ -87,11 +108,11 @@ public:
         }
     }
 
-    CsvTable Take() { return std::move(m_table); }
+    TestLinkCases Take() { return std::move(m_cases); }
 
 private:
     void Case(const XmlElement& testCase, const std::string& suite) {
-        CsvRecord& row = m_table.rows.emplace_back();
+        CsvRecord& row = m_cases.table.rows.emplace_back();
         row.line = testCase.line;
         row.cells.resize(kColumns);
         row.cells[kSuite] = suite;
@@ -113,17 +134,26 @@ private:
             std::ranges::stable_sort(ordered, {}, [](const XmlElement* step) {
                 return std::atoi(step->ChildText("step_number").c_str());
             });
+            bool anyAction = false, anyResult = false;
             for (const XmlElement* step : ordered) {
-                actions += "<li>" + RichTextSubset(step->ChildText("actions")) + "</li>";
-                results += "<li>" + RichTextSubset(step->ChildText("expectedresults")) + "</li>";
+                const std::string action = RichTextSubset(step->ChildText("actions"));
+                const std::string result = RichTextSubset(step->ChildText("expectedresults"));
+                anyAction |= !action.empty();
+                anyResult |= !result.empty();
+                actions += "<li>" + action + "</li>";
+                results += "<li>" + result + "</li>";
             }
+            // A lone step with no action holds the expected results of the whole case.
+            if (ordered.size() == 1 && !anyAction)
+                results = RichTextSubset(ordered.front()->ChildText("expectedresults"));
+            else if (anyResult)
+                results = "<ol>" + results + "</ol>";
+            else
+                results.clear();
+            actions = anyAction ? "<ol>" + actions + "</ol>" : std::string();
         }
-        std::string description = RichTextSubset(testCase.ChildText("summary"));
-        if (!actions.empty())
-            description += "<ol>" + actions + "</ol>";
-        row.cells[kDescription] = description;
-        if (!results.empty())
-            row.cells[kResults] = "<ol>" + results + "</ol>";
+        row.cells[kDescription] = RichTextSubset(testCase.ChildText("summary")) + actions;
+        row.cells[kResults] = results;
 
         std::vector<std::string> notes;
         const std::string importance = Trimmed(testCase.ChildText("importance"));
@@ -162,24 +192,34 @@ private:
         if (!keywords.empty())
             notes.push_back("Keywords: " + keywords);
         if (const XmlElement* list = testCase.Child("custom_fields"))
-            for (const XmlElement& field : list->children)
-                if (const std::string value = Trimmed(field.ChildText("value")); !value.empty())
-                    notes.push_back(Trimmed(field.ChildText("name")) + ": " + value);
-        std::string joined;
+            for (const XmlElement& field : list->children) {
+                const std::string name = Trimmed(field.ChildText("name"));
+                const std::string value = Trimmed(field.ChildText("value"));
+                if (value.empty())
+                    continue;
+                if (const std::optional<Column> column = CustomFieldColumn(name))
+                    row.cells[*column] = IsRichText(*column) ? RichTextSubset(value) : value;
+                else
+                    notes.push_back(name + ": " + value);
+            }
+        std::string joined = row.cells[kNotes];
         for (const std::string& note : notes)
             joined += (joined.empty() ? "" : "<br>") + HtmlEscaped(note);
         row.cells[kNotes] = joined;
     }
 
+    static bool IsRichText(Column column) { return column == kNotes || column == kNotes2; }
+
     const CustomCfg& m_custom;
     const TestLinkOptions& m_options;
-    CsvTable m_table;
+    TestLinkCases m_cases;
 };
 
 }  // namespace
 
-std::variant<CsvTable, std::string> TestLinkTable(const XmlElement& root, const CustomCfg& custom,
-                                                  const TestLinkOptions& options) {
+std::variant<TestLinkCases, std::string> TestLinkTable(const XmlElement& root,
+                                                       const CustomCfg& custom,
+                                                       const TestLinkOptions& options) {
     TableMaker maker(custom, options);
     if (root.name == "testsuite")
         maker.Suite(root, Trimmed(root.Attribute("name")));
@@ -201,16 +241,23 @@ std::optional<CsvImport> OpenTestLinkImport(const fs::path& file, const fs::path
                    std::string(kTestLinkImportCaption), Icon::Warning});
         return std::nullopt;
     }
-    auto table = TestLinkTable(std::get<XmlElement>(read), custom, options);
-    if (const std::string* reason = std::get_if<std::string>(&table)) {
+    auto cases = TestLinkTable(std::get<XmlElement>(read), custom, options);
+    if (const std::string* reason = std::get_if<std::string>(&cases)) {
         port.tell({refused + *reason + ". Nothing has been imported.",
                    std::string(kTestLinkImportCaption), Icon::Warning});
         return std::nullopt;
     }
-    CsvImport import = CsvImport::OfFields(std::move(std::get<CsvTable>(table)),
-                                           CsvSource::LibraryTestCases, databaseDir, custom);
+    TestLinkCases& made = std::get<TestLinkCases>(cases);
+    CsvImport import = CsvImport::OfFields(std::move(made.table), CsvSource::LibraryTestCases,
+                                           databaseDir, custom);
     import.richText = CsvRichText::Html;
+    import.suiteDescriptions = std::move(made.suiteDescriptions);
     return import;
+}
+
+std::string TestLinkCustomFieldName(std::string_view tag) {
+    const FieldDescriptor* field = FindField(TestCaseFields(), tag);
+    return field ? std::string(field->longHeading) : std::string();
 }
 
 std::string RichTextSubset(std::string_view html) {

@@ -67,12 +67,13 @@ const char kLinuxHelpText[] =
     "                [--tested-version V] [--tested-build B] [--dry-run] [--again]\n"
     "       vantorel --import-testlink FILE --database DATABASE --library SUITE\n"
     "                [--prefix PREFIX] [--good-rows] [--dry-run]\n"
+    "       vantorel --export-testlink FILE --database DATABASE --library SUITE\n"
     "\n"
     "Vantorel keeps test cases, test projects and their executions. Without options it\n"
     "opens DATABASE (a database folder or its VantorelDatabase.vdb), else the last\n"
-    "database used. With --report, --web, --csv, --import-csv, --junit or\n"
-    "--import-testlink it makes one report, web export, CSV file or import without a\n"
-    "window; every message goes to stderr and to\n"
+    "database used. With --report, --web, --csv, --import-csv, --junit,\n"
+    "--import-testlink or --export-testlink it makes one report, export or import\n"
+    "without a window; every message goes to stderr and to\n"
     "error_log.txt in the data folder ($VANTOREL_DATA_DIR, else\n"
     "~/.local/share/Corvanta/Vantorel).\n"
     "\n"
@@ -125,6 +126,9 @@ const char kLinuxHelpText[] =
     "                         (empty for the library itself)\n"
     "      --prefix PREFIX    IDs as PREFIX-<external id>; without it, automatic IDs\n"
     "      --dry-run          check every test case and say what would be made\n"
+    "      --export-testlink FILE\n"
+    "                         write --library SUITE (\"\" for all of it) as XML that\n"
+    "                         TestLink imports\n"
     "\n"
     "Other options:\n"
     "      --debug            write a debug log, VantorelDebug.txt, in the data folder\n"
@@ -134,7 +138,7 @@ const char kLinuxHelpText[] =
     "\n"
     "Each option has a slash form too: /r, /d, /p, /f, /s, /o, /n, /w, /c, /e, /x, /t,\n"
     "/l, /i, /latin1, /html, /m, /goodrows, /j, /k, /v, /b, /dryrun, /again, /testlink,\n"
-    "/prefix, /debug.\n"
+    "/prefix, /exporttestlink, /debug.\n"
     "\n"
     "Examples:\n"
     "  vantorel ~/qa/shop-db\n"
@@ -145,6 +149,7 @@ const char kLinuxHelpText[] =
     "  vantorel --import-csv new.csv -d ~/qa/shop-db --library Login\n"
     "  vantorel --junit report.xml -d ~/qa/shop-db -p \"Release 2.0\" --tested-build 417\n"
     "  vantorel --import-testlink shop.xml -d ~/qa/shop-db --library \"\" --prefix SHOP\n"
+    "  vantorel --export-testlink login.xml -d ~/qa/shop-db --library Login\n"
     "\n"
     "Ctrl-C stops a report or export between two documents: no half-written report\n"
     "is left, and an earlier export stays as it was. A second Ctrl-C ends at once.\n"
@@ -196,6 +201,7 @@ constexpr LongOption kLongOptions[] = {
     {"again", "/again"},
     {"import-testlink", "/testlink"},
     {"prefix", "/prefix"},
+    {"export-testlink", "/exporttestlink"},
 };
 
 // The weights of the switches a report or a web export needs; each mode needs exactly its
@@ -296,7 +302,7 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
     auto refuse = [&line, &port](std::string text) {
         port.tell({std::move(text), kParseCaption, Icon::Warning});
         line.reportMode = line.webMode = line.csvMode = line.csvImportMode = line.junitMode =
-            line.testlinkMode = false;
+            line.testlinkMode = line.testlinkExportMode = false;
         line.refused = true;
         return line;
     };
@@ -375,6 +381,12 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
             if (!take(line.testlinkFile, kCommandLineValueMax))
                 return refuse("No file after /testlink parameter.\n");
             line.testlinkMode = true;
+            continue;
+        }
+        if (strcasecmp(argument.c_str(), "/exporttestlink") == 0) {
+            if (!take(line.testlinkExportFile, kCommandLineValueMax))
+                return refuse("No file after /exporttestlink parameter.\n");
+            line.testlinkExportMode = true;
             continue;
         }
         if (strcasecmp(argument.c_str(), "/prefix") == 0) {
@@ -485,18 +497,18 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
                 break;  // not a switch of ours
         }
     }
-    if ((line.csvImportMode || line.junitMode || line.testlinkMode) &&
-        line.csvImportMode + line.junitMode + line.testlinkMode + line.csvMode +
-                (line.reportMode || line.webMode) >
+    if ((line.csvImportMode || line.junitMode || line.testlinkMode || line.testlinkExportMode) &&
+        line.csvImportMode + line.junitMode + line.testlinkMode + line.testlinkExportMode +
+                line.csvMode + (line.reportMode || line.webMode) >
             1)
         return refuse(
-            "A run makes one report, export or import: /r, /w, /x, /m, /j and /testlink can't "
-            "be combined\n");
-    if (line.testlinkMode) {
+            "A run makes one report, export or import: /r, /w, /x, /m, /j, /testlink and "
+            "/exporttestlink can't be combined\n");
+    if (line.testlinkMode || line.testlinkExportMode) {
         if (line.database.empty() || !line.librarySuite)
-            return refuse(
-                "Command line missing some required parameters (/d and /l) for TestLink "
-                "import\n");
+            return refuse(std::string("Command line missing some required parameters (/d and "
+                                      "/l) for TestLink ") +
+                          (line.testlinkMode ? "import\n" : "export\n"));
         if (!IsSuitePath(*line.librarySuite))
             return refuse("\"" + *line.librarySuite +
                           "\" is not a suite: name it as Parent/Child below the library\n");

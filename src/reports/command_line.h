@@ -80,6 +80,10 @@ struct CommandLine {
     bool testlinkMode = false;
     std::string testlinkFile;  // "/testlink"
     std::string idPrefix;      // "/prefix"
+
+    // A TestLink XML export ("/exporttestlink FILE") of a suite of the library ("/l").
+    bool testlinkExportMode = false;
+    std::string testlinkExportFile;  // "/exporttestlink"
 };
 
 // Parses the arguments that follow the program's name. Every refusal is told through port

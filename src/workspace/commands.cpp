@@ -18,6 +18,7 @@ constexpr MenuCommand kMainMenu[] = {
     {"File / Export to CSV...", "Export Project Test Cases", ID_FILE_EXPORT_PRJ_CSV},
     {"File / Export to CSV...", "Export Test Cases", ID_FILE_EXPORT_TC_CSV},
     {"File / Export to CSV...", "Export Test List Report", ID_FILE_EXPORT_LIST_CSV},
+    {"File", "Export to TestLink...", ID_FILE_EXPORT_TESTLINK},
     {"File", "Export Project to web...", ID_FILE_EXPORT_WEB},
     {"File", "Refresh", ID_FILE_REFRESH},
     {"File", "Print...\tCtrl-P", ID_FILE_PRINT},
@@ -100,6 +101,7 @@ constexpr CommandOperation kOperations[] = {
     {ID_FILE_IMPORT_TC, Operation::ImportTestCases},
     {ID_FILE_IMPORT_JUNIT, Operation::ImportJUnitResults},
     {ID_FILE_IMPORT_TESTLINK, Operation::ImportTestLink},
+    {ID_FILE_EXPORT_TESTLINK, Operation::ExportTestLink},
     {ID_FILE_EXPORT_PRJ_CSV, Operation::ExportProjectTestCasesCsv},
     {ID_FILE_EXPORT_TC_CSV, Operation::ExportTestCasesCsv},
     {ID_FILE_EXPORT_LIST_CSV, Operation::ExportTestListReportCsv},
@@ -284,6 +286,7 @@ std::optional<Notice> CommandRefusal(Operation operation, const CommandState& st
         case Operation::ExportProjectTestCasesCsv:
         case Operation::ExportTestCasesCsv:
         case Operation::ExportTestListReportCsv:
+        case Operation::ExportTestLink:
             if (!state.databaseOpen)
                 return Notice{"A database must be loaded before an export can take place.",
                               "Warning", Icon::Warning};

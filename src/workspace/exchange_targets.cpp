@@ -122,6 +122,20 @@ std::variant<ExchangeTarget, Notice> ExchangeTargetOf(Operation operation,
                 {"All test cases of the library", library, {}, "Test Cases.csv"});
             return target;
         }
+        case Operation::ExportTestLink: {
+            // TestLink takes suites whole: the suite the selection lies in, or the library.
+            fs::path suite =
+                current.kind == TV_TEST_TEST_DOC ? current.path.parent_path() : current.path;
+            if ((current.kind == TV_TEST_SUITE_FLD || current.kind == TV_TEST_TEST_DOC) &&
+                suite != library)
+                target.scopes.push_back({"Suite " + Quoted(suite.filename().string()),
+                                         suite,
+                                         {},
+                                         suite.filename().string() + ".xml"});
+            target.scopes.push_back(
+                {"All test cases of the library", library, {}, "Test Cases.xml"});
+            return target;
+        }
         case Operation::ExportProjectTestCasesCsv: {
             if (!project)
                 return Notice{"Please select a project to export", "No project selected",

@@ -207,7 +207,8 @@ std::vector<ContextMenuItem> ContextMenu(NodeKind kind) {
                     {"New test suite", ID_NEW_SUITE_ROOT},
                     unlock,
                     kRule,
-                    {"Import from TestLink...", ID_FILE_IMPORT_TESTLINK}};
+                    {"Import from TestLink...", ID_FILE_IMPORT_TESTLINK},
+                    {"Export to TestLink...", ID_FILE_EXPORT_TESTLINK}};
         case TV_TEST_SUITE_FLD:
         case TV_PRJ_SUITE_FLD: {
             std::vector<ContextMenuItem> items = {expand,
@@ -231,8 +232,9 @@ std::vector<ContextMenuItem> ContextMenu(NodeKind kind) {
             items.push_back({"Set total expected duration...", ID_SET_TOTAL_DURATION});
             items.push_back(unlock);
             if (kind == TV_TEST_SUITE_FLD)
-                items.insert(items.end(),
-                             {kRule, {"Import from TestLink...", ID_FILE_IMPORT_TESTLINK}});
+                items.insert(items.end(), {kRule,
+                                           {"Import from TestLink...", ID_FILE_IMPORT_TESTLINK},
+                                           {"Export to TestLink...", ID_FILE_EXPORT_TESTLINK}});
             return items;
         }
         case TV_TEST_TEST_DOC:

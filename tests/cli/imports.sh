@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The CSV, JUnit and TestLink imports as a script or a CI pipeline starts them, on a copy of the sample
+# The CSV, JUnit and TestLink imports (and the TestLink export) as a script or a CI pipeline starts them, on a copy of the sample
 # database: a library suite exported and imported again gives the same documents, a
 # spreadsheet's semicolon file imports, JUnit results are recorded (and asked about the
 # second time) with exit status 0; a broken file, a refused row and an incomplete command line
@@ -84,5 +84,9 @@ grep -q '<requirement>PAY-3</requirement>' "$work/db/Test Cases/Shop/Payments/SH
     fail "the TestLink test case is not where its suite says"
 [ -f "$work/db/Test Cases/Shop/Payments/Vouchers/SHOP-8.vtl" ] || fail "no nested suite"
 expect_status 2 '(/d and /l) for TestLink import' --import-testlink "$testlink" -d "$work/db"
+# And out again: the suite whole, with its nested suite, as TestLink imports it.
+expect_status 0 '2 test cases written' --export-testlink "$work/shop.xml" -d "$work/db" --library Shop
+grep -q '<testsuite name="Vouchers">' "$work/shop.xml" || fail "the nested suite is not exported"
+expect_status 2 '(/d and /l) for TestLink export' /exporttestlink "$work/shop.xml" /d "$work/db"
 
 echo "Import runs behave"

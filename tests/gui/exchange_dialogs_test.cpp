@@ -182,7 +182,7 @@ private slots:
             "can't be imported: it was imported before. Nothing has been recorded."));
     }
 
-    void ATestLinkExportImportsThroughTheSameDialogIntoTheLibrary() {
+    void ATestLinkExportImportsThroughTheSameDialogIntoTheLibraryAndGoesBackOut() {
         auto open = Open();
         MainWindow& window = *open->window;
         const fs::path library = open->database / "Test Cases";
@@ -202,6 +202,21 @@ private slots:
         QTRY_VERIFY(!window.Jobs().Running());
         QTRY_VERIFY(fs::exists(library / "Payments" / "Vouchers"));
         QVERIFY(window.Model().IndexOf(library / "Payments").isValid());
+
+        // And out again, the suite whole.
+        auto* exported = RunDialogCommand<CsvExportDialog>(window, library / "Payments",
+                                                           ID_FILE_EXPORT_TESTLINK);
+        QVERIFY(exported);
+        QCOMPARE(exported->findChild<QComboBox*>("csvExportScope")->currentText(),
+                 QString("Suite \"Payments\""));
+        QVERIFY(!exported->findChild<QComboBox*>("csvEncoding")->isVisibleTo(exported));
+        const fs::path target = open->root / "payments.xml";
+        exported->findChild<QLineEdit*>("csvDestination")
+            ->setText(QString::fromStdString(target.string()));
+        exported->Export();
+        QTRY_VERIFY(!window.Jobs().Running());
+        QTRY_VERIFY(fs::exists(target));
+        QVERIFY(ReadFile(target).find("<testcase name=\"Pay by voucher\">") != std::string::npos);
     }
 
     void ExportsAProjectToCsvAndEachCommandTakesItsTargetOrRefusesIt() {

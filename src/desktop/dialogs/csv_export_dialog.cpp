@@ -14,6 +14,7 @@
 #include "desktop/dialogs/exchange_dialogs.h"
 #include "desktop/exchange_jobs.h"
 #include "desktop/main_window.h"
+#include "exchange/testlink_export.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
@@ -25,6 +26,8 @@ QString Title(Operation operation) {
             return "Export Project Test Cases to CSV";
         case Operation::ExportTestListReportCsv:
             return "Export Test List Report to CSV";
+        case Operation::ExportTestLink:
+            return "Export Test Cases to TestLink";
         default:
             return "Export Test Cases to CSV";
     }
@@ -71,6 +74,9 @@ CsvExportDialog::CsvExportDialog(UserPort& port, ExchangeJobs& jobs, Setup setup
     form->addRow("Encoding:", m_encoding);
     form->addRow("Rich-text fields:", m_richText);
     form->addRow("File:", destinationRow);
+    // TestLink's XML is UTF-8 and its text HTML: nothing to choose.
+    for (QWidget* choice : {static_cast<QWidget*>(m_encoding), static_cast<QWidget*>(m_richText)})
+        form->setRowVisible(choice, m_setup.operation != Operation::ExportTestLink);
 
     m_export->setObjectName("csvExportStart");
     m_export->setDefault(true);
@@ -127,7 +133,9 @@ void CsvExportDialog::ChooseFile() {
     const std::optional<fs::path> current = Target();
     const QString chosen = QFileDialog::getSaveFileName(
         this, windowTitle(), current ? QString::fromStdString(current->string()) : QString(),
-        "CSV files (*.csv);;All files (*)", nullptr, QFileDialog::DontConfirmOverwrite);
+        m_setup.operation == Operation::ExportTestLink ? "TestLink XML (*.xml);;All files (*)"
+                                                       : "CSV files (*.csv);;All files (*)",
+        nullptr, QFileDialog::DontConfirmOverwrite);
     if (!chosen.isEmpty())
         m_destination->setText(chosen);
 }
@@ -137,7 +145,10 @@ void CsvExportDialog::Export() {
     if (!target)
         return;
     std::error_code error;
-    if (fs::exists(*target, error) && !m_port.ask(CsvReplaceQuestion(*target)))
+    Notice replace = CsvReplaceQuestion(*target);
+    if (m_setup.operation == Operation::ExportTestLink)
+        replace.caption = kTestLinkExportCaption;
+    if (fs::exists(*target, error) && !m_port.ask(replace))
         return;
     if (m_setup.exportFolder)
         *m_setup.exportFolder = target->parent_path();
@@ -147,6 +158,10 @@ void CsvExportDialog::Export() {
     auto rows = std::make_shared<std::optional<std::size_t>>();
     const bool started = m_jobs.Start(
         [port = &m_port, scope, options, operation, file = *target, rows](std::stop_token stop) {
+            if (operation == Operation::ExportTestLink) {
+                *rows = ExportTestLink({scope.folder, file, std::move(stop)}, *port);
+                return;
+            }
             if (operation == Operation::ExportTestListReportCsv) {
                 *rows = ExportListReportCsv(scope.folder, file, options, *port, stop);
                 return;
@@ -162,9 +177,10 @@ void CsvExportDialog::Export() {
             request.stop = std::move(stop);
             *rows = ExportTestCasesCsv(request, *port);
         },
-        [port = &m_port, rows] {
+        [port = &m_port, rows, operation] {
             if (*rows)
-                port->tell(CsvExportDoneNotice(**rows));
+                port->tell(operation == Operation::ExportTestLink ? TestLinkExportDoneNotice(**rows)
+                                                                  : CsvExportDoneNotice(**rows));
         });
     if (started)
         accept();

@@ -4,6 +4,7 @@
 // the suite, the project or the library; or the list report), the encoding (UTF-8 with a
 // byte-order mark unless ISO-8859-1 is chosen), rich text as plain text or as its HTML, and
 // the file, in the export folder; Export hands the writing to the window's exchange jobs.
+// "Export to TestLink..." is the same dialog without the encoding and rich-text choices.
 
 #include <QDialog>
 #include <filesystem>

@@ -2,8 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
+#include <map>
 
+#include "documents/field_tables.h"
+#include "exchange/testlink_export.h"
+#include "storage/tagged_document.h"
 #include "support/document_fixture.h"
 
 namespace vantorel::testing {
@@ -30,7 +35,8 @@ constexpr std::string_view kExport = R"(<?xml version="1.0" encoding="UTF-8"?>
             <expectedresults><![CDATA[It opens]]></expectedresults></step>
         </steps>
         <keywords><keyword name="smoke"/><keyword name="cart"/></keywords>
-        <custom_fields><custom_field><name>Browser</name><value>Firefox</value></custom_field></custom_fields>
+        <custom_fields><custom_field><name>Browser</name><value>Firefox</value></custom_field>
+          <custom_field><name>notes field 2</name><value><![CDATA[<p>Ask <b>Ana</b></p>]]></value></custom_field></custom_fields>
         <requirements><requirement><doc_id>REQ-1</doc_id></requirement><requirement><doc_id>REQ-2</doc_id></requirement></requirements>
       </testcase>
     </testsuite>
@@ -65,8 +71,10 @@ TEST_F(TestLinkImportTest, NestedSuitesBecomeSuitesAndEveryElementFindsItsField)
           "<prerequisites><![CDATA[Signed in]]></prerequisites>",
           "Adds <b>one</b> item<ol><li>Open <a href=\"https://shop.example/cart\">the "
           "cart</a></li><li>Pay</li></ol>",
-          "<ol><li>It opens</li><li>Paid</li></ol>", "Keywords: smoke, cart<br>Browser: Firefox"})
+          "<ol><li>It opens</li><li>Paid</li></ol>", "Keywords: smoke, cart<br>Browser: Firefox",
+          "<notes2><![CDATA[Ask <b>Ana</b>]]></notes2>"})
         EXPECT_NE(added.find(expected), std::string::npos) << expected;
+    EXPECT_NE(ReadFile(library / "Shop.tgp").find("<![CDATA[The shop]]>"), std::string::npos);
     EXPECT_EQ(added.find("alert"), std::string::npos);
     // No external ID: an automatic one; the accent kept in ISO-8859-1.
     const std::vector<std::string> ids = [&] {
@@ -112,6 +120,79 @@ TEST_F(TestLinkImportTest, HostileOrForeignFilesAreRefusedWithTheirPlace) {
     EXPECT_EQ(refusals[0].line, 3u);
     EXPECT_FALSE(import->Import({.folder = library}, Context()));
     EXPECT_TRUE(fs::is_empty(library));
+}
+
+// Every field of every test case below folder, by its path there, leaving out what an import
+// sets anew (dates, times, authors).
+std::map<fs::path, std::map<std::string, std::string>> LibraryFields(const fs::path& folder) {
+    std::map<fs::path, std::map<std::string, std::string>> cases;
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+        if (entry.path().extension() != ".vtl" && entry.path().extension() != ".tgp")
+            continue;
+        const std::string text = ReadFile(entry.path());
+        auto& fields = cases[entry.path().lexically_relative(folder)];
+        for (const std::string_view tag : {"<suite_description>"})
+            if (std::string_view value; FindTagValue(text, tag, value, 0, nullptr, true) == 0)
+                fields[std::string(tag)] = value;
+        for (const FieldDescriptor& field : TestCaseFields()) {
+            std::string_view value;
+            if (field.type != FT_DATE && field.type != FT_TIME &&
+                !field.tag.ends_with("user_id>") &&
+                FindTagValue(text, field.tag, value, 0, nullptr, true) == 0)
+                fields[std::string(field.tag)] = value;
+        }
+    }
+    return cases;
+}
+
+TEST_F(TestLinkImportTest, AnExportedLibraryImportsBackIntoAnEmptyOneAsTheSameTestCases) {
+    const fs::path sample = dir.path() / "sample";
+    fs::copy(VANTOREL_SAMPLE_DB, sample, fs::copy_options::recursive);
+    ASSERT_TRUE(custom.Read(sample, port, "bench-7").read);
+    // Beside the sample's own: steps, a lone expected result, a priority and type TestLink
+    // has words for, and text that XML and CDATA must carry.
+    const fs::path cart = sample / "Test Cases" / "Cart" / "CART-001.vtl";
+    std::string text = ReadFile(cart);
+    auto set = [&text](std::string_view tag, const std::string& value) {
+        const std::size_t from = text.find(tag) + tag.size();
+        text.replace(from, text.find("</", from) - from, value);
+    };
+    set("<test_title>", "Caf\xe9 &amp; &quot;cr\xe8me&quot; &lt;b&gt;");
+    set("<test_description>",
+        "<![CDATA[Open the shop<ol><li>Add <b>one</b> item</li><li>Open the cart</li></ol>]]>");
+    set("<test_result>", "<![CDATA[<ol><li>Added</li><li>It shows ]]> one</li></ol>]]>");
+    set("<priority>", "Medium");
+    set("<requirement>", "REQ-1, REQ-2");
+    WriteFile(cart, text);
+    const auto before = LibraryFields(sample / "Test Cases");
+
+    const fs::path file = dir.path() / "library.xml";
+    const auto written = ExportTestLink({sample / "Test Cases", file}, port);
+    ASSERT_TRUE(written) << port.notices.back().text;
+    EXPECT_EQ(*written,
+              static_cast<std::size_t>(std::ranges::count_if(
+                  before, [](const auto& item) { return item.first.extension() == ".vtl"; })));
+    const std::string xml = ReadFile(file);
+    EXPECT_NE(xml.find("<step_number><![CDATA[2]]></step_number>"), std::string::npos);
+    EXPECT_NE(xml.find("<importance><![CDATA[2]]></importance>"), std::string::npos);
+
+    fs::rename(sample / "Test Cases", sample / "Exported");
+    fs::create_directory(sample / "Test Cases");
+    auto import = OpenTestLinkImport(file, sample, custom, {}, port);
+    ASSERT_TRUE(import);
+    const auto outcome = import->Import({.folder = sample / "Test Cases"}, Context());
+    ASSERT_TRUE(outcome) << port.notices.back().text;
+    EXPECT_EQ(outcome->written, *written);
+    const auto after = LibraryFields(sample / "Test Cases");
+    EXPECT_EQ(after.size(), before.size());
+    for (const auto& [item, fields] : before)
+        for (const auto& [tag, value] : fields)
+            EXPECT_EQ(after.contains(item) ? after.at(item).at(tag) : "(missing)", value)
+                << item << " " << tag;
+
+    // A suite alone keeps its name as the top suite.
+    ASSERT_TRUE(ExportTestLink({sample / "Test Cases" / "Cart", file}, port));
+    EXPECT_NE(ReadFile(file).find("<testsuite name=\"Cart\">"), std::string::npos);
 }
 
 }  // namespace
