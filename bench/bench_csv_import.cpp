@@ -1,8 +1,9 @@
-// The CSV import against the least work that makes the same documents: the same rows written
-// through the document writers (XMLParse, each document whole through a temporary file) with
-// no reading, mapping, checking or editor model in between.
+// The CSV import, or the TestLink import, against the least work that makes the same
+// documents: the same rows written through the document writers (XMLParse, each document whole
+// through a temporary file) with no reading, mapping, checking or editor model in between.
 //
-//   vantorel_bench_csv_import [ROWS] [FOLDER]   (default 10,000 rows, in a temporary folder)
+//   vantorel_bench_csv_import [--testlink] [ROWS] [FOLDER]
+//   (default 10,000 rows, in a temporary folder)
 
 #include <algorithm>
 #include <chrono>
@@ -15,6 +16,7 @@
 #include "documents/custom_cfg.h"
 #include "documents/field_tables.h"
 #include "exchange/csv_import.h"
+#include "exchange/testlink_import.h"
 #include "storage/tagged_document.h"
 
 namespace {
@@ -36,6 +38,9 @@ double Seconds(std::chrono::steady_clock::time_point start) {
 
 int main(int argc, char** argv) {
     using namespace vantorel;
+    const bool testLink = argc > 1 && std::string_view(argv[1]) == "--testlink";
+    argv += testLink;
+    argc -= testLink;
     const int rows = argc > 1 ? std::atoi(argv[1]) : 10000;
     const fs::path root =
         argc > 2 ? fs::path(argv[2]) : fs::temp_directory_path() / "vantorel-bench-csv-import";
@@ -54,6 +59,23 @@ int main(int argc, char** argv) {
                 << "\",01:30,Unit test,High,\"Open the \"\"shop\"\" page\r\nPress Pay "
                    "&amp; wait\",\"The basket is empty\",REQ-"
                 << i % 97 << "\r\n";
+    }
+    // The same test cases as TestLink exports them.
+    const fs::path xml = root / "testlink.xml";
+    {
+        std::ofstream out(xml, std::ios::binary);
+        out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuite name=\"\">\n";
+        for (int i = 0; i < rows; ++i)
+            out << "<testcase name=\"Caf\xC3\xA9 cr\xC3\xA8me, number " << i
+                << "\"><fullexternalid><![CDATA[B" << i
+                << "]]></fullexternalid><summary><![CDATA[<p>Open the \"shop\" page</p><p>Press "
+                   "Pay &amp; wait</p>]]></summary><importance>3</importance>"
+                   "<estimated_exec_duration>90</estimated_exec_duration><steps><step>"
+                   "<step_number>1</step_number><actions></actions><expectedresults><![CDATA["
+                   "The basket is empty]]></expectedresults></step></steps><requirements>"
+                   "<requirement><doc_id>REQ-"
+                << i % 97 << "</doc_id></requirement></requirements></testcase>\n";
+        out << "</testsuite>\n";
     }
     QuietPort port;
     CustomCfg custom;
@@ -88,7 +110,9 @@ int main(int argc, char** argv) {
         return true;
     };
     auto import = [&](const fs::path& folder) {
-        auto csvImport = CsvImport::Open(csv, CsvSource::LibraryTestCases, root, custom, port);
+        auto csvImport =
+            testLink ? OpenTestLinkImport(xml, root, custom, {}, port)
+                     : CsvImport::Open(csv, CsvSource::LibraryTestCases, root, custom, port);
         if (!csvImport)
             return false;
         const auto outcome =
@@ -118,7 +142,8 @@ int main(int argc, char** argv) {
         }
     }
 
-    std::cout << "CSV import of " << rows << " rows: " << imported << " s; the same documents "
+    std::cout << (testLink ? "TestLink" : "CSV") << " import of " << rows << " rows: " << imported
+              << " s; the same documents "
               << "through the writers: " << written << " s; ratio " << imported / written << "\n";
     fs::remove_all(root);
     return 0;
