@@ -116,7 +116,9 @@ int main(int argc, char** argv) {
         if (!csvImport)
             return false;
         const auto outcome =
-            csvImport->Import({.folder = folder}, {port, custom, identity, LocalNow});
+            // The writers' copy holds the same IDs: kept, as the command line keeps them.
+            csvImport->Import({.folder = folder, .askAboutIdsElsewhere = false},
+                              {port, custom, identity, LocalNow});
         return outcome && outcome->written == static_cast<std::size_t>(rows);
     };
 
@@ -131,12 +133,16 @@ int main(int argc, char** argv) {
         for (int side = 0; side < 2; ++side) {
             const auto start = std::chrono::steady_clock::now();
             if ((side + round) % 2 == 0) {
-                if (!write(writeFolder))
+                if (!write(writeFolder)) {
+                    std::cerr << "The writers failed in " << writeFolder << "\n";
                     return 1;
+                }
                 written = std::min(written, Seconds(start));
             } else {
-                if (!import(importFolder))
+                if (!import(importFolder)) {
+                    std::cerr << "The import failed in " << importFolder << "\n";
                     return 1;
+                }
                 imported = std::min(imported, Seconds(start));
             }
         }
