@@ -1,8 +1,9 @@
-// Feeds arbitrary bytes to the readers of the files users import: as CSV, as JUnit results and
-// as a TestLink export. None may crash or hang on any input, and what they accept holds
-// together: every CSV row has the header's number of fields and begins on a line of the file,
-// every result has a name, a time of no less than zero and lines in file order, every TestLink
-// case has every column, a line of the file, and no script left in its rich text.
+// Feeds arbitrary bytes to the readers of the files users import: as CSV (and through each
+// preset of another tool's columns), as JUnit results and as a TestLink export. None may crash
+// or hang on any input, and what they accept holds together: every CSV row has the header's
+// number of fields and begins on a line of the file, every result has a time of no less than
+// zero and lines in file order, every TestLink case has every column, a line of the file, and
+// no script left in its rich text.
 
 #include <cstddef>
 #include <cstdint>
@@ -11,6 +12,7 @@
 #include <variant>
 
 #include "documents/custom_cfg.h"
+#include "exchange/csv_presets.h"
 #include "exchange/csv_reading.h"
 #include "exchange/junit_results.h"
 #include "exchange/testlink_import.h"
@@ -27,6 +29,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             if (row.cells.size() != table->header.size() || row.line <= line)
                 std::abort();
             line = row.line;
+        }
+        // Another tool's columns read through its preset: every case a whole row.
+        static const CustomCfg presetCustom;
+        for (const CsvPreset& preset : CsvPresets()) {
+            const auto converted = PresetTable(*table, preset, presetCustom);
+            if (const CsvTable* cases = std::get_if<CsvTable>(&converted))
+                for (const CsvRecord& row : cases->rows)
+                    if (row.cells.size() != cases->header.size() || row.line == 0)
+                        std::abort();
         }
     } else if (std::get<CsvFault>(csv).reason.empty()) {
         std::abort();

@@ -5,6 +5,7 @@
 
 #include "documents/custom_cfg.h"
 #include "exchange/csv_import.h"
+#include "exchange/csv_presets.h"
 #include "exchange/junit_import.h"
 #include "exchange/testlink_import.h"
 #include "platform/identity.h"
@@ -58,6 +59,13 @@ int ImportAndPrint(CsvImport& import, const CsvImportRequest& request, const Cus
 }  // namespace
 
 int RunCommandLineCsvImport(const CommandLine& commandLine, UserPort& port, std::stop_token stop) {
+    const CsvPreset* preset = FindCsvPreset(commandLine.csvPreset);
+    if (!commandLine.csvPreset.empty() && !preset) {
+        port.tell({"\"" + commandLine.csvPreset + "\" is no preset of the CSV import: it takes " +
+                       CsvPresetKeys(),
+                   "Vantorel Command Line Error", Icon::Warning});
+        return 2;
+    }
     VantorelDatabase database(port);
     CustomCfg custom;
     if (!OpenDatabase(commandLine, database, custom, port, kCsvImportCaption))
@@ -78,10 +86,14 @@ int RunCommandLineCsvImport(const CommandLine& commandLine, UserPort& port, std:
     request.askAboutIdsElsewhere = false;
     request.stop = stop;
     std::optional<CsvImport> import =
-        CsvImport::Open(commandLine.csvImportFile, source, database.Directory(), custom, port);
+        preset ? OpenCsvImportWithPreset(commandLine.csvImportFile, *preset, source,
+                                         database.Directory(), custom, port)
+               : CsvImport::Open(commandLine.csvImportFile, source, database.Directory(), custom,
+                                 port);
     if (!import)
         return 1;
-    import->richText = commandLine.csvHtml ? CsvRichText::Html : CsvRichText::PlainText;
+    if (!preset)
+        import->richText = commandLine.csvHtml ? CsvRichText::Html : CsvRichText::PlainText;
     return ImportAndPrint(*import, request, custom, port, true);
 }
 

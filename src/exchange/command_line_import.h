@@ -1,9 +1,10 @@
 #pragma once
 // The imports of a command line: test cases from CSV ("/m FILE /d DB" with "/l Suite" or
-// "/p Project [/t Suite]") and JUnit results ("/j FILE /d DB /p Project [/k id|requirement|
-// title] [/v VERSION] [/b BUILD] [/dryrun] [/again]") and TestLink exports ("/testlink FILE
-// /d DB /l Suite [/prefix P] [/goodrows] [/dryrun]"). Every message goes through the port
-// (error_log.txt and stderr); what was imported is printed on stdout for a script.
+// "/p Project [/t Suite]", "/preset TOOL" for another test manager's columns) and JUnit results
+// ("/j FILE /d DB /p Project [/k id|requirement| title] [/v VERSION] [/b BUILD] [/dryrun]
+// [/again]") and TestLink exports ("/testlink FILE /d DB /l Suite [/prefix P] [/goodrows]
+// [/dryrun]"). Every message goes through the port (error_log.txt and stderr); what was imported is
+// printed on stdout for a script.
 
 #include <stop_token>
 
@@ -13,7 +14,8 @@
 namespace vantorel {
 
 // 0 when every row of the file became a test case; 1 when the file or any row was refused
-// (with "/goodrows" the good rows are written all the same), or the run was stopped.
+// (with "/goodrows" the good rows are written all the same), or the run was stopped; 2 for a
+// preset it doesn't know.
 int RunCommandLineCsvImport(const CommandLine& commandLine, UserPort& port,
                             std::stop_token stop = {});
 

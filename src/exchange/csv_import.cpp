@@ -135,6 +135,11 @@ std::string FieldName(const CsvImportField& field) {
 
 }  // namespace
 
+std::optional<std::string> ListedEntry(std::string_view tag, std::string_view value,
+                                       const CustomCfg& custom) {
+    return ListEntry(CustomChoices(tag, custom), value);
+}
+
 std::string CsvRefusalText(const CsvRefusal& refusal) {
     std::string text = "Line " + std::to_string(refusal.line);
     if (refusal.column)

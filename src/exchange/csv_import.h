@@ -58,6 +58,11 @@ std::string CsvCheckText(const std::vector<CsvRefusal>& refusals, std::size_t ro
 // chosen and at least one good row.
 bool CsvImportAllowed(const std::vector<CsvRefusal>& refusals, std::size_t rows, bool goodRowsOnly);
 
+// The entry of the database's list for tag (a list field) that reads as value ignoring case;
+// none when the list holds no such entry.
+std::optional<std::string> ListedEntry(std::string_view tag, std::string_view value,
+                                       const CustomCfg& custom);
+
 struct CsvImportRequest {
     // The suite (or a project's "Project Test Cases") the rows go into.
     std::filesystem::path folder;

@@ -53,15 +53,6 @@ std::string Trimmed(std::string_view text) {
     return std::string(text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1));
 }
 
-// The entry of the database's list for tag that is named wanted, ignoring case; empty when it
-// lists none such.
-std::string ListedAs(std::string_view tag, std::string_view wanted, const CustomCfg& custom) {
-    for (const std::string& entry : CustomChoices(tag, custom))
-        if (Lower(entry) == Lower(wanted))
-            return entry;
-    return {};
-}
-
 // Minutes as "H:MM"; empty for a value that is no number of minutes.
 std::string Duration(std::string_view minutesText) {
     const std::string text = Trimmed(minutesText);
@@ -162,7 +153,7 @@ private:
                                           : importance == "1" ? "Low"
                                                               : "";
         if (!priority.empty()) {
-            row.cells[kPriority] = ListedAs("<priority>", priority, m_custom);
+            row.cells[kPriority] = ListedEntry("<priority>", priority, m_custom).value_or("");
             if (row.cells[kPriority].empty())
                 notes.push_back("Importance: " + std::string(priority));
         }
@@ -171,7 +162,7 @@ private:
                                       : execution == "2" ? "Automated"
                                                          : "";
         if (!type.empty()) {
-            row.cells[kType] = ListedAs("<test_type>", type, m_custom);
+            row.cells[kType] = ListedEntry("<test_type>", type, m_custom).value_or("");
             if (row.cells[kType].empty())
                 notes.push_back("Execution: " + std::string(type));
         }

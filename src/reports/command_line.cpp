@@ -63,6 +63,7 @@ const char kLinuxHelpText[] =
     "                | --list-report NAME] | --library SUITE) [--latin1] [--html]\n"
     "       vantorel --import-csv FILE --database DATABASE (--project PROJECT\n"
     "                [--suite SUITE] | --library SUITE) [--html] [--good-rows]\n"
+    "                [--preset TOOL]\n"
     "       vantorel --junit FILE --database DATABASE --project PROJECT [--match RULE]\n"
     "                [--tested-version V] [--tested-build B] [--dry-run] [--again]\n"
     "       vantorel --import-testlink FILE --database DATABASE --library SUITE\n"
@@ -106,6 +107,9 @@ const char kLinuxHelpText[] =
     "      --html             read rich-text cells as HTML, not as plain text\n"
     "      --good-rows        import the rows that pass when others are refused;\n"
     "                         otherwise a single refused row imports nothing\n"
+    "      --preset TOOL      the columns another test manager's export carries:\n"
+    "                         testrail, kiwi or xray (steps on rows of their own\n"
+    "                         become numbered steps)\n"
     "\n"
     "JUnit results import (pytest, CTest, GoogleTest, Maven, Gradle):\n"
     "  -j, --junit FILE       record each result as an execution of the project's test\n"
@@ -138,7 +142,7 @@ const char kLinuxHelpText[] =
     "\n"
     "Each option has a slash form too: /r, /d, /p, /f, /s, /o, /n, /w, /c, /e, /x, /t,\n"
     "/l, /i, /latin1, /html, /m, /goodrows, /j, /k, /v, /b, /dryrun, /again, /testlink,\n"
-    "/prefix, /exporttestlink, /debug.\n"
+    "/prefix, /exporttestlink, /preset, /debug.\n"
     "\n"
     "Examples:\n"
     "  vantorel ~/qa/shop-db\n"
@@ -202,6 +206,7 @@ constexpr LongOption kLongOptions[] = {
     {"import-testlink", "/testlink"},
     {"prefix", "/prefix"},
     {"export-testlink", "/exporttestlink"},
+    {"preset", "/preset"},
 };
 
 // The weights of the switches a report or a web export needs; each mode needs exactly its
@@ -389,6 +394,11 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
             line.testlinkExportMode = true;
             continue;
         }
+        if (strcasecmp(argument.c_str(), "/preset") == 0) {
+            if (!take(line.csvPreset, kCommandLineValueMax))
+                return refuse("No preset after /preset parameter.\n");
+            continue;
+        }
         if (strcasecmp(argument.c_str(), "/prefix") == 0) {
             if (!take(line.idPrefix, kCommandLineValueMax))
                 return refuse("No prefix after /prefix parameter.\n");
@@ -514,6 +524,8 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments, UserPort
                           "\" is not a suite: name it as Parent/Child below the library\n");
         return line;
     }
+    if (!line.csvPreset.empty() && !line.csvImportMode)
+        return refuse("A preset (/preset) is only for a CSV import (/m)\n");
     if (line.csvImportMode) {
         const bool project = !line.project.empty();
         if (line.database.empty() || project == line.librarySuite.has_value())

@@ -65,6 +65,7 @@ struct CommandLine {
     bool csvImportMode = false;
     std::string csvImportFile;  // "/m"
     bool goodRowsOnly = false;  // "/goodrows"
+    std::string csvPreset;      // "/preset": another test manager's columns ("testrail")
 
     // A JUnit results import ("/j FILE") into the project of "/p".
     bool junitMode = false;

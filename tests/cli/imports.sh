@@ -84,6 +84,14 @@ grep -q '<requirement>PAY-3</requirement>' "$work/db/Test Cases/Shop/Payments/SH
     fail "the TestLink test case is not where its suite says"
 [ -f "$work/db/Test Cases/Shop/Payments/Vouchers/SHOP-8.vtl" ] || fail "no nested suite"
 expect_status 2 '(/d and /l) for TestLink import' --import-testlink "$testlink" -d "$work/db"
+# A TestRail export through its preset, step rows and all; a preset nobody knows is refused.
+mkdir "$work/db/Test Cases/Rail"
+expect_status 0 '3 of 3 rows imported' --import-csv "$(dirname "$0")/../data/presets/testrail.csv" \
+    -d "$work/db" --library Rail --preset testrail
+grep -q 'enter the card</li></ol>' "$work/db/Test Cases/Rail/Checkout/Cards/C101.vtl" ||
+    fail "the TestRail steps are not numbered steps"
+expect_status 2 'it takes testrail, kiwi or xray' /m "$work/sheet.csv" /d "$work/db" /l Rail /preset jira
+
 # And out again: the suite whole, with its nested suite, as TestLink imports it.
 expect_status 0 '2 test cases written' --export-testlink "$work/shop.xml" -d "$work/db" --library Shop
 grep -q '<testsuite name="Vouchers">' "$work/shop.xml" || fail "the nested suite is not exported"

@@ -105,6 +105,17 @@ private slots:
         QTRY_COMPARE(checkedAgain.count(), 2);
         QVERIFY(dialog->Refusals().empty());
         QVERIFY(dialog->findChild<QPushButton*>("csvImport")->isEnabled());
+
+        // Choosing a preset reads the file again through it: TestRail's step rows make cases.
+        const fs::path rail = open->root / "testrail.csv";
+        WriteFile(rail, "ID,Title,Steps (Step)\r\nC1,Pay,Open\r\n,,Press Pay\r\nC2,Refund,\r\n");
+        dialog->Read(rail);
+        QTRY_COMPARE(checkedAgain.count(), 3);
+        QCOMPARE(dialog->Model()->RowCount(), std::size_t{3});  // as a plain table
+        dialog->findChild<QComboBox*>("csvPreset")->setCurrentIndex(1);
+        QTRY_COMPARE(checkedAgain.count(), 4);
+        QCOMPARE(dialog->Model()->RowCount(), std::size_t{2});
+        QVERIFY(!dialog->findChild<QCheckBox*>("csvHtml")->isEnabled());
         dialog->reject();
     }
 

@@ -19,6 +19,7 @@
 #include "desktop/exchange_jobs.h"
 #include "desktop/main_window.h"
 #include "desktop/widgets/field_widgets.h"
+#include "exchange/csv_presets.h"
 #include "exchange/testlink_import.h"
 #include "workspace/exchange_targets.h"
 
@@ -57,6 +58,7 @@ CsvImportDialog::CsvImportDialog(UserPort& port, CustomSnapshot custom, Exchange
       m_fileInfo(new QLabel),
       m_mapping(new QTableWidget),
       m_preview(new QTableWidget),
+      m_preset(new QComboBox),
       m_html(new QCheckBox("Rich-text columns hold HTML rather than plain text")),
       m_checkSummary(new QLabel),
       m_refusalList(new QListWidget),
@@ -85,6 +87,21 @@ CsvImportDialog::CsvImportDialog(UserPort& port, CustomSnapshot custom, Exchange
     form->addRow("Import into:", into);
     form->addRow("File:", fileRow);
     form->addRow("", m_fileInfo);
+    m_preset->setObjectName("csvPreset");
+    m_preset->addItem("None: columns matched by their captions");
+    for (const CsvPreset& preset : CsvPresets())
+        m_preset->addItem(
+            QString::fromUtf8(preset.name.data(), static_cast<int>(preset.name.size())) +
+                "'s export",
+            QString::fromUtf8(preset.key.data(), static_cast<int>(preset.key.size())));
+    form->addRow("Columns written by:", m_preset);
+    form->setRowVisible(m_preset, !m_setup.testLink);
+    connect(m_preset, &QComboBox::currentIndexChanged, this, [this] {
+        // A preset reads rich text as HTML of its own making.
+        m_html->setEnabled(m_preset->currentIndex() == 0);
+        if (!m_file->text().isEmpty())
+            Read(m_file->text().toStdString());
+    });
 
     m_mapping->setObjectName("csvMapping");
     m_mapping->setColumnCount(3);
@@ -168,11 +185,14 @@ void CsvImportDialog::Read(const fs::path& file) {
     m_fileInfo->setText("Reading...");
     m_browse->setEnabled(false);
     m_import->setEnabled(false);
+    const CsvPreset* preset = FindCsvPreset(m_preset->currentData().toString().toStdString());
     m_worker = std::jthread([this, file, source = m_setup.source, databaseDir = m_setup.databaseDir,
-                             testLink = m_setup.testLink] {
+                             testLink = m_setup.testLink, preset] {
         std::optional<CsvImport> opened =
             testLink ? OpenTestLinkImport(file, databaseDir, *m_custom, {}, m_port)
-                     : CsvImport::Open(file, source, databaseDir, *m_custom, m_port);
+            : preset
+                ? OpenCsvImportWithPreset(file, *preset, source, databaseDir, *m_custom, m_port)
+                : CsvImport::Open(file, source, databaseDir, *m_custom, m_port);
         std::shared_ptr<CsvImport> model =
             opened ? std::make_shared<CsvImport>(std::move(*opened)) : nullptr;
         QMetaObject::invokeMethod(
@@ -319,7 +339,8 @@ void CsvImportDialog::Import() {
     UpdateImportButton();
     if (!m_import->isEnabled())
         return;
-    m_model->richText = m_html->isChecked() ? CsvRichText::Html : CsvRichText::PlainText;
+    if (m_preset->currentIndex() == 0)
+        m_model->richText = m_html->isChecked() ? CsvRichText::Html : CsvRichText::PlainText;
     CsvImportRequest request;
     request.folder = m_setup.folder;
     request.goodRowsOnly = m_goodRowsOnly->isChecked();

@@ -4,7 +4,8 @@
 // this database last chose) with a preview of the first rows, and checks every row on a
 // worker after each change, listing the refusals with their line and column. Import hands the
 // import to the window's exchange jobs and closes; with refusals it is offered only when the
-// user chooses to import the good rows alone.
+// user chooses to import the good rows alone. A preset reads the columns of another test
+// manager's spreadsheet (exchange/csv_presets.h) without a mapping by hand.
 
 #include <QDialog>
 #include <filesystem>
@@ -18,6 +19,7 @@
 #include "workspace/commands.h"
 
 class QCheckBox;
+class QComboBox;
 class QLabel;
 class QLineEdit;
 class QListWidget;
@@ -90,6 +92,7 @@ private:
     QLabel* m_fileInfo;
     QTableWidget* m_mapping;
     QTableWidget* m_preview;
+    QComboBox* m_preset;  // another test manager's columns, or none
     QCheckBox* m_html;
     QLabel* m_checkSummary;
     QListWidget* m_refusalList;
