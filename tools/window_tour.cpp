@@ -384,6 +384,37 @@ bool TourExchange(vantorel::MainWindow& window, const fs::path& database, const 
     } else {
         pictured = false;
     }
+
+    // Another tool's spreadsheet through its preset, step rows and all; a suite out to TestLink.
+    const fs::path rail = folder / "testrail.csv";
+    out = std::fopen(rail.c_str(), "wb");
+    std::fputs(
+        "ID,Title,Section Hierarchy,Priority,Estimate,Steps (Step),Steps (Expected Result)\r\n"
+        "C101,Pay by card,Checkout > Cards,High,1m 30s,Open the basket,The total shows\r\n"
+        ",,,,,Press Pay,The order is paid\r\n"
+        "C102,Pay by voucher,Checkout > Vouchers,Critical,2h,Enter the code,Accepted\r\n",
+        out);
+    std::fclose(out);
+    window.SelectPath(database / "Test Cases" / "Login");
+    window.RunCommand(vantorel::ID_FILE_IMPORT_TC);
+    if (auto* dialog = window.findChild<vantorel::CsvImportDialog*>()) {
+        QSignalSpy checked(dialog, &vantorel::CsvImportDialog::checkEnded);
+        dialog->findChild<QComboBox*>("csvPreset")->setCurrentIndex(1);
+        dialog->Read(rail);
+        pictured &=
+            checked.wait(20000) && GrabDialog(*dialog, output, "dialog-csv-import-preset.png");
+        Dispose(dialog);
+    } else {
+        pictured = false;
+    }
+    window.SelectPath(database / "Test Cases" / "Login");
+    window.RunCommand(vantorel::ID_FILE_EXPORT_TESTLINK);
+    if (auto* dialog = window.findChild<vantorel::CsvExportDialog*>()) {
+        pictured &= GrabDialog(*dialog, output, "dialog-testlink-export.png");
+        Dispose(dialog);
+    } else {
+        pictured = false;
+    }
     return pictured;
 }
 
