@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 
 #include "storage/thread_guard.h"
 
@@ -69,6 +70,45 @@ int ReadOpenFileOfSize(int fd, std::size_t size, std::string& text) {
     }
     text.resize(filled);
     return 0;
+}
+
+int ReadDocumentAt(int folderFd, const char* name, std::string& text, std::size_t maxSize) {
+    CheckOffWindowThread("reads", name);
+    // One byte over the cap, so that a file over it shows. Only the pages documents fill are
+    // ever touched.
+    thread_local std::unique_ptr<char[]> buffer(new char[kDocumentSizeMax + 1]);
+    maxSize = std::min(maxSize, kDocumentSizeMax);
+    const int fd =
+        ::openat(folderFd, name, O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (fd < 0)
+        return errno;
+    constexpr std::size_t kWholeInOneRead = 64 * 1024;
+    std::size_t filled = 0;
+    int code = 0;
+    for (;;) {
+        const ssize_t got = ::read(fd, buffer.get() + filled, maxSize + 1 - filled);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0) {
+            code = errno == EISDIR || errno == EAGAIN || errno == EINVAL ? kNotRegularFile : errno;
+            break;
+        }
+        filled += static_cast<std::size_t>(got);
+        if (filled > maxSize) {
+            code = kFileTooLarge;
+            break;
+        }
+        if (got == 0 || filled < kWholeInOneRead)
+            break;
+    }
+    // Nothing at all: an empty file, or a FIFO without a writer, which only its type tells.
+    struct stat info {};
+    if (code == 0 && filled == 0 && (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)))
+        code = kNotRegularFile;
+    ::close(fd);
+    if (code == 0)
+        text.assign(buffer.get(), filled);
+    return code;
 }
 
 int HeldFolder::Descriptor(const void* key, const std::filesystem::path& path) {

@@ -45,6 +45,16 @@ int ReadOpenFile(int fd, std::string& text, std::size_t byteLimit = SIZE_MAX);
 // system for the size again.
 int ReadOpenFileOfSize(int fd, std::size_t size, std::string& text);
 
+// The walks' read of one document of a folder (name relative to folderFd, a link refused),
+// whole into text, in as few system calls as a read can take: the open, one read (a short read
+// of a small file is its end; a larger one, which a file server may hand out in pieces, is
+// read until the end shows) and the close, with no asking for the size. The buffer is the
+// thread's own. 0, an error number, kFileTooLarge beyond maxSize, or kNotRegularFile for what
+// a read shows to be no file (a folder; a FIFO or device with nothing to read, as the open
+// never blocks).
+int ReadDocumentAt(int folderFd, const char* name, std::string& text,
+                   std::size_t maxSize = kDocumentSizeMax);
+
 // A folder a worker holds open while it reads the documents listed in it, so that each is
 // opened by its name alone rather than by a walk down the whole path.
 class HeldFolder {

@@ -216,6 +216,7 @@ void XMLParse::CloseStream() {
         ::close(m_fd);
     m_fd = -1;
     m_fastReadSize.reset();
+    m_readWhole = false;
 }
 
 int XMLParse::OpenRead(const std::filesystem::path& path, bool writable, std::size_t maxSize) {
@@ -237,11 +238,13 @@ int XMLParse::OpenFastRead(const std::filesystem::path& path, std::size_t maxSiz
 int XMLParse::OpenFastRead(int folderFd, const char* name) {
     CloseStream();
     m_wide = false;
-    std::size_t size = 0;
-    if (const int code =
-            OpenRegularFile(folderFd, name, m_fd, kDocumentSizeMax, false, false, &size))
+    m_loaded = false;
+    // The whole document at once: Load has nothing left to read.
+    if (const int code = ReadDocumentAt(folderFd, name, m_text)) {
+        m_text.clear();
         return code;
-    m_fastReadSize = size;
+    }
+    m_readWhole = true;
     return 0;
 }
 
@@ -261,9 +264,12 @@ int XMLParse::OpenWrite(const std::filesystem::path& path) {
 int XMLParse::Load() {
     // Read straight into the text, so a parser reused over many documents keeps its buffer.
     m_loaded = false;
-    // A bulk read follows its open at once, so the size taken at the open still holds.
-    if (m_fd < 0 || (m_fastReadSize ? ReadOpenFileOfSize(m_fd, *m_fastReadSize, m_text)
-                                    : ReadOpenFile(m_fd, m_text))) {
+    // A folder's document was read whole by its open; another bulk read follows its open at
+    // once, so the size taken at the open still holds.
+    if (m_readWhole) {
+        m_readWhole = false;
+    } else if (m_fd < 0 || (m_fastReadSize ? ReadOpenFileOfSize(m_fd, *m_fastReadSize, m_text)
+                                           : ReadOpenFile(m_fd, m_text))) {
         m_text.clear();
         return 1;
     }

@@ -208,6 +208,7 @@ private:
     FileLayer& m_files;
     int m_fd = -1;
     std::optional<std::size_t> m_fastReadSize;  // the size at an OpenFastRead
+    bool m_readWhole = false;  // an OpenFastRead of a folder's document: m_text holds it
     bool m_wide = false;
     bool m_loaded = false;
     std::string m_text;
