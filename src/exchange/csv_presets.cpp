@@ -60,6 +60,7 @@ constexpr CsvPresetColumn kXrayColumns[] = {
     {"Summary", "test_title"},
     {"Test Repository Path", "suite", SuitePath},
     {"Repository Path", "suite", SuitePath},
+    {"Test Repo Path", "suite", SuitePath},
     {"Description", "test_description"},
     {"Test Type", "test_type", Listed},
     {"Priority", "priority", Listed},
@@ -68,6 +69,7 @@ constexpr CsvPresetColumn kXrayColumns[] = {
     {"Action", "", StepAction},
     {"Data", "", StepData},
     {"Expected Result", "", StepExpected},
+    {"Result", "", StepExpected},
 };
 constexpr std::string_view kXrayCase[] = {"Test ID", "Issue Id", "TCID", "Summary"};
 
