@@ -84,8 +84,8 @@ std::string ListName(std::string_view tag) {
     return "priorities";
 }
 
-// Plain text put into a rich-text control: the characters HTML reads as markup are written
-// as entities, so the text shows as it was typed.
+}  // namespace
+
 std::string PlainTextAsRichText(std::string_view text) {
     std::string html;
     html.reserve(text.size());
@@ -101,6 +101,8 @@ std::string PlainTextAsRichText(std::string_view text) {
     }
     return html;
 }
+
+namespace {
 
 std::string SuiteKey(const std::string& suite) {
     std::string key = suite;

@@ -63,6 +63,10 @@ bool CsvImportAllowed(const std::vector<CsvRefusal>& refusals, std::size_t rows,
 std::optional<std::string> ListedEntry(std::string_view tag, std::string_view value,
                                        const CustomCfg& custom);
 
+// Plain text put into a rich-text control: the characters HTML reads as markup are written
+// as entities, so the text shows as it was typed.
+std::string PlainTextAsRichText(std::string_view text);
+
 struct CsvImportRequest {
     // The suite (or a project's "Project Test Cases") the rows go into.
     std::filesystem::path folder;

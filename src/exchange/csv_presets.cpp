@@ -96,18 +96,13 @@ bool SameCaption(std::string_view a, std::string_view b) {
 // Plain text in a rich-text field: what HTML reads as markup written as entities, line breaks
 // as breaks.
 std::string PlainAsHtml(std::string_view text) {
+    const std::string escaped = PlainTextAsRichText(text);
     std::string html;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const char c = text[at];
-        if (c == '&')
-            html += "&amp;";
-        else if (c == '<')
-            html += "&lt;";
-        else if (c == '>')
-            html += "&gt;";
-        else if (c == '\r' && at + 1 < text.size() && text[at + 1] == '\n')
+    for (std::size_t at = 0; at < escaped.size(); ++at) {
+        const char c = escaped[at];
+        if (c == '\r' && at + 1 < escaped.size() && escaped[at + 1] == '\n')
             continue;
-        else if (c == '\r' || c == '\n')
+        if (c == '\r' || c == '\n')
             html += "<br>";
         else
             html += c;

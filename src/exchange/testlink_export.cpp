@@ -50,35 +50,7 @@ std::string Cdata(std::string_view latin1) {
 }
 
 std::string Attribute(std::string_view latin1) {
-    std::string out;
-    for (const char c : XmlText(latin1)) {
-        switch (c) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            case '"':
-                out += "&quot;";
-                break;
-            case '\t':
-                out += "&#9;";
-                break;
-            case '\n':
-                out += "&#10;";
-                break;
-            case '\r':
-                out += "&#13;";
-                break;
-            default:
-                out += c;
-        }
-    }
-    return out;
+    return HtmlEscaped(XmlText(latin1));
 }
 
 std::string Lower(std::string_view text) {
