@@ -115,8 +115,11 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, UserIdentity identi
             m_page->Reshow();
         }
     });
-    connect(m_list, &ListPaneView::statusChanged, this,
-            [this](const QString& text) { m_statusText->setText(text); });
+    connect(m_list, &ListPaneView::statusChanged, this, [this](const QString& text) {
+        m_statusText->setText(text);
+        if (std::optional<TreeNode> page = std::exchange(m_pageAfterFirstRows, std::nullopt))
+            m_page->Show(*page);
+    });
     connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) {
         if (now == m_list)
             m_listFocused = true;
@@ -692,7 +695,14 @@ void MainWindow::ShowSelected() {
         m_list->show();
     }
     const std::optional<TreeNode> row = listed ? m_list->CurrentRowNode() : std::nullopt;
-    m_page->Show(row ? *row : *current);
+    // A folder listed afresh shows its table first: its page (for a project suite a table of
+    // its own, read from the same documents) follows the first rows, so on a small machine the
+    // two don't compete for the processor while the user waits for the list.
+    m_pageAfterFirstRows.reset();
+    if (listed && !row && m_list->Model().rowCount() == 0)
+        m_pageAfterFirstRows = *current;
+    else
+        m_page->Show(row ? *row : *current);
     m_rightPane->setCurrentWidget(m_pageArea);
 }
 

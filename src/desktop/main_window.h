@@ -146,6 +146,7 @@ private:
     QLabel* m_userText;
     QLabel* m_progressText;
     bool m_shown = false;
+    std::optional<TreeNode> m_pageAfterFirstRows;  // the folder page waiting for its list
     bool m_listFocused = false;      // the list, rather than the tree, had the focus last
     bool m_reshowAfterList = false;  // the page is made anew once the list is read again
     std::filesystem::path m_importFolder, m_exportFolder;

@@ -154,26 +154,35 @@ std::vector<TreeNode> ChildNodes(const fs::path& databaseDir, const TreeNode& fo
     struct Found {
         TreeNode node;
         bool isFolder;
+        int place;  // FixedPlace of its name, worked out once rather than in every comparison
     };
     std::vector<Found> found;
     ItemListing items;
     ListItems(folder.path, items);
-    auto add = [&](const std::string& name, bool isFolder) {
-        const fs::path path = folder.path / name;
-        const NodeKind kind = NodeKindOf(databaseDir, path);
-        if (kind != TV_NONE)
-            found.push_back({{path, kind, isFolder ? name : path.stem().string()}, isFolder});
-    };
-    for (const std::string& name : items.folders)
-        add(name, true);
-    for (const FolderEntry& document : items.documents)
-        add(document.name, false);
+    found.reserve(items.folders.size() + items.documents.size());
+    for (const std::string& name : items.folders) {
+        fs::path path = folder.path / name;
+        if (const NodeKind kind = NodeKindOf(databaseDir, path); kind != TV_NONE)
+            found.push_back({{std::move(path), kind, name}, true, FixedPlace(name)});
+    }
+    // A document's kind follows from its folder alone, so it is worked out once: a suite of
+    // thousands is listed without taking every path apart.
+    std::optional<NodeKind> documentKind;
+    for (const FolderEntry& document : items.documents) {
+        fs::path path = folder.path / document.name;
+        if (!documentKind)
+            documentKind = NodeKindOf(databaseDir, path);
+        if (*documentKind != TV_NONE) {
+            std::string label = path.stem().string();
+            const int place = FixedPlace(label);
+            found.push_back({{std::move(path), *documentKind, std::move(label)}, false, place});
+        }
+    }
     std::ranges::sort(found, [](const Found& a, const Found& b) {
         if (a.isFolder != b.isFolder)
             return a.isFolder;
-        const int placeA = FixedPlace(a.node.label), placeB = FixedPlace(b.node.label);
-        if (placeA != placeB)
-            return placeA < placeB;
+        if (a.place != b.place)
+            return a.place < b.place;
         const int order = strcasecmp(a.node.label.c_str(), b.node.label.c_str());
         return order != 0 ? order < 0 : a.node.label < b.node.label;
     });

@@ -62,6 +62,13 @@ private slots:
         // Suites stay, and their totals count only what passes the filter.
         ShowFolder(*open, "Projects/Release 2.0/Project Test Cases");
         QTRY_COMPARE(Column(list, 3), (QStringList{"0", "1", "0", "0"}));
+        // A folder's page follows its first rows, and an empty folder's comes all the same.
+        QTRY_COMPARE(window.Page().url(), window.Page().UrlOf(list.Folder()->path));
+        const fs::path empty = list.Folder()->path / "Empty";
+        fs::create_directory(empty);
+        QTRY_VERIFY(window.Model().IndexOf(empty).isValid());
+        ShowFolder(*open, empty);
+        QTRY_COMPARE(window.Page().url(), window.Page().UrlOf(empty));
         QVERIFY(open->port.notices.empty());
     }
 

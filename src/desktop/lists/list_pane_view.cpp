@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "desktop/tree/navigation_model.h"
+#include "platform/thread_priority.h"
 
 namespace vantorel {
 
@@ -233,6 +234,7 @@ void ListPaneView::Start(ListRequest request, std::optional<std::filesystem::pat
     // The task holds its own copy of the request; what it reads reaches the view through
     // queued calls, which are dropped once the view has gone.
     m_reader.start([this, request = std::move(request), filterFile, generation]() mutable {
+        RunBelowTheWindow();
         // A filter that can't be read hides nothing.
         if (filterFile)
             request.filter = Filter::Load(*filterFile);

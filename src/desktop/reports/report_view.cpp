@@ -20,6 +20,7 @@
 
 #include "desktop/reports/report_printing.h"
 #include "documents/field_tables.h"
+#include "platform/thread_priority.h"
 #include "render/report_pages.h"
 #include "reports/list_reports.h"
 #include "storage/field_values.h"
@@ -175,6 +176,7 @@ void ReportView::Show(const fs::path& report, CustomSnapshot custom, bool withFo
     // was asked for meanwhile, and never reaches a view that has gone (the view's destructor
     // waits for the worker, and a queued call to a deleted object is not made).
     m_reader.start([this, report, custom = std::move(custom), reading] {
+        RunBelowTheWindow();
         auto read = std::make_shared<const ReadReport>(report, *custom);
         QMetaObject::invokeMethod(
             this,
