@@ -173,24 +173,6 @@ private slots:
                              "<actual_duration>00:02</actual_duration>"));
         QVERIFY(testing::Has(open->port.notices.back().text,
                              "2 test cases recorded, 1 result unmatched"));
-
-        // The same file again is asked about; No records nothing.
-        QTRY_VERIFY(!window.findChild<JUnitImportDialog*>());
-        dialog = RunDialogCommand<JUnitImportDialog>(window, project, ID_FILE_IMPORT_JUNIT);
-        QVERIFY(dialog);
-        QSignalSpy ranAgain(dialog, &JUnitImportDialog::dryRunEnded);
-        dialog->SetFile(results);
-        dialog->DryRun();
-        QTRY_COMPARE(ranAgain.count(), 1);
-        QVERIFY(dialog->findChild<QPlainTextEdit*>("junitReport")
-                    ->toPlainText()
-                    .contains("this file was imported into the project before, on "));
-        dialog->Import();
-        QTRY_VERIFY(!window.Jobs().Running());
-        QCOMPARE(open->port.questions.back().caption, std::string("Results already imported"));
-        QCOMPARE(ReadFile(login / "LOG-002.vtl"), after);
-        QVERIFY(open->port.notices.back().text.ends_with(
-            "can't be imported: it was imported before. Nothing has been recorded."));
     }
 
     void ATestLinkExportImportsThroughTheSameDialogIntoTheLibraryAndGoesBackOut() {

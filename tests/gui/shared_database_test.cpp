@@ -4,51 +4,17 @@
 // refused to the second with the first's name until the first closes it, and the page the
 // second shows follows the first's save.
 
-#include <sys/mount.h>
-#include <unistd.h>
 #include <QLineEdit>
-
-#include <cstdlib>
 
 #include "desktop/widgets/rich_text_edit.h"
 #include "gui_test.h"
+#include "support/fuse_mount.h"
 #include "support/temp_dir.h"
 #include "window_fixture.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
 namespace {
-
-// A folder shown a second time through bindfs; unmounted when it goes.
-class FuseMount {
-public:
-    FuseMount(const fs::path& folder, const fs::path& mount) : m_mount(mount) {
-        fs::create_directories(mount);
-        const std::string command =
-            "bindfs --no-allow-other '" + folder.string() + "' '" + mount.string() + "' 2>&1";
-        m_mounted = std::system(command.c_str()) == 0;
-    }
-    ~FuseMount() {
-        if (m_mounted && std::system(("fusermount -u '" + m_mount.string() + "'").c_str()) != 0)
-            ::umount2(m_mount.c_str(), MNT_DETACH);
-    }
-    FuseMount(const FuseMount&) = delete;
-    FuseMount& operator=(const FuseMount&) = delete;
-    bool Mounted() const { return m_mounted; }
-
-private:
-    fs::path m_mount;
-    bool m_mounted = false;
-};
-
-// Why no FUSE mount can be made here; empty when one can be tried.
-QString FuseMissing() {
-    if (::access("/dev/fuse", R_OK | W_OK) != 0)
-        return "no /dev/fuse here: FUSE mounts can't be made";
-    if (std::system("command -v bindfs >/dev/null 2>&1") != 0)
-        return "bindfs is not installed (scripts/install-deps --test)";
-    return {};
-}
 
 // One tester's program: a window of its own, with its own data folder and identity.
 struct Tester {
@@ -85,11 +51,11 @@ class SharedDatabaseTest : public gui_test::WindowTest {
     Q_OBJECT
 private slots:
     void TwoTestersOneThroughAFuseMountSeeEachOthersWork() {
-        if (const QString missing = FuseMissing(); !missing.isEmpty())
-            QSKIP(qPrintable(missing));
+        if (const std::string missing = testing::FuseMissing(); !missing.empty())
+            QSKIP(missing.c_str());
         const fs::path rootPath = Root();
         const fs::path database = CopyDatabase(rootPath / "server");
-        const FuseMount mount(database, rootPath / "mount");
+        const testing::FuseMount mount(database, rootPath / "mount");
         if (!mount.Mounted())
             QSKIP("bindfs can't mount here");
         const fs::path mounted = rootPath / "mount";

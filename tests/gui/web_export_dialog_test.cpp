@@ -1,15 +1,13 @@
 // The web export dialog: it exports the sample project into a site whose every link leads to a
-// page that exists (and linkchecker agrees, where it is installed), opens the project in the
-// browser when asked, and a Cancel while the export runs stops it and keeps the earlier site.
+// page that exists, opens the project in the browser when asked, and a Cancel while the export
+// runs stops it and keeps the earlier site.
 
 #include <QComboBox>
 #include <QDesktopServices>
 #include <QLabel>
 #include <QLineEdit>
-#include <QProcess>
 #include <QPushButton>
 #include <QSignalSpy>
-#include <QStandardPaths>
 #include <QUrl>
 #include <regex>
 
@@ -107,19 +105,6 @@ private slots:
         QVERIFY(testing::Has(testing::ReadFile(page), "LOG-002.html"));
         const std::vector<std::string> broken = BrokenLinks(destination / kProject);
         QVERIFY2(broken.empty(), broken.empty() ? "" : broken.front().c_str());
-        if (QStandardPaths::findExecutable("linkchecker").isEmpty())
-            return;
-        // linkchecker, started as root, reads as nobody: the folders above the site let it in.
-        for (fs::path at = destination; at.parent_path() != at.root_path(); at = at.parent_path())
-            fs::permissions(at,
-                            fs::perms::group_read | fs::perms::group_exec | fs::perms::others_read |
-                                fs::perms::others_exec,
-                            fs::perm_options::add);
-        QProcess checker;
-        checker.start("linkchecker",
-                      {"--no-status", "--no-warnings", QString::fromStdString(page.string())});
-        QVERIFY(checker.waitForFinished(120000));
-        QVERIFY2(checker.exitCode() == 0, checker.readAllStandardOutput().constData());
     }
 
     void RefusalsAndACancelledExportKeepTheEarlierSite() {

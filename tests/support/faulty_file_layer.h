@@ -33,12 +33,6 @@ public:
     // planned on one layer.
     void FailAt(Step step, int nth, int error = EIO) { m_planned.push_back({step, nth, error}); }
     int Calls(Step step) const { return m_calls[step]; }
-    int AllCalls() const {
-        int all = 0;
-        for (int calls : m_calls)
-            all += calls;
-        return all;
-    }
 
     int CreateExclusive(const std::filesystem::path& path, int& fd) override {
         if (int error = Fault(kCreate))

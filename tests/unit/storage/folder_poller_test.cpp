@@ -1,20 +1,17 @@
 #include "storage/folder_poller.h"
 
-#include <sys/mount.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <condition_variable>
-#include <cstdlib>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <utility>
 #include <vector>
 
 #include "storage/change_watcher.h"
+#include "support/fuse_mount.h"
 #include "support/temp_dir.h"
 
 namespace vantorel {
@@ -259,27 +256,18 @@ TEST(FileSystemKind, NetworkAndUserSpaceFileSystemsAreShared) {
 class FuseMountTest : public PollingWatcherTest {
 protected:
     void SetUp() override {
-        if (::access("/dev/fuse", R_OK | W_OK) != 0)
-            GTEST_SKIP() << "no /dev/fuse here";
-        if (std::system("command -v bindfs >/dev/null 2>&1") != 0)
-            GTEST_SKIP() << "bindfs is not installed (scripts/install-deps --test)";
+        if (const std::string missing = testing::FuseMissing(); !missing.empty())
+            GTEST_SKIP() << missing;
         fs::create_directories(backing);
-        fs::create_directories(mount);
-        const std::string command =
-            "bindfs --no-allow-other '" + backing.string() + "' '" + mount.string() + "' 2>&1";
-        if (std::system(command.c_str()) != 0)
+        fuse.emplace(backing, mount);
+        if (!fuse->Mounted())
             GTEST_SKIP() << "bindfs can't mount here";
-        mounted = true;
     }
-    void TearDown() override {
-        watcher.Stop();
-        if (mounted && std::system(("fusermount -u '" + mount.string() + "'").c_str()) != 0)
-            ::umount2(mount.c_str(), MNT_DETACH);
-    }
+    void TearDown() override { watcher.Stop(); }
 
     const fs::path backing = dir / "backing";
     const fs::path mount = dir / "mount";
-    bool mounted = false;
+    std::optional<testing::FuseMount> fuse;
 };
 
 TEST_F(FuseMountTest, ChangesThroughTheBackingFolderAreSeenWithinTwoIntervals) {

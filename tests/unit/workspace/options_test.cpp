@@ -86,21 +86,6 @@ TEST_F(OptionsTest, TheStyleInUseIsOfferedSelectedAndNoStyleIsSaidSo) {
     EXPECT_TRUE(Has(port.notices[0].text, "\"/opt/vantorel/Templates\""));
 }
 
-TEST_F(OptionsTest, ChoosingAnotherStyleWritesIt) {
-    EXPECT_FALSE(ChooseDisplayStyle("default", config));
-    EXPECT_TRUE(ChooseDisplayStyle("night", config));
-    const Config reread(dir.path() / "config", dir.path() / "data", port);
-    EXPECT_EQ(reread.Settings().templatePath, "night");
-}
-
-TEST_F(OptionsTest, SpellingOptionsAreKeptAndReadBack) {
-    const SpellingOptions chosen{"en_GB", false, true, false};
-    SaveSpellingOptions(chosen, config);
-    const Config reread(dir.path() / "config", dir.path() / "data", port);
-    EXPECT_EQ(reread.Settings().spelling, chosen);
-    EXPECT_TRUE(port.notices.empty());
-}
-
 TEST_F(OptionsTest, TheLanguageInUseIsOfferedSelectedEvenWhenItWentAway) {
     const std::vector<std::string> installed{"de_DE", "en_US"};
     const LanguageOffer locale = OfferLanguages(installed, "", "en_GB");
