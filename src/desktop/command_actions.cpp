@@ -8,6 +8,7 @@
 
 #include "desktop/dialogs/filter_dialogs.h"
 #include "desktop/dialogs/item_dialogs.h"
+#include "desktop/widgets/accessible_names.h"
 
 namespace vantorel {
 namespace {
@@ -209,6 +210,7 @@ void CommandActions::BuildToolbar(QToolBar* toolbar) {
     toolbar->addSeparator();
     m_filterSelector = new QComboBox(toolbar);
     m_filterSelector->setObjectName("filterSelector");
+    NameForScreenReaders(*m_filterSelector, "Filter");
     m_filterSelector->setMinimumContentsLength(16);
     m_filterSelector->setToolTip("The filter of filtered reports");
     toolbar->addWidget(m_filterSelector);

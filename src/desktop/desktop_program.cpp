@@ -24,6 +24,11 @@ void PrepareDesktopApplication() {
     // pages it shows run no script and load nothing from the network.
     if (geteuid() == 0)
         qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");
+    // On Linux the web view keeps its pages away from screen readers unless asked: an item's
+    // page is the whole of what the program shows about it. The page's tree is built only
+    // while an assistive tool listens.
+    if (!qEnvironmentVariableIsSet("QTWEBENGINE_ENABLE_LINUX_ACCESSIBILITY"))
+        qputenv("QTWEBENGINE_ENABLE_LINUX_ACCESSIBILITY", "1");
 }
 
 namespace {

@@ -12,6 +12,7 @@ namespace vantorel {
 ExchangeJobs::ExchangeJobs(QStatusBar& statusBar, UserPort& port, QObject* parent)
     : QObject(parent), m_port(port), m_cancel(new QPushButton("Cancel")) {
     m_cancel->setObjectName("cancelExchange");
+    m_cancel->setAccessibleName("Cancel the import or export");
     m_cancel->setToolTip("Stop the import or export after the document it is writing");
     m_cancel->hide();
     statusBar.addPermanentWidget(m_cancel);

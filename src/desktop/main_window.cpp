@@ -30,6 +30,7 @@
 #include "desktop/help/help_window.h"
 #include "desktop/reports/report_wizard_dialog.h"
 #include "desktop/tree/tree_actions.h"
+#include "desktop/widgets/accessible_names.h"
 #include "documents/customize_editor.h"
 #include "documents/test_group.h"
 #include "filters/filter.h"
@@ -60,6 +61,7 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, UserIdentity identi
     setWindowIcon(QIcon(":/desktop/icons/vantorel.svg"));
 
     m_tree->setObjectName("navigationTree");
+    m_tree->setAccessibleName("Database tree");
     m_tree->setModel(&m_model);
     m_tree->setHeaderHidden(true);
     m_tree->setSelectionMode(QAbstractItemView::ExtendedSelection);
@@ -81,6 +83,7 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, UserIdentity identi
     blank->setObjectName("blankPane");
     m_rightPane->addWidget(blank);
     m_pageArea->setObjectName("pageArea");
+    m_pageArea->setAccessibleName("Folder list and item page");
     m_pageArea->addWidget(m_list);
     m_pageArea->addWidget(m_page);
     m_pageArea->setStretchFactor(0, 3);
@@ -135,6 +138,7 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, UserIdentity identi
     connect(m_reportView, &ReportView::itemRequested, this,
             [this](const fs::path& item) { SelectPath(item); });
     m_splitter->setObjectName("splitter");
+    m_splitter->setAccessibleName("Tree and right pane");
     m_splitter->addWidget(m_tree);
     m_splitter->addWidget(m_rightPane);
     m_splitter->setStretchFactor(1, 1);
@@ -149,6 +153,7 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, UserIdentity identi
     toolbar->setMovable(false);
     toolbar->setIconSize({20, 20});
     m_commands->BuildToolbar(toolbar);
+    NameToolbarOverflow(*toolbar);
     // The toolbar's filter hides the project test cases that fail it in the list.
     connect(m_commands, &CommandActions::filterChosen, this, [this] {
         if (const std::optional<TreeNode> current = CurrentNode();
@@ -160,13 +165,16 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, UserIdentity identi
     // the progress counter the rest.
     m_statusText = new QLabel("Ready");
     m_statusText->setObjectName("stateText");
+    m_statusText->setAccessibleName("State");
     m_importFolder = m_shell.Folders().documents.empty() ? fs::path(QDir::homePath().toStdString())
                                                          : m_shell.Folders().documents;
     m_exportFolder = m_importFolder;
     m_userText = new QLabel;
     m_userText->setObjectName("currentUser");
+    m_userText->setAccessibleName("Current user");
     m_progressText = new QLabel;
     m_progressText->setObjectName("progress");
+    m_progressText->setAccessibleName("Progress");
     statusBar()->addWidget(m_statusText, 25);
     statusBar()->addWidget(m_userText, 35);
     statusBar()->addWidget(m_progressText, 40);

@@ -77,6 +77,23 @@ std::string ValueText(const Chart& chart, double value) {
     return text;
 }
 
+std::string ChartText(const Chart& chart) {
+    std::string text = chart.title;
+    const bool lines = chart.kind == ChartKind::Lines;
+    if (lines && !chart.labels.empty())
+        text += ", " + chart.labels.front() + " to " + chart.labels.back();
+    const char* separator = ": ";
+    for (const ChartSeries& series : chart.series) {
+        if (series.values.empty())
+            continue;
+        text += separator + series.name + " " + ValueText(chart, series.values.front());
+        if (lines && series.values.size() > 1)
+            text += " to " + ValueText(chart, series.values.back());
+        separator = ", ";
+    }
+    return text;
+}
+
 Chart TimeFiguresChart(const StatusReportData& report, const CustomCfg& custom) {
     Chart chart{ChartKind::Columns, "Time figures", "Hours", {}, {}, false, true};
     const std::pair<int, std::int64_t> figures[] = {

@@ -42,6 +42,10 @@ struct Chart {
 // whole; anything else with one decimal.
 std::string ValueText(const Chart& chart, double value);
 
+// The chart in words, for a screen reader: its title, then each series with its value (a pie
+// or columns), or with its first and last values over the first and last labels (lines).
+std::string ChartText(const Chart& chart);
+
 // The ticks of a value axis: from 0 in equal round steps (1, 2 or 5 times a power of ten), at
 // most six of them past 0, the last at or above largest; a count axis steps by whole numbers.
 std::vector<double> AxisTicks(double largest, bool countAxis);

@@ -14,6 +14,7 @@
 #include <memory>
 
 #include "desktop/help/help_window.h"
+#include "desktop/widgets/accessible_names.h"
 #include "desktop/widgets/field_widgets.h"
 #include "documents/custom_cfg.h"
 #include "storage/identifiers.h"
@@ -105,7 +106,7 @@ void FilterDialog::MakeControls(std::size_t condition, const CustomCfg& custom,
         controls.op->setObjectName(Numbered("conditionOperator", condition));
         for (std::string_view choice : operators)
             controls.op->addItem(Text(choice));
-        controls.op->setAccessibleName(Text(about.caption) + " operator");
+        NameForScreenReaders(*controls.op, Text(about.caption) + " operator");
     }
     QWidget* value = nullptr;
     switch (about.kind) {
@@ -160,7 +161,7 @@ void FilterDialog::MakeControls(std::size_t condition, const CustomCfg& custom,
     }
     if (value) {
         value->setObjectName(Numbered("conditionValue", condition));
-        value->setAccessibleName(Text(about.caption));
+        NameForScreenReaders(*value, Text(about.caption));
     }
     // A condition's operator and value are set only while it is switched on.
     auto follow = [controls](bool on) {

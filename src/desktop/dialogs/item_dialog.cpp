@@ -17,6 +17,7 @@
 #include "desktop/dialogs/text_tools.h"
 #include "desktop/help/help_window.h"
 #include "desktop/off_window_thread.h"
+#include "desktop/widgets/accessible_names.h"
 #include "desktop/widgets/field_widgets.h"
 #include "documents/custom_cfg.h"
 #include "documents/external_links.h"
@@ -143,7 +144,7 @@ QWidget* ItemDialog::FieldPage(const std::vector<FieldDescriptor>& rows, const C
             ChoiceIsTyped(row.tag), FieldWidth(row));
         widget->setObjectName(NameOf(row.tag));
         const QString caption = Text(DialogCaption(row, custom));
-        widget->FocusTarget()->setAccessibleName(caption);
+        NameForScreenReaders(*widget->FocusTarget(), caption);
         // Captions such as "Risks & Minimisation Actions" show their ampersand, and each row
         // takes a keyboard letter of its own.
         const QString shown = QString::fromStdString(
@@ -161,6 +162,7 @@ QWidget* ItemDialog::FieldPage(const std::vector<FieldDescriptor>& rows, const C
             if (!richTexts) {
                 richTexts = new QTabWidget;
                 richTexts->setObjectName("richTexts");
+                richTexts->setAccessibleName("Text fields");
                 // Each section's tab shows its whole caption; tabs that don't fit scroll.
                 richTexts->setElideMode(Qt::ElideNone);
                 richTexts->setUsesScrollButtons(true);

@@ -166,6 +166,7 @@ void ListPaneModel::IndexRows() {
 
 ListPaneView::ListPaneView(QWidget* parent) : QTableView(parent), m_model(this) {
     setObjectName("listPane");
+    setAccessibleName("Folder contents");
     setModel(&m_model);
     setSelectionBehavior(QAbstractItemView::SelectRows);
     setSelectionMode(QAbstractItemView::ExtendedSelection);

@@ -391,6 +391,7 @@ PageView::PageView(UserPort& port, QWidget* parent)
           },
           this)) {
     setObjectName("pageView");
+    setAccessibleName("Item page");
     // A profile of its own, kept in memory: pages leave nothing on disk, and no script,
     // plugin or remote request runs in them.
     m_profile->installUrlSchemeHandler(kPageScheme, m_handler);

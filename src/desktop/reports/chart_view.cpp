@@ -76,6 +76,9 @@ constexpr std::uint32_t kSwitchedOff = 0xC8C8C8;
 ChartView::ChartView(Chart chart, QWidget* parent)
     : QWidget(parent), m_chart(std::move(chart)), m_hidden(m_chart.series.size(), false) {
     setObjectName("chartView");
+    // A screen reader has the chart's figures in words; the table beside it holds them too.
+    setAccessibleName(QString::fromLatin1(m_chart.title.c_str()));
+    setAccessibleDescription(QString::fromLatin1(ChartText(m_chart).c_str()));
     setAttribute(Qt::WA_OpaquePaintEvent);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
 }

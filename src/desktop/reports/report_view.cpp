@@ -19,6 +19,7 @@
 #include <QVBoxLayout>
 
 #include "desktop/reports/report_printing.h"
+#include "desktop/widgets/accessible_names.h"
 #include "documents/field_tables.h"
 #include "platform/thread_priority.h"
 #include "render/report_pages.h"
@@ -76,6 +77,8 @@ ReportView::ReportView(UserPort& port, QWidget* parent)
     setObjectName("reportView");
     auto* toolbar = new QToolBar;
     toolbar->setObjectName("reportToolbar");
+    toolbar->setWindowTitle("Report");
+    NameToolbarOverflow(*toolbar);
     toolbar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     m_print = toolbar->addAction(QIcon(":/desktop/icons/print.svg"), "Print...", this,
                                  &ReportView::Print);

@@ -52,6 +52,7 @@ TreeActions::TreeActions(MainWindow& window, UserPort& port)
     NavigationModel& model = window.Model();
 
     m_cancelButton->setObjectName("cancelTransfer");
+    m_cancelButton->setAccessibleName("Cancel the copy or move");
     m_cancelButton->setToolTip("Stop the copy or move after the file it is writing");
     m_cancelButton->hide();
     window.statusBar()->addPermanentWidget(m_cancelButton);

@@ -58,6 +58,20 @@ TEST(ValueText, TheTimeFiguresLegendWritesWhatTheTablesWrite) {
     EXPECT_EQ(ValueText(pie, 4), "4");
 }
 
+// What a screen reader reads for a chart: every series that has values, a line from its first
+// point to its last.
+TEST(ChartText, ReadsEachSeriesAndALineFromItsFirstToItsLastPoint) {
+    const Chart lines{ChartKind::Lines,
+                      "Progress",
+                      "Tests",
+                      {"1-Mar-2026", "8-Mar-2026", "15-Mar-2026"},
+                      {{"Pass", 0, {1, 4, 9}}, {"Fail", 0, {}}, {"Postponed", 0, {2}}}};
+    EXPECT_EQ(ChartText(lines), "Progress, 1-Mar-2026 to 15-Mar-2026: Pass 1 to 9, Postponed 2");
+    const Chart columns{ChartKind::Columns,      "Time figures", "Hours", {},
+                        {{"Planned", 0, {2.5}}}, false,          true};
+    EXPECT_EQ(ChartText(columns), "Time figures: Planned " + HoursAndMinutes(150));
+}
+
 TEST(LabelStride, DatesNeverTouchAndTheFirstIsAlwaysShown) {
     EXPECT_EQ(LabelStride(1, 500, 80, 12), 1u);
     EXPECT_EQ(LabelStride(5, 400, 80, 12), 1u);  // 100 pixels apart
