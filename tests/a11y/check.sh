@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # The window as a screen reader meets it: the program runs on a virtual X server with the
-# accessibility bus, and walk.py reads it through AT-SPI (as Orca does) with a test case's
-# page shown and its dialog open. Every control that takes the focus must have a name, and the
-# page must come with its headings and table cells.
+# accessibility bus, and walk.py reads it through AT-SPI (as Orca does): a test case's page,
+# and the dialog of each kind of item. Every control that takes the focus must have a name,
+# and the page must come with its headings and table cells.
 set -euo pipefail
 vantorel=$1
 sample=$2
@@ -49,7 +49,11 @@ pids+=($!)
 pids+=($!)
 here=$(dirname "$0")
 status=0
-/usr/bin/python3 "$here/walk.py" --select "Test Cases/Login/LOG-001" --page --open "$@" ||
+# From the tree's last folder up, so what a folder opens never pushes the next row out of sight.
+project="Projects/Release 2.0"
+/usr/bin/python3 "$here/walk.py" --dialogs "Filters/Failed" "Testers/dana" "Resources/Cards" \
+    "Test Configurations/Desktop" "$project" "$project/Project Test Cases/Login/LOG-002" \
+    "Test Cases/Cart" "Test Cases/Login/LOG-001" --page "Test Cases/Login/LOG-001" "$@" ||
     status=$?
 [ "$status" -ne 0 ] && tail -n 20 "$work/program.log"
 exit "$status"

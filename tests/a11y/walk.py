@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Reads the running program through AT-SPI, as a screen reader does.
 
-Selects tree rows by clicking them (and opens the last one's dialog), then lists every control that takes the focus without a
+Selects tree rows by clicking them and opens their dialogs, then lists every control that takes the focus without a
 name, and the web page shown with its headings and table cells. Exits 1 when a focusable
 control has no name, 3 when what it waited for (the program on the accessibility bus, a row,
 the page's headings and table cells, the dialog) never came. --dump prints the whole tree.
@@ -18,6 +18,7 @@ DATA_ROLES = {"table cell", "list item", "tree item"}
 MAX_CHILDREN = 500  # a large view exposes every cell; enough of them to judge it
 KEY_RIGHT = 0xFF53
 KEY_RETURN = 0xFF0D
+KEY_ESCAPE = 0xFF1B
 
 
 def wait_for(condition, seconds, what, seen=None):
@@ -32,11 +33,11 @@ def wait_for(condition, seconds, what, seen=None):
         time.sleep(0.2)
 
 
-def find_program(name, seconds):
+def find_program(program_name, seconds):
     def program():
         return next((app for app in pyatspi.Registry.getDesktop(0)
-                     if app is not None and (app.name or "").lower() == name), None)
-    return wait_for(program, seconds, f"'{name}' on the accessibility bus")
+                     if app is not None and name(app).lower() == program_name), None)
+    return wait_for(program, seconds, f"'{program_name}' on the accessibility bus")
 
 
 def walk(accessible, path=()):
@@ -55,6 +56,21 @@ def walk(accessible, path=()):
             yield from walk(child, path + (accessible,))
 
 
+# An object may go while it is read (a page being replaced): it reads as nameless and roleless.
+def role(accessible):
+    try:
+        return accessible.getRoleName()
+    except Exception:
+        return ""
+
+
+def name(accessible):
+    try:
+        return accessible.name or ""
+    except Exception:
+        return ""
+
+
 def has(accessible, state):
     try:
         return accessible.getState().contains(state)
@@ -63,7 +79,7 @@ def has(accessible, state):
 
 
 def label(accessible):
-    return f"{accessible.getRoleName()} '{accessible.name or ''}'"
+    return f"{role(accessible)} '{name(accessible)}'"
 
 
 def click(accessible):
@@ -72,69 +88,90 @@ def click(accessible):
 
 
 def select(program, rows):
-    """Clicks the tree rows named by "A/B/C", opening each folder on the way."""
-    tree = wait_for(lambda: next((a for a, _ in walk(program) if a.getRoleName() == "tree"),
+    """Clicks the tree rows named by "A/B/C", opening each folder on the way. A folder's rows
+    follow it in the tree's list of cells, so each name is looked for after its parent's."""
+    tree = wait_for(lambda: next((a for a, _ in walk(program) if role(a) == "tree"),
                                  None), 30, "the tree")
     parts = rows.split("/")
+    after = 0
     for depth, part in enumerate(parts):
-        row = wait_for(lambda: next((c for c in tree if c is not None and c.name == part), None),
-                       10, f"the tree row '{part}'")
+        def row_of_part(first=after):
+            cells = list(tree)
+            return next(((index, cell) for index, cell in enumerate(cells)
+                         if index >= first and cell is not None and name(cell) == part), None)
+        after, row = wait_for(row_of_part, 10, f"the tree row '{part}' of {rows}")
         click(row)
         wait_for(lambda: has(row, pyatspi.STATE_SELECTED), 10, f"'{part}' selected")
         if depth < len(parts) - 1:
             pyatspi.Registry.generateKeyboardEvent(KEY_RIGHT, None, pyatspi.KEY_SYM)
 
 
+def open_dialog(program):
+    """Enter on the selected row; the dialog it opens."""
+    pyatspi.Registry.generateKeyboardEvent(KEY_RETURN, None, pyatspi.KEY_SYM)
+    return wait_for(lambda: next((a for a in program if a is not None and
+                                  role(a) == "dialog" and
+                                  has(a, pyatspi.STATE_SHOWING)), None), 30, "a dialog")
+
+
+def unnamed_below(accessible, dump):
+    """The focusable controls without a name below accessible, each with its ancestors."""
+    unnamed = []
+    for found, path in walk(accessible):
+        if dump:
+            focus = " [focusable]" if has(found, pyatspi.STATE_FOCUSABLE) else ""
+            print("  " * len(path) + label(found) + focus)
+        if (has(found, pyatspi.STATE_FOCUSABLE) and not name(found).strip()
+                and role(found) not in DATA_ROLES):
+            # In words now: a dialog's objects go when it closes.
+            unnamed.append(f"{role(found)} in " +
+                           " > ".join(label(p) for p in path))
+    return unnamed
+
+
 def page_figures(program):
     """The shown web page's name, headings and table cells; none while no page has content."""
     for document, _ in walk(program):
-        if document.getRoleName() in WEB_ROLES and has(document, pyatspi.STATE_SHOWING):
-            roles = [a.getRoleName() for a, _ in walk(document)]
+        if role(document) in WEB_ROLES and has(document, pyatspi.STATE_SHOWING):
+            roles = [role(a) for a, _ in walk(document)]
             headings, cells = roles.count("heading"), roles.count("table cell")
             if headings and cells:
-                return document.name, headings, cells
+                return name(document), headings, cells
     return None
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--select", metavar="A/B/C", help="tree rows to click first")
-    parser.add_argument("--page", action="store_true",
-                        help="the shown page must have headings and table cells")
-    parser.add_argument("--open", action="store_true",
-                        help="then press Enter on the row, and read the dialog it opens too")
+    parser.add_argument("--page", metavar="A/B/C",
+                        help="a tree row whose page must show headings and table cells")
+    parser.add_argument("--dialogs", metavar="A/B/C", nargs="*", default=[],
+                        help="tree rows whose dialogs (Enter) are read too")
     parser.add_argument("--dump", action="store_true", help="print the whole tree")
     args = parser.parse_args()
 
     program = find_program("vantorel", 60)
-    if args.select:
-        select(program, args.select)
-    failed = False
+    unnamed = []
+    for item in args.dialogs:
+        select(program, item)
+        dialog = open_dialog(program)
+        print(f"{item}: dialog '{name(dialog)}'")
+        unnamed += unnamed_below(dialog, args.dump)
+        pyatspi.Registry.generateKeyboardEvent(KEY_ESCAPE, None, pyatspi.KEY_SYM)
+        wait_for(lambda: not has(dialog, pyatspi.STATE_SHOWING), 30, f"{item}'s dialog to close")
     if args.page:
+        select(program, args.page)
         figures = wait_for(lambda: page_figures(program), 30, "the page's headings and cells",
                            lambda: "pages: " + ", ".join(
-                               f"{label(a)} showing={has(a, pyatspi.STATE_SHOWING)} "
-                               f"children={a.childCount}" for a, _ in walk(program)
-                               if a.getRoleName() in WEB_ROLES))
+                               f"{label(a)} showing={has(a, pyatspi.STATE_SHOWING)}"
+                               for a, _ in walk(program) if role(a) in WEB_ROLES))
         print("page '%s': %d headings, %d table cells" % figures)
-    if args.open:
-        pyatspi.Registry.generateKeyboardEvent(KEY_RETURN, None, pyatspi.KEY_SYM)
-        dialog = wait_for(lambda: next((a for a in program if a is not None and
-                                        a.getRoleName() == "dialog"), None), 30, "a dialog")
-        print(f"dialog '{dialog.name}' open")
-    unnamed = []
-    for accessible, path in walk(program):
-        if args.dump:
-            focus = " [focusable]" if has(accessible, pyatspi.STATE_FOCUSABLE) else ""
-            print("  " * len(path) + label(accessible) + focus)
-        if (has(accessible, pyatspi.STATE_FOCUSABLE) and not (accessible.name or "").strip()
-                and accessible.getRoleName() not in DATA_ROLES):
-            unnamed.append((accessible, path))
+    for window in program:
+        if window is not None and role(window) == "frame":
+            unnamed += unnamed_below(window, args.dump)
     print(f"focusable elements without a name: {len(unnamed)}")
-    for accessible, path in unnamed:
-        failed = True
-        print(f"  {accessible.getRoleName()} in " + " > ".join(label(p) for p in path[1:]))
-    return 1 if failed else 0
+    for where in unnamed:
+        print(f"  {where}")
+    return 1 if unnamed else 0
 
 
 if __name__ == "__main__":

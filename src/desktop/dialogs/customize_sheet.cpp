@@ -106,6 +106,7 @@ CustomizeSheet::CustomizeSheet(std::unique_ptr<CustomizeEditor> editor, QWidget*
     auto* layout = new QVBoxLayout(this);
     m_pages = new QTabWidget;
     m_pages->setObjectName("pages");
+    m_pages->setAccessibleName("Pages");
     // Every page's title stays in sight: the sheet is as wide as its eight tabs.
     m_pages->setUsesScrollButtons(false);
     m_pages->addTab(ListPage(CustomList::Types, "types", "Test type:"), "Customize Test Types");

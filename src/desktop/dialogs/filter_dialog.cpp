@@ -77,6 +77,7 @@ FilterDialog::FilterDialog(std::unique_ptr<FilterEditor> editor, const CustomCfg
         MakeControls(index, custom, databaseDir);
     m_pages = new QTabWidget;
     m_pages->setObjectName("pages");
+    m_pages->setAccessibleName("Pages");
     m_pages->addTab(ConditionsPage(1), "Filter Options");
     m_pages->addTab(ConditionsPage(2), "More Options");
     layout->addWidget(m_pages, 1);

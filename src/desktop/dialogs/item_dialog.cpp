@@ -83,6 +83,7 @@ ItemDialog::ItemDialog(std::unique_ptr<ItemEditor> editor, const CustomCfg& cust
         }
         m_pages = new QTabWidget;
         m_pages->setObjectName("pages");
+        m_pages->setAccessibleName("Pages");
         QWidget* executionPage = FieldPage({execution.begin(), execution.end()}, custom, choices);
         auto* reset = new QPushButton("Reset...");
         reset->setObjectName("resetButton");
@@ -191,6 +192,7 @@ QWidget* ItemDialog::HistoryPage() {
     auto* layout = new QVBoxLayout(page);
     m_history = new QTableWidget(0, 8);
     m_history->setObjectName("historyTable");
+    m_history->setAccessibleName("History");
     m_history->setHorizontalHeaderLabels(
         {"Date", "Type", "Old Status", "New Status", "Attempts", "Phase", "Version", "Build"});
     m_history->setSelectionBehavior(QAbstractItemView::SelectRows);
@@ -209,7 +211,9 @@ QWidget* ItemDialog::HistoryPage() {
     auto* setDate = new QPushButton("Change Date");
     setDate->setObjectName("changeHistoryDate");
     setDate->setEnabled(false);
-    dateRow->addWidget(new QLabel("Date of the selected entry:"));
+    auto* dateLabel = new QLabel("Date of the selected entry:");
+    dateLabel->setBuddy(m_historyDate);
+    dateRow->addWidget(dateLabel);
     dateRow->addWidget(m_historyDate);
     dateRow->addWidget(setDate);
     dateRow->addStretch();
