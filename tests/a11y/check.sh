@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # The window as a screen reader meets it: the program runs on a virtual X server with the
 # accessibility bus, and walk.py reads it through AT-SPI (as Orca does): a test case's page,
-# and the dialog of each kind of item. Every control that takes the focus must have a name,
-# and the page must come with its headings and table cells.
+# the dialog of each kind of item and a status report. Every control that takes the focus must
+# have a name, the page must come with its headings and table cells, and the report's charts
+# with their figures in words.
 set -euo pipefail
 vantorel=$1
 sample=$2
@@ -51,9 +52,11 @@ here=$(dirname "$0")
 status=0
 # From the tree's last folder up, so what a folder opens never pushes the next row out of sight.
 project="Projects/Release 2.0"
+report=$(basename "$("$vantorel" /r status /d "$work/db" /p "Release 2.0")" .vtl)
 /usr/bin/python3 "$here/walk.py" --dialogs "Filters/Failed" "Testers/dana" "Resources/Cards" \
     "Test Configurations/Desktop" "$project" "$project/Project Test Cases/Login/LOG-002" \
-    "Test Cases/Cart" "Test Cases/Login/LOG-001" --page "Test Cases/Login/LOG-001" "$@" ||
-    status=$?
+    --report "$project/Project Reports/Status Reports/$report" \
+    --dialogs "Test Cases/Cart" "Test Cases/Login/LOG-001" --page "Test Cases/Login/LOG-001" \
+    "$@" || status=$?
 [ "$status" -ne 0 ] && tail -n 20 "$work/program.log"
 exit "$status"

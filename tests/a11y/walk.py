@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Reads the running program through AT-SPI, as a screen reader does.
 
-Selects tree rows by clicking them and opens their dialogs, then lists every control that takes the focus without a
+Selects tree rows by clicking them and opens their dialogs, reads a report's charts, then lists every control that takes the focus without a
 name, and the web page shown with its headings and table cells. Exits 1 when a focusable
 control has no name, 3 when what it waited for (the program on the accessibility bus, a row,
 the page's headings and table cells, the dialog) never came. --dump prints the whole tree.
@@ -71,6 +71,13 @@ def name(accessible):
         return ""
 
 
+def description(accessible):
+    try:
+        return accessible.description or ""
+    except Exception:
+        return ""
+
+
 def has(accessible, state):
     try:
         return accessible.getState().contains(state)
@@ -129,10 +136,11 @@ def unnamed_below(accessible, dump):
     return unnamed
 
 
-def page_figures(program):
-    """The shown web page's name, headings and table cells; none while no page has content."""
+def page_figures(program, item):
+    """The name, headings and table cells of item's page; none while it has no content."""
     for document, _ in walk(program):
-        if role(document) in WEB_ROLES and has(document, pyatspi.STATE_SHOWING):
+        if (role(document) in WEB_ROLES and has(document, pyatspi.STATE_SHOWING)
+                and name(document).startswith(item + " - ")):
             roles = [role(a) for a, _ in walk(document)]
             headings, cells = roles.count("heading"), roles.count("table cell")
             if headings and cells:
@@ -140,31 +148,46 @@ def page_figures(program):
     return None
 
 
+class Step(argparse.Action):
+    """Keeps each row option in the order given: the tree is walked in that order."""
+    def __call__(self, parser, namespace, values, option_string=None):
+        for value in values if isinstance(values, list) else [values]:
+            namespace.steps.append((self.dest, value))
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--page", metavar="A/B/C",
-                        help="a tree row whose page must show headings and table cells")
-    parser.add_argument("--dialogs", metavar="A/B/C", nargs="*", default=[],
+    parser.set_defaults(steps=[])
+    parser.add_argument("--dialogs", metavar="A/B/C", nargs="+", action=Step,
                         help="tree rows whose dialogs (Enter) are read too")
+    parser.add_argument("--report", metavar="A/B/C", action=Step,
+                        help="a tree row of a report whose charts must read as their figures")
+    parser.add_argument("--page", metavar="A/B/C", action=Step,
+                        help="a tree row whose page must show headings and table cells")
     parser.add_argument("--dump", action="store_true", help="print the whole tree")
     args = parser.parse_args()
 
     program = find_program("vantorel", 60)
     unnamed = []
-    for item in args.dialogs:
-        select(program, item)
-        dialog = open_dialog(program)
-        print(f"{item}: dialog '{name(dialog)}'")
-        unnamed += unnamed_below(dialog, args.dump)
-        pyatspi.Registry.generateKeyboardEvent(KEY_ESCAPE, None, pyatspi.KEY_SYM)
-        wait_for(lambda: not has(dialog, pyatspi.STATE_SHOWING), 30, f"{item}'s dialog to close")
-    if args.page:
-        select(program, args.page)
-        figures = wait_for(lambda: page_figures(program), 30, "the page's headings and cells",
-                           lambda: "pages: " + ", ".join(
-                               f"{label(a)} showing={has(a, pyatspi.STATE_SHOWING)}"
-                               for a, _ in walk(program) if role(a) in WEB_ROLES))
-        print("page '%s': %d headings, %d table cells" % figures)
+    for kind, row in args.steps:
+        select(program, row)
+        if kind == "dialogs":
+            dialog = open_dialog(program)
+            print(f"{row}: dialog '{name(dialog)}'")
+            unnamed += unnamed_below(dialog, args.dump)
+            pyatspi.Registry.generateKeyboardEvent(KEY_ESCAPE, None, pyatspi.KEY_SYM)
+            wait_for(lambda: not has(dialog, pyatspi.STATE_SHOWING), 30, f"{row}'s dialog to close")
+        elif kind == "report":
+            charts = wait_for(lambda: [description(a) for a, _ in walk(program)
+                                       if ": " in description(a)], 30, "the report's charts")
+            print("report charts: " + "; ".join(charts))
+        else:
+            figures = wait_for(lambda: page_figures(program, row.split("/")[-1]), 30,
+                               "the page's headings and cells",
+                               lambda: "pages: " + ", ".join(
+                                   f"{label(a)} showing={has(a, pyatspi.STATE_SHOWING)}"
+                                   for a, _ in walk(program) if role(a) in WEB_ROLES))
+            print("page '%s': %d headings, %d table cells" % figures)
     for window in program:
         if window is not None and role(window) == "frame":
             unnamed += unnamed_below(window, args.dump)

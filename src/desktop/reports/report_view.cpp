@@ -47,9 +47,12 @@ QTableWidgetItem* Figure(const QString& text) {
     return item;
 }
 
-QTableWidget* NewTable(const QString& name, const QStringList& headings, int rows) {
+// A table of a report, named for screen readers after the chart whose figures it holds.
+QTableWidget* NewTable(const QString& name, const QString& caption, const QStringList& headings,
+                       int rows) {
     auto* table = new QTableWidget(rows, static_cast<int>(headings.size()));
     table->setObjectName(name);
+    table->setAccessibleName(caption);
     table->setHorizontalHeaderLabels(headings);
     table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     table->verticalHeader()->hide();
@@ -75,6 +78,7 @@ QVariant SortKey(FieldType type, const std::string& stored, const QString& shown
 ReportView::ReportView(UserPort& port, QWidget* parent)
     : QWidget(parent), m_port(port), m_heading(new QLabel), m_layout(new QVBoxLayout(this)) {
     setObjectName("reportView");
+    setAccessibleName("Report");
     auto* toolbar = new QToolBar;
     toolbar->setObjectName("reportToolbar");
     toolbar->setWindowTitle("Report");
@@ -240,8 +244,8 @@ QWidget* ReportView::StatusContent(const StatusReportData& report) {
     ChartView* pie = AddChart(StatusPieChart(report));
     pie->setObjectName("statusChart");
     const std::vector<ReportStatusRow> rows = StatusRows(report);
-    QTableWidget* statuses =
-        NewTable("statusTable", {"Status", "Tests", "Share"}, static_cast<int>(rows.size()));
+    QTableWidget* statuses = NewTable("statusTable", pie->accessibleName(),
+                                      {"Status", "Tests", "Share"}, static_cast<int>(rows.size()));
     statuses->setToolTip("Click a status to list its test cases");
     m_statusNames.clear();
     for (const ReportStatusRow& row : rows)
@@ -260,8 +264,8 @@ QWidget* ReportView::StatusContent(const StatusReportData& report) {
     ChartView* time = AddChart(TimeFiguresChart(report, *m_custom));
     time->setObjectName("timeChart");
     const std::vector<FigureRow> figureRows = TimeFigureRows(report, *m_custom);
-    QTableWidget* figures =
-        NewTable("timeTable", {"Figure", "Hours"}, static_cast<int>(figureRows.size()));
+    QTableWidget* figures = NewTable("timeTable", time->accessibleName(), {"Figure", "Hours"},
+                                     static_cast<int>(figureRows.size()));
     for (int row = 0; row < static_cast<int>(figureRows.size()); ++row) {
         const FigureRow& figure = figureRows[static_cast<std::size_t>(row)];
         figures->setItem(row, 0, new QTableWidgetItem(Latin1(figure.caption)));
@@ -287,6 +291,7 @@ QWidget* ReportView::StatusContent(const StatusReportData& report) {
     grid->addWidget(figures, 1, 1, Qt::AlignTop);
     grid->setColumnStretch(0, 1);
     auto* scroll = new QScrollArea;
+    scroll->setAccessibleName("Charts and tables");
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
     grid->setRowMinimumHeight(0, std::max(300, statuses->height()));
@@ -303,8 +308,8 @@ QWidget* ReportView::ProgressContent(const ProgressReportData& report) {
     QStringList headings{"Period from"};
     for (const std::string& status : report.statuses)
         headings << Latin1(status);
-    QTableWidget* periods =
-        NewTable("periodTable", headings, static_cast<int>(chart.labels.size()));
+    QTableWidget* periods = NewTable("periodTable", Latin1(chart.title), headings,
+                                     static_cast<int>(chart.labels.size()));
     for (std::size_t status = 0; status < report.statuses.size(); ++status)
         periods->horizontalHeaderItem(static_cast<int>(status) + 1)
             ->setIcon(Swatch(status < report.colours.size() ? report.colours[status] : 0x808080));
@@ -357,6 +362,7 @@ QWidget* ReportView::ListContent(const ListReportData& report) {
     sorted->setSortRole(Qt::UserRole);
     auto* table = new QTableView;
     table->setObjectName("listTable");
+    table->setAccessibleName("Test cases");
     model->setParent(table);
     table->setModel(sorted);
     table->setSortingEnabled(true);
