@@ -12,6 +12,7 @@
 #include "desktop/main_window.h"
 #include "desktop/pages/page_view.h"
 #include "desktop/qt_port.h"
+#include "desktop/widgets/accessible_names.h"
 #include "desktop/widgets/spelling.h"
 #include "storage/thread_guard.h"
 
@@ -78,6 +79,9 @@ int RunDesktop(int& argc, char** argv, const std::filesystem::path& databaseMark
     // The installed desktop entry: the desktop finds the window's name and icon by it.
     QGuiApplication::setDesktopFileName("org.vantorel.Vantorel");
     QApplication::setWindowIcon(QIcon(":/desktop/icons/vantorel.svg"));
+    // Lives as long as the application, and no window outlives it.
+    UnlabelledControlsNamer namer;
+    application.installEventFilter(&namer);
     QtPort port;
     MainWindow window(port, FindShellFolders());
     port.SetWindow(&window);

@@ -57,6 +57,8 @@ report=$(basename "$("$vantorel" /r status /d "$work/db" /p "Release 2.0")" .vtl
     "Test Configurations/Desktop" "$project" "$project/Project Test Cases/Login/LOG-002" \
     --report "$project/Project Reports/Status Reports/$report" \
     --dialogs "Test Cases/Cart" "Test Cases/Login/LOG-001" --page "Test Cases/Login/LOG-001" \
-    "$@" || status=$?
+    --menu "Settings/Options..." "Settings/Spelling..." "Settings/Set User..." \
+    "Settings/Customize Fields..." "Filter/Create New Filter..." "Edit/Find..." \
+    "Report/Report Wizard..." "Help/About" "$@" || status=$?
 [ "$status" -ne 0 ] && tail -n 20 "$work/program.log"
 exit "$status"

@@ -109,15 +109,25 @@ def select(program, rows):
         after, row = wait_for(row_of_part, 10, f"the tree row '{part}' of {rows}")
         click(row)
         wait_for(lambda: has(row, pyatspi.STATE_SELECTED), 10, f"'{part}' selected")
-        if depth < len(parts) - 1:
+        # Right opens a closed folder; on an open one it would move to its first row.
+        if depth < len(parts) - 1 and not has(row, pyatspi.STATE_EXPANDED):
             pyatspi.Registry.generateKeyboardEvent(KEY_RIGHT, None, pyatspi.KEY_SYM)
+            wait_for(lambda: has(row, pyatspi.STATE_EXPANDED), 10, f"'{part}' open")
 
 
-def open_dialog(program):
-    """Enter on the selected row; the dialog it opens."""
-    pyatspi.Registry.generateKeyboardEvent(KEY_RETURN, None, pyatspi.KEY_SYM)
+def choose_from_menu(program, path):
+    """Clicks the menu bar's "Menu/Item" as a user does."""
+    menu, item = path.split("/", 1)
+    bar = wait_for(lambda: next((a for a, _ in walk(program) if role(a) == "menu bar"), None),
+                   10, "the menu bar")
+    click(wait_for(lambda: next((a for a in bar if name(a) == menu), None), 10, menu))
+    click(wait_for(lambda: next((a for a, _ in walk(bar) if name(a) == item and
+                                 has(a, pyatspi.STATE_SHOWING)), None), 10, path))
+
+
+def wait_for_dialog(program):
     return wait_for(lambda: next((a for a in program if a is not None and
-                                  role(a) == "dialog" and
+                                  role(a) in ("dialog", "alert") and
                                   has(a, pyatspi.STATE_SHOWING)), None), 30, "a dialog")
 
 
@@ -160,6 +170,8 @@ def main():
     parser.set_defaults(steps=[])
     parser.add_argument("--dialogs", metavar="A/B/C", nargs="+", action=Step,
                         help="tree rows whose dialogs (Enter) are read too")
+    parser.add_argument("--menu", metavar="MENU/ITEM", nargs="+", action=Step,
+                        help="menu commands whose dialogs are read too")
     parser.add_argument("--report", metavar="A/B/C", action=Step,
                         help="a tree row of a report whose charts must read as their figures")
     parser.add_argument("--page", metavar="A/B/C", action=Step,
@@ -170,9 +182,14 @@ def main():
     program = find_program("vantorel", 60)
     unnamed = []
     for kind, row in args.steps:
-        select(program, row)
-        if kind == "dialogs":
-            dialog = open_dialog(program)
+        if kind != "menu":
+            select(program, row)
+        if kind in ("dialogs", "menu"):
+            if kind == "menu":
+                choose_from_menu(program, row)
+            else:
+                pyatspi.Registry.generateKeyboardEvent(KEY_RETURN, None, pyatspi.KEY_SYM)
+            dialog = wait_for_dialog(program)
             print(f"{row}: dialog '{name(dialog)}'")
             unnamed += unnamed_below(dialog, args.dump)
             pyatspi.Registry.generateKeyboardEvent(KEY_ESCAPE, None, pyatspi.KEY_SYM)

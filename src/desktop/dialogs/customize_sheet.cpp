@@ -139,6 +139,7 @@ QWidget* CustomizeSheet::ListPage(CustomList list, const QString& name,
     auto* add = Button("Add", name + "Add");
     auto* entries = new QListWidget;
     entries->setObjectName(name + "List");
+    entries->setAccessibleName(QString(entryCaption).remove(':').trimmed());
     entries->setSelectionMode(QAbstractItemView::ExtendedSelection);
     m_lists[list] = entries;
     auto* remove = Button("Delete", name + "Delete");
@@ -330,6 +331,7 @@ QWidget* CustomizeSheet::StatusPage() {
     auto* grid = new QGridLayout(page);
     m_statuses = new QTreeWidget;
     m_statuses->setObjectName("statusList");
+    m_statuses->setAccessibleName("Statuses");
     m_statuses->setRootIsDecorated(false);
     m_statuses->setSelectionMode(QAbstractItemView::ExtendedSelection);
     m_statuses->setHeaderLabels({"Status Text", "Meaning", "Report String", "Report Color"});

@@ -68,6 +68,7 @@ FindDialog::FindDialog(MainWindow& window, UserPort& port)
     form->addRow(options);
 
     m_results = new QTableWidget(0, 4);
+    m_results->setAccessibleName("Found");
     m_results->setObjectName("findResults");
     m_results->setHorizontalHeaderLabels({"Item", "Field", "Found", "Replaced by"});
     m_results->setEditTriggers(QAbstractItemView::NoEditTriggers);
