@@ -21,7 +21,6 @@
 
 #include "charts/chart_painter.h"
 #include "documents/external_links.h"
-#include "platform/thread_priority.h"
 #include "workspace/node_pages.h"
 
 namespace vantorel {
@@ -244,7 +243,6 @@ void PageSchemeHandler::ServeOnWorker(QWebEngineUrlRequestJob* job, std::functio
     auto wanted = std::make_shared<std::atomic<bool>>(true);
     connect(job, &QObject::destroyed, this, [wanted] { *wanted = false; });
     m_worker.start([this, job = QPointer(job), wanted, make = std::move(make)] {
-        RunBelowTheWindow();
         std::optional<Served> served;
         if (*wanted)
             served = make();

@@ -8,7 +8,6 @@
 #include <unordered_map>
 
 #include "documents/custom_cfg.h"
-#include "platform/thread_priority.h"
 #include "storage/thread_guard.h"
 #include "workspace/item_transfer.h"
 
@@ -223,7 +222,6 @@ void NavigationModel::RefreshFoldersLater(const std::vector<fs::path>& folders) 
     }
     m_reader.start(
         [this, databaseDir = m_databaseDir, asked = ++m_listings, read = std::move(read)] {
-            RunBelowTheWindow();
             std::vector<std::pair<fs::path, std::vector<TreeNode>>> listings;
             listings.reserve(read.size());
             for (const TreeNode& folder : read)
@@ -413,7 +411,6 @@ void NavigationModel::ReadAskedIcons() {
     for (auto& asked : m_askedIcons) {
         m_reader.start([this, folder = asked.first, documents = std::move(asked.second),
                         custom = m_custom] {
-            RunBelowTheWindow();
             std::vector<std::pair<fs::path, int>> icons;
             icons.reserve(documents.size());
             for (const fs::path& document : documents)
