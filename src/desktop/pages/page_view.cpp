@@ -404,24 +404,29 @@ PageView::PageView(UserPort& port, QWidget* parent)
     setPage(new Page(m_profile, *this));
     m_printing.setMaxThreadCount(1);
     connect(this, &QWebEngineView::urlChanged, this, [this](const QUrl& url) {
-        // Back and Forward move the tree's selection along with the page; a page the tree
-        // asked for is where the tree already is, or was before it moved on.
-        if (const auto asked = std::ranges::find(m_requested, url); asked != m_requested.end()) {
-            m_requested.erase(m_requested.begin(), asked + 1);
+        // Back and Forward move the tree's selection along with the page. A page loaded for
+        // the tree is no Back or Forward, even when it is reported after the tree moved on.
+        const auto loaded = std::ranges::find(m_loaded, url);
+        if (loaded == m_loaded.end()) {
+            if (url.scheme() == kPageScheme && !m_source.databaseDir.empty()) {
+                const std::string path = url.path().toStdString();
+                if (path.size() > 1 && path != kPrintPath && StaysInside(fs::path(path.substr(1))))
+                    emit itemRequested(m_source.databaseDir / path.substr(1));
+            }
             return;
         }
-        if (url.scheme() == kPageScheme && !m_source.databaseDir.empty()) {
-            const std::string path = url.path().toStdString();
-            if (path.size() > 1 && path != kPrintPath && StaysInside(fs::path(path.substr(1))))
-                emit itemRequested(m_source.databaseDir / path.substr(1));
-        }
+        m_loaded.erase(loaded);
+        if (const auto asked = std::ranges::find(m_requested, url); asked != m_requested.end())
+            m_requested.erase(m_requested.begin(), asked + 1);
+        else if (m_requested.empty() && url != m_wanted && m_wanted.isValid())
+            // Reported after the tree's own page came: that page comes back.
+            LoadForTree(m_wanted, true);
     });
     connect(this, &QWebEngineView::printFinished, this, [this] {
         m_printer.reset();
         // After the items' pages, the page that was shown comes back.
         if (std::exchange(m_printingPages, false) && m_shownBeforePrint.isValid()) {
-            m_requested.push_back(m_shownBeforePrint);
-            load(m_shownBeforePrint);
+            LoadForTree(m_shownBeforePrint, true);
         }
     });
     connect(this, &QWebEngineView::loadFinished, this, [this](bool loaded) {
@@ -481,7 +486,18 @@ void PageView::Show(const TreeNode& node) {
     const QUrl url = UrlOf(node.path);
     if (url == this->url() && m_requested.empty())
         return;
-    m_requested.push_back(url);
+    m_wanted = url;
+    LoadForTree(url, true);
+}
+
+void PageView::LoadForTree(const QUrl& url, bool asked) {
+    if (asked)
+        m_requested.push_back(url);
+    // Loads of the page shown, which the view never reports, leave their note here; a few
+    // dozen are enough for the reports that may still come.
+    m_loaded.push_back(url);
+    if (m_loaded.size() > 32)
+        m_loaded.pop_front();
     load(url);
 }
 
@@ -489,7 +505,7 @@ void PageView::Reshow() {
     // While the tree's page is still on its way, a reload would reload the page before it and
     // cancel the one wanted: the wanted one is asked for again instead.
     if (!m_requested.empty()) {
-        load(m_requested.back());
+        LoadForTree(m_requested.back(), false);
         return;
     }
     if (url().scheme() == kPageScheme)
@@ -498,6 +514,8 @@ void PageView::Reshow() {
 
 void PageView::Clear() {
     m_requested.clear();
+    m_loaded.clear();
+    m_wanted.clear();
     setUrl(QUrl("about:blank"));
     history()->clear();
 }
@@ -555,8 +573,7 @@ void PageView::PrintPages(const std::vector<TreeNode>& items, std::unique_ptr<QP
     pages.setScheme(kPageScheme);
     pages.setPath(kPrintPath);
     pages.setQuery(query.join('&'), QUrl::StrictMode);
-    m_requested.push_back(pages);
-    load(pages);
+    LoadForTree(pages, true);
 }
 
 }  // namespace vantorel

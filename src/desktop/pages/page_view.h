@@ -133,6 +133,13 @@ private:
     // reports an address some time after the load was asked for, so a report of an earlier
     // page can come after the tree has moved on: it is no Back or Forward.
     std::deque<QUrl> m_requested;
+    // Every page loaded for the tree recently, reported or not: a load asked for again (a
+    // page made anew while it was on its way) can be reported after a later page, and is
+    // no Back or Forward either. The last the tree asked for is the one to show.
+    std::deque<QUrl> m_loaded;
+    QUrl m_wanted;
+    // Loads url for the tree, noting it as loaded and (asked) as asked for.
+    void LoadForTree(const QUrl& url, bool asked);
     std::unique_ptr<QPrinter> m_printer;
     std::optional<PrintedItems> m_footer;
     QThreadPool m_printing;
