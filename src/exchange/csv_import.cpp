@@ -29,15 +29,8 @@ namespace fs = std::filesystem;
 // lines in a message box, and the first ones show what is wrong with the file.
 constexpr std::size_t kRefusalsTold = 40;
 
-std::string Trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(" \t");
-    if (first == std::string_view::npos)
-        return {};
-    return std::string(text.substr(first, text.find_last_not_of(" \t") - first + 1));
-}
-
 bool SameCaption(std::string_view a, std::string_view b) {
-    const std::string left = Trimmed(a), right = Trimmed(b);
+    const std::string left = Trimmed(a, " \t"), right = Trimmed(b, " \t");
     return !left.empty() && strcasecmp(left.c_str(), right.c_str()) == 0;
 }
 
@@ -247,7 +240,7 @@ void CsvImport::MapByCaption() {
     for (std::size_t column = 0; column < m_table.header.size(); ++column) {
         const std::string& caption = m_table.header[column];
         std::optional<std::size_t> chosen;
-        if (auto found = kept.find(SuiteKey(Trimmed(Latin1FromName(caption))));
+        if (auto found = kept.find(SuiteKey(Trimmed(Latin1FromName(caption), " \t")));
             found != kept.end()) {
             for (std::size_t f = 0; f < m_fields.size(); ++f)
                 if (!found->second.empty() && FieldName(m_fields[f]) == found->second)
@@ -610,7 +603,8 @@ IoResult CsvImport::SaveMapping() const {
     for (std::size_t column = 0; column < m_mapping.size(); ++column) {
         const std::string tag =
             m_mapping[column] ? FieldName(m_fields[*m_mapping[column]]) : std::string();
-        block += "<column><caption>" + Escaped(Trimmed(Latin1FromName(m_table.header[column]))) +
+        block += "<column><caption>" +
+                 Escaped(Trimmed(Latin1FromName(m_table.header[column]), " \t")) +
                  "</caption><field>" + tag + "</field></column>\r\n";
     }
     block += ClosingTag(BlockTag(m_source)) + "\r\n";

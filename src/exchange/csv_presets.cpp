@@ -80,7 +80,7 @@ constexpr CsvPreset kPresets[] = {
 };
 
 // Captions ignoring case, blanks at either end, and "_" for a blank.
-bool SameCaption(std::string_view a, std::string_view b) {
+bool SameColumnName(std::string_view a, std::string_view b) {
     const auto key = [](std::string_view text) {
         while (!text.empty() && (text.front() == ' ' || text.front() == '\t'))
             text.remove_prefix(1);
@@ -136,7 +136,7 @@ public:
         std::map<std::string_view, const CsvPresetColumn*> fieldTakenBy;
         for (std::size_t column = 0; column < table.header.size(); ++column)
             for (const CsvPresetColumn& known : preset.columns)
-                if (SameCaption(table.header[column], known.caption)) {
+                if (SameColumnName(table.header[column], known.caption)) {
                     m_columnOf[column] = &known;
                     m_known.insert(column);
                     const CsvPresetColumn*& taker = fieldTakenBy[known.field];
@@ -149,7 +149,7 @@ public:
                 known = nullptr;
         for (const std::string_view caption : preset.caseColumns)
             for (std::size_t column = 0; column < table.header.size() && !m_caseColumn; ++column)
-                if (SameCaption(table.header[column], caption))
+                if (SameColumnName(table.header[column], caption))
                     m_caseColumn = column;
     }
 
@@ -300,7 +300,7 @@ std::span<const CsvPreset> CsvPresets() {
 
 const CsvPreset* FindCsvPreset(std::string_view key) {
     for (const CsvPreset& preset : kPresets)
-        if (SameCaption(preset.key, key))
+        if (SameColumnName(preset.key, key))
             return &preset;
     return nullptr;
 }

@@ -30,18 +30,11 @@ struct ProjectCase {
     std::string id, title, requirement;  // as a person reads them (ISO-8859-1)
 };
 
-std::string Lower(std::string_view text) {
-    std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return lower;
-}
-
 // A title or test name as the title rule compares it: lower case, "_" and runs of blanks as
 // one blank, and a leading "test" word dropped (test_user_logs_in is "User logs in").
 std::string TitleKey(std::string_view text) {
     std::string key;
-    for (const char c : Lower(text)) {
+    for (const char c : LowerCase(text)) {
         const char blank = c == '_' || std::isspace(static_cast<unsigned char>(c)) ? ' ' : c;
         if (blank == ' ' && (key.empty() || key.back() == ' '))
             continue;
@@ -57,7 +50,7 @@ std::string TitleKey(std::string_view text) {
 // A name as the ID rule compares it: lower case, with "-" and blanks as "_", since test
 // functions can't hold them (test_CART_001_add runs the test case CART-001).
 std::string IdKey(std::string_view text) {
-    std::string key = Lower(text);
+    std::string key = LowerCase(text);
     std::replace_if(
         key.begin(), key.end(), [](char c) { return c == '-' || c == ' '; }, '_');
     return key;
@@ -132,9 +125,9 @@ std::vector<const ProjectCase*> Match(const JUnitResult& result, JUnitMatch rule
     for (const ProjectCase& testCase : cases) {
         bool fits = false;
         if (rule == JUnitMatch::Requirement) {
-            const std::string requirement = Lower(testCase.requirement);
-            fits =
-                !requirement.empty() && (requirement == Lower(name) || requirement == Lower(full));
+            const std::string requirement = LowerCase(testCase.requirement);
+            fits = !requirement.empty() &&
+                   (requirement == LowerCase(name) || requirement == LowerCase(full));
         } else {
             const std::string title = TitleKey(testCase.title);
             fits = !title.empty() && title == TitleKey(name);

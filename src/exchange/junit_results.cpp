@@ -2,15 +2,10 @@
 
 #include <charconv>
 
+#include "storage/text_conversions.h"
+
 namespace vantorel {
 namespace {
-
-std::string Trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(" \t\r\n");
-    if (first == std::string_view::npos)
-        return {};
-    return std::string(text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1));
-}
 
 double Seconds(const std::string& text) {
     double seconds = 0;

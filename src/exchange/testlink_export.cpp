@@ -53,13 +53,6 @@ std::string Attribute(std::string_view latin1) {
     return HtmlEscaped(XmlText(latin1));
 }
 
-std::string Lower(std::string_view text) {
-    std::string lower(text);
-    std::ranges::transform(lower, lower.begin(),
-                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return lower;
-}
-
 // The items of a list that fills html from at to its end: each <li>'s content, or none when
 // html from at is not one <ol> of plain (unnested) items.
 std::optional<std::vector<std::string>> ListItemsOf(std::string_view html) {
@@ -188,11 +181,11 @@ private:
         element("summary", steps.summary);
         element("preconditions", value("<prerequisites>"));
 
-        const std::string type = Lower(value("<test_type>"));
+        const std::string type = LowerCase(value("<test_type>"));
         const std::string_view execution = type == "manual" ? "1" : type == "automated" ? "2" : "";
         if (!execution.empty())
             element("execution_type", execution);
-        const std::string priority = Lower(value("<priority>"));
+        const std::string priority = LowerCase(value("<priority>"));
         const std::string_view importance = priority == "high"     ? "3"
                                             : priority == "medium" ? "2"
                                             : priority == "low"    ? "1"

@@ -39,19 +39,6 @@ constexpr std::string_view kHeader[kColumns] = {
     "test_result",   "priority", "test_type",  "test_duration",    "requirement",
     "notes1",        "notes2",   "test_phase", "external_link",    "rec_test_configs",
     "test_resources"};
-std::string Lower(std::string_view text) {
-    std::string lower(text);
-    std::ranges::transform(lower, lower.begin(),
-                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return lower;
-}
-
-std::string Trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(" \t\r\n");
-    if (first == std::string_view::npos)
-        return {};
-    return std::string(text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1));
-}
 
 // Minutes as "H:MM"; empty for a value that is no number of minutes.
 std::string Duration(std::string_view minutesText) {
@@ -71,7 +58,7 @@ std::string Duration(std::string_view minutesText) {
 // custom fields.
 std::optional<Column> CustomFieldColumn(std::string_view name) {
     for (const std::string_view tag : kTestLinkCustomFieldTags)
-        if (Lower(TestLinkCustomFieldName(tag)) == Lower(name))
+        if (LowerCase(TestLinkCustomFieldName(tag)) == LowerCase(name))
             for (int column = 0; column < kColumns; ++column)
                 if (tag.substr(1, tag.size() - 2) == kHeader[column])
                     return static_cast<Column>(column);
@@ -273,14 +260,14 @@ std::string RichTextSubset(std::string_view html) {
         const bool closing = !tag.empty() && tag[0] == '/';
         const std::string_view body = closing ? tag.substr(1) : tag;
         const std::size_t nameEnd = body.find_first_of(" \t\r\n/");
-        std::string name = Lower(body.substr(0, nameEnd));
+        std::string name = LowerCase(body.substr(0, nameEnd));
         if (name == "strong")
             name = "b";
         else if (name == "em")
             name = "i";
         if (!closing && (name == "script" || name == "style")) {
             // Its content is no text: dropped up to its end tag, or to the end.
-            const std::size_t end = Lower(html.substr(at)).find("</" + name);
+            const std::size_t end = LowerCase(html.substr(at)).find("</" + name);
             at = end == std::string::npos ? html.size() : at + end;
             continue;
         }
@@ -292,13 +279,13 @@ std::string RichTextSubset(std::string_view html) {
             out += "</a>";
             linkOpen = false;
         } else if (name == "a" && !closing && !linkOpen) {
-            const std::string lower = Lower(body);
+            const std::string lower = LowerCase(body);
             const std::size_t href = lower.find("href=\"");
             if (href != std::string::npos) {
                 const std::size_t from = href + 6, to = body.find('"', from);
                 const std::string link(
                     body.substr(from, to == std::string_view::npos ? 0 : to - from));
-                const std::string lowerLink = Lower(link);
+                const std::string lowerLink = LowerCase(link);
                 if (lowerLink.starts_with("http://") || lowerLink.starts_with("https://")) {
                     out += "<a href=\"" + link + "\">";
                     linkOpen = true;

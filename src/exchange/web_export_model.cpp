@@ -3,18 +3,10 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "storage/text_conversions.h"
+
 namespace vantorel {
 namespace fs = std::filesystem;
-namespace {
-
-std::string Trimmed(const std::string& text) {
-    const std::size_t first = text.find_first_not_of(" \t\r\n");
-    if (first == std::string::npos)
-        return {};
-    return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
-}
-
-}  // namespace
 
 WebExportModel::WebExportModel(UserPort& port, const CustomCfg& custom, ChartPainter* charts,
                                Setup setup)

@@ -125,6 +125,21 @@ std::string ReplaceAll(std::string text, std::string_view from, std::string_view
     return text;
 }
 
+std::string LowerCase(std::string_view text) {
+    std::string lower(text);
+    std::ranges::transform(lower, lower.begin(), [](unsigned char c) {
+        return static_cast<char>(c < 0x80 ? std::tolower(c) : c);
+    });
+    return lower;
+}
+
+std::string Trimmed(std::string_view text, std::string_view blanks) {
+    const std::size_t first = text.find_first_not_of(blanks);
+    if (first == std::string_view::npos)
+        return {};
+    return std::string(text.substr(first, text.find_last_not_of(blanks) - first + 1));
+}
+
 std::string Escaped(std::string text) {
     Escape(text);
     return text;

@@ -21,6 +21,10 @@ void Unescape(std::string& text, std::size_t size = kFieldValueMax);
 // Copies converted by Escape and Unescape, for values written or read in passing.
 // Every occurrence of from replaced by to.
 std::string ReplaceAll(std::string text, std::string_view from, std::string_view to);
+// Text with its ASCII letters in lower case; other bytes (ISO-8859-1 or UTF-8) as they are.
+std::string LowerCase(std::string_view text);
+// Text without the blanks at either end.
+std::string Trimmed(std::string_view text, std::string_view blanks = " \t\r\n");
 
 std::string Escaped(std::string text);
 std::string Unescaped(std::string text);

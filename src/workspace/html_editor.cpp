@@ -40,13 +40,6 @@ void TellWorkFileFault(WorkFileStep step, const std::filesystem::path& file, Use
                Icon::Warning});
 }
 
-std::string Lower(std::string_view text) {
-    std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return lower;
-}
-
 // The length of a "<br>", "<br/>" or "<br />" tag at the start of lower, 0 when there is none.
 std::size_t BreakTagAt(std::string_view lower) {
     if (!lower.starts_with("<br"))
@@ -77,7 +70,7 @@ std::string WorkFileText(std::string_view fieldText) {
 
 std::string FieldTextOf(std::string_view fileText) {
     std::string text = IsValidUtf8(fileText) ? std::string(fileText) : Latin1ToUtf8(fileText);
-    std::string lower = Lower(text);
+    std::string lower = LowerCase(text);
     if (const std::size_t body = lower.find("<body"); body != std::string::npos) {
         const std::size_t start = lower.find('>', body);
         const std::size_t end = lower.rfind("</body");

@@ -15,15 +15,12 @@
 
 #include "desktop/main_window.h"
 #include "desktop/off_window_thread.h"
+#include "desktop/qt_text.h"
 #include "desktop/tree/tree_actions.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
 namespace {
-
-QString FromText(const std::string& text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
 
 // The folder an item whose place is gone goes to, picked from the database's tree; OK only on
 // a folder that holds such items.
@@ -50,7 +47,7 @@ public:
                     m_ok->setEnabled(node && CanRestoreInto(m_item, node->kind));
                 });
         auto* layout = new QVBoxLayout(this);
-        layout->addWidget(new QLabel(FromText(ChooseRestoreFolderText(item))));
+        layout->addWidget(new QLabel(Text(ChooseRestoreFolderText(item))));
         layout->addWidget(m_tree, 1);
         layout->addWidget(buttons);
         resize(420, 480);
@@ -87,7 +84,7 @@ DeletedItemsDialog::DeletedItemsDialog(MainWindow& window, UserPort& port)
     m_list->setSelectionMode(QAbstractItemView::ExtendedSelection);
     QStringList headers;
     for (std::string_view column : kDeletedItemColumns)
-        headers << FromText(std::string(column));
+        headers << Text(std::string(column));
     m_list->setHeaderLabels(headers);
     m_list->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
     connect(m_list, &QTreeWidget::itemSelectionChanged, this, &DeletedItemsDialog::UpdateButtons);
@@ -123,7 +120,7 @@ void DeletedItemsDialog::Show(std::vector<DeletedItem> items) {
     for (const DeletedItem& item : m_items) {
         auto* row = new QTreeWidgetItem(m_list);
         for (std::size_t column = 0; column < std::size(kDeletedItemColumns); ++column)
-            row->setText(static_cast<int>(column), FromText(DeletedItemCell(item, column)));
+            row->setText(static_cast<int>(column), Text(DeletedItemCell(item, column)));
     }
     UpdateButtons();
 }

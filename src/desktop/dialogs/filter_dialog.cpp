@@ -14,6 +14,7 @@
 #include <memory>
 
 #include "desktop/help/help_window.h"
+#include "desktop/qt_text.h"
 #include "desktop/widgets/accessible_names.h"
 #include "desktop/widgets/field_widgets.h"
 #include "documents/custom_cfg.h"
@@ -23,10 +24,6 @@
 
 namespace vantorel {
 namespace {
-
-QString Text(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
 
 QString Numbered(const char* name, std::size_t condition) {
     return QString("%1%2").arg(name).arg(condition);

@@ -14,6 +14,7 @@
 #include <set>
 
 #include "desktop/main_window.h"
+#include "desktop/qt_text.h"
 #include "desktop/tree/tree_actions.h"
 #include "documents/field_tables.h"
 #include "workspace/shell.h"
@@ -21,10 +22,6 @@
 namespace vantorel {
 namespace fs = std::filesystem;
 namespace {
-
-QString Text(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
 
 enum Column { kItem, kField, kContext, kReplacement };
 

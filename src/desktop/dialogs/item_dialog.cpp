@@ -17,6 +17,7 @@
 #include "desktop/dialogs/text_tools.h"
 #include "desktop/help/help_window.h"
 #include "desktop/off_window_thread.h"
+#include "desktop/qt_text.h"
 #include "desktop/widgets/accessible_names.h"
 #include "desktop/widgets/field_widgets.h"
 #include "documents/custom_cfg.h"
@@ -33,10 +34,6 @@
 
 namespace vantorel {
 namespace {
-
-QString Text(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
 
 // A widget's object name: its tag without the brackets ("test_title").
 QString NameOf(std::string_view tag) {

@@ -14,6 +14,7 @@
 #include "desktop/main_window.h"
 #include "desktop/off_window_thread.h"
 #include "desktop/pages/page_view.h"
+#include "desktop/qt_text.h"
 #include "desktop/tree/tree_actions.h"
 #include "desktop/widgets/field_widgets.h"
 #include "workspace/config.h"
@@ -21,10 +22,6 @@
 namespace vantorel {
 namespace fs = std::filesystem;
 namespace {
-
-QString Text(const std::string& text) {
-    return QString::fromStdString(text);
-}
 
 // Runs the engine over the items make gives (read on the worker) with the changes changesFor
 // gives them, then reads the folders again and shows the page anew.

@@ -16,6 +16,7 @@
 
 #include "desktop/help/help_window.h"
 #include "desktop/off_window_thread.h"
+#include "desktop/qt_text.h"
 #include "desktop/widgets/spelling.h"
 #include "exchange/about.h"
 #include "exchange/export_web.h"
@@ -26,10 +27,6 @@
 
 namespace vantorel {
 namespace {
-
-QString FromView(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
 
 QDialogButtonBox* OkCancel(QDialog& dialog) {
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
@@ -46,7 +43,7 @@ std::vector<QCheckBox*> AddCheckBoxes(QVBoxLayout& layout, const QString& title,
     auto* groupLayout = new QVBoxLayout(group);
     std::vector<QCheckBox*> boxes;
     for (const auto& option : options) {
-        auto* box = new QCheckBox(FromView(option.label));
+        auto* box = new QCheckBox(Text(option.label));
         box->setChecked(current.*option.setting);
         groupLayout->addWidget(box);
         boxes.push_back(box);
@@ -61,7 +58,7 @@ bool RunOptionsDialog(QWidget* parent, Config& config, UserPort& port) {
     WindowThreadMayRead mayRead(kDialogReads);
     QDialog dialog(parent);
     dialog.setObjectName("optionsDialog");
-    dialog.setWindowTitle(FromView(kOptionsCaption));
+    dialog.setWindowTitle(Text(kOptionsCaption));
     auto* layout = new QVBoxLayout(&dialog);
     const ConfigSettings& current = config.Settings();
 
@@ -72,12 +69,12 @@ bool RunOptionsDialog(QWidget* parent, Config& config, UserPort& port) {
     std::vector<QLineEdit*> links;
     for (const LinkOption& option : LinkOptions()) {
         auto* field = new QLineEdit(QString::fromStdString(current.*option.setting));
-        field->setAccessibleName(FromView(option.label));
+        field->setAccessibleName(Text(option.label));
         field->setMinimumWidth(420);
-        linksLayout->addRow(FromView(option.label), field);
+        linksLayout->addRow(Text(option.label), field);
         links.push_back(field);
     }
-    auto* hint = new QLabel(FromView(kLinkHint));
+    auto* hint = new QLabel(Text(kLinkHint));
     hint->setWordWrap(true);
     linksLayout->addRow(hint);
     layout->addWidget(linksBox);
@@ -114,7 +111,7 @@ bool RunSpellingOptionsDialog(QWidget* parent, Config& config,
 
     QDialog dialog(parent);
     dialog.setObjectName("spellingOptionsDialog");
-    dialog.setWindowTitle(FromView(kSpellingOptionsCaption));
+    dialog.setWindowTitle(Text(kSpellingOptionsCaption));
     auto* layout = new QVBoxLayout(&dialog);
 
     auto* languageRow = new QFormLayout;
@@ -185,7 +182,7 @@ bool RunDisplayStyleDialog(QWidget* parent, Config& config, const std::filesyste
         return false;
     QDialog dialog(parent);
     dialog.setObjectName("displayStyleDialog");
-    dialog.setWindowTitle(FromView(kDisplayStyleCaption));
+    dialog.setWindowTitle(Text(kDisplayStyleCaption));
     auto* layout = new QVBoxLayout(&dialog);
     layout->addWidget(new QLabel("The look of the item pages:"));
     auto* styles = new QListWidget;
@@ -206,7 +203,7 @@ bool RunDisplayStyleDialog(QWidget* parent, Config& config, const std::filesyste
 }
 
 void ShowAboutBox(QWidget* parent) {
-    QMessageBox box(QMessageBox::NoIcon, FromView(kAboutCaption),
+    QMessageBox box(QMessageBox::NoIcon, Text(kAboutCaption),
                     QString::fromStdString(AboutText(qVersion())), QMessageBox::Ok, parent);
     box.setObjectName("aboutBox");
     box.setIconPixmap(QIcon(":/desktop/icons/vantorel.svg").pixmap(64, 64));

@@ -9,6 +9,7 @@
 #include <QPushButton>
 #include <algorithm>
 
+#include "desktop/qt_text.h"
 #include "desktop/widgets/html_editor_bridge.h"
 #include "desktop/widgets/rich_text_edit.h"
 #include "desktop/widgets/spelling.h"
@@ -18,10 +19,6 @@
 
 namespace vantorel {
 namespace {
-
-QString Text(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
 
 std::u16string_view View(const QString& text) {
     return {reinterpret_cast<const char16_t*>(text.utf16()), static_cast<std::size_t>(text.size())};

@@ -17,16 +17,13 @@
 
 #include "desktop/help/help_window.h"
 #include "desktop/main_window.h"
+#include "desktop/qt_text.h"
 #include "storage/thread_guard.h"
 #include "workspace/help.h"
 
 namespace vantorel {
 namespace fs = std::filesystem;
 namespace {
-
-QString Text(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
 
 QString Local(const fs::path& path) {
     return QString::fromStdString(path.string());

@@ -18,6 +18,7 @@
 #include <QToolBar>
 #include <QVBoxLayout>
 
+#include "desktop/qt_text.h"
 #include "desktop/reports/report_printing.h"
 #include "desktop/widgets/accessible_names.h"
 #include "documents/field_tables.h"
@@ -30,10 +31,6 @@
 namespace vantorel {
 namespace fs = std::filesystem;
 namespace {
-
-QString Latin1(const std::string& text) {
-    return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
-}
 
 QIcon Swatch(std::uint32_t reportColour) {
     QPixmap swatch(12, 12);

@@ -6,15 +6,13 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include "desktop/qt_text.h"
+
 namespace vantorel {
 namespace fs = std::filesystem;
 namespace {
 
 constexpr int kDocumentRole = Qt::UserRole;
-
-QString Latin1(const std::string& text) {
-    return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
-}
 
 }  // namespace
 
