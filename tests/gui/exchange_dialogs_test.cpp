@@ -30,8 +30,6 @@ using testing::ReadFile;
 using testing::WriteFile;
 namespace {
 
-constexpr char kProject[] = "Release 2.0";
-
 template <typename Dialog>
 Dialog* RunDialogCommand(MainWindow& window, const fs::path& selected, int command) {
     window.SelectPath(selected);
@@ -122,7 +120,7 @@ private slots:
     void JUnitDryRunListsWhatWouldChangeThenTheImportRecordsIt() {
         auto open = Open();
         MainWindow& window = *open->window;
-        const fs::path project = open->database / "Projects" / kProject;
+        const fs::path project = open->database / "Projects" / gui_test::kSampleProject;
         const fs::path login = project / "Project Test Cases" / "Login";
         const fs::path results = open->root / "results.xml";
         WriteFile(results,
@@ -138,7 +136,8 @@ private slots:
         auto* dialog = RunDialogCommand<JUnitImportDialog>(window, login / "LOG-001.vtl",
                                                            ID_FILE_IMPORT_JUNIT);
         QVERIFY(dialog);
-        QCOMPARE(dialog->findChild<QLabel*>("junitProject")->text(), QString(kProject));
+        QCOMPARE(dialog->findChild<QLabel*>("junitProject")->text(),
+                 QString(gui_test::kSampleProject));
         auto* versions = dialog->findChild<QComboBox*>("junitVersion");
         QCOMPARE(versions->count(), 3);  // none, then the customisation's "2.0" and "2.1"
         auto* importButton = dialog->findChild<QPushButton*>("junitImport");
@@ -215,7 +214,7 @@ private slots:
     void ExportsAProjectToCsvAndEachCommandTakesItsTargetOrRefusesIt() {
         auto open = Open();
         MainWindow& window = *open->window;
-        const fs::path project = open->database / "Projects" / kProject;
+        const fs::path project = open->database / "Projects" / gui_test::kSampleProject;
         auto* dialog = RunDialogCommand<CsvExportDialog>(window, project, ID_FILE_EXPORT_PRJ_CSV);
         QVERIFY(dialog);
         auto* scope = dialog->findChild<QComboBox*>("csvExportScope");

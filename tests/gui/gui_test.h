@@ -22,6 +22,9 @@ struct Register {
 
 }  // namespace vantorel::gui_test
 
-// Registers the Qt Test class with the desktop's test program.
-#define VANTOREL_GUI_TEST(TestClass) \
-    static const vantorel::gui_test::Register<TestClass> registeredTestClass
+// Registers the Qt Test class with the desktop's test program, under a name of its own: test
+// files are compiled several to a translation unit.
+#define VANTOREL_GUI_TEST(TestClass) VANTOREL_GUI_TEST_NAMED(TestClass, __COUNTER__)
+#define VANTOREL_GUI_TEST_NAMED(TestClass, count) VANTOREL_GUI_TEST_VARIABLE(TestClass, count)
+#define VANTOREL_GUI_TEST_VARIABLE(TestClass, count) \
+    static const vantorel::gui_test::Register<TestClass> registeredTestClass##count

@@ -44,11 +44,10 @@ namespace vantorel {
 namespace fs = std::filesystem;
 namespace {
 
-constexpr char kProject[] = "Release 2.0";
-
 // Opens the wizard on the project and waits for what it does at its start.
 ReportWizardDialog* OpenWizard(MainWindow& window, int command) {
-    window.SelectPath(window.TheShell().Database().Directory() / "Projects" / kProject);
+    window.SelectPath(window.TheShell().Database().Directory() / "Projects" /
+                      gui_test::kSampleProject);
     window.RunCommand(command);
     auto* wizard = window.findChild<ReportWizardDialog*>();
     return wizard && QTest::qWaitFor([wizard] { return !wizard->Busy(); }, 20000) ? wizard
@@ -91,7 +90,7 @@ class ReportWindowTest : public gui_test::WindowTest {
         QVERIFY(Next(*wizard));
         // The project selected in the tree is chosen.
         QCOMPARE(wizard->findChild<QListWidget*>("wizardProjects")->currentItem()->text(),
-                 QString(kProject));
+                 QString(gui_test::kSampleProject));
         QVERIFY(Next(*wizard));
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::ReportType));
         wizard->findChild<QRadioButton*>(QString("wizardKind%1").arg(static_cast<int>(kind)))
@@ -238,7 +237,7 @@ private slots:
     void AReportCommandMakesItsReportAtOnceAndShowsIt() {
         auto open = Open();
         MainWindow& window = *open->window;
-        window.SelectPath(open->database / "Projects" / kProject);
+        window.SelectPath(open->database / "Projects" / gui_test::kSampleProject);
         // "Progress Report - Filtered" with no filter chosen is refused.
         window.RunCommand(ID_REPORT_FIRST + 3);
         QTRY_COMPARE(open->port.notices.size(), std::size_t{1});
@@ -249,8 +248,8 @@ private slots:
         window.RunCommand(ID_REPORT_FIRST + 1);
         QTRY_COMPARE(window.findChild<QStackedWidget*>()->currentWidget(), &window.Reports());
         const fs::path report = window.CurrentNode()->path;
-        QCOMPARE(report.parent_path(),
-                 open->database / "Projects" / kProject / "Project Reports" / "Status Reports");
+        QCOMPARE(report.parent_path(), open->database / "Projects" / gui_test::kSampleProject /
+                                           "Project Reports" / "Status Reports");
         QVERIFY(report.filename().string().starts_with("Status Report 20"));
         QVERIFY(gui_test::TestReads([&] { return ReadStatusReport(report); })->totalTests == 1);
         // The report names the filter it went through.
@@ -259,7 +258,7 @@ private slots:
                         ->text()
                         .contains("filter Failed - "));
         QCOMPARE(open->port.notices.size(), std::size_t{1});
-        window.SelectPath(open->database / "Projects" / kProject);
+        window.SelectPath(open->database / "Projects" / gui_test::kSampleProject);
 
         // Without a project in the database every report command is refused.
         for (const fs::directory_entry& project :
@@ -305,7 +304,8 @@ private slots:
         QCOMPARE(wizard->findChild<QLabel*>("wizardGenerateText")->text().toStdString(),
                  wizard->Model().PageText());  // the cancel, as the model says it
         QVERIFY(!wizard->button(QWizard::FinishButton)->isEnabled());
-        const fs::path reports = database / "Projects" / kProject / "Project Reports";
+        const fs::path reports =
+            database / "Projects" / gui_test::kSampleProject / "Project Reports";
         QVERIFY(fs::is_empty(reports / "Test Case Reports"));
         // A second try runs to its end.
         QVERIFY(GenerateOnLastPage(*wizard));
@@ -314,8 +314,8 @@ private slots:
 
     void AnUnreadableReportGivesNoReport() {
         auto open = Open();
-        const fs::path broken = open->database / "Projects" / kProject / "Project Reports" /
-                                "Status Reports" / "Broken.vtl";
+        const fs::path broken = open->database / "Projects" / gui_test::kSampleProject /
+                                "Project Reports" / "Status Reports" / "Broken.vtl";
         std::ofstream(broken) << "<?xml version=\"1.0\"?>\r\n<status_report><id>x</id>";
         open->window->SelectPath(broken);
         ReportView& view = open->window->Reports();
@@ -347,14 +347,15 @@ private slots:
         text.start("pdftotext", {"-layout", pdf, "-"});
         QVERIFY2(text.waitForFinished(20000), "pdftotext (poppler-utils) must be installed");
         const QString printed = QString::fromUtf8(text.readAllStandardOutput());
-        QVERIFY(printed.contains(kProject));
+        QVERIFY(printed.contains(gui_test::kSampleProject));
         QVERIFY(printed.contains("Printed"));
         const std::optional<StatusReportData> document =
             gui_test::TestReads([&] { return ReadStatusReport(status); });
         QVERIFY(document);
         for (const std::string& name : document->statuses)
             QVERIFY2(printed.contains(QString::fromLatin1(name.c_str())), name.c_str());
-        QVERIFY(printed.contains(QString("%1 - Printed - Page 1 of ").arg(kProject)));
+        QVERIFY(
+            printed.contains(QString("%1 - Printed - Page 1 of ").arg(gui_test::kSampleProject)));
 
         // The preview lays out the same pages; the window's Print goes to the report's dialog.
         int previewPages = 0;

@@ -30,7 +30,7 @@ QCheckBox* FlagBox(QDialog& dialog, bool ConfigSettings::*setting) {
     return nullptr;
 }
 
-QLineEdit* LinkField(QDialog& dialog, std::string ConfigSettings::*setting) {
+QLineEdit* BugLinkField(QDialog& dialog, std::string ConfigSettings::*setting) {
     for (const LinkOption& option : LinkOptions())
         if (option.setting == setting)
             for (QLineEdit* field : dialog.findChildren<QLineEdit*>())
@@ -63,9 +63,9 @@ private slots:
             incrementalNew = FlagBox(dialog, &ConfigSettings::incrementalNew)->isChecked();
             printFooter = FlagBox(dialog, &ConfigSettings::printFooter)->isChecked();
             statusIcons = FlagBox(dialog, &ConfigSettings::changeIconsInTreeview)->isChecked();
-            bugPath = LinkField(dialog, &ConfigSettings::viewBugPath)->text();
+            bugPath = BugLinkField(dialog, &ConfigSettings::viewBugPath)->text();
             FlagBox(dialog, &ConfigSettings::printFooter)->click();
-            LinkField(dialog, &ConfigSettings::addBugPath)->setText("tracker '%TESTCASE_PATH%'");
+            BugLinkField(dialog, &ConfigSettings::addBugPath)->setText("tracker '%TESTCASE_PATH%'");
             Press(dialog, QDialogButtonBox::Ok);
         });
         open->window->RunCommand(ID_SETTINGS_OPTIONS);
@@ -96,7 +96,7 @@ private slots:
         bool stayedOpen = false;
         WhenModalOpens([&](QDialog& dialog) {
             FlagBox(dialog, &ConfigSettings::showStartupDialog)->click();
-            LinkField(dialog, &ConfigSettings::viewReqPath)->setText(QString(600, 'r'));
+            BugLinkField(dialog, &ConfigSettings::viewReqPath)->setText(QString(600, 'r'));
             Press(dialog, QDialogButtonBox::Ok);
             stayedOpen = dialog.isVisible();
             Press(dialog, QDialogButtonBox::Cancel);

@@ -18,8 +18,6 @@ namespace vantorel {
 namespace fs = std::filesystem;
 namespace {
 
-constexpr char kProject[] = "Release 2.0";
-
 // A point of the chart view inside the slice of series; none when it draws no slice.
 std::optional<QPoint> PointInSlice(const ChartView& view, std::size_t series) {
     for (int y = 0; y < view.height(); y += 3)
@@ -40,7 +38,7 @@ private slots:
         auto open = Open();
         MainWindow& window = *open->window;
         ReportRequest request;
-        request.projectFolder = open->database / "Projects" / kProject;
+        request.projectFolder = open->database / "Projects" / gui_test::kSampleProject;
         const std::optional<fs::path> report =
             MakeReport(ReportKind::Status, {open->port, window.TheShell().Custom()})
                 ->create(request);

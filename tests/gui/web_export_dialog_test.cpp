@@ -20,8 +20,6 @@ namespace vantorel {
 namespace fs = std::filesystem;
 namespace {
 
-constexpr char kProject[] = "Release 2.0";
-
 // Takes the URLs the program hands to the browser.
 class BrowserStandIn : public QObject {
     Q_OBJECT
@@ -56,7 +54,8 @@ std::vector<std::string> BrokenLinks(const fs::path& site) {
 
 // Opens the export dialog on the project.
 WebExportDialog* OpenDialog(MainWindow& window) {
-    window.SelectPath(window.TheShell().Database().Directory() / "Projects" / kProject);
+    window.SelectPath(window.TheShell().Database().Directory() / "Projects" /
+                      gui_test::kSampleProject);
     window.RunCommand(ID_FILE_EXPORT_WEB);
     return window.findChild<WebExportDialog*>();
 }
@@ -82,7 +81,8 @@ private slots:
         auto open = Open();
         WebExportDialog* dialog = OpenDialog(*open->window);
         QVERIFY(dialog);
-        QCOMPARE(dialog->findChild<QLabel*>("exportProject")->text(), QString(kProject));
+        QCOMPARE(dialog->findChild<QLabel*>("exportProject")->text(),
+                 QString(gui_test::kSampleProject));
         auto* styles = dialog->findChild<QComboBox*>("exportStyles");
         QVERIFY(styles->count() >= 2);
         QCOMPARE(styles->currentText(), QString("default"));
@@ -93,17 +93,18 @@ private slots:
         BrowserStandIn browser;
         open->port.ScriptAnswers({true});  // view the project now
         QVERIFY(ExportTo(*dialog, destination));
-        const fs::path page = destination / kProject / (std::string(kProject) + ".html");
+        const fs::path page = destination / gui_test::kSampleProject /
+                              (std::string(gui_test::kSampleProject) + ".html");
         QTRY_COMPARE(browser.opened.size(), 1);
         QCOMPARE(browser.opened.first(), QUrl::fromLocalFile(QString::fromStdString(page)));
         QTRY_VERIFY(!open->window->findChild<WebExportDialog*>());  // closed and gone
         QCOMPARE(open->port.notices.size(), toldBefore);
 
-        QVERIFY(fs::exists(destination / kProject / "style.css"));
-        QVERIFY(
-            fs::exists(destination / kProject / "Project Test Cases" / "Login" / "LOG-002.html"));
+        QVERIFY(fs::exists(destination / gui_test::kSampleProject / "style.css"));
+        QVERIFY(fs::exists(destination / gui_test::kSampleProject / "Project Test Cases" / "Login" /
+                           "LOG-002.html"));
         QVERIFY(testing::Has(testing::ReadFile(page), "LOG-002.html"));
-        const std::vector<std::string> broken = BrokenLinks(destination / kProject);
+        const std::vector<std::string> broken = BrokenLinks(destination / gui_test::kSampleProject);
         QVERIFY2(broken.empty(), broken.empty() ? "" : broken.front().c_str());
     }
 
@@ -112,7 +113,8 @@ private slots:
         MainWindow& window = *open->window;
         gui_test::GatedPort& port = open->port;
         const fs::path destination = Root() / "web";
-        const fs::path page = destination / kProject / (std::string(kProject) + ".html");
+        const fs::path page = destination / gui_test::kSampleProject /
+                              (std::string(gui_test::kSampleProject) + ".html");
 
         WebExportDialog* first = OpenDialog(window);
         QVERIFY(first);
@@ -148,7 +150,7 @@ private slots:
         QCOMPARE(port.notices.size(), std::size_t{3});  // the cancel's
         QCOMPARE(testing::ReadFile(page), earlier);
         for (const auto& entry : fs::directory_iterator(destination))
-            QCOMPARE(entry.path().filename().string(), std::string(kProject));
+            QCOMPARE(entry.path().filename().string(), std::string(gui_test::kSampleProject));
         dialog->findChild<QPushButton*>("exportCancel")->click();
         QTRY_VERIFY(!window.findChild<WebExportDialog*>());
     }

@@ -27,6 +27,9 @@ namespace vantorel::gui_test {
 // program's folder where the sample database ships.
 ShellFolders FoldersBelow(const std::filesystem::path& root);
 
+// The sample database's project.
+inline constexpr char kSampleProject[] = "Release 2.0";
+
 // A test that drives a dialog's model itself, or reads on disk what the window did, reads on
 // the window's thread: it says so with WindowThreadMayRead and this reason.
 inline constexpr char kTestReads[] = "the test reads what it drives or checks";

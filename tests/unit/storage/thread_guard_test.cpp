@@ -42,7 +42,7 @@ TEST(WindowThreadGuardDeathTest, AReadOnTheMarkedThreadStopsNamingWhatWasRead) {
             failures += ReadRegularFile(file, text) != 0;
             std::exit(failures);
         },
-        testing::ExitedWithCode(0), "");
+        ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
