@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <condition_variable>
@@ -13,6 +14,8 @@
 #include <deque>
 #include <exception>
 #include <mutex>
+#include <optional>
+#include <span>
 #include <thread>
 
 #include "documents/item_editor.h"
@@ -225,15 +228,34 @@ private:
         try {
             XMLParse buffer;
             HeldFolder folder;
+            BatchDocumentReader batch;
+            std::array<const char*, BatchDocumentReader::kBatch> names{};
             Chunk chunk;
             while (Pop(chunk)) {
-                for (const Document& document : chunk) {
-                    if (Cancelled()) {
-                        EndEarly(thread);
-                        return;
+                // A batch is read ahead of its documents' turn; the stop is still looked at
+                // before each one is taken.
+                for (std::size_t first = 0; first < chunk.size();) {
+                    const Folder* holder = chunk[first].folder;
+                    const int folderFd = folder.Descriptor(holder, holder->path);
+                    std::size_t last = first;
+                    while (last < chunk.size() && last - first < names.size() &&
+                           chunk[last].folder == holder) {
+                        names[last - first] = chunk[last].name.c_str();
+                        ++last;
                     }
-                    GetStatsFromFile(document, folder, buffer, *m_tallies[thread],
-                                     m_counts[thread]);
+                    const bool batched = batch.Available() && folderFd >= 0;
+                    if (batched)
+                        batch.Read(folderFd, std::span(names.data(), last - first));
+                    for (std::size_t at = first; at < last; ++at) {
+                        if (Cancelled()) {
+                            EndEarly(thread);
+                            return;
+                        }
+                        GetStatsFromFile(chunk[at], folder,
+                                         batched ? batch.Document(at - first) : std::nullopt,
+                                         buffer, *m_tallies[thread], m_counts[thread]);
+                    }
+                    first = last;
                 }
                 m_tallies[thread]->EndChunk(chunk.front().order, chunk.back().order + 1);
                 const std::size_t done = m_processed += chunk.size();
@@ -258,15 +280,19 @@ private:
         m_ready.notify_all();
     }
 
-    // Takes one project test case into a thread's statistics: read it, test it against the
-    // filter, hand it to the kind, and count it as open for editing when its lock exists.
-    void GetStatsFromFile(const Document& document, HeldFolder& folder, XMLParse& buffer,
+    // Takes one project test case into a thread's statistics: read it (unless its batch did),
+    // test it against the filter, hand it to the kind, and count it as open for editing when
+    // its lock exists.
+    void GetStatsFromFile(const Document& document, HeldFolder& folder,
+                          std::optional<std::string_view> batchRead, XMLParse& buffer,
                           DocumentTally& tally, Counts& counts) const {
         const ReportRequest& request = *m_report.m_request;
         const char* heading = KindInfo(m_report.m_kind).createHeading.data();
         const int folderFd = folder.Descriptor(document.folder, document.folder->path);
-        if (folderFd < 0 || buffer.OpenFastRead(folderFd, document.name.c_str()) != 0 ||
-            buffer.Load() != 0) {
+        if (batchRead) {
+            buffer.LoadText(*batchRead);
+        } else if (folderFd < 0 || buffer.OpenFastRead(folderFd, document.name.c_str()) != 0 ||
+                   buffer.Load() != 0) {
             DebugLog::Write(heading, "Failed to open file %s\n",
                             (document.folder->path / document.name).c_str());
             ++counts.unreadable;

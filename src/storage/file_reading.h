@@ -7,10 +7,15 @@
 
 #include <sys/types.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
+#include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vantorel {
@@ -54,6 +59,36 @@ int ReadOpenFileOfSize(int fd, std::size_t size, std::string& text);
 // never blocks).
 int ReadDocumentAt(int folderFd, const char* name, std::string& text,
                    std::size_t maxSize = kDocumentSizeMax);
+
+// The walks' read of many documents of one folder, a batch at a time, through io_uring: each
+// document's open, read and close are one linked chain of requests, and a batch of chains is
+// one system call where the plain read takes three a document. It settles only the common
+// case, a regular file in memory and smaller than its chain's buffer, read whole; whatever
+// else stands under a name (a larger file, an empty one, one still on the disk, a folder,
+// FIFO, device or link, a refusal) it leaves to ReadDocumentAt, which tells those apart. Where
+// io_uring is refused (an older kernel, a container's policy), Available is false and every
+// document goes the plain way. A worker thread owns one.
+class BatchDocumentReader {
+public:
+    static constexpr std::size_t kBatch = 32;
+
+    BatchDocumentReader();
+    ~BatchDocumentReader();
+    BatchDocumentReader(const BatchDocumentReader&) = delete;
+    BatchDocumentReader& operator=(const BatchDocumentReader&) = delete;
+
+    bool Available() const { return m_ring != nullptr; }
+    // Reads the named documents (at most kBatch) of the folder open as folderFd.
+    void Read(int folderFd, std::span<const char* const> names);
+    // Document i of the last Read, whole, or nothing when ReadDocumentAt must settle it.
+    std::optional<std::string_view> Document(std::size_t i) const;
+
+private:
+    struct Ring;
+    std::unique_ptr<Ring> m_ring;
+    std::unique_ptr<char[]> m_buffers;
+    std::array<int, kBatch> m_read{};  // bytes read, or a negative error number
+};
 
 // A folder a worker holds open while it reads the documents listed in it, so that each is
 // opened by its name alone rather than by a walk down the whole path.

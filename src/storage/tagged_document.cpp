@@ -294,10 +294,11 @@ int XMLParse::LoadWide() {
     return 0;
 }
 
-void XMLParse::LoadText(std::string text) {
-    if (std::memchr(text.data(), '\0', text.size()))
-        std::replace(text.begin(), text.end(), '\0', ' ');
-    m_text = std::move(text);
+void XMLParse::LoadText(std::string_view text) {
+    // Into the text's own buffer, so a parser reused over many documents keeps it.
+    m_text.assign(text);
+    if (std::memchr(m_text.data(), '\0', m_text.size()))
+        std::replace(m_text.begin(), m_text.end(), '\0', ' ');
     m_loaded = true;
 }
 

@@ -125,7 +125,7 @@ public:
     int Load();  // NUL bytes become spaces
     int LoadWide();
     // Uses text as the loaded document, as if read from a file.
-    void LoadText(std::string text);
+    void LoadText(std::string_view text);
     // Closes the file and drops the loaded text and any uncommitted writing.
     void Close();
 

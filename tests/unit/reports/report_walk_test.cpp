@@ -33,6 +33,9 @@ protected:
 
 TEST_F(ReportWalkTest, LinksFifosAndHugeFilesNeitherHoldNorMisleadTheWalk) {
     AddCase("Login/A.vtl", {{"<test_status>", "Pass"}});
+    // A long document, its status beyond the first 64 KiB a batched read takes at once.
+    AddCase("Login/Long.vtl",
+            {{"<notes1>", std::string(100 * 1024, 'x')}, {"<test_status>", "Fail"}});
     const std::filesystem::path outside = dir.path() / "outside";
     std::filesystem::create_directories(outside);
     std::ofstream(outside / "Stolen.vtl") << "<project_test_case><test_status>Fail</test_status>";
@@ -48,9 +51,10 @@ TEST_F(ReportWalkTest, LinksFifosAndHugeFilesNeitherHoldNorMisleadTheWalk) {
     ASSERT_TRUE(file);
     const auto report = ReadStatusReport(*file);
     ASSERT_TRUE(report);
-    // Each counts, A alone with figures: the linked document was not read through its link.
-    EXPECT_EQ(report->totalTests, 4);
-    EXPECT_EQ(std::accumulate(report->counts.begin(), report->counts.end(), std::int64_t{0}), 1);
+    // Each counts, A and Long alone with figures: the linked document was not read through its
+    // link.
+    EXPECT_EQ(report->totalTests, 5);
+    EXPECT_EQ(std::accumulate(report->counts.begin(), report->counts.end(), std::int64_t{0}), 2);
     const auto notice = std::ranges::find(port.notices, "Unreadable test cases", &Notice::caption);
     ASSERT_NE(notice, port.notices.end());
     EXPECT_TRUE(notice->text.starts_with("3 test cases could not be read")) << notice->text;

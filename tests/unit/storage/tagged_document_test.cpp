@@ -1,5 +1,6 @@
 #include "storage/tagged_document.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -7,6 +8,7 @@
 #include <map>
 #include <random>
 
+#include "storage/file_reading.h"
 #include "support/temp_dir.h"
 
 namespace vantorel {
@@ -194,6 +196,36 @@ TEST(Load, OnlyRegularFilesOfADocumentsSizeAreRead) {
     EXPECT_EQ(document.GetTag("<id>", id), 0);
     EXPECT_EQ(id, "big");
     EXPECT_EQ(ReadFailureText(kFileTooLarge), "is larger than 32 MiB");
+}
+
+// The batched read settles a small regular document, and leaves the rest to the plain read
+// without waiting on any of them: a FIFO whose writer never writes holds it no more than one
+// without a writer.
+TEST(BatchDocumentReader, ReadsSmallDocumentsWholeAndLeavesTheRestToThePlainRead) {
+    BatchDocumentReader batch;
+    if (!batch.Available())
+        GTEST_SKIP() << "io_uring is refused here";
+    TempDir dir;
+    std::ofstream(dir / "A.vtl") << "<id>A</id>";
+    std::ofstream(dir / "Long.vtl") << std::string(100 * 1024, 'x');
+    std::ofstream(dir / "Empty.vtl");
+    ASSERT_EQ(::mkfifo((dir / "Pipe.vtl").c_str(), 0600), 0);
+    ASSERT_EQ(::mkfifo((dir / "Held.vtl").c_str(), 0600), 0);
+    const int writer = ::open((dir / "Held.vtl").c_str(), O_RDWR | O_NONBLOCK);
+    ASSERT_GE(writer, 0);
+    std::filesystem::create_symlink(dir / "A.vtl", dir / "Link.vtl");
+    std::filesystem::create_directory(dir / "Folder.vtl");
+    const int folder = ::open(dir.path().c_str(), O_RDONLY | O_DIRECTORY);
+    ASSERT_GE(folder, 0);
+    const char* names[] = {"Long.vtl", "A.vtl",      "Empty.vtl",   "Pipe.vtl", "Held.vtl",
+                           "Link.vtl", "Folder.vtl", "Missing.vtl", "A.vtl"};
+    batch.Read(folder, names);
+    EXPECT_EQ(batch.Document(1), "<id>A</id>");
+    EXPECT_EQ(batch.Document(8), "<id>A</id>");
+    for (const std::size_t other : {0, 2, 3, 4, 5, 6, 7})
+        EXPECT_FALSE(batch.Document(other)) << names[other];
+    ::close(writer);
+    ::close(folder);
 }
 
 TEST(ListFolder, TypesEntriesWithoutFollowingLinks) {
