@@ -227,6 +227,9 @@ void CsvImportDialog::Opened(std::shared_ptr<CsvImport> model) {
     const std::vector<std::string>& columns = m_model->Columns();
     const std::vector<std::vector<std::string>> preview = m_model->Preview();
     m_mapping->setRowCount(static_cast<int>(columns.size()));
+    // A cell's choice, made after the dialog, would come last in the Tab order: each follows
+    // the one above it, so Tab goes down the table before the preview and buttons.
+    QWidget* tabBefore = m_mapping;
     for (std::size_t column = 0; column < columns.size(); ++column) {
         const int row = static_cast<int>(column);
         m_mapping->setItem(row, 0, new QTableWidgetItem(QString::fromStdString(columns[column])));
@@ -236,6 +239,8 @@ void CsvImportDialog::Opened(std::shared_ptr<CsvImport> model) {
         for (const CsvImportField& field : m_model->Fields())
             fields->addItem(FromLatin1(field.caption));
         m_mapping->setCellWidget(row, 1, fields);
+        QWidget::setTabOrder(tabBefore, fields);
+        tabBefore = fields;
         connect(fields, &QComboBox::activated, this, [this, column](int index) {
             MapColumn(column,
                       index == 0 ? std::nullopt
