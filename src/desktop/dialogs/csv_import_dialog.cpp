@@ -133,6 +133,8 @@ CsvImportDialog::CsvImportDialog(UserPort& port, CustomSnapshot custom, Exchange
     m_checkSummary->setObjectName("csvCheckSummary");
     m_checkSummary->setWordWrap(true);
     m_refusalList->setObjectName("csvRefusals");
+    // The summary above it changes with each check: no name to borrow.
+    m_refusalList->setAccessibleName("Refused rows");
     m_refusalList->setMaximumHeight(m_refusalList->fontMetrics().lineSpacing() * 7);
     m_goodRowsOnly->setObjectName("csvGoodRowsOnly");
     m_goodRowsOnly->setEnabled(false);
