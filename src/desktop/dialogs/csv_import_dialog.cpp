@@ -18,6 +18,7 @@
 #include "desktop/dialogs/exchange_dialogs.h"
 #include "desktop/exchange_jobs.h"
 #include "desktop/main_window.h"
+#include "desktop/widgets/accessible_names.h"
 #include "desktop/widgets/field_widgets.h"
 #include "exchange/csv_presets.h"
 #include "exchange/testlink_import.h"
@@ -240,6 +241,9 @@ void CsvImportDialog::Opened(std::shared_ptr<CsvImport> model) {
         fields->addItem(kNotImported);
         for (const CsvImportField& field : m_model->Fields())
             fields->addItem(FromLatin1(field.caption));
+        // It reads as the field chosen: its name says which column of the file it takes.
+        NameForScreenReaders(
+            *fields, QString("Column %1 imported as").arg(QString::fromStdString(columns[column])));
         m_mapping->setCellWidget(row, 1, fields);
         QWidget::setTabOrder(tabBefore, fields);
         tabBefore = fields;
