@@ -3,6 +3,7 @@
 #include <QWebEngineScript>
 
 #include <QAccessible>
+#include <QComboBox>
 #include <QTest>
 #include <QWebEnginePage>
 
@@ -149,10 +150,19 @@ QString OutOfReadingOrder(QWidget& window, std::vector<QWidget*> stops) {
     return backwards.size() > 1 ? backwards.join(", ") : QString();
 }
 
+// A combo box reads as its current text, a choice and not what it chooses: it is named only
+// by a name of its own or a label.
+bool Named(QWidget& stop) {
+    QAccessibleInterface* read = QAccessible::queryAccessibleInterface(&stop);
+    if (!read || read->text(QAccessible::Name).trimmed().isEmpty())
+        return false;
+    return !qobject_cast<QComboBox*>(&stop) || !stop.accessibleName().isEmpty() ||
+           !read->relations(QAccessible::Labelled).isEmpty();
+}
+
 QString FirstUnnamed(const std::vector<QWidget*>& stops) {
     for (QWidget* stop : stops)
-        if (const QAccessibleInterface* read = QAccessible::queryAccessibleInterface(stop);
-            !read || read->text(QAccessible::Name).trimmed().isEmpty())
+        if (!Named(*stop))
             return "unnamed " + InWords(*stop);
     return {};
 }
