@@ -200,13 +200,15 @@ void WindowTest::WhenModalOpens(std::function<void(QDialog&)> handle, const QStr
         if (!dialog || (!name.isEmpty() && dialog->objectName() != name))
             return;
         timer->stop();
-        // Read before handle closes it; handle runs even so, or the dialog would wait for ever.
-        // Qt lays out its own dialogs (a colour's, a message box): the program's are checked.
+        // Read before handle closes (or deletes) it; handle runs even so, or the dialog would wait
+        // for ever. Qt lays out its own dialogs (a colour's, a message box): the program's are
+        // checked.
         const QString kind = dialog->metaObject()->className();
         const QString faults =
             kind == "QDialog" || !kind.startsWith('Q') ? TabStopFaults(*dialog) : QString();
+        const QString title = dialog->windowTitle();
         handle(*dialog);
-        QVERIFY2(faults.isEmpty(), qPrintable(dialog->windowTitle() + ": " + faults));
+        QVERIFY2(faults.isEmpty(), qPrintable(title + ": " + faults));
     });
     timer->start();
 }
