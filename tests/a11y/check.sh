@@ -53,11 +53,18 @@ status=0
 # From the tree's last folder up, so what a folder opens never pushes the next row out of sight.
 project="Projects/Release 2.0"
 report=$(basename "$("$vantorel" /r status /d "$work/db" /p "Release 2.0")" .vtl)
+# The menu's imports and exports act on the row selected last.
 /usr/bin/python3 "$here/walk.py" --dialogs "Filters/Failed" "Testers/dana" "Resources/Cards" \
-    "Test Configurations/Desktop" "$project" "$project/Project Test Cases/Login/LOG-002" \
+    "Test Configurations/Desktop" "$project" --menu "File/Export Project to web..." \
+    --dialogs "$project/Project Test Cases/Login/LOG-002" \
+    --menu "File/Import/Import JUnit Results..." "File/Import/Import Project Test Case" \
+    "File/Export to CSV.../Export Project Test Cases" \
     --report "$project/Project Reports/Status Reports/$report" \
     --dialogs "Test Cases/Cart" "Test Cases/Login/LOG-001" --page "Test Cases/Login/LOG-001" \
-    --menu "Settings/Options..." "Settings/Spelling..." "Settings/Set User..." \
+    --menu "File/Import/Import Test Case" "File/Import/Import from TestLink..." \
+    "File/Export to CSV.../Export Test Cases" "File/Export to TestLink..." \
+    "Edit/Deleted Items..." "Edit/Display Style..." \
+    "Settings/Options..." "Settings/Spelling..." "Settings/Set User..." \
     "Settings/Customize Fields..." "Filter/Create New Filter..." "Edit/Find..." \
     "Report/Report Wizard..." "Help/About" "$@" || status=$?
 [ "$status" -ne 0 ] && tail -n 20 "$work/program.log"

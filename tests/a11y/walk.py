@@ -116,13 +116,14 @@ def select(program, rows):
 
 
 def choose_from_menu(program, path):
-    """Clicks the menu bar's "Menu/Item" as a user does."""
-    menu, item = path.split("/", 1)
+    """Clicks the menu bar's "Menu/Item" or "Menu/Submenu/Item" as a user does."""
+    menu, *items = path.split("/")
     bar = wait_for(lambda: next((a for a, _ in walk(program) if role(a) == "menu bar"), None),
                    10, "the menu bar")
     click(wait_for(lambda: next((a for a in bar if name(a) == menu), None), 10, menu))
-    click(wait_for(lambda: next((a for a, _ in walk(bar) if name(a) == item and
-                                 has(a, pyatspi.STATE_SHOWING)), None), 10, path))
+    for item in items:
+        click(wait_for(lambda: next((a for a, _ in walk(bar) if name(a) == item and
+                                     has(a, pyatspi.STATE_SHOWING)), None), 10, path))
 
 
 def wait_for_dialog(program):

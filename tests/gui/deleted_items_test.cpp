@@ -79,6 +79,7 @@ private slots:
         QVERIFY(dialog);
         auto* list = dialog->findChild<QTreeWidget*>("deletedItems");
         QCOMPARE(list->topLevelItemCount(), 1);
+        QCOMPARE(gui_test::TabStopFaults(*dialog), QString());
         QCOMPARE(list->topLevelItem(0)->text(2).toStdString(),
                  std::string("Projects/Release 2.0/Project Test Cases"));
         list->topLevelItem(0)->setSelected(true);
@@ -114,6 +115,7 @@ private slots:
         QTRY_VERIFY((chooser = dialog->findChild<QDialog*>("restoreFolderChooser")));
         auto* folders = chooser->findChild<QTreeView*>("restoreFolderTree");
         auto* ok = chooser->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok);
+        QCOMPARE(gui_test::TabStopFaults(*chooser), QString());
         folders->setCurrentIndex(window.Model().IndexOf(open->database / "Testers"));
         QVERIFY(!ok->isEnabled());
         folders->setCurrentIndex(window.Model().IndexOf(library / "Search"));

@@ -72,6 +72,7 @@ private slots:
         QCOMPARE(refusals->count(), 1);
         QVERIFY(refusals->item(0)->text().startsWith("Line 3, column 1 (ID)"));
         QVERIFY(refusals->item(0)->text().contains("\"LOG-001\""));
+        QCOMPARE(gui_test::TabStopFaults(*dialog), QString());
         auto* import = dialog->findChild<QPushButton*>("csvImport");
         QVERIFY(!import->isEnabled());  // nothing is written while a row is refused...
         dialog->findChild<QCheckBox*>("csvGoodRowsOnly")->click();
@@ -141,6 +142,7 @@ private slots:
         auto* versions = dialog->findChild<QComboBox*>("junitVersion");
         QCOMPARE(versions->count(), 3);  // none, then the customisation's "2.0" and "2.1"
         auto* importButton = dialog->findChild<QPushButton*>("junitImport");
+        QCOMPARE(gui_test::TabStopFaults(*dialog), QString());
         QSignalSpy ran(dialog, &JUnitImportDialog::dryRunEnded);
         dialog->SetFile(results);
         dialog->findChild<QPushButton*>("junitDryRun")->click();
@@ -190,6 +192,7 @@ private slots:
         dialog->Read(file);
         QTRY_COMPARE(checked.count(), 1);
         QVERIFY(dialog->Refusals().empty());
+        QCOMPARE(gui_test::TabStopFaults(*dialog), QString());
         dialog->findChild<QPushButton*>("csvImport")->click();
         QTRY_VERIFY(!window.Jobs().Running());
         QTRY_VERIFY(fs::exists(library / "Payments" / "Vouchers"));
@@ -202,6 +205,7 @@ private slots:
         QCOMPARE(exported->findChild<QComboBox*>("csvExportScope")->currentText(),
                  QString("Suite \"Payments\""));
         QVERIFY(!exported->findChild<QComboBox*>("csvEncoding")->isVisibleTo(exported));
+        QCOMPARE(gui_test::TabStopFaults(*exported), QString());
         const fs::path target = open->root / "payments.xml";
         exported->findChild<QLineEdit*>("csvDestination")
             ->setText(QString::fromStdString(target.string()));
@@ -220,6 +224,7 @@ private slots:
         auto* scope = dialog->findChild<QComboBox*>("csvExportScope");
         QCOMPARE(scope->count(), 1);
         QCOMPARE(scope->currentText(), QString("Project \"Release 2.0\""));
+        QCOMPARE(gui_test::TabStopFaults(*dialog), QString());
         auto* destination = dialog->findChild<QLineEdit*>("csvDestination");
         QCOMPARE(destination->text().toStdString(),
                  (window.ExportFolder() / "Release 2.0.csv").string());

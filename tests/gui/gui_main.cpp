@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "desktop/desktop_program.h"
+#include "desktop/widgets/accessible_names.h"
 #include "gui_test.h"
 #include "storage/thread_guard.h"
 
@@ -75,6 +76,10 @@ int main(int argc, char** argv) {
     vantorel::ChooseWebViewRendering();
     // A read on the window's thread stops the run at the test that made it.
     vantorel::MarkWindowThread(true);
+    // Windows name their unlabelled controls as they do in the program, which the dialogs'
+    // checks for names read.
+    vantorel::UnlabelledControlsNamer namer;
+    application.installEventFilter(&namer);
 
     QStringList arguments = application.arguments();
     QString only;

@@ -87,27 +87,34 @@ class ReportWindowTest : public gui_test::WindowTest {
         ReportWizardDialog* wizard = OpenWizard(window, ID_REPORT_WIZARD);
         QVERIFY(wizard);
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Intro));
+        QCOMPARE(gui_test::TabStopFaults(*wizard), QString());
         QVERIFY(Next(*wizard));
         // The project selected in the tree is chosen.
         QCOMPARE(wizard->findChild<QListWidget*>("wizardProjects")->currentItem()->text(),
                  QString(gui_test::kSampleProject));
+        QCOMPARE(gui_test::TabStopFaults(*wizard), QString());
         QVERIFY(Next(*wizard));
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::ReportType));
+        QCOMPARE(gui_test::TabStopFaults(*wizard), QString());
         wizard->findChild<QRadioButton*>(QString("wizardKind%1").arg(static_cast<int>(kind)))
             ->click();
         QVERIFY(Next(*wizard));
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Filter));
+        QCOMPARE(gui_test::TabStopFaults(*wizard), QString());
         QVERIFY(Next(*wizard));
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Suites));
+        QCOMPARE(gui_test::TabStopFaults(*wizard), QString());
         QVERIFY(wizard->button(QWizard::NextButton)->isVisible());
         QVERIFY(!wizard->button(QWizard::CustomButton1)->isVisible());
         QVERIFY(Next(*wizard));
         if (kind == ReportKind::List) {
             QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Columns));
+            QCOMPARE(gui_test::TabStopFaults(*wizard), QString());
             wizard->findChild<QCheckBox*>("wizardColumn2")->setChecked(false);
             QVERIFY(Next(*wizard));
         }
         QCOMPARE(wizard->currentId(), static_cast<int>(WizardPage::Generate));
+        QCOMPARE(gui_test::TabStopFaults(*wizard), QString());
         // One Next on each page: the last page's generates.
         QVERIFY(wizard->button(QWizard::CustomButton1)->isVisible());
         QVERIFY(!wizard->button(QWizard::NextButton)->isVisible());

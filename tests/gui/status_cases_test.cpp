@@ -65,6 +65,7 @@ private slots:
         QTRY_VERIFY(!list.Listing());
         QTRY_COMPARE(list.Cases().topLevelItemCount(), static_cast<int>(counted->counts[row]));
         QVERIFY(list.isVisible());
+        QCOMPARE(gui_test::TabStopFaults(list), QString());
         QCOMPARE(list.findChild<QLabel*>("statusCasesCaption")->text().toStdString(),
                  StatusCasesCaption(counted->statuses[row],
                                     static_cast<std::size_t>(counted->counts[row])));

@@ -83,6 +83,7 @@ private slots:
         QVERIFY(dialog);
         QCOMPARE(dialog->findChild<QLabel*>("exportProject")->text(),
                  QString(gui_test::kSampleProject));
+        QCOMPARE(gui_test::TabStopFaults(*dialog), QString());
         auto* styles = dialog->findChild<QComboBox*>("exportStyles");
         QVERIFY(styles->count() >= 2);
         QCOMPARE(styles->currentText(), QString("default"));

@@ -2,6 +2,8 @@
 
 #include <QWebEngineScript>
 
+#include <QAccessible>
+#include <QComboBox>
 #include <QTest>
 #include <QWebEnginePage>
 
@@ -99,6 +101,81 @@ QVariant PageScript(PageView& view, const QString& script) {
     });
 }
 
+namespace {
+
+QRect PlacedIn(QWidget& window, const QWidget& control) {
+    return QRect(control.mapTo(&window, QPoint(0, 0)), control.size());
+}
+
+// The controls of window that Tab stops at, in the order it stops at them.
+std::vector<QWidget*> TabStops(QWidget& window) {
+    std::vector<QWidget*> stops;
+    for (QWidget* next = window.nextInFocusChain(); next != &window;
+         next = next->nextInFocusChain())
+        if (next->window() == &window && next->isVisible() && next->isEnabled() &&
+            (next->focusPolicy() & Qt::TabFocus) && !next->focusProxy())
+            stops.push_back(next);
+    return stops;
+}
+
+QString InWords(QWidget& control) {
+    const QAccessibleInterface* read = QAccessible::queryAccessibleInterface(&control);
+    return QString("%1 %2 '%3'")
+        .arg(control.metaObject()->className(), control.objectName(),
+             read ? read->text(QAccessible::Name) : QString());
+}
+
+QString OutOfReadingOrder(QWidget& window, std::vector<QWidget*> stops) {
+    // A control scrolled out of its view has no place a reader sees.
+    std::erase_if(stops, [](const QWidget* stop) { return stop->visibleRegion().isEmpty(); });
+    // Controls of one row differ in height (a check box beside a list): they share a row when
+    // they overlap by more than a few pixels. Going right is reading on, in the row or up to
+    // the top of the next column; otherwise the later one reads first when wholly above, or in
+    // the same row wholly to the left. Tab goes round: one step back, from the last stop to the
+    // first, is where it wraps, wherever the chain starts.
+    constexpr int kSlack = 4;
+    QStringList backwards;
+    for (std::size_t at = 0; at < stops.size(); ++at) {
+        QWidget* from = stops[at];
+        QWidget* to = stops[(at + 1) % stops.size()];
+        const QRect before = PlacedIn(window, *from);
+        const QRect after = PlacedIn(window, *to);
+        const bool right = after.left() >= before.left() + before.width() - kSlack;
+        const bool above = after.top() + after.height() <= before.top() + kSlack;
+        const bool sameRow = !above && after.top() < before.top() + before.height() - kSlack;
+        const bool left = after.left() + after.width() <= before.left() + kSlack;
+        if (!right && (above || (sameRow && left)))
+            backwards << InWords(*from) + " before " + InWords(*to);
+    }
+    return backwards.size() > 1 ? backwards.join(", ") : QString();
+}
+
+// A combo box reads as its current text, a choice and not what it chooses: it is named only
+// by a name of its own or a label.
+bool Named(QWidget& stop) {
+    QAccessibleInterface* read = QAccessible::queryAccessibleInterface(&stop);
+    if (!read || read->text(QAccessible::Name).trimmed().isEmpty())
+        return false;
+    return !qobject_cast<QComboBox*>(&stop) || !stop.accessibleName().isEmpty() ||
+           !read->relations(QAccessible::Labelled).isEmpty();
+}
+
+QString FirstUnnamed(const std::vector<QWidget*>& stops) {
+    for (QWidget* stop : stops)
+        if (!Named(*stop))
+            return "unnamed " + InWords(*stop);
+    return {};
+}
+
+}  // namespace
+
+QString TabStopFaults(QWidget& window) {
+    const std::vector<QWidget*> stops = TabStops(window);
+    QStringList faults{OutOfReadingOrder(window, stops), FirstUnnamed(stops)};
+    faults.removeAll(QString());
+    return faults.join("; ");
+}
+
 fs::path WindowTest::Root() const {
     return m_test->path().toStdString();
 }
@@ -123,7 +200,15 @@ void WindowTest::WhenModalOpens(std::function<void(QDialog&)> handle, const QStr
         if (!dialog || (!name.isEmpty() && dialog->objectName() != name))
             return;
         timer->stop();
+        // Read before handle closes (or deletes) it; handle runs even so, or the dialog would wait
+        // for ever. Qt lays out its own dialogs (a colour's, a message box): the program's are
+        // checked.
+        const QString kind = dialog->metaObject()->className();
+        const QString faults =
+            kind == "QDialog" || !kind.startsWith('Q') ? TabStopFaults(*dialog) : QString();
+        const QString title = dialog->windowTitle();
         handle(*dialog);
+        QVERIFY2(faults.isEmpty(), qPrintable(title + ": " + faults));
     });
     timer->start();
 }

@@ -72,6 +72,12 @@ QString PageHtml(PageView& view);
 // What script returns when run in the shown page; invalid when the page never answers.
 QVariant PageScript(PageView& view, const QString& script);
 
+// What keeps a keyboard or screen reader user from window, in words: the steps Tab takes back
+// against the reading order (to a control above, or in the same row to the left, that is not
+// in a column further right) besides the one where it wraps round, and the first Tab stop read
+// without a name. Empty when Tab follows the layout and every stop has a name.
+QString TabStopFaults(QWidget& window);
+
 template <typename Port>
 struct OpenWindow {
     std::filesystem::path root;
@@ -105,7 +111,8 @@ protected:
     }
 
     // Runs handle on the next modal dialog (the one of that object name, when given) once it is
-    // the active one. What waits for a dialog that never opened goes as the test ends.
+    // the active one, and fails when the dialog's Tab order leaves its reading order or one of
+    // its Tab stops has no name. What waits for a dialog that never opened goes as the test ends.
     void WhenModalOpens(std::function<void(QDialog&)> handle, const QString& name = {});
 
 private slots:

@@ -18,6 +18,7 @@
 #include "desktop/dialogs/exchange_dialogs.h"
 #include "desktop/exchange_jobs.h"
 #include "desktop/main_window.h"
+#include "desktop/widgets/accessible_names.h"
 #include "desktop/widgets/field_widgets.h"
 #include "exchange/csv_presets.h"
 #include "exchange/testlink_import.h"
@@ -133,6 +134,8 @@ CsvImportDialog::CsvImportDialog(UserPort& port, CustomSnapshot custom, Exchange
     m_checkSummary->setObjectName("csvCheckSummary");
     m_checkSummary->setWordWrap(true);
     m_refusalList->setObjectName("csvRefusals");
+    // The summary above it changes with each check: no name to borrow.
+    m_refusalList->setAccessibleName("Refused rows");
     m_refusalList->setMaximumHeight(m_refusalList->fontMetrics().lineSpacing() * 7);
     m_goodRowsOnly->setObjectName("csvGoodRowsOnly");
     m_goodRowsOnly->setEnabled(false);
@@ -227,6 +230,9 @@ void CsvImportDialog::Opened(std::shared_ptr<CsvImport> model) {
     const std::vector<std::string>& columns = m_model->Columns();
     const std::vector<std::vector<std::string>> preview = m_model->Preview();
     m_mapping->setRowCount(static_cast<int>(columns.size()));
+    // A cell's choice, made after the dialog, would come last in the Tab order: each follows
+    // the one above it, so Tab goes down the table before the preview and buttons.
+    QWidget* tabBefore = m_mapping;
     for (std::size_t column = 0; column < columns.size(); ++column) {
         const int row = static_cast<int>(column);
         m_mapping->setItem(row, 0, new QTableWidgetItem(QString::fromStdString(columns[column])));
@@ -235,7 +241,12 @@ void CsvImportDialog::Opened(std::shared_ptr<CsvImport> model) {
         fields->addItem(kNotImported);
         for (const CsvImportField& field : m_model->Fields())
             fields->addItem(FromLatin1(field.caption));
+        // It reads as the field chosen: its name says which column of the file it takes.
+        NameForScreenReaders(
+            *fields, QString("Column %1 imported as").arg(QString::fromStdString(columns[column])));
         m_mapping->setCellWidget(row, 1, fields);
+        QWidget::setTabOrder(tabBefore, fields);
+        tabBefore = fields;
         connect(fields, &QComboBox::activated, this, [this, column](int index) {
             MapColumn(column,
                       index == 0 ? std::nullopt

@@ -80,6 +80,7 @@ DeletedItemsDialog::DeletedItemsDialog(MainWindow& window, UserPort& port)
     setWindowTitle("Deleted Items");
 
     m_list->setObjectName("deletedItems");
+    m_list->setAccessibleName("Deleted items");
     m_list->setRootIsDecorated(false);
     m_list->setSelectionMode(QAbstractItemView::ExtendedSelection);
     QStringList headers;

@@ -96,6 +96,7 @@ JUnitImportDialog::JUnitImportDialog(UserPort& port, CustomSnapshot custom, Exch
     m_reportText->setReadOnly(true);
     m_reportText->setLineWrapMode(QPlainTextEdit::NoWrap);
     m_reportText->setPlaceholderText("The dry run's list of executions appears here");
+    m_reportText->setAccessibleName("Dry run");
 
     m_import->setObjectName("junitImport");
     m_import->setEnabled(false);

@@ -16,6 +16,7 @@
 #include "desktop/pages/page_view.h"
 #include "desktop/qt_text.h"
 #include "desktop/tree/tree_actions.h"
+#include "desktop/widgets/accessible_names.h"
 #include "desktop/widgets/field_widgets.h"
 #include "workspace/config.h"
 
@@ -72,6 +73,8 @@ MultiEditDialog::MultiEditDialog(const std::vector<FieldDescriptor>& rows, const
         const QString name = Text(std::string(row.tag.substr(1, row.tag.size() - 2)));
         widget->setObjectName(name);
         widget->Show({});
+        // The row's tick box stands where a label would: the field takes its caption.
+        NameForScreenReaders(*widget->FocusTarget(), Text(caption));
         auto* tick = new QCheckBox(Text(caption).replace("&", "&&"));
         tick->setObjectName("tick_" + name);
         tick->setToolTip("Tick to set this field on every item; left unticked, each keeps its own");
@@ -87,6 +90,8 @@ MultiEditDialog::MultiEditDialog(const std::vector<FieldDescriptor>& rows, const
     auto* scroll = new QScrollArea;
     scroll->setWidget(fields);
     scroll->setWidgetResizable(true);
+    // Tab goes from field to field and the area scrolls to the one with the focus.
+    scroll->setFocusPolicy(Qt::NoFocus);
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
     connect(buttons, &QDialogButtonBox::accepted, this, &MultiEditDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &MultiEditDialog::reject);

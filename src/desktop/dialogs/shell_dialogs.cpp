@@ -86,12 +86,15 @@ std::optional<fs::path> RunNewDatabaseDialog(QWidget* parent) {
     QDialog dialog(parent);
     dialog.setObjectName("newDatabaseDialog");
     dialog.setWindowTitle("New Database");
-    auto* layout = new QVBoxLayout(&dialog);
-    layout->addWidget(new QLabel("Folder of the new database:"));
-    auto* row = new QHBoxLayout;
     auto* folder = new QLineEdit(QDir::current().filePath("NewDB"));
     folder->setObjectName("folder");
     folder->setMinimumWidth(360);
+    // The label is above the field's row, not beside it: screen readers name it by the buddy.
+    auto* caption = new QLabel("Folder of the new database:");
+    caption->setBuddy(folder);
+    auto* layout = new QVBoxLayout(&dialog);
+    layout->addWidget(caption);
+    auto* row = new QHBoxLayout;
     auto* browse = new QPushButton("Browse...");
     row->addWidget(folder, 1);
     row->addWidget(browse);
