@@ -74,17 +74,26 @@ static void ListFolders(struct Folders* folders, const char* root) {
     }
 }
 
+// The next folder to read, open as a descriptor and as a listing; 0 once every folder is
+// taken.
+static int NextFolder(struct Folders* folders, int* folder, DIR** dir) {
+    for (size_t at; (at = atomic_fetch_add(&folders->next, 1)) < folders->count;) {
+        *folder = open(folders->paths[at], O_RDONLY | O_DIRECTORY);
+        *dir = *folder < 0 ? NULL : fdopendir(dup(*folder));
+        if (*dir)
+            return 1;
+        if (*folder >= 0)
+            close(*folder);
+    }
+    return 0;
+}
+
 static void* ReadFolders(void* data) {
     struct Folders* folders = data;
     char* buffer = malloc(kBufferSize);
-    for (size_t at; (at = atomic_fetch_add(&folders->next, 1)) < folders->count;) {
-        const int folder = open(folders->paths[at], O_RDONLY | O_DIRECTORY);
-        DIR* dir = folder < 0 ? NULL : fdopendir(dup(folder));
-        if (!dir) {
-            if (folder >= 0)
-                close(folder);
-            continue;
-        }
+    int folder;
+    DIR* dir;
+    while (NextFolder(folders, &folder, &dir)) {
         for (struct dirent* entry; (entry = readdir(dir));) {
             if (!IsDocument(entry))
                 continue;
@@ -123,26 +132,21 @@ static void* ReadFoldersInBatches(void* data) {
         exit(1);
     }
     char* buffers = malloc((size_t)kBatch * kChainBuffer);
-    char (*names)[sizeof ((struct dirent*)0)->d_name] = malloc(kBatch * sizeof *names);
-    for (size_t at; (at = atomic_fetch_add(&folders->next, 1)) < folders->count;) {
-        const int folder = open(folders->paths[at], O_RDONLY | O_DIRECTORY);
-        DIR* dir = folder < 0 ? NULL : fdopendir(dup(folder));
-        if (!dir) {
-            if (folder >= 0)
-                close(folder);
-            continue;
-        }
+    char(*names)[sizeof((struct dirent*)0)->d_name] = malloc(kBatch * sizeof *names);
+    int folder;
+    DIR* dir;
+    while (NextFolder(folders, &folder, &dir)) {
         unsigned queued = 0;
         for (struct dirent* entry;;) {
             entry = readdir(dir);
             if (entry && IsDocument(entry)) {
                 // The name is kept until the batch is submitted: the next readdir may reuse
-                // the listing's buffer. Hard links: the read is short (the document is smaller than its buffer),
-                // which would cancel a plain link's close.
+                // the listing's buffer. Hard links: the read is short (the document is smaller than
+                // its buffer), which would cancel a plain link's close.
                 struct io_uring_sqe* open = io_uring_get_sqe(&ring);
                 strcpy(names[queued], entry->d_name);
-                io_uring_prep_openat_direct(open, folder, names[queued], O_RDONLY | O_NOFOLLOW,
-                                            0, queued);
+                io_uring_prep_openat_direct(open, folder, names[queued], O_RDONLY | O_NOFOLLOW, 0,
+                                            queued);
                 open->flags |= IOSQE_IO_HARDLINK;
                 open->user_data = 0;
                 struct io_uring_sqe* read = io_uring_get_sqe(&ring);
@@ -187,8 +191,7 @@ int main(int argc, char** argv) {
     ListFolders(&folders, argv[1]);
     pthread_t* running = calloc((size_t)threads, sizeof *running);
     for (long i = 0; i < threads; ++i)
-        pthread_create(&running[i], NULL, inBatches ? ReadFoldersInBatches : ReadFolders,
-                       &folders);
+        pthread_create(&running[i], NULL, inBatches ? ReadFoldersInBatches : ReadFolders, &folders);
     for (long i = 0; i < threads; ++i)
         pthread_join(running[i], NULL);
     printf("%zu documents, %zu bytes\n", atomic_load(&documents), atomic_load(&bytes));
