@@ -93,8 +93,10 @@ private slots:
                                      !bob.Shows(mounted / login / "LOG-002.vtl"),
                                  twoIntervals);
 
-        // One she deletes goes.
+        // One she deletes goes. She sees its page first, as a user does before answering the
+        // question: a page still being read when the document goes would be told as unreadable.
         alice.window.SelectPath(database / login / "LOG-003.vtl");
+        QTRY_VERIFY(gui_test::PageText(alice.window.Page()).contains("LOG-003"));
         alice.port.ScriptAnswers({true});
         alice.window.RunCommand(ID_EDIT_DELETE);
         QTRY_VERIFY(!fs::exists(database / login / "LOG-003.vtl"));
