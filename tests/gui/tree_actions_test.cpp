@@ -140,6 +140,9 @@ private slots:
         const fs::path doomed = w.login / "LOG-002.vtl";
         QTRY_VERIFY(!w.window.Actions().TransferRunning());
         w.MakeCurrent(doomed);
+        // Its page is read before the question is answered, as a user sees it first: a page
+        // still being read when the document goes is told as unreadable.
+        QTRY_VERIFY(gui_test::PageText(w.window.Page()).contains("LOG-002"));
         w.window.activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(&w.window));
         w.tree.setFocus();
