@@ -96,7 +96,8 @@ private slots:
         // One she deletes goes. She sees its page first, as a user does before answering the
         // question: a page still being read when the document goes would be told as unreadable.
         alice.window.SelectPath(database / login / "LOG-003.vtl");
-        QTRY_VERIFY(gui_test::PageText(alice.window.Page()).contains("LOG-003"));
+        QTRY_VERIFY_WITH_TIMEOUT(gui_test::PageText(alice.window.Page()).contains("LOG-003"),
+                                 20000);
         alice.port.ScriptAnswers({true});
         alice.window.RunCommand(ID_EDIT_DELETE);
         QTRY_VERIFY(!fs::exists(database / login / "LOG-003.vtl"));

@@ -142,7 +142,7 @@ private slots:
         w.MakeCurrent(doomed);
         // Its page is read before the question is answered, as a user sees it first: a page
         // still being read when the document goes is told as unreadable.
-        QTRY_VERIFY(gui_test::PageText(w.window.Page()).contains("LOG-002"));
+        QTRY_VERIFY_WITH_TIMEOUT(gui_test::PageText(w.window.Page()).contains("LOG-002"), 20000);
         w.window.activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(&w.window));
         w.tree.setFocus();
