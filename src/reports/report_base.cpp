@@ -105,6 +105,10 @@ public:
         for (std::thread& worker : m_workers)
             worker.join();
         m_workers.clear();
+        // The other threads may have read every document while this one listed: the bar still
+        // reaches its end, and a stop asked for there still leaves no report.
+        m_report.m_context.port.progress(static_cast<int>(m_processed.load()),
+                                         static_cast<int>(listed));
         m_report.m_context.port.progress(0, 0);
         for (const std::exception_ptr& failure : m_failures)
             if (failure)
