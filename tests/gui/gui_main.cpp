@@ -2,6 +2,7 @@
 // (a class name as the first one runs that class only).
 
 #include <QApplication>
+#include <QFile>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QWebEngineUrlScheme>
@@ -59,6 +60,26 @@ void EndRunOnCrash() {
     }
 }
 
+// A failed check's line, with the place it failed at.
+QStringList FailureLines(const QString& log) {
+    QFile file(log);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+        return {"(no log in " + log + ")"};
+    QStringList lines;
+    bool placePending = false;
+    while (!file.atEnd()) {
+        const QString line = QString::fromUtf8(file.readLine()).trimmed();
+        if (line.startsWith("FAIL!") || line.startsWith("XPASS")) {
+            lines << line;
+            placePending = true;
+        } else if (placePending && line.startsWith("Loc:")) {
+            lines << "  " + line;
+            placePending = false;
+        }
+    }
+    return lines;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -88,12 +109,25 @@ int main(int argc, char** argv) {
     arguments.insert(1, "-nocrashhandler");
     EndRunOnCrash();
     int failures = 0;
+    QStringList failureLines;
     for (const auto& make : vantorel::gui_test::Registry()) {
         std::unique_ptr<QObject> test = make();
         if (!only.isEmpty() && only != test->metaObject()->className() &&
             !QString(test->metaObject()->className()).endsWith("::" + only))
             continue;
-        failures += QTest::qExec(test.get(), arguments);
+        // Each class's log goes to a file too, so that its failures can be told again at the
+        // end, where a log cut short to its head and tail still shows them.
+        const QString log = home.filePath("class-log.txt");
+        QStringList withLog = arguments;
+        withLog << "-o" << log + ",txt"
+                << "-o"
+                << "-,txt";
+        const int failed = QTest::qExec(test.get(), withLog);
+        failures += failed;
+        if (failed > 0)
+            failureLines << FailureLines(log);
     }
+    if (!failureLines.isEmpty())
+        WriteOut(("\nFailures:\n" + failureLines.join('\n') + '\n').toUtf8().constData());
     return failures == 0 ? 0 : 1;
 }
