@@ -707,10 +707,12 @@ void MainWindow::ShowSelected() {
     // its own, read from the same documents) follows the first rows, so on a small machine the
     // two don't compete for the processor while the user waits for the list.
     m_pageAfterFirstRows.reset();
-    if (listed && !row && m_list->Model().rowCount() == 0)
+    if (listed && !row && m_list->Model().rowCount() == 0) {
         m_pageAfterFirstRows = *current;
-    else
+        m_page->ShowLater();
+    } else {
         m_page->Show(row ? *row : *current);
+    }
     m_rightPane->setCurrentWidget(m_pageArea);
 }
 

@@ -384,6 +384,8 @@ PageView::PageView(UserPort& port, QWidget* parent)
       m_handler(new PageSchemeHandler(
           port,
           [this](const QUrl& url) {
+              if (m_showLater)
+                  return false;
               return m_requested.empty() ? url.path() == this->url().path()
                                          : url.path() == m_requested.back().path();
           },
@@ -483,6 +485,7 @@ QUrl PageView::UrlOf(const fs::path& path) const {
 }
 
 void PageView::Show(const TreeNode& node) {
+    m_showLater = false;
     const QUrl url = UrlOf(node.path);
     if (url == this->url() && m_requested.empty())
         return;

@@ -96,6 +96,10 @@ public:
     void SetSource(PageSource source);
     // Shows the page of node; nothing changes when it is already shown.
     void Show(const TreeNode& node);
+    // The tree moved to an item whose page is shown later (Show comes after its list's first
+    // rows): until then no page asked for before is wanted, and one that can't be read, its
+    // item maybe just deleted in this window, is not told.
+    void ShowLater() { m_showLater = true; }
     // Shows the node's page again, made anew (its document or the style changed).
     void Reshow();
     // A blank pane, with no history (the database closed).
@@ -138,6 +142,7 @@ private:
     // no Back or Forward either. The last the tree asked for is the one to show.
     std::deque<QUrl> m_loaded;
     QUrl m_wanted;
+    bool m_showLater = false;
     // Loads url for the tree, noting it as loaded and (asked) as asked for.
     void LoadForTree(const QUrl& url, bool asked);
     std::unique_ptr<QPrinter> m_printer;
