@@ -418,9 +418,11 @@ PageView::PageView(UserPort& port, QWidget* parent)
             return;
         }
         m_loaded.erase(loaded);
-        if (const auto asked = std::ranges::find(m_requested, url); asked != m_requested.end())
+        if (const auto asked = std::ranges::find(m_requested, url); asked != m_requested.end()) {
             m_requested.erase(m_requested.begin(), asked + 1);
-        else if (m_requested.empty() && url != m_wanted && m_wanted.isValid())
+            if (m_requested.empty())
+                m_askedAgain.clear();
+        } else if (m_requested.empty() && url != m_wanted && m_wanted.isValid())
             // Reported after the tree's own page came: that page comes back.
             LoadForTree(m_wanted, true);
     });
@@ -432,6 +434,15 @@ PageView::PageView(UserPort& port, QWidget* parent)
         }
     });
     connect(this, &QWebEngineView::loadFinished, this, [this](bool loaded) {
+        // An earlier page whose answer was already on its way when the tree moved on can end
+        // the later load in the engine as it comes in: the tree's page is asked for again,
+        // once, or the pane would stay on the earlier item.
+        if (!m_printingPages && !m_requested.empty() && url() != m_requested.back() &&
+            m_askedAgain != m_requested.back()) {
+            m_askedAgain = m_requested.back();
+            LoadForTree(m_askedAgain, false);
+            return;
+        }
         if (!m_printingPages || m_printerBusy)
             return;
         // The pages are printed once they are in; the user moving on meanwhile prints nothing.
@@ -519,6 +530,7 @@ void PageView::Clear() {
     m_requested.clear();
     m_loaded.clear();
     m_wanted.clear();
+    m_askedAgain.clear();
     setUrl(QUrl("about:blank"));
     history()->clear();
 }

@@ -142,6 +142,8 @@ private:
     // no Back or Forward either. The last the tree asked for is the one to show.
     std::deque<QUrl> m_loaded;
     QUrl m_wanted;
+    // The tree's page last asked for again after an earlier page's load ended without it.
+    QUrl m_askedAgain;
     bool m_showLater = false;
     // Loads url for the tree, noting it as loaded and (asked) as asked for.
     void LoadForTree(const QUrl& url, bool asked);
