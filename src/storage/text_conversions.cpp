@@ -45,41 +45,60 @@ bool PrecededBy(std::string_view text, std::size_t at, std::string_view before) 
     return at >= before.size() && text.substr(at - before.size(), before.size()) == before;
 }
 
+// Escape's entity for a byte that needs one, else an empty view.
+std::string_view EntityOf(char c) {
+    switch (c) {
+        case '\t':
+            return "&#x09;";
+        case '&':
+            return "&amp;";
+        case '>':
+            return "&gt;";
+        case '<':
+            return "&lt;";
+        case '\'':
+            return "&apos;";
+        case '"':
+            return "&quot;";
+        default:
+            return {};
+    }
+}
+
+// Adds at most room bytes of text's escaped form to out, never half an entity. Runs of bytes
+// that need no entity go in whole: the reports escape every value of every document.
+void EscapeInto(std::string& out, std::string_view text, std::size_t room) {
+    std::size_t at = 0;
+    while (at < text.size()) {
+        std::size_t plain = at;
+        while (plain < text.size() && EntityOf(text[plain]).empty())
+            ++plain;
+        const std::size_t run = std::min(plain - at, room);
+        out.append(text, at, run);
+        room -= run;
+        if (run < plain - at || plain == text.size())
+            return;
+        const std::string_view entity = EntityOf(text[plain]);
+        if (entity.size() > room)
+            return;
+        out += entity;
+        room -= entity.size();
+        at = plain + 1;
+    }
+}
+
 }  // namespace
 
 void Escape(std::string& text, std::size_t size) {
     const std::size_t room = Room(size);
     std::string out;
     out.reserve(std::min(room, text.size() + text.size() / 8));
-    for (char c : text) {
-        std::string_view piece;
-        switch (c) {
-            case '\t':
-                piece = "&#x09;";
-                break;
-            case '&':
-                piece = "&amp;";
-                break;
-            case '>':
-                piece = "&gt;";
-                break;
-            case '<':
-                piece = "&lt;";
-                break;
-            case '\'':
-                piece = "&apos;";
-                break;
-            case '"':
-                piece = "&quot;";
-                break;
-            default:
-                piece = std::string_view(&c, 1);
-        }
-        if (out.size() + piece.size() > room)
-            break;
-        out += piece;
-    }
+    EscapeInto(out, text, room);
     text = std::move(out);
+}
+
+void AppendEscaped(std::string& out, std::string_view text) {
+    EscapeInto(out, text, std::string::npos);
 }
 
 void Unescape(std::string& text, std::size_t size) {

@@ -14,6 +14,8 @@ inline constexpr std::size_t kFieldValueMax = 250000;
 // Tab, &, >, <, ' and " become "&#x09;", "&amp;", "&gt;", "&lt;", "&apos;", "&quot;"; line ends
 // are kept. Stops when the output would pass size - 1 bytes.
 void Escape(std::string& text, std::size_t size = kFieldValueMax);
+// Escape's form of text added to the end of out, without a limit.
+void AppendEscaped(std::string& out, std::string_view text);
 
 // The reverse of Escape, plus "&#x0A;" which reads as CR LF. An ampersand that begins none of
 // the seven known entities is dropped and the text after it kept: old documents rely on it.

@@ -32,6 +32,7 @@ INSTANTIATE_TEST_SUITE_P(
                                      "\t&><'\"\r\nx", kFieldValueMax,
                                      "&#x09;&amp;&gt;&lt;&apos;&quot;\r\nx"},
                       ConversionCase{"EscapeCutsAnEntityAtTheLimit", Escape, "ab&cd", 6, "ab"},
+                      ConversionCase{"EscapeCutsARunAtTheLimit", Escape, "a&bcdef", 9, "a&amp;bc"},
                       ConversionCase{"UnescapeReadsTheLineFeedEntityAsLf", Unescape, "a&#x0A;b",
                                      kFieldValueMax, "a\r\nb"},
                       ConversionCase{"UnescapeKeepsALoneAmpersand", Unescape, "R&D &AMP; &amp",
