@@ -43,22 +43,7 @@ std::string RelativePath(const std::filesystem::path& file, const std::filesyste
     return file.lexically_relative(project).generic_string();
 }
 
-std::string StoredValue(const XMLParse& document, std::string_view tag) {
-    std::string value;
-    document.GetTag(tag, value);
-    return value;
-}
-
-// A report holds values as their documents store them: rich text in CDATA, list text as
-// typed, whole history blocks. Any of them may hold what reads as a tag, so each is escaped
-// as a whole, without a length limit, and no value can end its element or its test case
-// early; the reader unescapes it back to exactly what was written.
-std::string KeptForm(std::string value) {
-    Escape(value, std::string::npos);
-    return value;
-}
-
-// A value as it was before KeptForm.
+// A value as it was before RowSource::WriteKept.
 std::string FromKeptForm(std::string value) {
     Unescape(value, std::string::npos);
     return value;
@@ -190,18 +175,20 @@ namespace {
 class RowTally : public DocumentTally {
 public:
     RowTally(const RowReport& report, std::filesystem::path project,
-             std::shared_ptr<RowSpool> spool,
-             void (RowReport::*write)(const XMLParse&, const std::string&, XMLParse&) const)
+             std::shared_ptr<RowSpool> spool, std::span<const std::string_view> tags,
+             void (RowReport::*write)(RowSource&, const std::string&, XMLParse&) const)
         : m_report(report),
           m_project(std::move(project)),
           m_spool(std::move(spool)),
-          m_write(write) {
+          m_write(write),
+          m_source(tags) {
         m_elements.OpenWrite(m_project);
     }
 
     bool Take(const XMLParse& document, std::size_t, const std::filesystem::path& folder,
               std::string_view name) override {
-        (m_report.*m_write)(document, RelativePath(folder / name, m_project), m_elements);
+        m_source.Scan(document);
+        (m_report.*m_write)(m_source, RelativePath(folder / name, m_project), m_elements);
         ++m_count;
         return true;
     }
@@ -219,7 +206,8 @@ private:
     const RowReport& m_report;
     std::filesystem::path m_project;
     std::shared_ptr<RowSpool> m_spool;
-    void (RowReport::*m_write)(const XMLParse&, const std::string&, XMLParse&) const;
+    void (RowReport::*m_write)(RowSource&, const std::string&, XMLParse&) const;
+    RowSource m_source;
     XMLParse m_elements;  // never committed: only its written text is taken
     std::size_t m_count = 0;
 };
@@ -229,6 +217,30 @@ private:
 std::string SuiteOfPath(const std::string& path) {
     const auto first = path.find('/'), last = path.rfind('/');
     return first < last ? path.substr(first + 1, last - first - 1) : std::string();
+}
+
+RowSource::RowSource(std::span<const std::string_view> tags) : m_index(tags) {}
+
+void RowSource::Scan(const XMLParse& document) {
+    m_document = &document;
+    m_index.Scan(document.Text());
+}
+
+std::string_view RowSource::Stored(std::size_t which) const {
+    std::string_view value;
+    if (m_index.Value(which, value) != 0)
+        return {};
+    return value.substr(0, kFieldValueMax - 1);
+}
+
+// A report holds values as their documents store them: rich text in CDATA, list text as
+// typed, whole history blocks. Any of them may hold what reads as a tag, so each is escaped
+// as a whole, without a length limit, and no value can end its element or its test case
+// early; the reader unescapes it back to exactly what was written.
+void RowSource::WriteKept(XMLParse& out, std::string_view tag, std::string_view value) {
+    m_kept.clear();
+    AppendEscaped(m_kept, value);
+    out.WriteTag(tag, m_kept);
 }
 
 const std::array<ListColumn, kListColumnCount>& ListColumns() {
@@ -246,7 +258,7 @@ std::optional<Notice> RowReport::InitStats() {
 }
 
 std::unique_ptr<DocumentTally> RowReport::NewTally() const {
-    return std::make_unique<RowTally>(*this, Request().projectFolder, m_spool,
+    return std::make_unique<RowTally>(*this, Request().projectFolder, m_spool, RowTags(),
                                       &RowReport::WriteRow);
 }
 
@@ -275,16 +287,22 @@ void TCListReport::WriteReport(XMLParse& document) const {
     document.WriteTag("<num_test_cases>", std::to_string(RowCount()));
 }
 
-void TCListReport::WriteRow(const XMLParse& document, const std::string& path,
-                            XMLParse& out) const {
+std::vector<std::string_view> TCListReport::RowTags() const {
+    std::vector<std::string_view> tags;
+    for (const ListColumn& column : kColumns)
+        tags.push_back(column.tag);
+    return tags;
+}
+
+void TCListReport::WriteRow(RowSource& document, const std::string& path, XMLParse& out) const {
     const auto& shown = Request().listColumns;
     out.WriteOpenTag(kRowTag);
-    out.WriteTag("<path>", KeptForm(path));
+    document.WriteKept(out, "<path>", path);
     for (std::size_t column = 0; column < kListColumnCount; ++column)
         if (shown[column])
-            out.WriteTag("<cell>", KeptForm(kColumns[column].tag.empty()
-                                                ? Escaped(SuiteOfPath(path))
-                                                : StoredValue(document, kColumns[column].tag)));
+            document.WriteKept(out, "<cell>",
+                               kColumns[column].tag.empty() ? Escaped(SuiteOfPath(path))
+                                                            : document.Stored(column));
     out.WriteCloseTag(kRowTag);
 }
 
@@ -295,14 +313,24 @@ void TCFullReport::WriteReport(XMLParse& document) const {
     document.WriteTag("<num_test_cases>", std::to_string(RowCount()));
 }
 
-void TCFullReport::WriteRow(const XMLParse& document, const std::string& path,
-                            XMLParse& out) const {
-    out.WriteOpenTag(kRowTag);
-    out.WriteTag("<path>", KeptForm(path));
+std::vector<std::string_view> TCFullReport::RowTags() const {
+    std::vector<std::string_view> tags;
     for (const FieldDescriptor& field : FieldRows(PrjTestCaseFields()))
-        out.WriteTag(field.tag, KeptForm(StoredValue(document, field.tag)));
-    for (std::string& block : ReadRepeated(document, "<history_entry>"))
-        out.WriteTag("<history_entry>", KeptForm(std::move(block)));
+        tags.push_back(field.tag);
+    return tags;
+}
+
+void TCFullReport::WriteRow(RowSource& document, const std::string& path, XMLParse& out) const {
+    out.WriteOpenTag(kRowTag);
+    document.WriteKept(out, "<path>", path);
+    std::size_t which = 0;
+    for (const FieldDescriptor& field : FieldRows(PrjTestCaseFields()))
+        document.WriteKept(out, field.tag, document.Stored(which++));
+    // Every history block, as ReadRepeated finds them, without a copy of each.
+    const std::string_view text = document.Document().Text();
+    std::string_view block;
+    for (std::size_t end = 0; FindTagValue(text, "<history_entry>", block, end, &end, true) == 0;)
+        document.WriteKept(out, "<history_entry>", block.substr(0, kFieldValueMax - 1));
     out.WriteCloseTag(kRowTag);
 }
 

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,6 +38,25 @@ std::string SuiteOfPath(const std::string& path);
 
 class RowSpool;
 
+// One document as a row reads it: the fields the report keeps, found in a single pass over its
+// text, and what a row writes, escaped in a buffer kept from one document to the next.
+class RowSource {
+public:
+    explicit RowSource(std::span<const std::string_view> tags);
+    void Scan(const XMLParse& document);
+    const XMLParse& Document() const { return *m_document; }
+    // The value stored under tags[which], as GetTag gives it; empty when there is none.
+    std::string_view Stored(std::size_t which) const;
+    // Writes tag with value in the form a report keeps values in: escaped whole, without a
+    // length limit.
+    void WriteKept(XMLParse& out, std::string_view tag, std::string_view value);
+
+private:
+    TagIndex m_index;
+    const XMLParse* m_document = nullptr;
+    std::string m_kept;
+};
+
 // What the list and details reports share: each thread writes the elements of the test cases
 // it reads, the elements are put back into walk order as chunks finish and go to an unnamed
 // file beside the report, and the report document is written from that file. However large
@@ -53,9 +73,10 @@ protected:
     void WriteBody(PiecewiseSave& save) const override;
     // The number of test cases the walk gave the report.
     std::size_t RowCount() const;
+    // The tags of the fields a row holds, by the place RowSource::Stored knows them by.
+    virtual std::vector<std::string_view> RowTags() const = 0;
     // Writes the <test_case> element of one document lying at path below the project.
-    virtual void WriteRow(const XMLParse& document, const std::string& path,
-                          XMLParse& out) const = 0;
+    virtual void WriteRow(RowSource& document, const std::string& path, XMLParse& out) const = 0;
 
 private:
     std::unique_ptr<DocumentTally> NewTally() const override;
@@ -69,7 +90,8 @@ public:
 
 protected:
     void WriteReport(XMLParse& document) const override;
-    void WriteRow(const XMLParse& document, const std::string& path, XMLParse& out) const override;
+    std::vector<std::string_view> RowTags() const override;
+    void WriteRow(RowSource& document, const std::string& path, XMLParse& out) const override;
 };
 
 class TCFullReport : public RowReport {
@@ -78,7 +100,8 @@ public:
 
 protected:
     void WriteReport(XMLParse& document) const override;
-    void WriteRow(const XMLParse& document, const std::string& path, XMLParse& out) const override;
+    std::vector<std::string_view> RowTags() const override;
+    void WriteRow(RowSource& document, const std::string& path, XMLParse& out) const override;
 };
 
 // Reads a list or details report from start to end a test case at a time, so that a report

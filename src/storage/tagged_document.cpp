@@ -105,8 +105,10 @@ TagIndex::TagIndex(std::span<const std::string_view> tags) {
     m_tokens.reserve(2 * tags.size());
     for (const std::string_view tag : tags) {
         Wanted wanted{tag};
-        std::string closing = ClosingTag<char>(tag);
-        wanted.indexed = IsTagForm(tag) && tag.find('>') == tag.size() - 1 && closing.back() == '>';
+        // Only a tag has a closing tag; FindTagValue answers for anything else (and refuses it).
+        std::string closing = IsTagForm(tag) ? ClosingTag<char>(tag) : std::string();
+        wanted.indexed =
+            !closing.empty() && tag.find('>') == tag.size() - 1 && closing.back() == '>';
         if (wanted.indexed) {
             wanted.openSlot = SlotOf(std::string(tag));
             wanted.closeSlot = SlotOf(std::move(closing));
