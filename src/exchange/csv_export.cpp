@@ -366,6 +366,7 @@ private:
     void Work() {
         XMLParse document;
         HeldFolder folder;
+        BatchDocumentReader batch;
         TagIndex index(m_tags);
         std::vector<std::string> fieldsOfRow;
         for (;;) {
@@ -380,7 +381,7 @@ private:
                 // A deque keeps each chunk where it is while others are added.
                 chunk = &m_chunks[m_nextToMake++];
             }
-            MakeRows(*chunk, document, folder, index, fieldsOfRow);
+            MakeRows(*chunk, document, folder, batch, index, fieldsOfRow);
             {
                 std::lock_guard lock(m_mutex);
                 chunk->done = true;
@@ -389,37 +390,45 @@ private:
         }
     }
 
-    void MakeRows(Chunk& chunk, XMLParse& document, HeldFolder& folder, TagIndex& index,
-                  std::vector<std::string>& fieldsOfRow) const {
+    void MakeRows(Chunk& chunk, XMLParse& document, HeldFolder& folder, BatchDocumentReader& batch,
+                  TagIndex& index, std::vector<std::string>& fieldsOfRow) const {
         std::string_view stored;
-        for (std::size_t at = 0; at < chunk.cases.size(); ++at) {
-            if (m_request.stop.stop_requested())
-                return;
-            const Case& testCase = chunk.cases[at];
-            const int folderFd = folder.Descriptor(testCase.folder, testCase.folder->path);
-            int code = folderFd < 0 ? folder.Error()
-                                    : document.OpenFastRead(folderFd, testCase.name.c_str());
-            if (code == 0)
-                code = document.Load();
-            if (code != 0) {
+        ReadInBatches(
+            batch, folder, std::span<const Case>(chunk.cases),
+            [&](std::size_t at, std::optional<std::string_view> read) {
+                if (m_request.stop.stop_requested())
+                    return false;
+                const Case& testCase = chunk.cases[at];
+                int code = 0;
+                if (read) {
+                    document.LoadText(*read);
+                } else {
+                    const int folderFd = folder.Descriptor(testCase.folder, testCase.folder->path);
+                    code = folderFd < 0 ? folder.Error()
+                                        : document.OpenFastRead(folderFd, testCase.name.c_str());
+                    if (code == 0)
+                        code = document.Load();
+                }
+                if (code != 0) {
+                    document.Close();
+                    chunk.failure = code;
+                    chunk.failedAt = at;
+                    return false;
+                }
+                fieldsOfRow.clear();
+                fieldsOfRow.push_back(testCase.folder->suite);
+                index.Scan(document.Text());
+                for (std::size_t column = 0; column < m_fields.size(); ++column) {
+                    if (index.Value(column, stored) != 0)
+                        stored = {};
+                    fieldsOfRow.push_back(CsvValue(m_fields[column].type,
+                                                   stored.substr(0, kFieldValueMax - 1),
+                                                   m_request.options.richText));
+                }
                 document.Close();
-                chunk.failure = code;
-                chunk.failedAt = at;
-                return;
-            }
-            fieldsOfRow.clear();
-            fieldsOfRow.push_back(testCase.folder->suite);
-            index.Scan(document.Text());
-            for (std::size_t column = 0; column < m_fields.size(); ++column) {
-                if (index.Value(column, stored) != 0)
-                    stored = {};
-                fieldsOfRow.push_back(CsvValue(m_fields[column].type,
-                                               stored.substr(0, kFieldValueMax - 1),
-                                               m_request.options.richText));
-            }
-            document.Close();
-            chunk.rows += m_output.Encoded(CsvRow(fieldsOfRow));
-        }
+                chunk.rows += m_output.Encoded(CsvRow(fieldsOfRow));
+                return true;
+            });
     }
 
     const std::span<const FieldDescriptor> m_fields;

@@ -233,33 +233,20 @@ private:
             XMLParse buffer;
             HeldFolder folder;
             BatchDocumentReader batch;
-            std::array<const char*, BatchDocumentReader::kBatch> names{};
             Chunk chunk;
             while (Pop(chunk)) {
-                // A batch is read ahead of its documents' turn; the stop is still looked at
-                // before each one is taken.
-                for (std::size_t first = 0; first < chunk.size();) {
-                    const Folder* holder = chunk[first].folder;
-                    const int folderFd = folder.Descriptor(holder, holder->path);
-                    std::size_t last = first;
-                    while (last < chunk.size() && last - first < names.size() &&
-                           chunk[last].folder == holder) {
-                        names[last - first] = chunk[last].name.c_str();
-                        ++last;
-                    }
-                    const bool batched = batch.Available() && folderFd >= 0;
-                    if (batched)
-                        batch.Read(folderFd, std::span(names.data(), last - first));
-                    for (std::size_t at = first; at < last; ++at) {
-                        if (Cancelled()) {
-                            EndEarly(thread);
-                            return;
-                        }
-                        GetStatsFromFile(chunk[at], folder,
-                                         batched ? batch.Document(at - first) : std::nullopt,
-                                         buffer, *m_tallies[thread], m_counts[thread]);
-                    }
-                    first = last;
+                const bool whole =
+                    ReadInBatches(batch, folder, std::span<const Document>(chunk),
+                                  [&](std::size_t at, std::optional<std::string_view> read) {
+                                      if (Cancelled())
+                                          return false;
+                                      GetStatsFromFile(chunk[at], folder, read, buffer,
+                                                       *m_tallies[thread], m_counts[thread]);
+                                      return true;
+                                  });
+                if (!whole) {
+                    EndEarly(thread);
+                    return;
                 }
                 m_tallies[thread]->EndChunk(chunk.front().order, chunk.back().order + 1);
                 const std::size_t done = m_processed += chunk.size();

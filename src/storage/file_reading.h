@@ -112,6 +112,34 @@ private:
     int m_error = 0;
 };
 
+// The walks' reading of a list of documents (items, each with the record of its folder, which
+// has a path, and its name): each run of documents of one folder is read a batch ahead, and
+// take(i, read) is called for each in turn, read being the whole document or nothing where
+// the plain read must settle it (or no batch could be read). The stop a walk looks at before
+// each document stays with take: false from it ends the reading there, and so does Read.
+template <class Item, class Take>
+bool ReadInBatches(BatchDocumentReader& batch, HeldFolder& folder, std::span<const Item> items,
+                   Take&& take) {
+    std::array<const char*, BatchDocumentReader::kBatch> names{};
+    for (std::size_t first = 0; first < items.size();) {
+        const auto* holder = items[first].folder;
+        const int folderFd = folder.Descriptor(holder, holder->path);
+        std::size_t last = first;
+        while (last < items.size() && last - first < names.size() && items[last].folder == holder) {
+            names[last - first] = items[last].name.c_str();
+            ++last;
+        }
+        const bool batched = batch.Available() && folderFd >= 0;
+        if (batched)
+            batch.Read(folderFd, std::span(names.data(), last - first));
+        for (std::size_t at = first; at < last; ++at)
+            if (!take(at, batched ? batch.Document(at - first) : std::nullopt))
+                return false;
+        first = last;
+    }
+    return true;
+}
+
 // Opens, reads and closes a regular file of at most maxSize bytes; 0 or the code of
 // OpenRegularFile.
 int ReadRegularFile(const std::filesystem::path& path, std::string& text,
