@@ -18,6 +18,7 @@ namespace {
 bool SelectionCommand(int command) {
     switch (command) {
         case ID_EDIT_COPY:
+        case ID_EDIT_CUT:
         case ID_EDIT_PASTE:
         case ID_EDIT_DELETE:
         case ID_EDIT_DUPLICATE:
@@ -54,6 +55,7 @@ bool CommandActions::Available(Operation operation) {
         case Operation::Print:
         case Operation::Expand:
         case Operation::Copy:
+        case Operation::Cut:
         case Operation::Paste:
         case Operation::Rename:
         case Operation::Duplicate:
@@ -171,9 +173,11 @@ void CommandActions::BuildMenus(QMenuBar* bar) {
     connect(menuKey, &QAction::triggered, bar,
             [bar] { bar->setActiveAction(bar->actions().value(0)); });
     m_window->addAction(menuKey);
-    // The accelerators with no menu item: F5 refreshes, Ctrl+A selects the whole page.
+    // The accelerators with no menu item: F5 refreshes, Ctrl+A selects the whole page, Ctrl+X
+    // cuts items for a move.
     MakeAction(ID_REFRESH_KEY, "Refresh");
     MakeAction(ID_SELECT_ALL, "Select All");
+    MakeAction(ID_EDIT_CUT, "Cut");
 }
 
 void CommandActions::BuildToolbar(QToolBar* toolbar) {

@@ -344,6 +344,10 @@ void MainWindow::ShowProgress(const std::string& text) {
     m_progressText->setText(QString::fromStdString(text));
 }
 
+void MainWindow::ShowStatus(const QString& text) {
+    m_statusText->setText(text);
+}
+
 void MainWindow::ShowReportedProgress(int processed, int total) {
     m_shell.ReportProgress(processed, total);
 }

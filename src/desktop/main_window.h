@@ -80,6 +80,8 @@ public:
     void LeaveRows(const std::vector<TreeNode>& doomed);
     // Selects and shows the item at path, or the nearest folder above it that still exists.
     void SelectPath(const std::filesystem::path& path);
+    // Says text in the status bar's first part, until the tree's selection or list changes.
+    void ShowStatus(const QString& text);
     // Numbers a worker reported through the port.
     void ShowReportedProgress(int processed, int total);
     // Shows what the options in the configuration ask of the window (the tree's status icons),

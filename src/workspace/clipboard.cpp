@@ -3,6 +3,7 @@
 #include <new>
 
 #include "platform/debug_log.h"
+#include "workspace/item_transfer.h"
 
 namespace vantorel {
 
@@ -22,8 +23,34 @@ void Clipboard::Copy(const std::vector<TreeNode>& selection, UserPort& port) {
     }
 }
 
+void Clipboard::Cut(const std::vector<TreeNode>& selection, UserPort& port) {
+    // As with Copy, an empty selection leaves what was held.
+    if (selection.empty())
+        return;
+    Copy(selection, port);
+    m_cut = true;
+}
+
 void Clipboard::Clear() {
     m_entries.clear();
+    m_cut = false;
+}
+
+std::string Clipboard::CutStatus() const {
+    const std::string what =
+        m_entries.size() == 1 ? "1 item" : std::to_string(m_entries.size()) + " items";
+    return what + " cut: select a folder and press Ctrl+V to move " +
+           (m_entries.size() == 1 ? "it" : "them") + " there";
+}
+
+std::optional<Notice> Clipboard::MoveRefusal(NodeKind target) const {
+    for (const ClipboardEntry& entry : m_entries)
+        if (!CanDrop(entry.kind, target))
+            return Notice{"\"" + entry.path.filename().string() +
+                              "\" can't be moved into the selected folder. Select a folder "
+                              "that holds items of its kind.",
+                          "Move", Icon::Information};
+    return std::nullopt;
 }
 
 }  // namespace vantorel

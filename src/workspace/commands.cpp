@@ -78,6 +78,8 @@ constexpr Accelerator kAccelerators[] = {
     {"Ctrl+D", ID_EDIT_DUPLICATE},
     {"Ctrl+F", ID_EDIT_FIND},
     {"Ctrl+V", ID_EDIT_PASTE},
+    // No menu shows it: a cut and a paste move items as dragging them would.
+    {"Ctrl+X", ID_EDIT_CUT},
     {"Enter", ID_EDIT_PROPERTIES},
     {"F2", ID_EDIT_RENAME},
     {"Ctrl+A", ID_SELECT_ALL},
@@ -110,6 +112,7 @@ constexpr CommandOperation kOperations[] = {
     {ID_REFRESH_KEY, Operation::Refresh},
     {ID_FILE_EXIT, Operation::Exit},
     {ID_EDIT_COPY, Operation::Copy},
+    {ID_EDIT_CUT, Operation::Cut},
     {ID_EDIT_PASTE, Operation::Paste},
     {ID_EDIT_DELETED_ITEMS, Operation::DeletedItems},
     {ID_EDIT_FIND, Operation::Find},

@@ -31,6 +31,7 @@ enum class Operation {
     Print,
     Exit,
     Copy,
+    Cut,
     Paste,
     Rename,
     Duplicate,
@@ -179,6 +180,7 @@ enum CommandId : int {
     ID_SETTINGS_KEY = 40391,
     ID_EDIT_DELETED_ITEMS = 40395,  // ours: the bin of the database
     ID_SETTINGS_SPELLING = 40396,   // ours: the spelling check's options
+    ID_EDIT_CUT = 40397,            // ours, a key only: the keyboard's drag and drop
     ID_REPORT_FIRST = 40401,        // "Status Report - All"; the eight run in pairs All/Filtered
     ID_REPORT_LAST = 40408,
 };

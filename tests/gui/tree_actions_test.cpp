@@ -208,6 +208,24 @@ private slots:
         QVERIFY(w.model.IndexOf(w.login / "Sub").isValid());
         // Where the core takes no such item, the tree takes no drop.
         QVERIFY(!w.Drop(w.login / "LOG-001.vtl", w.open->database / "Testers", Qt::MoveAction));
+
+        // Without the mouse: Ctrl+X, then Ctrl+V on a folder moves as a drop would, once; a
+        // folder that takes no such item says so and the items stay cut.
+        w.MakeCurrent(w.login / "LOG-001.vtl");
+        w.window.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&w.window));
+        w.tree.setFocus();
+        QTest::keyClick(&w.tree, Qt::Key_X, Qt::ControlModifier);
+        w.MakeCurrent(w.open->database / "Testers");
+        QTest::keyClick(&w.tree, Qt::Key_V, Qt::ControlModifier);
+        QCOMPARE(w.open->port.notices.size(), std::size_t{2});
+        QVERIFY(fs::exists(w.login / "LOG-001.vtl"));
+        w.MakeCurrent(w.search);
+        QTest::keyClick(&w.tree, Qt::Key_V, Qt::ControlModifier);
+        QTRY_VERIFY(!w.window.Actions().TransferRunning() &&
+                    w.model.IndexOf(w.search / "LOG-001.vtl").isValid());
+        QVERIFY(!fs::exists(w.login / "LOG-001.vtl"));
+        QVERIFY(w.window.TheShell().ItemClipboard().Empty());
     }
 
     void PasteRunsWithProgressAndSelectsWhatItWrote() {

@@ -234,6 +234,10 @@ void WindowTest::init() {
 void WindowTest::cleanup() {
     m_answers.clear();
     m_test.reset();
+    // The application keeps the modifiers of the last key event: after a test's Ctrl+X, the
+    // next test's selections would be made with Ctrl held.
+    QWidget released;
+    QTest::keyRelease(&released, Qt::Key_Control);
 }
 
 }  // namespace vantorel::gui_test

@@ -9,6 +9,7 @@
 #include "desktop/command_actions.h"
 #include "desktop/lists/list_pane_view.h"
 #include "desktop/main_window.h"
+#include "desktop/qt_text.h"
 #include "documents/field_dialog.h"
 #include "workspace/multi_edit.h"
 
@@ -131,6 +132,13 @@ bool TreeActions::Run(Operation operation) {
         case Operation::Copy:
             m_window.TheShell().ItemClipboard().Copy(m_window.SelectedNodes(), m_port);
             return true;
+        case Operation::Cut: {
+            Clipboard& clipboard = m_window.TheShell().ItemClipboard();
+            clipboard.Cut(MovableItems(m_window.SelectedNodes()), m_port);
+            if (clipboard.HoldsCut())
+                m_window.ShowStatus(Text(clipboard.CutStatus()));
+            return true;
+        }
         case Operation::Paste:
             Paste();
             return true;
@@ -247,6 +255,20 @@ void TreeActions::Paste() {
     const std::optional<TreeNode> target = CurrentFolder();
     if (!target || !ReadyForTransfer())
         return;
+    Clipboard& held = m_window.TheShell().ItemClipboard();
+    if (held.HoldsCut()) {
+        if (const std::optional<Notice> refusal = held.MoveRefusal(target->kind)) {
+            m_port.tell(*refusal);
+            return;
+        }
+        // Moved as a drop of the items on the folder would move them, once.
+        for (const ClipboardEntry& entry : held.Entries())
+            m_drops.push_back(
+                {{entry.path, entry.kind, ItemLabel(entry.path, entry.kind)}, *target, false});
+        held.Clear();
+        RunDrops();
+        return;
+    }
     // Library test cases and suites pasted on a project's test cases become its project test
     // cases, as a drop makes them; the rest is copied.
     std::vector<ConversionDrop> conversions;
