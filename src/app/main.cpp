@@ -22,6 +22,7 @@
 #include "platform/batch_port.h"
 #include "platform/debug_log.h"
 #include "platform/folders.h"
+#include "platform/heap_tuning.h"
 #include "platform/stop_on_signals.h"
 #include "reports/command_line.h"
 #include "storage/vantorel_database.h"
@@ -91,6 +92,7 @@ unsigned ReportThreads() {
 
 int main(int argc, char** argv) {
     using namespace vantorel;
+    KeepHeapForChunkBuffers();
     const std::filesystem::path dataFolder = DataFolder();
     std::error_code error;
     std::filesystem::create_directories(dataFolder, error);
