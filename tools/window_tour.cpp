@@ -558,6 +558,7 @@ int main(int argc, char** argv) {
         const char* picture;
         fs::path item;
         bool pageEnd = false;  // the page scrolled to its end: its notes and links
+        int command = 0;       // run once the page is in (Ctrl+X's cut: the status bar)
     };
     const fs::path log002 =
         database / "Projects" / "Release 2.0" / "Project Test Cases" / "Login" / "LOG-002.vtl";
@@ -567,6 +568,8 @@ int main(int argc, char** argv) {
         {"window-project-test-case.png", log002},
         {"window-project-test-case-end.png", log002, true},
         {"window-tester.png", database / "Testers"},
+        {"window-cut.png", database / "Test Cases" / "Login" / "LOG-002.vtl", false,
+         vantorel::ID_EDIT_CUT},
     };
     int failures = 0;
     for (const Stop& stop : stops) {
@@ -579,6 +582,8 @@ int main(int argc, char** argv) {
             window.Tree().expand(window.Tree().currentIndex());
             if (!loaded.wait(20000))
                 std::fprintf(stderr, "%s: the page did not load\n", stop.picture);
+            if (stop.command != 0)
+                window.RunCommand(stop.command);
         }
         Settle(700);
         const fs::path file = output / stop.picture;
