@@ -6,6 +6,7 @@
 #include <deque>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 #include "documents/field_tables.h"
 #include "reports/list_reports.h"
@@ -294,6 +295,7 @@ public:
 
 private:
     static constexpr std::size_t kChunk = 256;
+    static constexpr std::size_t kHeldMax = std::size_t{16} << 20;  // bytes of rows
     struct CaseFolder {
         fs::path path;
         std::string suite;  // relative to the exported folder, "/" between levels; ISO-8859-1
@@ -348,7 +350,13 @@ private:
             }
             m_output.Write(chunk.rows);
             m_written += chunk.cases.size();
-            chunk = {};
+            // Moved out to go now: assigning an empty chunk would keep the rows' buffer.
+            const std::size_t written = std::exchange(chunk, {}).rows.size();
+            {
+                std::lock_guard relock(m_mutex);
+                m_held -= written;
+            }
+            m_work.notify_all();
             m_port.progress(static_cast<int>(m_written), static_cast<int>(m_listed));
         }
     }
@@ -373,8 +381,13 @@ private:
             Chunk* chunk = nullptr;
             {
                 std::unique_lock lock(m_mutex);
+                // Rows made ahead of the file are held in memory: past kHeldMax only the next
+                // chunk to be written is taken, so memory stays bounded however far the
+                // workers run ahead of the writing.
                 m_work.wait(lock, [this] {
-                    return m_abandoned || m_nextToMake < m_chunks.size() || m_listingDone;
+                    const bool waiting = m_nextToMake < m_chunks.size();
+                    return m_abandoned || (m_listingDone && !waiting) ||
+                           (waiting && (m_held <= kHeldMax || m_nextToMake == m_nextToWrite));
                 });
                 if (m_abandoned || m_nextToMake == m_chunks.size())
                     return;
@@ -385,6 +398,7 @@ private:
             {
                 std::lock_guard lock(m_mutex);
                 chunk->done = true;
+                m_held += chunk->rows.size();
             }
             m_done.notify_all();
         }
@@ -447,6 +461,7 @@ private:
     std::condition_variable m_work, m_done;
     std::deque<Chunk> m_chunks;
     std::size_t m_nextToMake = 0, m_nextToWrite = 0;
+    std::size_t m_held = 0;  // bytes of rows made and not yet written
     bool m_listingDone = false, m_abandoned = false;
     std::vector<std::jthread> m_workers;  // last, so they are joined before the rest goes
 };
