@@ -406,7 +406,6 @@ private:
 
     void MakeRows(Chunk& chunk, XMLParse& document, HeldFolder& folder, BatchDocumentReader& batch,
                   TagIndex& index, std::vector<std::string>& fieldsOfRow) const {
-        std::string_view stored;
         ReadInBatches(
             batch, folder, std::span<const Case>(chunk.cases),
             [&](std::size_t at, std::optional<std::string_view> read) {
@@ -432,13 +431,9 @@ private:
                 fieldsOfRow.clear();
                 fieldsOfRow.push_back(testCase.folder->suite);
                 index.Scan(document.Text());
-                for (std::size_t column = 0; column < m_fields.size(); ++column) {
-                    if (index.Value(column, stored) != 0)
-                        stored = {};
-                    fieldsOfRow.push_back(CsvValue(m_fields[column].type,
-                                                   stored.substr(0, kFieldValueMax - 1),
+                for (std::size_t column = 0; column < m_fields.size(); ++column)
+                    fieldsOfRow.push_back(CsvValue(m_fields[column].type, index.Stored(column),
                                                    m_request.options.richText));
-                }
                 document.Close();
                 chunk.rows += m_output.Encoded(CsvRow(fieldsOfRow));
                 return true;

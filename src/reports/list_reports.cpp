@@ -227,13 +227,6 @@ void RowSource::Scan(const XMLParse& document) {
     m_index.Scan(document.Text());
 }
 
-std::string_view RowSource::Stored(std::size_t which) const {
-    std::string_view value;
-    if (m_index.Value(which, value) != 0)
-        return {};
-    return value.substr(0, kFieldValueMax - 1);
-}
-
 // A report holds values as their documents store them: rich text in CDATA, list text as
 // typed, whole history blocks. Any of them may hold what reads as a tag, so each is escaped
 // as a whole, without a length limit, and no value can end its element or its test case

@@ -46,7 +46,7 @@ public:
     void Scan(const XMLParse& document);
     const XMLParse& Document() const { return *m_document; }
     // The value stored under tags[which], as GetTag gives it; empty when there is none.
-    std::string_view Stored(std::size_t which) const;
+    std::string_view Stored(std::size_t which) const { return m_index.Stored(which); }
     // Writes tag with value in the form a report keeps values in: escaped whole, without a
     // length limit.
     void WriteKept(XMLParse& out, std::string_view tag, std::string_view value);

@@ -193,6 +193,13 @@ int TagIndex::Value(std::size_t which, std::string_view& value) const {
     return 0;
 }
 
+std::string_view TagIndex::Stored(std::size_t which) const {
+    std::string_view value;
+    if (Value(which, value) != 0)
+        return {};
+    return value.substr(0, kFieldValueMax - 1);
+}
+
 std::vector<std::string> ReadRepeated(const XMLParse& document, std::string_view tag) {
     std::vector<std::string> values;
     try {

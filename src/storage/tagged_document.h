@@ -74,6 +74,9 @@ public:
     void Scan(std::string_view text);
     // FindTagValue(text, tags[which], value) for the text of the last Scan.
     int Value(std::size_t which, std::string_view& value) const;
+    // The value of tags[which] as GetTag gives it: cut to a field's length, empty when the
+    // tag is missing or its element is cut short.
+    std::string_view Stored(std::size_t which) const;
 
 private:
     struct Wanted {
