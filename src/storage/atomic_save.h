@@ -49,6 +49,9 @@ private:
     FileLayer& m_files;
     int m_fd = -1;
     int m_error = 0;
+    static constexpr std::size_t kHandToDiskEvery = std::size_t{8} << 20;
+    std::size_t m_written = 0;
+    std::size_t m_handedToDisk = 0;
     const char* m_step = "create";
 };
 
