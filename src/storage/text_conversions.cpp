@@ -28,17 +28,25 @@ bool StartsWithNoCase(std::string_view text, std::size_t at, std::string_view pr
 std::size_t FindNoCase(std::string_view text, std::string_view needle, std::size_t from) {
     if (needle.empty())
         return from <= text.size() ? from : std::string_view::npos;
-    // Jump from one possible first character to the next; only there compare the rest.
-    const char first = needle.front();
-    const char both[] = {static_cast<char>(std::tolower(static_cast<unsigned char>(first))),
-                         static_cast<char>(std::toupper(static_cast<unsigned char>(first)))};
-    for (std::size_t at = text.find_first_of(std::string_view(both, 2), from);
-         at != std::string_view::npos && at + needle.size() <= text.size();
-         at = text.find_first_of(std::string_view(both, 2), at + 1)) {
+    // Jump from one place of either case of the first character to the next, each case found
+    // by a search of its own (a search for one byte is far faster than for either of two);
+    // only there compare the rest.
+    const auto first = static_cast<unsigned char>(needle.front());
+    const char lower = static_cast<char>(std::tolower(first));
+    const char upper = static_cast<char>(std::toupper(first));
+    std::size_t nextLower = text.find(lower, from);
+    std::size_t nextUpper = lower == upper ? std::string_view::npos : text.find(upper, from);
+    for (;;) {
+        const std::size_t at = std::min(nextLower, nextUpper);
+        if (at == std::string_view::npos || needle.size() > text.size() - at)
+            return std::string_view::npos;
         if (StartsWithNoCase(text, at, needle))
             return at;
+        if (at == nextLower)
+            nextLower = text.find(lower, at + 1);
+        else
+            nextUpper = text.find(upper, at + 1);
     }
-    return std::string_view::npos;
 }
 
 bool PrecededBy(std::string_view text, std::size_t at, std::string_view before) {
