@@ -107,12 +107,14 @@ ItemCore::ItemCore(std::span<const FieldDescriptor> fields, const CustomCfg& cus
 bool ItemCore::Load(const fs::path& document) {
     m_document = document;
     m_values.reset();
+    m_index.reset();
     m_loaded = m_doc.OpenFastRead(document) == 0 && m_doc.Load() == 0;
     return m_loaded;
 }
 
 void ItemCore::LoadText(std::string text) {
     m_values.reset();
+    m_index.reset();
     m_doc.LoadText(std::move(text));
     m_loaded = true;
 }
@@ -138,8 +140,20 @@ std::string ItemCore::Stored(std::string_view tag) const {
                 return (*m_values)[row];
         return {};
     }
+    if (!m_loaded)
+        return {};
+    if (!m_index) {
+        std::vector<std::string_view> tags;
+        for (const FieldDescriptor& row : m_fields)
+            tags.push_back(row.tag);
+        m_index.emplace(tags);
+        m_index->Scan(m_doc.Text());
+    }
+    for (std::size_t row = 0; row < m_fields.size(); ++row)
+        if (m_fields[row].tag == tag)
+            return std::string(m_index->Stored(row));
     std::string value;
-    if (!m_loaded || m_doc.GetTag(tag, value) != 0)
+    if (m_doc.GetTag(tag, value) != 0)
         return {};
     return value;
 }
@@ -339,6 +353,7 @@ std::string PrjTestGroupCore::SuiteList(const PageSettings& settings) const {
                                                     "Priority",  "Testers", "Last Attempt"};
     static constexpr std::string_view kCells[] = {"<test_title>", "<test_status>", "<priority>",
                                                   "<testers>", "<last_attempt_date>"};
+    constexpr std::size_t kStatusCell = 1;
     static const auto kCellTypes = [] {
         std::array<FieldType, std::size(kCells)> types{};
         for (std::size_t cell = 0; cell < types.size(); ++cell)
@@ -370,6 +385,8 @@ std::string PrjTestGroupCore::SuiteList(const PageSettings& settings) const {
         return strcasecmp(a.name.c_str(), b.name.c_str()) < 0;
     });
 
+    static_assert(kCells[kStatusCell] == "<test_status>");
+    TagIndex cells(kCells);
     std::size_t rows = 0;
     for (const Entry& entry : entries) {
         if (rows == kSuiteListLimit) {
@@ -392,20 +409,16 @@ std::string PrjTestGroupCore::SuiteList(const PageSettings& settings) const {
         const fs::path document = m_folder / (entry.name + std::string(kItemExtension));
         XMLParse doc;
         const bool read = doc.OpenFastRead(document) == 0 && doc.Load() == 0;
-        auto stored = [&](std::string_view tag) {
-            std::string value;
-            if (read)
-                doc.GetTag(tag, value);
-            return value;
-        };
-        const std::optional<int> meaning = m_custom.MeaningOf(Unescaped(stored("<test_status>")));
+        cells.Scan(read ? std::string_view(doc.Text()) : std::string_view());
+        const std::optional<int> meaning =
+            m_custom.MeaningOf(Unescaped(std::string(cells.Stored(kStatusCell))));
         const std::string_view icon = meaning ? kStatusIconFiles[*meaning] : "tc.gif";
         html += "<tr class=" + rowClass + "><td class=" + rowClass + "><img src=\"" +
                 settings.imagePath + std::string(icon) + "\" align=left><a href=\"" +
                 (settings.itemHref ? settings.itemHref(document) : UrlPath(entry.name + ".html")) +
                 "\">" + shown + "</a></td>";
         for (std::size_t cell = 0; cell < std::size(kCells); ++cell) {
-            const std::string value = PageValue(kCellTypes[cell], stored(kCells[cell]));
+            const std::string value = PageValue(kCellTypes[cell], cells.Stored(cell));
             html += "<td class=" + rowClass + ">" + (value.empty() ? "&nbsp;" : value) + "</td>";
         }
         html += "</tr> \n";

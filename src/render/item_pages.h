@@ -68,6 +68,9 @@ protected:
 private:
     std::string Edit(const FieldDescriptor& row, const std::string& stored) const;
     std::string m_failedLoad;
+    // Where each field's tags lie in the loaded document, found in one pass at the first
+    // value asked for: a page asks for some forty fields.
+    mutable std::optional<TagIndex> m_index;
 };
 
 // A report colour (0x00BBGGRR) as CSS writes it, "#rrggbb".
