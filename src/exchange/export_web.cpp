@@ -294,10 +294,9 @@ void ExportWeb::Progress(const std::string& text) {
 }
 
 ExportWeb::PageWriter::PageWriter(const fs::path& file) : m_file(file) {
-    // A page of an earlier export is removed, not truncated: file systems flush a truncated
-    // file at once when it is closed, which would make a second export many times slower.
-    // The page is made anew, never opened through a link that stands in its place.
-    ::unlink(file.c_str());
+    // Pages are made in a new, empty folder: no page of an earlier export stands there, so
+    // none is truncated (a truncated file is flushed at once when it is closed). A page is
+    // never opened through a link that stands in its place.
     m_fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0644);
     if (m_fd < 0)
         m_error = errno;
