@@ -28,18 +28,43 @@ TEST_P(Conversion, GivesTheExpectedText) {
 
 INSTANTIATE_TEST_SUITE_P(
     Texts, Conversion,
-    ::testing::Values(ConversionCase{"EscapeMissesACharacterOrTouchesLineEnds", Escape,
-                                     "\t&><'\"\r\nx", kFieldValueMax,
-                                     "&#x09;&amp;&gt;&lt;&apos;&quot;\r\nx"},
-                      ConversionCase{"EscapeCutsAnEntityAtTheLimit", Escape, "ab&cd", 6, "ab"},
-                      ConversionCase{"EscapeCutsARunAtTheLimit", Escape, "a&bcdef", 9, "a&amp;bc"},
-                      ConversionCase{"UnescapeReadsTheLineFeedEntityAsLf", Unescape, "a&#x0A;b",
-                                     kFieldValueMax, "a\r\nb"},
-                      ConversionCase{"UnescapeKeepsALoneAmpersand", Unescape, "R&D &AMP; &amp",
-                                     kFieldValueMax, "RD AMP; amp"},
-                      ConversionCase{"UnescapePassesTheLimit", Unescape, "abcdef", 4, "abc"},
-                      ConversionCase{"ALoneCrOrLfStaysANewline", NewlinesToBreaks, "a\rb\nc",
-                                     kFieldValueMax, "a<br>b<br>c"}),
+    ::testing::Values(
+        ConversionCase{"EscapeMissesACharacterOrTouchesLineEnds", Escape, "\t&><'\"\r\nx",
+                       kFieldValueMax, "&#x09;&amp;&gt;&lt;&apos;&quot;\r\nx"},
+        ConversionCase{"EscapeCutsAnEntityAtTheLimit", Escape, "ab&cd", 6, "ab"},
+        ConversionCase{"EscapeCutsARunAtTheLimit", Escape, "a&bcdef", 9, "a&amp;bc"},
+        ConversionCase{"UnescapeReadsTheLineFeedEntityAsLf", Unescape, "a&#x0A;b", kFieldValueMax,
+                       "a\r\nb"},
+        ConversionCase{"UnescapeKeepsALoneAmpersand", Unescape, "R&D &AMP; &amp", kFieldValueMax,
+                       "RD AMP; amp"},
+        ConversionCase{"UnescapePassesTheLimit", Unescape, "abcdef", 4, "abc"},
+        ConversionCase{"ALoneCrOrLfStaysANewline", NewlinesToBreaks, "a\rb\nc", kFieldValueMax,
+                       "a<br>b<br>c"},
+        ConversionCase{"BreaksConvertsAnUnknownBreakTag",
+                       [](std::string& text, std::size_t) { BreaksToNewlines(text); },
+                       "a<br>b<BR>c<p>d</p>e</P>f<Br>g<p class=x>h\r\n", kFieldValueMax,
+                       "a\nb\nc\ndef<Br>g<p class=x>h"},
+        ConversionCase{"WrapLinksMissesAKindOfLink", WrapLinks,
+                       "See http://a.org/x and www.b.com, (ftp://c.net/f) \\\\srv\\share\\f.doc",
+                       kFieldValueMax,
+                       "See <a target=\"_blank\" href=\"http://a.org/x\">http://a.org/x</a> and "
+                       "<a target=\"_blank\" href=\"http://www.b.com,\">www.b.com,</a> "
+                       "(<a target=\"_blank\" href=\"ftp://c.net/f\">ftp://c.net/f</a>) "
+                       "<a target=\"_blank\" "
+                       "href=\"file://srv/share/f.doc\">\\\\srv\\share\\f.doc</a>"},
+        ConversionCase{"WrapLinksWrapsAnAnchorAgain", WrapLinks,
+                       "<a href=\"http://x.org\">http://x.org</a>", kFieldValueMax,
+                       "<a href=\"http://x.org\">http://x.org</a>"},
+        ConversionCase{"WrapLinksMissesAnUpperCaseSchemeOrTakesTheSpace", WrapLinks,
+                       "VANTOREL://Alpha/Project Test Cases", kFieldValueMax,
+                       "<a target=\"_blank\" href=\"VANTOREL://Alpha/Project\">"
+                       "VANTOREL://Alpha/Project</a> Test Cases"},
+        ConversionCase{"WrapLinksEndsAQuotedLinkAtItsSpace", WrapLinks, "\"http://x.org/a b\" end",
+                       kFieldValueMax,
+                       "\"<a target=\"_blank\" href=\"http://x.org/a%20b\">"
+                       "http://x.org/a b</a>\" end"},
+        ConversionCase{"WrapLinksOverflowsTheField", WrapLinks, "http://x.org", 30,
+                       "http://x.org"}),
     [](const ::testing::TestParamInfo<ConversionCase>& info) { return info.param.fault; });
 
 TEST(Unescape, ReversesEscape) {
@@ -76,59 +101,16 @@ TEST(LineBreaks, TwoLinesWithAnEmptyLineRoundTripThroughBreaks) {
     EXPECT_EQ(text, "line one\n\nline two");
 }
 
-TEST(LineBreaks, OnlyTheKnownBreakTagsAreConverted) {
-    std::string text = "a<br>b<BR>c<p>d</p>e</P>f<Br>g<p class=x>h\r\n";
-    BreaksToNewlines(text);
-    EXPECT_EQ(text, "a\nb\nc\ndef<Br>g<p class=x>h");
-}
-
-TEST(WrapLinks, WrapsEachKindOfLink) {
-    std::string text = "See http://a.org/x and www.b.com, (ftp://c.net/f) \\\\srv\\share\\f.doc";
-    WrapLinks(text);
-    EXPECT_EQ(text,
-              "See <a target=\"_blank\" href=\"http://a.org/x\">http://a.org/x</a> and "
-              "<a target=\"_blank\" href=\"http://www.b.com,\">www.b.com,</a> "
-              "(<a target=\"_blank\" href=\"ftp://c.net/f\">ftp://c.net/f</a>) "
-              "<a target=\"_blank\" href=\"file://srv/share/f.doc\">\\\\srv\\share\\f.doc</a>");
-}
-
-TEST(WrapLinks, LeavesLinksThatAreAlreadyAnchors) {
-    const std::string anchored = "<a href=\"http://x.org\">http://x.org</a>";
-    std::string text = anchored;
-    WrapLinks(text);
-    EXPECT_EQ(text, anchored);
-}
-
-TEST(WrapLinks, MatchesSchemesIgnoringCaseAndEscapesUnsafeCharacters) {
-    std::string text = "VANTOREL://Alpha/Project Test Cases";
-    WrapLinks(text);
-    EXPECT_EQ(text,
-              "<a target=\"_blank\" href=\"VANTOREL://Alpha/Project\">VANTOREL://Alpha/Project</a>"
-              " Test Cases");
-    EXPECT_EQ(CanonicalUrl("http://x/a b\xE9"), "http://x/a%20b%E9");
-}
-
-TEST(WrapLinks, LinkAfterADoubleQuoteRunsToTheNextQuote) {
-    std::string text = "\"http://x.org/a b\" end";
-    WrapLinks(text);
-    EXPECT_EQ(text,
-              "\"<a target=\"_blank\" href=\"http://x.org/a%20b\">http://x.org/a b</a>\" end");
-}
-
-TEST(WrapLinks, LeavesTheTextWhenTheMarkupWouldNotFit) {
-    std::string text = "http://x.org";
-    WrapLinks(text, 30);
-    EXPECT_EQ(text, "http://x.org");
-}
-
 // Names come from the file system as UTF-8, or as ISO-8859-1 bytes from an old share; pages
-// show them whatever their charset, documents hold them in ISO-8859-1.
+// show them whatever their charset, documents hold them in ISO-8859-1, and a link's address
+// escapes their bytes.
 TEST(FileNames, ReachPagesAsReferencesAndDocumentsAsLatin1) {
     EXPECT_EQ(NameHtml("Caf\xc3\xa9 <1> & \xe2\x82\xac"), "Caf&#233; &lt;1&gt; &amp; &#8364;");
     EXPECT_EQ(NameHtml("Caf\xe9"), "Caf&#233;");
     EXPECT_EQ(NameHtml("\xe2\x82"), "&#226;&#130;");  // cut short: each byte on its own
     EXPECT_EQ(Latin1FromName("Caf\xc3\xa9 \xe2\x82\xac"), "Caf\xe9 ?");
     EXPECT_EQ(Latin1FromName("Caf\xe9"), "Caf\xe9");
+    EXPECT_EQ(CanonicalUrl("http://x/a b\xE9"), "http://x/a%20b%E9");
 }
 
 TEST(Utf16, RoundTripsOutsideTheBasicPlane) {
