@@ -42,7 +42,7 @@ protected:
     RecordingPort port;
 };
 
-TEST_F(IncrementalIdTest, ContinuesTheHighestNumberWithItsWidth) {
+TEST_F(IncrementalIdTest, ContinuesTheHighestNumberWithItsWidthOrOutgrowsIt) {
     WriteFile(dir / "TC0009.vtl", "");
     WriteFile(dir / "TC0041.vtl", "");
     WriteFile(dir / "Login.vtl", "");
@@ -51,9 +51,15 @@ TEST_F(IncrementalIdTest, ContinuesTheHighestNumberWithItsWidth) {
     ASSERT_TRUE(reserved);
     EXPECT_EQ(reserved->Id(), "TC0042");
     EXPECT_TRUE(std::filesystem::exists(dir / "TC0042.tmp"));
+
+    TempDir other;
+    WriteFile(other / "R99.vtl", "");
+    reserved = GetIncrementalID(other.path(), "TC", port);
+    ASSERT_TRUE(reserved);
+    EXPECT_EQ(reserved->Id(), "R100");
 }
 
-TEST_F(IncrementalIdTest, ReservationsKeepTwoNewItemsApartAndGoAway) {
+TEST_F(IncrementalIdTest, ReservationsKeepTwoNewItemsApartAndGoAwayAndNeedAWritableFolder) {
     auto first = GetIncrementalID(dir.path(), "TC", port);
     auto second = GetIncrementalID(dir.path(), "TC", port);
     ASSERT_TRUE(first && second);
@@ -61,6 +67,9 @@ TEST_F(IncrementalIdTest, ReservationsKeepTwoNewItemsApartAndGoAway) {
     EXPECT_EQ(second->Id(), "TC002");
     first.reset();
     EXPECT_FALSE(std::filesystem::exists(dir / "TC001.tmp"));
+    // An unwritable folder reserves nothing and is told to the user.
+    EXPECT_FALSE(GetIncrementalID(dir / "missing", "TC", port));
+    EXPECT_EQ(port.notices.size(), 1u);
 }
 
 TEST_F(IncrementalIdTest, AnImportContinuesWithoutListingAgainYetSkipsWhatOthersMade) {
@@ -77,18 +86,6 @@ TEST_F(IncrementalIdTest, AnImportContinuesWithoutListingAgainYetSkipsWhatOthers
     // ...but the name about to be handed out is looked for, and the folder listed again.
     WriteFile(dir / "TC0044.vtl", "");
     EXPECT_EQ(next(), "TC0091");
-}
-
-TEST_F(IncrementalIdTest, NumbersOutgrowTheirWidth) {
-    WriteFile(dir / "R99.vtl", "");
-    auto reserved = GetIncrementalID(dir.path(), "TC", port);
-    ASSERT_TRUE(reserved);
-    EXPECT_EQ(reserved->Id(), "R100");
-}
-
-TEST_F(IncrementalIdTest, UnwritableFolderIsToldToTheUser) {
-    EXPECT_FALSE(GetIncrementalID(dir / "missing", "TC", port));
-    EXPECT_EQ(port.notices.size(), 1u);
 }
 
 }  // namespace
