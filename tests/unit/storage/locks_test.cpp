@@ -56,7 +56,7 @@ protected:
     std::filesystem::path item = dir / "TC1.vtl";
 };
 
-TEST_F(LockTest, LockFileHoldsComputerAndUserPaddedToTheBlockSize) {
+TEST_F(LockTest, ALockHoldsComputerAndUserPaddedToTheBlockSizeAndASecondOneFails) {
     ASSERT_EQ(createLockFile(item, kAlice), 0);
     const std::string content = ReadFile(dir / "TC1.vtl.lck");
     struct statvfs info {};
@@ -71,10 +71,8 @@ TEST_F(LockTest, LockFileHoldsComputerAndUserPaddedToTheBlockSize) {
     EXPECT_EQ(holder.user, "alice");
     EXPECT_EQ(holder.process, ThisProcess());
     EXPECT_TRUE(IsLocked(item));
-}
 
-TEST_F(LockTest, ASecondLockFailsEvenForTheSameUser) {
-    ASSERT_EQ(createLockFile(item, kAlice), 0);
+    // A second lock fails, even for the same user.
     EXPECT_EQ(createLockFile(item, kAlice), EEXIST);
     EXPECT_EQ(createLockFile(item, kBob), EEXIST);
     EXPECT_EQ(ReadFile(LockPath(item)).substr(0, 14), "PC-ALICE\nalice");
@@ -375,7 +373,7 @@ TEST_F(EditLockTest, TakesTheLockAndReleasesItWhenTheEditorCloses) {
     EXPECT_TRUE(port.questions.empty());
 }
 
-TEST_F(EditLockTest, HeldLockOffersUnlockAndKeepsItWhenDeclined) {
+TEST_F(EditLockTest, HeldLockOffersUnlockAndTakesItOverOnlyWhenConfirmed) {
     ASSERT_EQ(createLockFile(item, kBob), 0);
     port.ScriptAnswers({false});
     EXPECT_FALSE(EditLock::Acquire(item, port, kAlice));
@@ -390,13 +388,10 @@ TEST_F(EditLockTest, HeldLockOffersUnlockAndKeepsItWhenDeclined) {
     EXPECT_FALSE(EditLock::Acquire(item, port, kAlice));
     EXPECT_EQ(port.questions.back().caption, "Confirm file unlock");
     EXPECT_EQ(ReadFile(dir / "TC1.vtl.lck").substr(0, 10), "PC-BOB\nbob");
-}
 
-TEST_F(EditLockTest, ForcedUnlockTakesTheLockOver) {
-    ASSERT_EQ(createLockFile(item, kBob), 0);
     port.ScriptAnswers({true, true});
-    auto lock = EditLock::Acquire(item, port, kAlice);
-    ASSERT_TRUE(lock);
+    const auto taken = EditLock::Acquire(item, port, kAlice);
+    ASSERT_TRUE(taken);
     EXPECT_EQ(ReadFile(dir / "TC1.vtl.lck").substr(0, 14), "PC-ALICE\nalice");
     EXPECT_EQ(port.unscriptedQuestions, 0);
 }
