@@ -35,11 +35,8 @@ TEST(SpellingWords, SplitsProseAndLeavesCodesAndAddressesAlone) {
     EXPECT_TRUE(
         WordsOf(u"http://exmple.org/pge www.exmple.org C:\\lgs\\x /tmp/fle me@hst setup.exe")
             .empty());
-}
-
-TEST(SpellingWords, PlacesAreUtf16Units) {
-    const std::u16string text = u"\u00e9t\u00e9 mispelt";
-    const auto words = CheckableWords(text);
+    // Places are in UTF-16 units.
+    const auto words = CheckableWords(u"\u00e9t\u00e9 mispelt");
     ASSERT_EQ(words.size(), 2u);
     EXPECT_EQ(words[1], (WordSpan{4, 7}));
 }
@@ -92,7 +89,7 @@ protected:
     RecordingPort port;
 };
 
-TEST_F(SpellCheckerTest, FindsMisspeltWordsWhereTheyStand) {
+TEST_F(SpellCheckerTest, FindsMisspeltWordsWhereTheyStandAndSuggestsTheWordMeant) {
     const std::u16string text = u"The tester recieved an eror when loging in.";
     const auto misspelt = checker->Misspelt(text);
     ASSERT_EQ(misspelt.size(), 3u);
@@ -102,16 +99,18 @@ TEST_F(SpellCheckerTest, FindsMisspeltWordsWhereTheyStand) {
     EXPECT_EQ(checker->NextMisspelt(text, misspelt[0].start + 1), misspelt[1]);
     EXPECT_FALSE(checker->NextMisspelt(text, misspelt[2].start + 1));
     EXPECT_TRUE(checker->Check(u"Don\u2019t"));
-}
 
-TEST_F(SpellCheckerTest, SuggestsTheWordMeant) {
     const auto suggestions = checker->Suggest(u"recieved");
     ASSERT_FALSE(suggestions.empty());
     EXPECT_EQ(suggestions.front(), u"received");
     EXPECT_LE(checker->Suggest(u"tst", 3).size(), 3u);
 }
 
-TEST_F(SpellCheckerTest, KeepsAddedWordsInThePersonalList) {
+TEST_F(SpellCheckerTest, AddedWordsAreKeptInThePersonalListIgnoredOnesForTheRunOnly) {
+    checker->Ignore(u"Qwertz");
+    EXPECT_TRUE(checker->Misspelt(u"Qwertz keyboards").empty());
+    EXPECT_FALSE(std::filesystem::exists(PersonalList()));
+
     EXPECT_FALSE(checker->Check(u"Vantorel"));
     EXPECT_TRUE(checker->AddToDictionary(u"Vantorel", port));
     EXPECT_TRUE(checker->Check(u"Vantorel"));
@@ -124,12 +123,7 @@ TEST_F(SpellCheckerTest, KeepsAddedWordsInThePersonalList) {
     EXPECT_TRUE(again->Check(u"Vantorel"));
     EXPECT_TRUE(again->Check(u"d\u00e9j\u00e0vu"));
     EXPECT_FALSE(again->Check(u"Vantorell"));
-}
-
-TEST_F(SpellCheckerTest, IgnoredWordsHoldForTheRunOnly) {
-    checker->Ignore(u"Qwertz");
-    EXPECT_TRUE(checker->Misspelt(u"Qwertz keyboards").empty());
-    EXPECT_FALSE(std::filesystem::exists(PersonalList()));
+    EXPECT_FALSE(again->Check(u"Qwertz"));
 }
 
 TEST_F(SpellCheckerTest, EachSkipRuleHoldsOnlyWhileItsOptionIsOn) {
