@@ -84,7 +84,7 @@ TEST(CsvValueTest, RichTextIsPlainTextWithLineBreaksUnlessHtmlIsAskedFor) {
     EXPECT_EQ(RichTextAsPlainText("<p><br></p>"), "");
 }
 
-TEST(CsvValueTest, TextIsUnescapedAndDatesAreIso8601) {
+TEST(CsvValueTest, TextIsUnescapedDatesAreIso8601AndLatin1BecomesUtf8) {
     EXPECT_EQ(CsvValue(FT_TEXT, "Tom &amp; &quot;Jerry&quot;", CsvRichText::PlainText),
               "Tom & \"Jerry\"");
     EXPECT_EQ(CsvValue(FT_DATE, "20261007", CsvRichText::PlainText), "2026-10-07");
@@ -92,9 +92,6 @@ TEST(CsvValueTest, TextIsUnescapedAndDatesAreIso8601) {
     EXPECT_EQ(CsvValue(FT_TIME, "10:12:00", CsvRichText::PlainText), "10:12:00");
     EXPECT_EQ(CsvValue(FT_TIME, "N/A", CsvRichText::PlainText), "");
     EXPECT_EQ(CsvValue(FT_PLAIN_TEXT, "01:30", CsvRichText::PlainText), "01:30");
-}
-
-TEST(CsvValueTest, Latin1BecomesUtf8) {
     EXPECT_EQ(Latin1ToUtf8("Caf\xE9 \xFF\xA0!"), "Caf\xC3\xA9 \xC3\xBF\xC2\xA0!");
 }
 
@@ -218,12 +215,19 @@ TEST_F(CsvExportTest, FailuresAreToldAndLeaveAnEarlierFileAsItWas) {
     stop.request_stop();
     request.stop = stop.get_token();
     EXPECT_FALSE(ExportTestCasesCsv(request, port));
+    request.stop = {};
 
-    ASSERT_EQ(port.notices.size(), 3u);
+    const fs::path target = request.target;
+    request.target = dir / "missing folder" / "out.csv";
+    EXPECT_FALSE(ExportTestCasesCsv(request, port));
+
+    ASSERT_EQ(port.notices.size(), 4u);
     EXPECT_EQ(port.notices[0], missing);
     EXPECT_TRUE(Has(port.notices[1].text, "BAD.vtl"));
     EXPECT_TRUE(Has(port.notices[2].text, "cancelled"));
-    EXPECT_EQ(ReadFile(request.target), "earlier");
+    EXPECT_EQ(port.notices[3].caption, "Export to CSV");
+    EXPECT_TRUE(port.notices[3].text.starts_with("The CSV file could not be written: "));
+    EXPECT_EQ(ReadFile(target), "earlier");
     for (const auto& entry : fs::directory_iterator(dir.path()))
         EXPECT_FALSE(entry.path().filename().string().starts_with(".")) << entry.path();
 }
@@ -268,14 +272,6 @@ TEST_F(CsvExportTest, ManyTestCasesKeepTheirOrderAndTheFirstUnreadableOneIsTheOn
     ASSERT_EQ(port.notices.size(), 2u);
     EXPECT_TRUE(Has(port.notices[1].text, "M-00300.vtl"));
     EXPECT_EQ(ReadFile(request.target), written);
-}
-
-TEST_F(CsvExportTest, AnUnwritableTargetIsTold) {
-    request.target = dir / "missing folder" / "out.csv";
-    EXPECT_FALSE(ExportTestCasesCsv(request, port));
-    ASSERT_EQ(port.notices.size(), 1u);
-    EXPECT_EQ(port.notices[0].caption, "Export to CSV");
-    EXPECT_TRUE(port.notices[0].text.starts_with("The CSV file could not be written: "));
 }
 
 TEST_F(CsvExportTest, TheSampleProjectExportsEveryTestCase) {

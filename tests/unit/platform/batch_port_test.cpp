@@ -13,7 +13,7 @@ namespace {
 using testing::ReadFile;
 using testing::TempDir;
 
-TEST(BatchPort, FormatsOneLinePerNotice) {
+TEST(BatchPort, WritesOneLinePerNoticeToTheLogAndStderrAndAnswersQuestionsSafely) {
     struct tm when {};
     when.tm_year = 2026 - 1900;
     when.tm_mon = 2;
@@ -23,9 +23,7 @@ TEST(BatchPort, FormatsOneLinePerNotice) {
     when.tm_sec = 6;
     EXPECT_EQ(BatchPort::FormatLine("Unable to open\nthe file\n", when),
               "3-Mar-2026 04:05:06 Unable to open the file\n");
-}
 
-TEST(BatchPort, WritesTheLogAndStderrAndAnswersQuestionsSafely) {
     TempDir dir;
     std::ostringstream err;
     BatchPort port(dir / "error_log.txt", err);
