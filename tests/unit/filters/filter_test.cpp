@@ -30,15 +30,13 @@ protected:
                             {"<priority>", "High"}});
 };
 
-TEST_F(FilterTest, ListConditionsPassOnAnySelectedValue) {
+TEST_F(FilterTest, ListConditionsPassOnAnySelectedValueTypedOnesCompareByTheirKind) {
     EXPECT_TRUE(Passes({{0, {"Fail", "Pass"}, FO_EQUAL_TO}}));
     EXPECT_FALSE(Passes({{0, {"Fail", "pass"}, FO_EQUAL_TO}}));
     EXPECT_TRUE(Passes({{5, {"sam"}, FO_EQUAL_TO}}));  // one of several testers
     EXPECT_FALSE(Passes({{5, {"lee, sam"}, FO_EQUAL_TO}}));
     EXPECT_TRUE(Passes({{12, {"R&D"}, FO_EQUAL_TO}}));  // compared unescaped
-}
-
-TEST_F(FilterTest, TypedConditionsCompareByTheirKind) {
+    // Typed conditions compare by their kind.
     EXPECT_TRUE(Passes({{16, {"bug-17"}, FO_CONTAINS}}));  // text, ignoring case
     EXPECT_TRUE(Passes({{19, {"NEW</B> CARD"}, FO_CONTAINS}}));
     EXPECT_FALSE(Passes({{16, {"BUG-18"}, FO_CONTAINS}}));
