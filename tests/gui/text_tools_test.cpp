@@ -104,47 +104,56 @@ class TextToolsTest : public gui_test::WindowTest {
     RecordingPort port;
 
 private slots:
-    void AMisspeltWordIsUnderlinedAndASuggestionReplacesIt() {
-        OpenDialog open(Root(), CopyDatabase(Root()));
-        QVERIFY(SharedSpellChecker(open.folders.data));
-        RichTextEdit& steps = *open.Steps();
-        steps.clear();
-        QTest::keyClicks(&steps, "The tester recieved an error");
-        const QTextBlock block = steps.document()->firstBlock();
-        QVERIFY(Underlined(block, 11, 8));
-        QVERIFY(!Underlined(block, 4, 6));
+    void AMisspeltWordIsUnderlinedAndASuggestionReplacesItWhileTheCheckerIsOn() {
+        for (const bool on : {false, true}) {
+            ConfigSettings options;
+            options.useSpellChecker = on;
+            const fs::path root = Root() / (on ? "on" : "off");
+            OpenDialog open(root, CopyDatabase(root), options);
+            QVERIFY(SharedSpellChecker(open.folders.data));
+            RichTextEdit& steps = *open.Steps();
+            steps.clear();
+            QTest::keyClicks(&steps, "The tester recieved an error");
+            const QTextBlock block = steps.document()->firstBlock();
+            QCOMPARE(Underlined(block, 11, 8), on);
+            QVERIFY(!Underlined(block, 4, 6));
+            std::unique_ptr<QMenu> menu(
+                open.Tools().ContextMenu(&steps, PointOf(steps, "recieved")));
+            QAction* suggestion = ActionNamed(*menu, "received");
+            QCOMPARE(suggestion != nullptr, on);
+            if (!on) {
+                open.dialog->reject();
+                continue;
+            }
+            QVERIFY(ActionNamed(*menu, "addToDictionary"));
+            // No HTML editor is set: its item is there, greyed, and says why.
+            QAction* htmlEditor = ActionNamed(*menu, "editInHtmlEditor");
+            QVERIFY(htmlEditor && !htmlEditor->isEnabled() && !htmlEditor->toolTip().isEmpty());
+            suggestion->trigger();
+            QCOMPARE(steps.toPlainText(), QString("The tester received an error"));
+            QVERIFY(!Underlined(steps.document()->firstBlock(), 11, 8));
 
-        std::unique_ptr<QMenu> menu(open.Tools().ContextMenu(&steps, PointOf(steps, "recieved")));
-        QAction* suggestion = ActionNamed(*menu, "received");
-        QVERIFY(suggestion);
-        QVERIFY(ActionNamed(*menu, "addToDictionary"));
-        // No HTML editor is set: its item is there, greyed, and says why.
-        QAction* htmlEditor = ActionNamed(*menu, "editInHtmlEditor");
-        QVERIFY(htmlEditor && !htmlEditor->isEnabled() && !htmlEditor->toolTip().isEmpty());
-        suggestion->trigger();
-        QCOMPARE(steps.toPlainText(), QString("The tester received an error"));
-        QVERIFY(!Underlined(steps.document()->firstBlock(), 11, 8));
-
-        // A line is underlined too; a word added to the dictionary is right from then on, in
-        // every field, and kept in the data folder.
-        QTest::keyClicks(open.Title(), " Vantorelish");
-        auto* titleSpelling = open.Title()->findChild<FieldSpelling*>();
-        QVERIFY(titleSpelling);
-        QCOMPARE(titleSpelling->LineUnderlines().size(), qsizetype(1));
-        const int at = static_cast<int>(open.Title()->text().indexOf("Vantorelish"));
-        QCOMPARE(titleSpelling->LineUnderlines()[0].start, at);
-        open.Title()->setCursorPosition(at + 3);
-        const QPoint inWord =
-            open.Title()->inputMethodQuery(Qt::ImCursorRectangle).toRect().center();
-        std::unique_ptr<QMenu> lineMenu(open.Tools().ContextMenu(open.Title(), inWord));
-        QAction* add = ActionNamed(*lineMenu, "addToDictionary");
-        QVERIFY(add);
-        add->trigger();
-        QVERIFY(titleSpelling->LineUnderlines().isEmpty());
-        QVERIFY(
-            testing::Has(testing::ReadFile(open.folders.data / "userdic.txt"), "Vantorelish\n"));
-        QVERIFY(open.port.notices.empty());
-        open.dialog->reject();
+            // A line is underlined too; a word added to the dictionary is right from then on, in
+            // every field, and kept in the data folder.
+            QTest::keyClicks(open.Title(), " Vantorelish");
+            auto* titleSpelling = open.Title()->findChild<FieldSpelling*>();
+            QVERIFY(titleSpelling);
+            QCOMPARE(titleSpelling->LineUnderlines().size(), qsizetype(1));
+            const int at = static_cast<int>(open.Title()->text().indexOf("Vantorelish"));
+            QCOMPARE(titleSpelling->LineUnderlines()[0].start, at);
+            open.Title()->setCursorPosition(at + 3);
+            const QPoint inWord =
+                open.Title()->inputMethodQuery(Qt::ImCursorRectangle).toRect().center();
+            std::unique_ptr<QMenu> lineMenu(open.Tools().ContextMenu(open.Title(), inWord));
+            QAction* add = ActionNamed(*lineMenu, "addToDictionary");
+            QVERIFY(add);
+            add->trigger();
+            QVERIFY(titleSpelling->LineUnderlines().isEmpty());
+            QVERIFY(testing::Has(testing::ReadFile(open.folders.data / "userdic.txt"),
+                                 "Vantorelish\n"));
+            QVERIFY(open.port.notices.empty());
+            open.dialog->reject();
+        }
     }
 
     void EditsOfALongParagraphUnderlineWhatACheckOfTheWholeDoes() {
@@ -191,19 +200,6 @@ private slots:
         cursor.removeSelectedText();
         QCOMPARE(underlines(), whole());
         QVERIFY(!whole().isEmpty());
-    }
-
-    void WithTheCheckerOffNothingIsUnderlined() {
-        ConfigSettings off;
-        off.useSpellChecker = false;
-        OpenDialog open(Root(), CopyDatabase(Root()), off);
-        RichTextEdit& steps = *open.Steps();
-        steps.clear();
-        QTest::keyClicks(&steps, "The tester recieved an error");
-        QVERIFY(!Underlined(steps.document()->firstBlock(), 11, 8));
-        std::unique_ptr<QMenu> menu(open.Tools().ContextMenu(&steps, PointOf(steps, "recieved")));
-        QVERIFY(!ActionNamed(*menu, "received"));
-        open.dialog->reject();
     }
 
     void CheckSpellingWalksTheFieldsAndSaysWhenDone() {
