@@ -79,30 +79,25 @@ private slots:
 
     void QuestionsAnswerYesOrNoAndATickNeedsTickAndOk() {
         QtPort port;
-        WhenModalOpens([](QDialog& dialog) {
-            static_cast<QMessageBox&>(dialog).button(QMessageBox::Yes)->click();
-        });
-        QVERIFY(port.ask({"Really delete all lock files?", "Delete confirmation", Icon::Question}));
-
+        const Notice plain{"Really delete all lock files?", "Delete confirmation", Icon::Question};
         const Notice unlock{"Unable to open file for editing.", "File locked", Icon::Warning,
                             "Unlock File"};
-        WhenModalOpens([](QDialog& dialog) {
-            static_cast<QMessageBox&>(dialog).button(QMessageBox::Ok)->click();
-        });
-        QVERIFY(!port.ask(unlock));
-        WhenModalOpens([](QDialog& dialog) {
-            auto& box = static_cast<QMessageBox&>(dialog);
-            QCOMPARE(box.checkBox()->text(), QString("Unlock File"));
-            box.checkBox()->setChecked(true);
-            box.button(QMessageBox::Ok)->click();
-        });
-        QVERIFY(port.ask(unlock));
-        WhenModalOpens([](QDialog& dialog) {
-            auto& box = static_cast<QMessageBox&>(dialog);
-            box.checkBox()->setChecked(true);
-            box.button(QMessageBox::Cancel)->click();
-        });
-        QVERIFY(!port.ask(unlock));
+        // Each row: the question, the tick given, the button clicked, and the answer.
+        for (const auto& [question, tick, button, answer] :
+             {std::tuple{plain, false, QMessageBox::Yes, true},
+              std::tuple{unlock, false, QMessageBox::Ok, false},
+              std::tuple{unlock, true, QMessageBox::Ok, true},
+              std::tuple{unlock, true, QMessageBox::Cancel, false}}) {
+            WhenModalOpens([&, tick = tick, button = button](QDialog& dialog) {
+                auto& box = static_cast<QMessageBox&>(dialog);
+                if (box.checkBox()) {
+                    QCOMPARE(box.checkBox()->text(), QString("Unlock File"));
+                    box.checkBox()->setChecked(tick);
+                }
+                box.button(button)->click();
+            });
+            QCOMPARE(port.ask(question), answer);
+        }
     }
 
     void WorkerProgressArrivesAsItsLatestNumbers() {
