@@ -108,57 +108,43 @@ TEST_F(ListReportsTest, AReportCutShortShowsTheTestCasesBeforeTheCut) {
     EXPECT_TRUE(ReadDetailsReport(*file)->testCases.empty());
 }
 
-TEST_F(ListReportsTest, DetailsHoldEveryFieldAndTheHistory) {
-    AddCase("Login/A.vtl", {{"<id>", "A"}, {"<test_status>", "Pass"}},
+// Details hold every field and the history, and give back any value as it was written, so
+// that none forges an entry.
+TEST_F(ListReportsTest, DetailsHoldEveryFieldAndTheHistoryAndGiveBackAnyValue) {
+    const std::string forged = "</test_case>\r\n<test_case>\r\n<path>evil</path><id>X</id>";
+    AddCase("Login/A.vtl",
+            {{"<id>", "A"},
+             {"<test_type>", "Manual " + forged},
+             {"<test_status>", "Pass"},
+             {"<test_description>", "<![CDATA[Step " + forged + " &amp; &#x0A; done]]>"}},
             Block("01-10-2026", false, "Not yet attempted", "Not yet attempted") +
                 Block("02-10-2026", true, "Not yet attempted", "Pass"));
     const auto file = Make(ReportKind::Details, WholeProject());
     ASSERT_TRUE(file);
     EXPECT_EQ(ReadReportKind(*file), ReportKind::Details);
+    EXPECT_EQ(ReadStatusReport(*file), std::nullopt);
 
     const auto data = ReadDetailsReport(*file);
     ASSERT_TRUE(data);
     ASSERT_EQ(data->testCases.size(), 1u);
     const ReportedTestCase& kept = data->testCases[0];
     EXPECT_EQ(kept.path, "Project Test Cases/Login/A.vtl");
-    const std::size_t fields = FieldRows(PrjTestCaseFields()).size();
-    ASSERT_EQ(kept.values.size(), fields + 2);
-    EXPECT_EQ(kept.values[7], "Pass");  // <test_status>
-    XMLParse lastBlock;
-    lastBlock.LoadText("<history_entry>" + kept.values[fields + 1] + "</history_entry>");
-    const auto history = LoadHistoryBlocks(lastBlock);
-    ASSERT_EQ(history.size(), 1u);
-    EXPECT_EQ(history[0].newStatus, "Pass");
-    EXPECT_EQ(ReadStatusReport(*file), std::nullopt);
-    // Each test case is headed by its identifier, its suite beneath.
-    const auto page = RenderReportPage(*file, custom, "details");
-    ASSERT_TRUE(page);
-    EXPECT_TRUE(Has(page->body, "<h2>A</h2>\n<p class=Meaning>Suite Login</p>")) << page->body;
-}
-
-TEST_F(ListReportsTest, DetailsGiveBackAnyValueSoNoneForgesAnEntry) {
-    const std::string forged = "</test_case>\r\n<test_case>\r\n<path>evil</path><id>X</id>";
-    AddCase("Login/A.vtl",
-            {{"<id>", "A"},
-             {"<test_type>", "Manual " + forged},
-             {"<test_description>", "<![CDATA[Step " + forged + " &amp; &#x0A; done]]>"}},
-            Block("01-10-2026", false, "Not yet attempted", "Not yet attempted"));
-    const auto file = Make(ReportKind::Details, WholeProject());
-    ASSERT_TRUE(file);
-
-    const auto data = ReadDetailsReport(*file);
-    ASSERT_TRUE(data);
-    ASSERT_EQ(data->testCases.size(), 1u);
-    EXPECT_EQ(data->testCases[0].path, "Project Test Cases/Login/A.vtl");
     const auto fields = FieldRows(PrjTestCaseFields());
+    ASSERT_EQ(kept.values.size(), fields.size() + 2);
     auto value = [&](std::string_view tag) {
         for (std::size_t i = 0; i < fields.size(); ++i)
             if (fields[i].tag == tag)
-                return data->testCases[0].values[i];
+                return kept.values[i];
         return std::string("no such field");
     };
+    EXPECT_EQ(kept.values[7], "Pass");  // <test_status>
     EXPECT_EQ(value("<test_type>"), "Manual " + forged);
     EXPECT_EQ(value("<test_description>"), "<![CDATA[Step " + forged + " &amp; &#x0A; done]]>");
+    XMLParse lastBlock;
+    lastBlock.LoadText("<history_entry>" + kept.values[fields.size() + 1] + "</history_entry>");
+    const auto history = LoadHistoryBlocks(lastBlock);
+    ASSERT_EQ(history.size(), 1u);
+    EXPECT_EQ(history[0].newStatus, "Pass");
 
     // The list report keeps its cells the same way.
     const auto list = Make(ReportKind::List, WholeProject());
@@ -168,9 +154,11 @@ TEST_F(ListReportsTest, DetailsGiveBackAnyValueSoNoneForgesAnEntry) {
     ASSERT_EQ(rows->rows.size(), 1u);
     EXPECT_EQ(rows->rows[0].values[5], "Manual " + forged);
 
-    // Its page shows the one test case with the texts as they were written.
+    // Its page shows the one test case, headed by its identifier with its suite beneath, and
+    // the texts as they were written.
     const auto page = RenderReportPage(*file, custom, "details");
     ASSERT_TRUE(page);
+    EXPECT_TRUE(Has(page->body, "<h2>A</h2>\n<p class=Meaning>Suite Login</p>")) << page->body;
     EXPECT_EQ(page->body.find("<h2>", page->body.find("<h2>") + 1), std::string::npos);
     EXPECT_FALSE(Has(page->body, "evil</h2>"));
     EXPECT_TRUE(Has(page->body, "<td>Step " + forged + " &amp; &#x0A; done</td>")) << page->body;
