@@ -141,7 +141,7 @@ TEST_F(StartupTest, StartupChoicesAndTheDebugSwitch) {
     EXPECT_EQ(next.Configuration().Settings().lastDbPath, (dir / "NewDB").string());
 }
 
-TEST_F(StartupTest, ClosingAndOldDatabases) {
+TEST_F(StartupTest, ClosingOldAndGoneDatabases) {
     Shell shell(port, view, folders, identity);
     shell.Start({});
     ASSERT_TRUE(shell.OpenDatabase(folders.data / "SampleDB"));
@@ -168,11 +168,8 @@ TEST_F(StartupTest, ClosingAndOldDatabases) {
     EXPECT_FALSE(shell.OpenDatabase(dir / "nowhere"));
     EXPECT_EQ(port.notices.back().caption, "Error: unable to open database");
     EXPECT_FALSE(shell.Database().IsOpen());
-}
 
-TEST_F(StartupTest, ADatabaseWhoseFolderWentAwayOrWasReplacedIsClosedWithAMessage) {
-    Shell shell(port, view, folders, identity);
-    shell.Start({});
+    // A database whose folder went away, or was replaced, is closed with a message.
     EXPECT_FALSE(shell.DatabaseGone());
     const fs::path database = folders.data / "SampleDB";
     ASSERT_TRUE(shell.OpenDatabase(database));
