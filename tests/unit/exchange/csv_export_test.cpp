@@ -55,16 +55,14 @@ std::vector<std::vector<std::string>> ParseCsv(std::string_view text) {
     return rows;
 }
 
-TEST(CsvFieldTest, QuotesOnlyFieldsThatNeedItAndDoublesTheirQuotes) {
+TEST(CsvFieldTest, QuotesOnlyFieldsThatNeedItDoublesTheirQuotesAndReadsBackAsWritten) {
     EXPECT_EQ(CsvField("plain text"), "plain text");
     EXPECT_EQ(CsvField("a,b"), "\"a,b\"");
     EXPECT_EQ(CsvField("say \"hi\""), "\"say \"\"hi\"\"\"");
     EXPECT_EQ(CsvField("two\nlines"), "\"two\nlines\"");
     EXPECT_EQ(CsvField("cr\r"), "\"cr\r\"");
     EXPECT_EQ(CsvRow({"a", "", "b,c"}), "a,,\"b,c\"\r\n");
-}
-
-TEST(CsvFieldTest, AwkwardFieldsReadBackAsWritten) {
+    // Awkward fields read back as written.
     const std::vector<std::string> fields{"\"", ",", "a\r\nb", "", "Caf\xE9 \"x\", y\n"};
     EXPECT_EQ(ParseCsv(CsvRow(fields) + CsvRow({"next"})),
               (std::vector<std::vector<std::string>>{fields, {"next"}}));
