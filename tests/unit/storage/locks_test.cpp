@@ -79,7 +79,7 @@ TEST_F(LockTest, ALockHoldsComputerAndUserPaddedToTheBlockSizeAndASecondOneFails
     EXPECT_EQ(EntriesIn(dir.path()), 2) << "a refused taker leaves its written lock behind";
 }
 
-TEST_F(LockTest, OnlyTheOwnerRemovesALockUnlessForced) {
+TEST_F(LockTest, OnlyTheOwnerRemovesALockUnlessForcedOrAllAreDeleted) {
     ASSERT_EQ(createLockFile(item, kAlice), 0);
     deleteLockFile(item, false, kBob);
     EXPECT_TRUE(IsLocked(item));
@@ -89,6 +89,15 @@ TEST_F(LockTest, OnlyTheOwnerRemovesALockUnlessForced) {
     ASSERT_EQ(createLockFile(item, kAlice), 0);
     deleteLockFile(item, true, kBob);
     EXPECT_FALSE(IsLocked(item));
+
+    // Deleting all locks walks the whole tree.
+    std::filesystem::create_directories(dir / "a" / "b");
+    WriteFile(dir / "a" / "b" / "x.vtl.lck", "x");
+    WriteFile(dir / "a" / "keep.vtl", "x");
+    ASSERT_EQ(createLockFile(item, kAlice), 0);
+    EXPECT_EQ(DeleteAllLocks(dir.path()), 2);
+    EXPECT_FALSE(IsLocked(item));
+    EXPECT_TRUE(std::filesystem::exists(dir / "a" / "keep.vtl"));
 }
 
 TEST_F(LockTest, AnUnreadableLockIsLeftByANormalDelete) {
@@ -269,16 +278,6 @@ TEST_F(LockTest, LockMessageNamesHolderAndTimeAndEmptyNamesForAShortLock) {
     EXPECT_EQ(message.size() - message.find(head) - head.size(), 24u) << message;
     WriteFile(dir / "TC1.vtl.lck", "");
     EXPECT_TRUE(Has(GetLockMessage(item), "locked by\n \n \non \nat "));
-}
-
-TEST_F(LockTest, DeleteAllLocksWalksTheWholeTree) {
-    std::filesystem::create_directories(dir / "a" / "b");
-    WriteFile(dir / "a" / "b" / "x.vtl.lck", "x");
-    WriteFile(dir / "a" / "keep.vtl", "x");
-    ASSERT_EQ(createLockFile(item, kAlice), 0);
-    EXPECT_EQ(DeleteAllLocks(dir.path()), 2);
-    EXPECT_FALSE(IsLocked(item));
-    EXPECT_TRUE(std::filesystem::exists(dir / "a" / "keep.vtl"));
 }
 
 TEST_F(LockTest, WriteProbeLeavesNothingBehind) {

@@ -177,7 +177,7 @@ TEST_F(NodePageTest, ReportDocumentGivesTheChartsItsPageShows) {
     EXPECT_TRUE(Page(testCase).charts.empty());
 }
 
-TEST_F(NodePageTest, UnreadableDocumentIsToldAndItsPageStillSaysSo) {
+TEST_F(NodePageTest, AnUnreadableDocumentOrAMissingStyleStillGetsAPageThatSaysSo) {
     const fs::path gone = db / "Test Cases" / "Login" / "Gone.vtl";  // renamed by another user
     const fs::path broken = report.parent_path() / "Broken.vtl";
     WriteFile(broken, "not a report");
@@ -192,6 +192,9 @@ TEST_F(NodePageTest, UnreadableDocumentIsToldAndItsPageStillSaysSo) {
                                        document.string() + "</p>"));
         EXPECT_TRUE(page.charts.empty());
     }
+    // Without its style, every kind gets the template-missing page.
+    for (const fs::path& path : {testCase, report, report.parent_path(), db / "Test Cases", cases})
+        EXPECT_EQ(Page(path, dir.path() / "Templates" / "gone").html, kTemplateMissingPage) << path;
 }
 
 TEST_F(NodePageTest, AProjectTestCasePageOffersAddBugOnlyWhenAskedAndItsLinkLeadsBack) {
@@ -206,11 +209,6 @@ TEST_F(NodePageTest, AProjectTestCasePageOffersAddBugOnlyWhenAskedAndItsLinkLead
     EXPECT_EQ(Page(projectCase).html.find("Add Bug"), std::string::npos);
     EXPECT_FALSE(AddBugItem(db, ItemLink(db, projectCase)));
     EXPECT_FALSE(AddBugItem(db, AddBugLink(db, testCase)));
-}
-
-TEST_F(NodePageTest, MissingStyleGivesTheTemplateMissingPage) {
-    for (const fs::path& path : {testCase, report, report.parent_path(), db / "Test Cases", cases})
-        EXPECT_EQ(Page(path, dir.path() / "Templates" / "gone").html, kTemplateMissingPage) << path;
 }
 
 TEST_F(NodePageTest, LinksResolveInEveryFormTheyAreWritten) {
