@@ -49,7 +49,7 @@ protected:
     }
 };
 
-TEST_F(StatusCasesTest, ListsWhatTheReportCountedUnderTheStatus) {
+TEST_F(StatusCasesTest, ListsWhatTheReportCountedUnderTheStatusAsItIsNow) {
     const fs::path report = Report(WholeProject());
     const auto listed = ListStatusCases(report, kPassRow, Reporting());
     ASSERT_TRUE(listed);
@@ -65,6 +65,11 @@ TEST_F(StatusCasesTest, ListsWhatTheReportCountedUnderTheStatus) {
     EXPECT_EQ(Ids(report, 1), (std::vector<std::string>{"B"}));
     EXPECT_TRUE(Ids(report, 4).empty());
     EXPECT_TRUE(port.notices.empty());
+
+    // Test cases are listed under their status of now.
+    AddCase("Login/B.vtl", {{"<test_status>", "Pass"}});
+    EXPECT_EQ(Ids(report, kPassRow), (std::vector<std::string>{"A", "B", "C", "D"}));
+    EXPECT_TRUE(Ids(report, 1).empty());
 }
 
 TEST_F(StatusCasesTest, KeepsTheReportsSuitesAndFilter) {
@@ -84,13 +89,6 @@ TEST_F(StatusCasesTest, KeepsTheReportsSuitesAndFilter) {
     EXPECT_FALSE(ListStatusCases(report, kPassRow, Reporting()));
     ASSERT_FALSE(port.notices.empty());
     EXPECT_EQ(port.notices.back().caption, "Filter not found");
-}
-
-TEST_F(StatusCasesTest, TestCasesAreListedUnderTheirStatusOfNow) {
-    const fs::path report = Report(WholeProject());
-    AddCase("Login/B.vtl", {{"<test_status>", "Pass"}});
-    EXPECT_EQ(Ids(report, kPassRow), (std::vector<std::string>{"A", "B", "C", "D"}));
-    EXPECT_TRUE(Ids(report, 1).empty());
 }
 
 TEST_F(StatusCasesTest, ASummaryReportsRowIsAMeaning) {
