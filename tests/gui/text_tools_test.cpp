@@ -249,7 +249,7 @@ private slots:
         clean.dialog->reject();
     }
 
-    void TheHtmlEditorsTextComesBackWhenTheUserAgrees() {
+    void TheHtmlEditorsTextComesBackWhenTheUserAgreesAndAMissingEditorIsTold() {
         const fs::path editor = Root() / "fake editor.sh";
         {
             // Saves by writing a new file over the old, as many editors do.
@@ -258,40 +258,36 @@ private slots:
                       "mv \"$1.new\" \"$1\"\n";
         }
         fs::permissions(editor, fs::perms::owner_all);
-        ConfigSettings options;
-        options.htmlEditorPath = "\"" + editor.string() + "\"";
-        OpenDialog open(Root(), CopyDatabase(Root()), options);
-        open.port.ScriptAnswers({true});
-        RichTextEdit& steps = *open.Steps();
-        steps.ShowStored("Open the page\nLog in");
+        for (const bool present : {true, false}) {
+            ConfigSettings options;
+            options.htmlEditorPath =
+                present ? "\"" + editor.string() + "\"" : (Root() / "no-editor").string();
+            const fs::path root = Root() / (present ? "present" : "missing");
+            OpenDialog open(root, CopyDatabase(root), options);
+            open.port.ScriptAnswers({true});
+            RichTextEdit& steps = *open.Steps();
+            steps.ShowStored("Open the page\nLog in");
 
-        std::unique_ptr<QMenu> menu(open.Tools().ContextMenu(&steps, {5, 5}));
-        QAction* edit = ActionNamed(*menu, "editInHtmlEditor");
-        QVERIFY(edit && edit->isEnabled());
-        edit->trigger();
-        QTRY_COMPARE(steps.Edited(), QString("Open the <b>new</b> page\nLog in"));
-        QTRY_VERIFY(!open.Tools().HtmlEditor().Editing());
-        QVERIFY(!fs::exists(open.folders.EditorWorkFile()));
-        QCOMPARE(open.port.questions.size(), std::size_t(1));
-        QVERIFY(open.port.notices.empty());
-
-        open.dialog->accept();
-        QVERIFY(
-            testing::Has(testing::ReadFile(open.testCase), "Open the <b>new</b> page<br>Log in"));
-    }
-
-    void AMissingEditorIsToldAndTheTextStays() {
-        ConfigSettings options;
-        options.htmlEditorPath = (Root() / "no-editor").string();
-        OpenDialog open(Root(), CopyDatabase(Root()), options);
-        open.Steps()->ShowStored("Kept");
-        std::unique_ptr<QMenu> menu(open.Tools().ContextMenu(open.Steps(), {5, 5}));
-        ActionNamed(*menu, "editInHtmlEditor")->trigger();
-        QTRY_COMPARE(open.port.notices.size(), std::size_t(1));
-        QTRY_VERIFY(!open.Tools().HtmlEditor().Editing());
-        QCOMPARE(open.Steps()->Edited(), QString("Kept"));
-        QVERIFY(!fs::exists(open.folders.EditorWorkFile()));
-        open.dialog->reject();
+            std::unique_ptr<QMenu> menu(open.Tools().ContextMenu(&steps, {5, 5}));
+            QAction* edit = ActionNamed(*menu, "editInHtmlEditor");
+            QVERIFY(edit && edit->isEnabled());
+            edit->trigger();
+            // A missing editor is told, and the text stays.
+            QTRY_COMPARE(open.port.notices.size(), std::size_t(present ? 0 : 1));
+            QTRY_COMPARE(steps.Edited(), present ? QString("Open the <b>new</b> page\nLog in")
+                                                 : QString("Open the page\nLog in"));
+            QTRY_VERIFY(!open.Tools().HtmlEditor().Editing());
+            QVERIFY(!fs::exists(open.folders.EditorWorkFile()));
+            QCOMPARE(open.port.questions.size(), std::size_t(present ? 1 : 0));
+            QCOMPARE(open.port.notices.size(), std::size_t(present ? 0 : 1));
+            if (!present) {
+                open.dialog->reject();
+                continue;
+            }
+            open.dialog->accept();
+            QVERIFY(testing::Has(testing::ReadFile(open.testCase),
+                                 "Open the <b>new</b> page<br>Log in"));
+        }
     }
 };
 
