@@ -303,43 +303,25 @@ private slots:
                 std::string::npos);
     }
 
-    void APasteStoppedByCancelOrByClosingLeavesNoHalfCopy() {
-        enum Stop { kCancel, kCloseDatabase, kCloseWindow };
-        for (const Stop stop : {kCancel, kCloseDatabase, kCloseWindow}) {
-            LibraryWindow w(Open(std::to_string(stop)));
-            w.BulkSuite(400);
-            w.PasteBulkIntoSearch();
-            QVERIFY(w.window.Actions().TransferRunning());
-            if (stop == kCancel) {
-                // A second paste while the first runs is refused, not queued.
-                w.window.RunCommand(ID_EDIT_PASTE);
-                QCOMPARE(w.open->port.notices.back(), TransferBusyNotice());
-            }
-            QTRY_VERIFY(HoldsUnfinishedCopies(w.search));
-            if (stop == kCancel) {
-                w.window.findChild<QPushButton*>("cancelTransfer")->click();
-                QTRY_VERIFY(!w.window.Actions().TransferRunning());
-                QVERIFY(!w.model.IndexOf(w.search / "Bulk").isValid());
-            } else {
-                if (stop == kCloseWindow)
-                    w.window.close();
-                else
-                    w.window.RunCommand(ID_FILE_CLOSE_DB);
-                // Stopped before the call returned.
-                QVERIFY(!w.window.Actions().TransferRunning());
-            }
-            QVERIFY(!HoldsUnfinishedCopies(w.search));
-            QVERIFY(!fs::exists(w.search / "Bulk"));
-            QCOMPARE(w.open->port.notices.back(), kCopyCancelled);
-        }
-    }
+    void CancellingALongPasteOrDuplicateLeavesNoHalfCopy() {
+        LibraryWindow w(Open());
+        w.BulkSuite(400);
+        w.PasteBulkIntoSearch();
+        QVERIFY(w.window.Actions().TransferRunning());
+        // A second paste while the first runs is refused, not queued.
+        w.window.RunCommand(ID_EDIT_PASTE);
+        QCOMPARE(w.open->port.notices.back(), TransferBusyNotice());
+        QTRY_VERIFY(HoldsUnfinishedCopies(w.search));
+        w.window.findChild<QPushButton*>("cancelTransfer")->click();
+        QTRY_VERIFY(!w.window.Actions().TransferRunning());
+        QCOMPARE(w.open->port.notices.back(), kCopyCancelled);
+        QVERIFY(!HoldsUnfinishedCopies(w.search));
+        QVERIFY(!fs::exists(w.search / "Bulk"));
+        QVERIFY(!w.model.IndexOf(w.search / "Bulk").isValid());
 
-    void DuplicateAndDeleteOfALongSuiteRunOnTheWorkerAndACancelLeavesNoHalfCopy() {
         // Duplicate and delete of a suite read or write every file of a suite of any size: the
         // window's thread only starts them, and a cancelled duplicate leaves nothing of its
         // copy.
-        LibraryWindow w(Open());
-        w.BulkSuite(400);
         const fs::path copy = w.library / "copy of Bulk";
         w.MakeCurrent(w.library / "Bulk");
         w.window.RunCommand(ID_EDIT_DUPLICATE);
@@ -362,6 +344,24 @@ private slots:
         QTRY_VERIFY(!w.window.Actions().TransferRunning());
         QVERIFY(!fs::exists(copy));
         QVERIFY(!w.model.IndexOf(copy).isValid());
+    }
+
+    void ClosingTheDatabaseOrTheWindowStopsATransferBetweenFiles() {
+        for (const bool closeWindow : {false, true}) {
+            LibraryWindow w(Open(closeWindow ? "closing the window" : "closing the database"));
+            w.BulkSuite(400);
+            w.PasteBulkIntoSearch();
+            QTRY_VERIFY(HoldsUnfinishedCopies(w.search));
+            if (closeWindow)
+                w.window.close();
+            else
+                w.window.RunCommand(ID_FILE_CLOSE_DB);
+            // Stopped before the call returned: nothing of the copy remains.
+            QVERIFY(!w.window.Actions().TransferRunning());
+            QVERIFY(!HoldsUnfinishedCopies(w.search));
+            QVERIFY(!fs::exists(w.search / "Bulk"));
+            QCOMPARE(w.open->port.notices.back(), kCopyCancelled);
+        }
     }
 
     void ChangesMadeElsewhereShowWithoutARefresh() {
