@@ -91,15 +91,13 @@ protected:
 TEST_F(CsvImportTest, ColumnsAreMatchedByCaptionAndTheChoiceIsKeptForTheDatabase) {
     auto import = Open("Test Title,id,Priority,Colour,Expected Duration\r\nT,A1,High,red,1:5\r\n");
     ASSERT_TRUE(import);
-    const auto caption = [&](std::size_t column) {
-        auto field = import->FieldOf(column);
-        return field ? import->Fields()[*field].caption : std::string("-");
-    };
-    EXPECT_EQ(caption(0), "Test Title");
-    EXPECT_EQ(caption(1), "ID");
-    EXPECT_EQ(caption(2), "Priority");
-    EXPECT_EQ(caption(3), "-");
-    EXPECT_EQ(caption(4), "Expected Test Duration (HHH:MM)");
+    std::vector<std::string> captions;
+    for (std::size_t column = 0; column < 5; ++column)
+        captions.push_back(import->FieldOf(column)
+                               ? import->Fields()[*import->FieldOf(column)].caption
+                               : std::string("-"));
+    EXPECT_EQ(captions, (std::vector<std::string>{"Test Title", "ID", "Priority", "-",
+                                                  "Expected Test Duration (HHH:MM)"}));
     EXPECT_EQ(import->Preview(),
               (std::vector<std::vector<std::string>>{{"T", "A1", "High", "red", "1:5"}}));
     EXPECT_EQ(import->LineOf(0), 2u);
