@@ -9,7 +9,7 @@
 namespace vantorel {
 namespace {
 
-TEST(AxisTicks, RoundStepsFromZeroPastTheLargestValue) {
+TEST(AxisTicks, RoundStepsFromZeroPastTheLargestValueEachLabelledWithItsValue) {
     EXPECT_EQ(AxisTicks(2, false), (std::vector<double>{0, 0.5, 1, 1.5, 2}));
     EXPECT_EQ(AxisTicks(10, true), (std::vector<double>{0, 2, 4, 6, 8, 10}));
     EXPECT_EQ(AxisTicks(7, true), (std::vector<double>{0, 2, 4, 6, 8}));
@@ -33,10 +33,8 @@ TEST(AxisTicks, RoundStepsFromZeroPastTheLargestValue) {
                 EXPECT_EQ(step, std::round(step)) << largest;
             }
         }
-}
 
-TEST(AxisTicks, EveryLabelShowsItsValue) {
-    // Each label of an axis differs from the others: 1.5 is not shown as "2".
+    // Each label of an axis shows its value, unlike the others: 1.5 is not shown as "2".
     const std::vector<double> hours = AxisTicks(2, false);
     std::vector<std::string> labels;
     for (double tick : hours)
