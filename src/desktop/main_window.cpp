@@ -175,6 +175,10 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, UserIdentity identi
     m_progressText = new QLabel;
     m_progressText->setObjectName("progress");
     m_progressText->setAccessibleName("Progress");
+    // A long state ("1 item cut: ...") takes room from the user's part: a gap keeps the two
+    // apart.
+    for (QLabel* part : {m_statusText, m_userText})
+        part->setContentsMargins(0, 0, 16, 0);
     statusBar()->addWidget(m_statusText, 25);
     statusBar()->addWidget(m_userText, 35);
     statusBar()->addWidget(m_progressText, 40);
