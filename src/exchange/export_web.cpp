@@ -14,6 +14,7 @@
 #include <map>
 #include <mutex>
 #include <thread>
+#include <unordered_map>
 
 #include "documents/custom_cfg.h"
 #include "documents/test_group.h"
@@ -650,15 +651,57 @@ std::optional<ExportWeb::ProjectTree> ExportWeb::GatherProject(const Site& site)
     return tree;
 }
 
+// The cells of each suite's list, kept as the pages of its test cases are made, until the
+// suite's page, made after them, has taken them: only the suites being made hold any.
+class ExportWeb::KnownCells {
+public:
+    explicit KnownCells(std::size_t suites) : m_bySuite(suites) {}
+
+    void Keep(std::uint32_t suite, const std::string& name, SuiteCells cells) {
+        std::lock_guard lock(m_mutex);
+        m_bySuite[suite].insert_or_assign(name, std::move(cells));
+    }
+    std::optional<SuiteCells> Take(std::uint32_t suite, const std::string& name) {
+        std::lock_guard lock(m_mutex);
+        auto& kept = m_bySuite[suite];
+        const auto found = kept.find(name);
+        if (found == kept.end())
+            return std::nullopt;
+        SuiteCells cells = std::move(found->second);
+        kept.erase(found);
+        return cells;
+    }
+    // The suite's page is made: what it did not show (past its list's limit) goes.
+    void Forget(std::uint32_t suite) {
+        std::lock_guard lock(m_mutex);
+        std::unordered_map<std::string, SuiteCells>().swap(m_bySuite[suite]);
+    }
+
+private:
+    std::mutex m_mutex;
+    std::vector<std::unordered_map<std::string, SuiteCells>> m_bySuite;
+};
+
 bool ExportWeb::WriteItemPages(const Site& site, ProjectTree& tree) {
     // The templates are read before the threads start; the threads only fill them.
     const Template& suitePage = site.Load(kPrjTestSuiteTemplate);
     const Template& casePage = site.Load(kPrjTestCaseTemplate);
+    // Each suite's page is made after its test cases' pages, whose cells its list shows.
+    std::vector<std::size_t> order;
+    order.reserve(tree.pages.size());
+    for (std::size_t at = 0; at < tree.pages.size();) {
+        const std::size_t suite = at++;
+        while (at < tree.pages.size() && !tree.pages[at].isSuite)
+            order.push_back(at++);
+        order.push_back(suite);
+    }
+    KnownCells known(tree.suites.size());
     std::atomic<std::size_t> next{0};
     auto work = [&] {
-        for (std::size_t page = next++; page < tree.pages.size() && !Stopping(); page = next++) {
+        for (std::size_t turn = next++; turn < order.size() && !Stopping(); turn = next++) {
+            const std::size_t page = order[turn];
             const Template& frame = tree.pages[page].isSuite ? suitePage : casePage;
-            if (std::optional<PageFailure> failure = WriteItemPage(site, tree, page, frame))
+            if (std::optional<PageFailure> failure = WriteItemPage(site, tree, page, frame, known))
                 Fail(std::move(*failure));
             else
                 ++m_pages;
@@ -676,7 +719,8 @@ bool ExportWeb::WriteItemPages(const Site& site, ProjectTree& tree) {
 
 std::optional<ExportWeb::PageFailure> ExportWeb::WriteItemPage(const Site& site, ProjectTree& tree,
                                                                std::size_t page,
-                                                               const Template& frame) {
+                                                               const Template& frame,
+                                                               KnownCells& known) {
     ProjectTree::Page& job = tree.pages[page];
     const std::string& suiteFolder = tree.suites[job.suite].relative;
     try {
@@ -698,11 +742,20 @@ std::optional<ExportWeb::PageFailure> ExportWeb::WriteItemPage(const Site& site,
                                "</suite_title></test_suite>");
             else
                 suite.Load(GroupDocumentPath(folder));
-            html = suite.Render(frame, site.Settings(depth, site.Trail(relative)));
+            PageSettings settings = site.Settings(depth, site.Trail(relative));
+            settings.knownCells = [&known, &job](const fs::path& document) {
+                return known.Take(job.suite, document.stem().string());
+            };
+            html = suite.Render(frame, settings);
+            known.Forget(job.suite);
         } else {
             PrjTestCaseCore testCase(m_custom, site.project);
             testCase.Load(folder / (job.name + std::string(kItemExtension)));
             job.status = testCase.Stored("<test_status>");
+            SuiteCells cells;
+            for (std::size_t cell = 0; cell < kSuiteCellCount; ++cell)
+                cells[cell] = testCase.Stored(kSuiteCellTags[cell]);
+            known.Keep(job.suite, job.name, std::move(cells));
             std::vector<Crumb> crumbs = site.Trail(relative);
             crumbs.push_back({job.name, (relative / (job.name + ".html")).generic_string()});
             html = testCase.Render(frame, site.Settings(depth, std::move(crumbs)));

@@ -56,6 +56,7 @@ public:
 private:
     struct Site;
     struct ProjectTree;
+    class KnownCells;
     // A page that could not be written: what the user is told, and the file and the system's
     // reason, told on a line of their own.
     struct PageFailure {
@@ -105,8 +106,9 @@ private:
     bool PutSiteInPlace();
 
     // One page of a suite or test case, filled into frame, on a page thread: what went wrong.
+    // A test case's page keeps its suite list's cells in known, and a suite's page takes them.
     std::optional<PageFailure> WriteItemPage(const Site& site, ProjectTree& tree, std::size_t page,
-                                             const Template& frame);
+                                             const Template& frame, KnownCells& known);
     // One kind's folder: its reports' pages, then its index; adds the kind to projectPart.
     bool WriteReportKind(const Site& site, const std::string& kind, std::string& projectPart);
     // The page of a report document with its charts: the index's entry for it, or none when

@@ -351,13 +351,12 @@ std::optional<std::string> PrjTestGroupCore::OwnPlaceholder(std::string_view pla
 std::string PrjTestGroupCore::SuiteList(const PageSettings& settings) const {
     static constexpr std::string_view kColumns[] = {"Test Case", "Title",   "Status",
                                                     "Priority",  "Testers", "Last Attempt"};
-    static constexpr std::string_view kCells[] = {"<test_title>", "<test_status>", "<priority>",
-                                                  "<testers>", "<last_attempt_date>"};
     constexpr std::size_t kStatusCell = 1;
+    static_assert(kSuiteCellTags[kStatusCell] == "<test_status>");
     static const auto kCellTypes = [] {
-        std::array<FieldType, std::size(kCells)> types{};
+        std::array<FieldType, kSuiteCellCount> types{};
         for (std::size_t cell = 0; cell < types.size(); ++cell)
-            types[cell] = FindField(PrjTestCaseFields(), kCells[cell])->type;
+            types[cell] = FindField(PrjTestCaseFields(), kSuiteCellTags[cell])->type;
         return types;
     }();
     std::string html =
@@ -385,8 +384,7 @@ std::string PrjTestGroupCore::SuiteList(const PageSettings& settings) const {
         return strcasecmp(a.name.c_str(), b.name.c_str()) < 0;
     });
 
-    static_assert(kCells[kStatusCell] == "<test_status>");
-    TagIndex cells(kCells);
+    TagIndex index(kSuiteCellTags);
     std::size_t rows = 0;
     for (const Entry& entry : entries) {
         if (rows == kSuiteListLimit) {
@@ -401,24 +399,30 @@ std::string PrjTestGroupCore::SuiteList(const PageSettings& settings) const {
                     (settings.itemHref ? settings.itemHref(m_folder / entry.name)
                                        : UrlPath(entry.name + "/" + entry.name + "_index.html")) +
                     "\">" + shown + "</a></td>";
-            for (std::size_t cell = 0; cell < std::size(kCells); ++cell)
+            for (std::size_t cell = 0; cell < kSuiteCellCount; ++cell)
                 html += "<td class=" + rowClass + ">&nbsp;</td>";
             html += "</tr> \n";
             continue;
         }
         const fs::path document = m_folder / (entry.name + std::string(kItemExtension));
-        XMLParse doc;
-        const bool read = doc.OpenFastRead(document) == 0 && doc.Load() == 0;
-        cells.Scan(read ? std::string_view(doc.Text()) : std::string_view());
-        const std::optional<int> meaning =
-            m_custom.MeaningOf(Unescaped(std::string(cells.Stored(kStatusCell))));
+        std::optional<SuiteCells> cells =
+            settings.knownCells ? settings.knownCells(document) : std::nullopt;
+        if (!cells) {
+            XMLParse doc;
+            const bool read = doc.OpenFastRead(document) == 0 && doc.Load() == 0;
+            index.Scan(read ? std::string_view(doc.Text()) : std::string_view());
+            cells.emplace();
+            for (std::size_t cell = 0; cell < kSuiteCellCount; ++cell)
+                (*cells)[cell] = index.Stored(cell);
+        }
+        const std::optional<int> meaning = m_custom.MeaningOf(Unescaped((*cells)[kStatusCell]));
         const std::string_view icon = meaning ? kStatusIconFiles[*meaning] : "tc.gif";
         html += "<tr class=" + rowClass + "><td class=" + rowClass + "><img src=\"" +
                 settings.imagePath + std::string(icon) + "\" align=left><a href=\"" +
                 (settings.itemHref ? settings.itemHref(document) : UrlPath(entry.name + ".html")) +
                 "\">" + shown + "</a></td>";
-        for (std::size_t cell = 0; cell < std::size(kCells); ++cell) {
-            const std::string value = PageValue(kCellTypes[cell], cells.Stored(cell));
+        for (std::size_t cell = 0; cell < kSuiteCellCount; ++cell) {
+            const std::string value = PageValue(kCellTypes[cell], (*cells)[cell]);
             html += "<td class=" + rowClass + ">" + (value.empty() ? "&nbsp;" : value) + "</td>";
         }
         html += "</tr> \n";

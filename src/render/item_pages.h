@@ -24,6 +24,9 @@ namespace vantorel {
 class CustomCfg;
 
 inline constexpr std::size_t kSuiteListLimit = 500;
+// The tags of SuiteCells, in their order.
+inline constexpr std::array<std::string_view, kSuiteCellCount> kSuiteCellTags = {
+    "<test_title>", "<test_status>", "<priority>", "<testers>", "<last_attempt_date>"};
 
 class ItemCore {
 public:

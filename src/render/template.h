@@ -4,6 +4,7 @@
 // settings, every other comment is offered to the item's renderer, and a comment nobody
 // knows becomes a fixed remark, so a page is always produced.
 
+#include <array>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -38,6 +39,11 @@ inline constexpr std::string_view kRichTextContainment =
     ".RichText *{position:static!important}</STYLE>\n";
 
 // Where a page will be read, and what the page-level placeholders hold.
+// What a project suite's list shows of one test case: the stored values of its title, status,
+// priority, testers and date of last attempt.
+inline constexpr std::size_t kSuiteCellCount = 5;
+using SuiteCells = std::array<std::string, kSuiteCellCount>;
+
 struct PageSettings {
     std::filesystem::path styleFolder;  // the display style's folder, holding style.css
     bool exported = false;              // a file of the web export, not the desktop view
@@ -52,6 +58,10 @@ struct PageSettings {
     // own lists link to items (the project suite's list); unset, the web export's page names
     // relative to the page.
     std::function<std::string(const std::filesystem::path& item)> itemHref;
+    // A project suite's list: the cells of the test case in document as the page of that test
+    // case found them moments ago (the web export makes a suite's page after its test cases'),
+    // so its document is not read a second time. Unset, or none for it, and it is read.
+    std::function<std::optional<SuiteCells>(const std::filesystem::path& document)> knownCells;
 };
 
 class Template {

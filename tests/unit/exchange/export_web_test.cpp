@@ -166,6 +166,28 @@ TEST_F(ExportTest, ValuesReachTheSiteAsTextAndEveryPageForbidsScripts) {
     EXPECT_TRUE(Has(ReadFile(site / "Alpha.html"), "&lt;img src=x onerror=alert(1)&gt;"));
 }
 
+// A suite's page is made after its test cases' pages and lists the cells they read.
+TEST_F(ExportTest, ASuitesListShowsTheCellsOfItsTestCases) {
+    WriteFile(styles / "plain" / "PrjTestSuiteTemplate.html",
+              "<html><body><!--VT_TGLIST--></body></html>");
+    AddCase("Smoke/P 3.vtl", {{"<id>", "P 3"},
+                              {"<test_title>", "Three"},
+                              {"<test_status>", "Fail"},
+                              {"<priority>", "High"},
+                              {"<testers>", "sam"},
+                              {"<last_attempt_date>", "20261014"}});
+    ASSERT_TRUE(Export());
+    const std::string suite = ReadFile(site / "Project Test Cases/Smoke/Smoke_index.html");
+    EXPECT_TRUE(Has(suite, "Deep</a></td><td class=List>&nbsp;</td>")) << suite;
+    EXPECT_TRUE(Has(suite, "P 1</a></td><td class=ListAlt>&nbsp;</td><td class=ListAlt>Pass</td>"))
+        << suite;
+    EXPECT_TRUE(Has(suite,
+                    "P 3</a></td><td class=List>Three</td><td class=List>Fail</td><td "
+                    "class=List>High</td><td class=List>sam</td><td "
+                    "class=List>14-Oct-2026</td></tr>"))
+        << suite;
+}
+
 TEST_F(ExportTest, InternalLinksLeadToExportedPages) {
     const std::string html =
         "<a href=\"vantorel://Alpha/Project%20Test%20Cases/Smoke/Deep/P2\">x</a>"
