@@ -751,10 +751,10 @@ std::optional<ExportWeb::PageFailure> ExportWeb::WriteItemPage(const Site& site,
         } else {
             PrjTestCaseCore testCase(m_custom, site.project);
             testCase.Load(folder / (job.name + std::string(kItemExtension)));
-            job.status = testCase.Stored("<test_status>");
             SuiteCells cells;
             for (std::size_t cell = 0; cell < kSuiteCellCount; ++cell)
                 cells[cell] = testCase.Stored(kSuiteCellTags[cell]);
+            job.status = cells[kSuiteStatusCell];
             known.Keep(job.suite, job.name, std::move(cells));
             std::vector<Crumb> crumbs = site.Trail(relative);
             crumbs.push_back({job.name, (relative / (job.name + ".html")).generic_string()});

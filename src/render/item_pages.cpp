@@ -351,8 +351,6 @@ std::optional<std::string> PrjTestGroupCore::OwnPlaceholder(std::string_view pla
 std::string PrjTestGroupCore::SuiteList(const PageSettings& settings) const {
     static constexpr std::string_view kColumns[] = {"Test Case", "Title",   "Status",
                                                     "Priority",  "Testers", "Last Attempt"};
-    constexpr std::size_t kStatusCell = 1;
-    static_assert(kSuiteCellTags[kStatusCell] == "<test_status>");
     static const auto kCellTypes = [] {
         std::array<FieldType, kSuiteCellCount> types{};
         for (std::size_t cell = 0; cell < types.size(); ++cell)
@@ -415,7 +413,8 @@ std::string PrjTestGroupCore::SuiteList(const PageSettings& settings) const {
             for (std::size_t cell = 0; cell < kSuiteCellCount; ++cell)
                 (*cells)[cell] = index.Stored(cell);
         }
-        const std::optional<int> meaning = m_custom.MeaningOf(Unescaped((*cells)[kStatusCell]));
+        const std::optional<int> meaning =
+            m_custom.MeaningOf(Unescaped((*cells)[kSuiteStatusCell]));
         const std::string_view icon = meaning ? kStatusIconFiles[*meaning] : "tc.gif";
         html += "<tr class=" + rowClass + "><td class=" + rowClass + "><img src=\"" +
                 settings.imagePath + std::string(icon) + "\" align=left><a href=\"" +

@@ -27,6 +27,8 @@ inline constexpr std::size_t kSuiteListLimit = 500;
 // The tags of SuiteCells, in their order.
 inline constexpr std::array<std::string_view, kSuiteCellCount> kSuiteCellTags = {
     "<test_title>", "<test_status>", "<priority>", "<testers>", "<last_attempt_date>"};
+inline constexpr std::size_t kSuiteStatusCell = 1;
+static_assert(kSuiteCellTags[kSuiteStatusCell] == "<test_status>");
 
 class ItemCore {
 public:
