@@ -113,10 +113,8 @@ MainWindow::MainWindow(UserPort& port, ShellFolders folders, UserIdentity identi
         std::optional<TreeNode> shown = m_list->CurrentRowNode();
         if (!shown)
             shown = CurrentNode();
-        if (shown) {
-            m_page->Show(*shown);
-            m_page->Reshow();
-        }
+        if (shown)
+            m_page->ShowAnew(*shown);
     });
     connect(m_list, &ListPaneView::statusChanged, this, [this](const QString& text) {
         m_statusText->setText(text);

@@ -434,14 +434,23 @@ PageView::PageView(UserPort& port, QWidget* parent)
         }
     });
     connect(this, &QWebEngineView::loadFinished, this, [this](bool loaded) {
-        // An earlier page whose answer was already on its way when the tree moved on can end
-        // the later load in the engine as it comes in: the tree's page is asked for again,
-        // once, or the pane would stay on the earlier item.
-        if (!m_printingPages && !m_requested.empty() && url() != m_requested.back() &&
-            m_askedAgain != m_requested.back()) {
-            m_askedAgain = m_requested.back();
-            LoadForTree(m_askedAgain, false);
-            return;
+        if (!m_printingPages && !m_requested.empty()) {
+            const QUrl wanted = m_requested.back();
+            // An earlier page whose answer was already on its way when the tree moved on can
+            // end the later load in the engine as it comes in: the tree's page is asked for
+            // again, once, or the pane would stay on the earlier item.
+            if (url() != wanted && m_askedAgain != wanted) {
+                m_askedAgain = wanted;
+                LoadForTree(wanted, false);
+                return;
+            }
+            // Settled, shown or given up: the tree asking for the page again loads it anew.
+            m_requested.clear();
+            m_askedAgain.clear();
+            if (std::exchange(m_reloadWhenLoaded, false) && url() == wanted) {
+                triggerPageAction(QWebEnginePage::ReloadAndBypassCache);
+                return;
+            }
         }
         if (!m_printingPages || m_printerBusy)
             return;
@@ -498,8 +507,10 @@ QUrl PageView::UrlOf(const fs::path& path) const {
 void PageView::Show(const TreeNode& node) {
     m_showLater = false;
     const QUrl url = UrlOf(node.path);
-    if (url == this->url() && m_requested.empty())
+    if (url == ComingOrShown())
         return;
+    // Another page is made anew anyway: a reload asked for the one before it is not due.
+    m_reloadWhenLoaded = false;
     m_wanted = url;
     LoadForTree(url, true);
 }
@@ -515,11 +526,23 @@ void PageView::LoadForTree(const QUrl& url, bool asked) {
     load(url);
 }
 
+void PageView::ShowAnew(const TreeNode& node) {
+    if (UrlOf(node.path) == ComingOrShown())
+        Reshow();
+    else
+        Show(node);
+}
+
+QUrl PageView::ComingOrShown() const {
+    return m_requested.empty() ? url() : m_requested.back();
+}
+
 void PageView::Reshow() {
     // While the tree's page is still on its way, a reload would reload the page before it and
-    // cancel the one wanted: the wanted one is asked for again instead.
+    // cancel the one wanted, and a second load of the wanted one can leave the engine with
+    // neither: the page is reloaded once it is in.
     if (!m_requested.empty()) {
-        LoadForTree(m_requested.back(), false);
+        m_reloadWhenLoaded = true;
         return;
     }
     if (url().scheme() == kPageScheme)
@@ -531,6 +554,7 @@ void PageView::Clear() {
     m_loaded.clear();
     m_wanted.clear();
     m_askedAgain.clear();
+    m_reloadWhenLoaded = false;
     setUrl(QUrl("about:blank"));
     history()->clear();
 }

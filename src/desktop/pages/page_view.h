@@ -102,6 +102,8 @@ public:
     void ShowLater() { m_showLater = true; }
     // Shows the node's page again, made anew (its document or the style changed).
     void Reshow();
+    // Shows node's page made anew: the page shown or on its way is reshown, another loaded.
+    void ShowAnew(const TreeNode& node);
     // A blank pane, with no history (the database closed).
     void Clear();
     // The page's URL for the item at path.
@@ -144,6 +146,10 @@ private:
     QUrl m_wanted;
     // The tree's page last asked for again after an earlier page's load ended without it.
     QUrl m_askedAgain;
+    // The page on its way was asked to be made anew: it is reloaded once it is in.
+    bool m_reloadWhenLoaded = false;
+    // The page the tree asked for last while it is on its way, else the page shown.
+    QUrl ComingOrShown() const;
     bool m_showLater = false;
     // Loads url for the tree, noting it as loaded and (asked) as asked for.
     void LoadForTree(const QUrl& url, bool asked);
